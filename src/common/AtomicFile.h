@@ -1,0 +1,42 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace Common {
+
+/// A file that takes the place of `destination` whole or not at all: it is written under a
+/// temporary name beside it, mode 0600, and renamed by `Commit`. Without a commit the destructor
+/// removes it. All failures are `ResultStatus` WriteFailed or NotPermitted that name the file.
+class AtomicFile {
+ public:
+  enum class Existing { Replace, Keep };
+
+  /// Creates the empty temporary file. Its name ends in `destination`'s last four characters, so
+  /// that code that looks at the extension sees the right one.
+  explicit AtomicFile(std::string destination);
+  AtomicFile(const AtomicFile&) = delete;
+  AtomicFile& operator=(const AtomicFile&) = delete;
+  ~AtomicFile();
+
+  /// The temporary file's path, to be written by name.
+  [[nodiscard]] const std::string& TemporaryPath() const { return temporary_; }
+
+  /// Appends `text` to the temporary file.
+  void Write(std::string_view text);
+
+  /// Gives the file the permission bits of `mode`.
+  void SetMode(unsigned mode);
+
+  /// Brings the file to the disk and renames it to the destination. With `Existing::Keep` a
+  /// destination that exists is left alone and WriteFailed is raised.
+  void Commit(Existing existing);
+
+ private:
+  std::string destination_;
+  std::string temporary_;
+  int descriptor_ = -1;
+  bool committed_ = false;
+};
+
+}  // namespace Common

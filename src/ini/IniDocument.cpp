@@ -1,0 +1,202 @@
+#include "ini/IniDocument.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+#include "ini/IniEscape.h"
+
+namespace {
+
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view kBlanks = " \t";
+
+std::string_view Trim(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+/// Where the comment of a key line or heading starts: the ";" directly behind a tab, or the one
+/// that `text` starts with; `text.size()` without a comment.
+std::size_t CommentStart(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first != std::string_view::npos && text[first] == ';') return first;
+  const std::size_t behindTab = text.find("\t;");
+  return behindTab == std::string_view::npos ? text.size() : behindTab + 1;
+}
+
+/// Owns a file descriptor.
+class Descriptor {
+ public:
+  explicit Descriptor(int value) : value_(value) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    if (value_ >= 0) close(value_);
+  }
+  [[nodiscard]] int Get() const { return value_; }
+
+ private:
+  int value_;
+};
+
+/// Reads to the end of the file, at most one byte more than `limit`. False on a read error.
+bool ReadUpTo(int descriptor, std::size_t limit, std::size_t expected, std::vector<char>& text) {
+  constexpr std::size_t kStep = std::size_t{64} * 1024;
+  text.reserve(std::min(expected, limit) + kStep);  // room to meet the end without growing
+  for (;;) {
+    const std::size_t size = text.size();
+    const std::size_t room = std::min(std::max(kStep, text.capacity() - size), limit + 1 - size);
+    if (room == 0) return true;
+    text.resize(size + room);
+    const ssize_t got = read(descriptor, text.data() + size, room);
+    text.resize(size + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    if (got == 0) return true;
+    if (got < 0 && errno != EINTR) return false;
+  }
+}
+
+}  // namespace
+
+IniDocument::Status IniDocument::Load(const char* path) {
+  Clear();
+  // Non-blocking: opening a FIFO must not wait for a writer before it can be refused.
+  const Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat facts = {};
+  if (file.Get() < 0 || fstat(file.Get(), &facts) != 0) {
+    return Fail(Status::CannotRead, std::generic_category().message(errno));
+  }
+  if (!S_ISREG(facts.st_mode)) return Fail(Status::CannotRead, "Not a regular file");
+  if (!ReadUpTo(file.Get(), kMaxBytes, static_cast<std::size_t>(facts.st_size), text_)) {
+    return Fail(Status::CannotRead, std::generic_category().message(errno));
+  }
+  return Index();
+}
+
+IniDocument::Status IniDocument::Parse(std::string_view text) {
+  Clear();
+  text_.assign(text.begin(), text.end());
+  return Index();
+}
+
+bool IniDocument::IsWellFormed() const {
+  return status_ == Status::Ok && std::ranges::none_of(problems_, [](const Problem& problem) {
+           return problem.kind == Problem::Kind::BadLine ||
+                  problem.kind == Problem::Kind::KeyOutsideSection;
+         });
+}
+
+bool IniDocument::HasSection(std::string_view section) const {
+  return sectionIndex_.contains(section);
+}
+
+const IniDocument::Entry* IniDocument::Find(std::string_view section, std::string_view key) const {
+  const auto place = sectionIndex_.find(section);
+  if (place == sectionIndex_.end()) return nullptr;
+  const auto entry = entryIndex_.find({place->second, key});
+  return entry == entryIndex_.end() ? nullptr : &entries_[entry->second];
+}
+
+void IniDocument::Clear() {
+  status_ = Status::Empty;
+  reason_.clear();
+  text_.clear();
+  decoded_.clear();
+  sections_.clear();
+  entries_.clear();
+  problems_.clear();
+  sectionIndex_.clear();
+  entryIndex_.clear();
+  current_ = 0;
+}
+
+IniDocument::Status IniDocument::Fail(Status status, std::string reason) {
+  Clear();
+  status_ = status;
+  reason_ = std::move(reason);
+  return status_;
+}
+
+IniDocument::Status IniDocument::Index() {
+  if (text_.size() > kMaxBytes) return Fail(Status::TooLarge, "Larger than 64 MiB");
+  if (std::memchr(text_.data(), 0, text_.size()) != nullptr) {
+    return Fail(Status::HoldsNul, "It holds a NUL byte and is no text file");
+  }
+  static_assert(kMaxBytes < std::numeric_limits<std::uint32_t>::max(),
+                "lines are counted in 32 bits");
+
+  std::string_view rest(text_.data(), text_.size());
+  if (rest.starts_with(kByteOrderMark)) rest.remove_prefix(kByteOrderMark.size());
+  const auto lines = static_cast<std::size_t>(std::ranges::count(rest, '\n')) + 1;
+  entries_.reserve(lines);
+  entryIndex_.reserve(lines);
+  for (std::uint32_t number = 1; !rest.empty(); ++number) {
+    const std::size_t end = std::min(rest.find('\n'), rest.size());
+    std::string_view line = rest.substr(0, end);
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    AddLine(line, number);
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  status_ = Status::Ok;
+  return status_;
+}
+
+void IniDocument::AddLine(std::string_view line, std::uint32_t number) {
+  const std::string_view content = Trim(line);
+  if (content.empty() || content.front() == ';') return;
+  if (content.front() == '[') return AddHeading(line, number);
+  const std::size_t equals = line.find('=');
+  if (equals == std::string_view::npos || Trim(line.substr(0, equals)).empty()) {
+    problems_.push_back({Problem::Kind::BadLine, number, line});
+    return;
+  }
+  AddEntry(line, equals, number);
+}
+
+void IniDocument::AddHeading(std::string_view line, std::uint32_t number) {
+  const std::string_view heading = Trim(line.substr(0, CommentStart(line)));
+  if (heading.size() < 2 || heading.back() != ']') {
+    problems_.push_back({Problem::Kind::BadLine, number, line});
+    return;
+  }
+  EnterSection(Decoded(heading.substr(1, heading.size() - 2)), number);
+}
+
+void IniDocument::EnterSection(std::string_view name, std::uint32_t number) {
+  const auto next = static_cast<std::uint32_t>(sections_.size());
+  const auto [place, isNew] = sectionIndex_.try_emplace(name, next);
+  current_ = place->second;
+  if (isNew) {
+    sections_.push_back({name, number});
+  } else {
+    problems_.push_back({Problem::Kind::DuplicateSection, number, name});
+  }
+}
+
+void IniDocument::AddEntry(std::string_view line, std::size_t equals, std::uint32_t number) {
+  const std::string_view key = Decoded(Trim(line.substr(0, equals)));
+  const std::string_view behind = line.substr(equals + 1);
+  const std::size_t comment = CommentStart(behind);
+  if (sections_.empty()) EnterSection({}, number);
+  if (sections_[current_].name.empty()) {
+    problems_.push_back({Problem::Kind::KeyOutsideSection, number, key});
+  }
+  const auto [place, isNew] =
+      entryIndex_.insert_or_assign({current_, key}, static_cast<std::uint32_t>(entries_.size()));
+  if (!isNew) problems_.push_back({Problem::Kind::DuplicateKey, number, key});
+  entries_.push_back(
+      {current_, number, key, Decoded(Trim(behind.substr(0, comment))), behind.substr(comment)});
+}
+
+std::string_view IniDocument::Decoded(std::string_view raw) {
+  if (!Ini::IsEscaped(raw)) return raw;
+  return decoded_.emplace_back(Ini::Unescape(raw));
+}

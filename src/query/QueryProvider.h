@@ -1,0 +1,65 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "query/XNode.h"
+
+namespace SDK {
+
+/// Settings to write: path to value, or name to value below one path.
+using SettingMap = std::map<std::string, std::string>;
+
+/// One back end for one or more trees of the query path space ("BMC", "BIOS", "SMBIOS").
+///
+/// The director is its only caller and hands it the paths of the trees it is mounted for, from one
+/// thread. A provider that keeps a connection keeps it from its construction to its destruction.
+/// A text it hands out holds no NUL byte. Every failure is a `ResultStatus` from
+/// `ErrorManager::Raise`; those that any operation may raise are Unreachable (the target does not
+/// answer, or the session with it is lost) and NotPermitted.
+class QueryProvider {
+ public:
+  QueryProvider() = default;
+  QueryProvider(const QueryProvider&) = delete;
+  QueryProvider& operator=(const QueryProvider&) = delete;
+  virtual ~QueryProvider() = default;
+
+  /// Adds nodes to `results`; entries already there stay.
+  ///
+  /// - Path P: the node P and every node below it, that is with a path that starts with P + "/" or
+  ///   P + "[". The keys are full paths.
+  /// - `P/@children`: the node P alone, with the full paths of its children as its values.
+  ///
+  /// \throws ResultStatus  NoSuchNode when the path names nothing; `results` is then unchanged.
+  virtual void Read(const std::string& path, NodeMap& results) = 0;
+
+  /// Applies every path-to-value pair as one batch. `isBios` and `reserved` are what the module
+  /// passes to the director: (true, false) with BIOS settings, (false, false) with BMC settings.
+  ///
+  /// The pair "/BIOS/AdminPw" to `password-password` asks to check the BIOS administrator password
+  /// and changes nothing.
+  ///
+  /// \throws ResultStatus  NoSuchNode, ReadOnlyNode, ValueRefused (each naming path and value),
+  ///                       PasswordRefused, WriteFailed.
+  virtual void Write(const SettingMap& settings, bool isBios, bool reserved) = 0;
+
+  /// Applies a batch of BIOS settings, authorised by the BIOS administrator password (which may be
+  /// empty).
+  /// \throws ResultStatus  as `Write`.
+  virtual void WriteAuthorised(const SettingMap& settings, const std::string& password) = 0;
+
+  /// Sets several named settings of the node at `path` in one go: the setting `name` is the node
+  /// `path/name`.
+  ///
+  /// At "/BIOS/AdminPw" the settings "ADMIN_PW" and "SETVALUE", both the password, ask to check the
+  /// BIOS administrator password and change nothing.
+  ///
+  /// \throws ResultStatus  as `Write`.
+  virtual void WriteGroup(const std::string& path, const SettingMap& settings) = 0;
+
+  /// The platform name of the server, for example "CALDRA_PLATFORM"; empty when this back end does
+  /// not know it.
+  virtual std::string PlatformName() = 0;
+};
+
+}  // namespace SDK

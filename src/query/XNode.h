@@ -1,0 +1,28 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+/// What a node of the query path space is. Other numbers are neither.
+enum NodeKind : int { NODE_SETTING = 0, NODE_MENU = 1 };
+
+/// One node of a query result. Texts are UTF-8 and hold no NUL byte.
+struct _XNode {  // NOLINT(bugprone-reserved-identifier): the name callers know
+  int kind = NODE_SETTING;
+
+  /// A setting: its value, and sometimes further texts. A BIOS menu, or any other inner node: the
+  /// full paths of its children in the machine's order. Empty: the node has no value.
+  std::vector<std::string> values;
+
+  /// The choices of a setting: value to display text. Empty for a free-form setting.
+  std::map<std::string, std::string> options;
+
+  /// A BIOS setting with the flag set is neither saved nor restored.
+  bool flag = false;
+
+  bool operator==(const _XNode&) const = default;
+};
+
+/// A query result: full path to node, in byte order of the paths.
+using NodeMap = std::map<std::string, _XNode>;

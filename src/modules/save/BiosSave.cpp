@@ -1,0 +1,177 @@
+// The BIOS part of a save: the setup menus, then the hard-disk order and the boot order.
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "modules/save/BiosTree.h"
+#include "modules/save/SaveRestore.h"
+
+namespace SDK {
+namespace {
+
+/// Settings that are never saved. "#%d" is compared as it stands: the plain boot options themselves
+/// are saved.
+constexpr auto kExcludedSettings = std::to_array<std::string_view>({
+    "/BIOS/Boot Options/Boot Options/Boot Option #%d",
+    "/BIOS/Boot Options/Boot Option #%d",
+    "/BIOS/Boot Options/Boot Options/Add EFI Boot Option/Select File system",
+    "/BIOS/Boot Options/Add EFI Boot Option/Select File system",
+    "/BIOS/Boot Options/Boot Options/Delete EFI Boot Option/Delete Boot Option",
+    "/BIOS/Boot Options/Delete EFI Boot Option/Delete Boot Option",
+    "/BIOS/Boot Options/Boot Options/Delete EFI Boot Option",
+    "/BIOS/Boot Options/Delete EFI Boot Option",
+    "/BIOS/Boot Options/Boot Options/Add EFI Boot Option",
+    "/BIOS/Boot Options/Add EFI Boot Option",
+});
+
+/// Menus whose path contains one of these are never saved, with everything below them: they are
+/// actions on boot options, not settings.
+constexpr auto kExcludedMenus = std::to_array<std::string_view>({
+    "/BIOS/Boot Options/Boot Options",
+    "/BIOS/Boot Options/Add EFI Boot Option",
+    "/BIOS/Boot Options/Delete EFI Boot Option",
+});
+
+bool IsExcludedMenu(const std::string& path) {
+  return std::ranges::any_of(kExcludedMenus, [&](std::string_view excluded) {
+    return path.find(excluded) != std::string::npos;
+  });
+}
+
+/// The sub-menus of Server Management show the BMC's settings, which have sections of their own.
+bool SavesSubMenus(const std::string& path) {
+  return path.find("/BIOS/Server Management") == std::string::npos;
+}
+
+bool IsMenu(const NodeMap& nodes, const std::string& path) {
+  return BiosTree::NodeAt(nodes, path).kind == NODE_MENU;
+}
+
+std::string Indexed(const std::string& path, std::size_t index) {
+  return path + "[" + std::to_string(index) + "]";
+}
+
+}  // namespace
+
+void SaveRestore::SaveBiosConfiguration(RowSink& rows) {
+  ExecuteCountQuery("/BIOS");
+  MenuWalk walk{rows, {}};
+  Search("/", "/BIOS", CachedResult("/BIOS"), walk);
+  SaveHardDiskOrder(rows);
+  SaveBootOrder(rows);
+}
+
+void SaveRestore::Search(std::string /*parent*/, std::string path, NodeMap nodes, MenuWalk& walk) {
+  for (const std::string& menu : BiosTree::NodeAt(nodes, path).values) {
+    if (!IsNeedToSaveRestore(menu) || IsExcludedMenu(menu) || !walk.Enter(menu)) continue;
+    WriteSectionName(menu, walk.rows);
+    const std::vector<std::string>& children = BiosTree::NodeAt(nodes, menu).values;
+    for (const std::string& child : children) {
+      if (BiosTree::NodeAt(nodes, child).kind == NODE_SETTING) WriteData(menu, child, nodes, walk);
+    }
+    if (!SavesSubMenus(menu)) continue;
+    for (const std::string& child : children) {
+      if (IsMenu(nodes, child)) WriteData(menu, child, nodes, walk);
+    }
+  }
+}
+
+void SaveRestore::WriteData(std::string parent, std::string path, NodeMap& nodes, MenuWalk& walk) {
+  if (BiosTree::NodeAt(nodes, path).kind == NODE_SETTING) {
+    WriteOneData(parent, path, nodes, walk.rows);
+    return;
+  }
+  std::vector<std::string> pending{path};
+  while (!pending.empty()) {
+    const std::string menu = std::move(pending.back());
+    pending.pop_back();
+    if (IsExcludedMenu(menu) || !walk.Enter(menu)) continue;
+    if (IsMenu(nodes, menu)) WriteSectionName(menu, walk.rows);
+    for (const std::string& child : BiosTree::NodeAt(nodes, menu).values) {
+      if (!IsMenu(nodes, child)) {
+        WriteOneData(menu, child, nodes, walk.rows);
+      } else if (SavesSubMenus(menu)) {
+        pending.push_back(child);
+      }
+    }
+  }
+}
+
+void SaveRestore::WriteOneData(std::string parent, std::string path, NodeMap& nodes,
+                               RowSink& rows) {
+  if (std::ranges::find(kExcludedSettings, path) != kExcludedSettings.end()) return;
+  const _XNode& setting = BiosTree::NodeAt(nodes, path);
+  if (setting.kind != NODE_SETTING || setting.flag) return;
+  const std::string key = BiosTree::KeyOf(path, parent);
+  if (key.empty() || BiosTree::IsPrivateKey(key)) return;
+  rows.Write({key, BiosTree::EffectiveValue(setting), BiosTree::OptionComment(setting), path});
+}
+
+void SaveRestore::WriteSectionName(std::string path, RowSink& rows) {
+  rows.BeginSection("[" + BiosTree::SectionName(path) + "]");
+}
+
+/// Of the boot-order entries that have disks the last one counts, also when it lists none.
+void SaveRestore::SaveHardDiskOrder(RowSink& rows) {
+  ExecuteCountQuery("/BMC/BOOTORDER");
+  const NodeMap& nodes = CachedResult("/BMC/BOOTORDER");
+  rows.BeginSection("[BootOrder::Hard Disk]");
+  std::string disks;
+  std::size_t diskCount = 0;
+  const std::size_t entryCount = BiosTree::NodeAt(nodes, "/BMC/BOOTORDER").values.size();
+  for (std::size_t entry = 1; entry <= entryCount; ++entry) {
+    const std::string path = Indexed("/BMC/BOOTORDER", entry) + "/HDD";
+    if (!nodes.contains(path)) continue;
+    disks = path;
+    diskCount = BiosTree::NodeAt(nodes, path).values.size();
+  }
+  for (std::size_t position = 1; position <= diskCount; ++position) {
+    const std::string path = Indexed(disks, position);
+    const std::string name = BiosTree::FirstValue(nodes, path);
+    if (!name.empty()) rows.Write({name, std::to_string(position), "", path});
+  }
+}
+
+void SaveRestore::SaveBootOrder(RowSink& rows) {
+  ExecuteCountQuery("/BIOS/BootOrder");
+  const NodeMap& nodes = CachedResult("/BIOS/BootOrder");
+  rows.BeginSection("[BIOS::BootOrder]");
+  // The result holds the node of the order itself and one for each position.
+  for (std::size_t position = 1; position < nodes.size(); ++position) {
+    const std::string path = Indexed("/BIOS/BootOrder", position);
+    const std::string name = BiosTree::FirstValue(nodes, path);
+    if (!name.empty()) rows.Write({name, std::to_string(position), "", path});
+  }
+}
+
+// The same for a caller that has an open file instead of a sink.
+
+void SaveRestore::SaveBiosConfiguration(FILE* file) {
+  IniRowSink rows(file);
+  SaveBiosConfiguration(rows);
+}
+
+void SaveRestore::Search(std::string parent, std::string path, NodeMap nodes, FILE* file) {
+  IniRowSink rows(file);
+  MenuWalk walk{rows, {}};
+  Search(std::move(parent), std::move(path), std::move(nodes), walk);
+}
+
+void SaveRestore::WriteData(std::string parent, std::string path, NodeMap& nodes, FILE* file) {
+  IniRowSink rows(file);
+  MenuWalk walk{rows, {}};
+  WriteData(std::move(parent), std::move(path), nodes, walk);
+}
+
+void SaveRestore::WriteOneData(std::string parent, std::string path, NodeMap& nodes, FILE* file) {
+  IniRowSink rows(file);
+  WriteOneData(std::move(parent), std::move(path), nodes, rows);
+}
+
+void SaveRestore::WriteSectionName(std::string path, FILE* file) {
+  IniRowSink rows(file);
+  WriteSectionName(std::move(path), rows);
+}
+
+}  // namespace SDK

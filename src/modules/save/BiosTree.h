@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "query/XNode.h"
+
+/// What the save and the restore of the BIOS part have to agree on: how a setup tree of paths maps
+/// to sections, keys and values.
+namespace SDK::BiosTree {
+
+/// The node at `path`. One that is absent reads as a setting without a value.
+[[nodiscard]] const _XNode& NodeAt(const NodeMap& nodes, const std::string& path);
+
+/// The section of the menu at `menuPath`, without brackets: its components joined by "::".
+[[nodiscard]] std::string SectionName(const std::string& menuPath);
+
+/// The key of the setting at `path` in the menu at `parent`: what stands behind the parent's path.
+/// A path outside its parent gives its last component.
+[[nodiscard]] std::string KeyOf(const std::string& path, const std::string& parent);
+
+/// The value that is saved for a setting: its first, or its second where the first is empty.
+[[nodiscard]] std::string EffectiveValue(const _XNode& setting);
+
+/// The comment that lists the options of a setting: ";Options: text=value: text=value".
+[[nodiscard]] std::string OptionComment(const _XNode& setting);
+
+/// True for the keys that are neither saved nor restored, whatever menu they stand in.
+[[nodiscard]] bool IsPrivateKey(std::string_view key);
+
+/// The first value of the node at `path`, or the empty text.
+[[nodiscard]] std::string FirstValue(const NodeMap& nodes, const std::string& path);
+
+}  // namespace SDK::BiosTree

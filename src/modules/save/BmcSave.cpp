@@ -1,0 +1,217 @@
+// The text save: the file itself, and the walk that turns the catalogue into sections and keys.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <string_view>
+
+#include "common/ErrorManager.h"
+#include "modules/save/Expansion.h"
+#include "modules/save/FileHeader.h"
+#include "modules/save/SaveRestore.h"
+
+namespace SDK {
+namespace {
+
+/// The user walk visits these five whatever the BMC has, and the count in the file says so.
+constexpr auto kUserMembers = std::to_array<const char*>({"[1]", "[2]", "[3]", "[4]", "[5]"});
+constexpr std::string_view kUserCollection = "/BMC/USER";
+constexpr std::string_view kUserCountKey = "NumberOfUsers";
+
+/// Each LAN channel has two alert destinations.
+constexpr auto kDestinationMembers = std::to_array<const char*>({"[0]", "[1]"});
+
+/// Filters are saved from a BMC that has at least these many, and only these many of them.
+constexpr std::size_t kSavedFilters = 12;
+
+/// The serial-over-LAN payload access of channel 4 is not saved.
+constexpr std::string_view kUnsavedQuery = "CHANNEL[4]/PAYLOADACCESS";
+
+bool Contains(std::string_view text, std::string_view word) {
+  return text.find(word) != std::string_view::npos;
+}
+
+/// A configuration file that is being written.
+class OutputFile {
+ public:
+  /// Creates the file for its owner alone, or empties it. \throws ResultStatus  1041.
+  explicit OutputFile(const char* path) {
+    constexpr unsigned kOwnerOnly = 0600;
+    const int descriptor = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kOwnerOnly);
+    if (descriptor >= 0) file_.reset(fdopen(descriptor, "w"));
+    if (descriptor >= 0 && !file_) close(descriptor);
+    if (!file_) ErrorManager::Raise(ErrorManager::CannotWriteFile);
+  }
+
+  [[nodiscard]] FILE* Get() const { return file_.get(); }
+
+  /// Closes the file and makes sure that everything has been written. \throws ResultStatus  1041.
+  void Finish() {
+    const bool failed = std::ferror(file_.get()) != 0;
+    if (std::fclose(file_.release()) != 0 || failed) {
+      ErrorManager::Raise(ErrorManager::CannotWriteFile);
+    }
+  }
+
+ private:
+  struct Close {
+    void operator()(FILE* file) const { static_cast<void>(std::fclose(file)); }
+  };
+  std::unique_ptr<FILE, Close> file_;
+};
+
+/// The comment of a key of one instance. The first user's name is fixed, and on the products that
+/// keep the second user for themselves everything of that user but its status is.
+const char* InstanceComment(const Data& item, std::string_view sectionName,
+                            std::string_view product) {
+  const bool firstUserName = Contains(sectionName, "USER1") && Contains(item.key, "UserName");
+  const bool secondUser = Contains(sectionName, "USER2") &&
+                          !Contains(item.key, "GlobalUserStatus") && IsPlainMailProduct(product);
+  return firstUserName || secondUser ? kNotEditedComment : item.comment;
+}
+
+const char* SubInstanceComment(const Data& item, const Data& subList, std::string_view sectionName,
+                               std::string_view product) {
+  const bool secondUser = Contains(sectionName, "USER2") && !Contains(subList.key, "STATUS") &&
+                          IsPlainMailProduct(product);
+  return secondUser ? kNotEditedComment : item.comment;
+}
+
+}  // namespace
+
+void SaveRestore::SaveFile(const char* path, int mode) {
+  OutputFile file(path);
+  std::fprintf(file.Get(), "%s\n", kFileHeader.data());
+  IniRowSink rows(file.Get(), [this](const std::string& name) { SectionStarted(name); });
+  SaveSections(rows);
+  if (mode == 0 || mode == 2) SaveBiosConfiguration(rows);
+  file.Finish();
+}
+
+void SaveRestore::SaveSections(RowSink& rows) {
+  for (const sectionData& section : sections) {
+    if (section.numbered != 0) {
+      for (const std::string& number : InstanceNumbersOf(section)) {
+        SaveInstance(section, number, rows);
+      }
+      continue;
+    }
+    rows.BeginSection(section.name);
+    if (section.items.empty()) continue;
+    switch (section.items.front().type) {
+      case QT_GET:
+      case QT_COUNT:
+      case QT_CALC:
+        SavePlainSection(section, rows);
+        break;
+      case QT_LIST:
+        SaveListSection(section, rows);
+        break;
+      default:
+        break;  // nothing but the heading
+    }
+  }
+}
+
+void SaveRestore::SavePlainSection(const sectionData& section, RowSink& rows) {
+  for (const Data& item : section.items) {
+    rows.Write({item.key, PlainValue(item), item.comment, item.query});
+  }
+}
+
+std::string SaveRestore::PlainValue(const Data& item) {
+  switch (item.type) {
+    case QT_GET:
+      return ExecuteGetQuery(item.query.c_str());
+    case QT_COUNT:
+      // Users are never counted: the cached count would answer for the channels of a user as well.
+      if (item.key == kUserCountKey) return convertIntToString(kUserMembers.size());
+      return ExecuteCountQuery(item.query.c_str());
+    case QT_CALC:
+      return ExecuteCalcQuery(item.query.c_str());
+    default:
+      return {};
+  }
+}
+
+void SaveRestore::SaveListSection(const sectionData& section, RowSink& rows) {
+  const std::vector<std::string> numbers = InstanceNumbersOf(section);
+  if (numbers.size() < kSavedFilters) return;
+  for (std::size_t filter = 0; filter < kSavedFilters; ++filter) {
+    for (std::size_t index = 1; index < section.items.size(); ++index) {
+      const Data& item = section.items[index];
+      const std::string query = Expansion::FillFirst(item.query, numbers[filter]);
+      const std::string value = ExecuteGetQuery(query.c_str());
+      if (Expansion::IsReserved(value)) continue;
+      rows.Write({Expansion::Number(item.key, numbers[filter]), value, item.comment, query});
+    }
+  }
+}
+
+/// The numbers of the instances that the first item of a section lists.
+std::vector<std::string> SaveRestore::InstanceNumbersOf(const sectionData& section) {
+  if (section.items.empty()) return {};
+  const std::string& collection = section.items.front().query;
+  return Expansion::UsableNumbers(
+      FindIntFromString(collection == kUserCollection
+                            ? std::vector<std::string>(kUserMembers.begin(), kUserMembers.end())
+                            : ExecuteBaseQuery(collection.c_str())));
+}
+
+/// The numbers of the sub-instances that `query`, already filled with the instance, lists.
+std::vector<std::string> SaveRestore::SubInstanceNumbersOf(const std::string& query) {
+  return Expansion::UsableNumbers(FindIntFromString(
+      Contains(query, "ALERT/DESTINATION")
+          ? std::vector<std::string>(kDestinationMembers.begin(), kDestinationMembers.end())
+          : ExecuteBaseQuery(query.c_str())));
+}
+
+/// Writes one instance of a numbered section. The heading waits for the first key, so that an
+/// instance which the BMC reserves leaves no trace in the file.
+void SaveRestore::SaveInstance(const sectionData& section, const std::string& number,
+                               RowSink& rows) {
+  const std::string name = Expansion::Number(section.name, number);
+  for (std::size_t index = 1; index < section.items.size(); ++index) {
+    const Data& item = section.items[index];
+    if (item.type == QT_SUBLIST) {
+      SaveSubInstances(section, index, number, rows);
+      return;
+    }
+    if (item.type != QT_INSTANCE) continue;
+    const std::string query = Expansion::FillFirst(item.query, number);
+    const std::string key = Expansion::Number(item.key, number);
+    if (Expansion::IsIpv6Detail(item.key)) {
+      const std::string status = Expansion::FillFirst("/BMC/LAN[]/IPV6STATUS", number);
+      if (ExecuteGetQuery(status.c_str()) != "ENABLE") continue;
+      rows.Write({key, ExecuteGetQuery(query.c_str()), item.comment, query});
+      continue;
+    }
+    std::string value = ExecuteGetQuery(query.c_str());
+    if (item.key == "SolRetryInterval") value = Expansion::RetryIntervalToMilliseconds(value);
+    if (Expansion::IsReserved(value)) return;
+    if (index == 1) rows.BeginSection(name);
+    rows.Write({key, value, InstanceComment(item, name, productName), query});
+  }
+}
+
+/// Writes the items behind the sub-list item at `subList`, for each sub-instance in turn.
+void SaveRestore::SaveSubInstances(const sectionData& section, std::size_t subList,
+                                   const std::string& number, RowSink& rows) {
+  const Data& list = section.items[subList];
+  const std::string name = Expansion::Number(section.name, number);
+  for (const std::string& sub : SubInstanceNumbersOf(Expansion::FillFirst(list.query, number))) {
+    for (std::size_t index = subList + 1; index < section.items.size(); ++index) {
+      const Data& item = section.items[index];
+      const std::string query = Expansion::FillLast(Expansion::FillFirst(item.query, number), sub);
+      const std::string value = ExecuteGetQuery(query.c_str());
+      if (Expansion::IsReserved(value)) break;
+      if (Contains(query, kUnsavedQuery)) continue;
+      rows.Write({Expansion::Number(item.key, sub), value,
+                  SubInstanceComment(item, list, name, productName), query});
+    }
+  }
+}
+
+}  // namespace SDK

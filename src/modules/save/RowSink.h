@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdio>
+#include <functional>
+#include <string>
+
+namespace SDK {
+
+/// One key of a configuration: what a walk over the machine produces and a sink keeps.
+struct Row {
+  std::string key;
+  std::string value;
+  std::string comment;  ///< as written behind the value; empty without one
+  std::string path;     ///< the query path that the value came from
+};
+
+/// Where the walks send what they find, section by section.
+class RowSink {
+ public:
+  RowSink() = default;
+  RowSink(const RowSink&) = delete;
+  RowSink& operator=(const RowSink&) = delete;
+  virtual ~RowSink() = default;
+
+  /// Begins a section; `name` carries its brackets.
+  virtual void BeginSection(const std::string& name) = 0;
+  /// Adds a row to the section that was begun last.
+  virtual void Write(const Row& row) = 0;
+};
+
+/// Writes the rows into an INI file. The file stays the caller's.
+class IniRowSink final : public RowSink {
+ public:
+  using SectionObserver = std::function<void(const std::string& name)>;
+
+  explicit IniRowSink(FILE* file, SectionObserver observer = {});
+  void BeginSection(const std::string& name) override;
+  void Write(const Row& row) override;
+
+ private:
+  FILE* file_;
+  SectionObserver observer_;
+};
+
+}  // namespace SDK

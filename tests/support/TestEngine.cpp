@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -100,7 +99,7 @@ void EngineTest::SetServer(const std::string& platform, const std::string& produ
 SDK::SavenRestoreOptions Options(const std::string& fileName, int mode) {
   SDK::SavenRestoreOptions options = {};
   options.mode = mode;
-  std::strncpy(options.fileName, fileName.c_str(), sizeof options.fileName);
+  fileName.copy(options.fileName, sizeof options.fileName - 1);
   return options;
 }
 

@@ -1,0 +1,42 @@
+#include "tool/Messages.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "ini/IniEscape.h"
+
+namespace Tool {
+namespace {
+
+void Print(FILE* stream, const char* prefix, const std::string& text) {
+  std::fprintf(stream, "%s%s\n", prefix, Printable(text).c_str());
+}
+
+}  // namespace
+
+std::string Printable(const std::string& text) {
+  return Ini::Escape(text, Ini::Place::Comment);
+}
+
+bool Messages::ShowsProgress() const {
+  return verbosity_ == Verbosity::Normal && isatty(STDERR_FILENO) == 1;
+}
+
+void Messages::Error(const std::string& text) const {
+  Print(stderr, "saverestore: ", text);
+}
+
+void Messages::Warning(const std::string& text) const {
+  Print(stderr, "saverestore: warning: ", text);
+}
+
+void Messages::Result(const std::string& text) const {
+  if (verbosity_ != Verbosity::Quiet) Print(stdout, "", text);
+}
+
+void Messages::Detail(const std::string& text) const {
+  if (IsVerbose()) Print(stderr, "", text);
+}
+
+}  // namespace Tool

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "common/ResultStatus.h"
+#include "query/QueryProvider.h"
+
+namespace Tool {
+
+/// Sees every query that goes to the target.
+struct QueryObserver {
+  /// Before a query; may throw to stop the operation.
+  std::function<void(const std::string& path)> onQuery;
+  /// After one that has failed.
+  std::function<void(const std::string& path, const ResultStatus& failure)> onFailure;
+};
+
+/// Passes every call on to another provider and tells an observer.
+class ObservedProvider final : public SDK::QueryProvider {
+ public:
+  ObservedProvider(std::shared_ptr<SDK::QueryProvider> inner, QueryObserver observer);
+
+  void Read(const std::string& path, NodeMap& results) override;
+  void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override;
+  void WriteAuthorised(const SDK::SettingMap& settings, const std::string& password) override;
+  void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;
+  std::string PlatformName() override;
+
+ private:
+  template <typename Call>
+  void Observe(const std::string& path, Call call);
+
+  std::shared_ptr<SDK::QueryProvider> inner_;
+  QueryObserver observer_;
+};
+
+}  // namespace Tool

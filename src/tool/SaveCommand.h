@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include "tool/Messages.h"
+
+namespace Tool {
+
+/// What `saverestore save` is asked to do.
+struct SaveRequest {
+  std::string target;
+  std::string file;
+  int mode = 2;            ///< 0 BIOS, 1 BMC, 2 both
+  bool overwrite = false;  ///< replace an existing file
+};
+
+/// Saves the target's configuration into a file, whole or not at all.
+/// \throws ToolError, ResultStatus, Interrupted  nothing has been written then.
+void RunSave(const SaveRequest& request, const Messages& messages);
+
+}  // namespace Tool

@@ -47,7 +47,8 @@ class XDirectorImpl {
 
  private:
   XDirectorImpl() = default;
-  std::map<QueryProvider*, SettingMap> SplitByProvider(const SettingMap& settings) const;
+  [[nodiscard]] std::map<QueryProvider*, SettingMap> SplitByProvider(
+      const SettingMap& settings) const;
 
   std::map<std::string, std::shared_ptr<QueryProvider>, std::less<>> mounts_;
 };

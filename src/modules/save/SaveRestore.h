@@ -65,7 +65,7 @@ class SaveRestore {
   std::string productName;                        ///< "/BMC/INFO/PRODUCT", a family word
   std::string platformId;                         ///< "/BIOS/PlatformID", names the board
   std::string biosPassword;                       ///< of a restore
-  bool passwordCommitPlatform;                    ///< false on the nine older platform families
+  bool passwordCommitPlatform = true;             ///< false on the nine older platform families
   bool skipBootOrder = false;                     ///< of a restore
   std::map<std::string, std::string> biosSetMap;  ///< pending BIOS writes, path to value
   std::map<std::string, std::string> bmcSetMap;   ///< pending BMC writes, path to value
@@ -175,7 +175,7 @@ class SaveRestore {
  private:
   enum class OnMiss { AskAgain, Accept };
   /// The result cached under `path`, or an empty one.
-  const NodeMap& CachedResult(const std::string& path) const;
+  [[nodiscard]] const NodeMap& CachedResult(const std::string& path) const;
   const _XNode* FindCached(const std::string& path, OnMiss onMiss, NodeMap& uncached);
 
   void SavePlainSection(const sectionData& section, RowSink& rows);

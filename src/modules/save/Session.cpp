@@ -61,7 +61,7 @@ class WipePassword {
 
 }  // namespace
 
-SaveRestore::SaveRestore() : passwordCommitPlatform(true), bmcModule(kLocalBmc) {
+SaveRestore::SaveRestore() : bmcModule(kLocalBmc) {
   productName = ExecuteGetQuery("/BMC/INFO/PRODUCT");
   const std::string& platform = Platform::PlatformImpl::CreateInstance()->PlatformName();
   platformId = ExecuteGetQuery("/BIOS/PlatformID");

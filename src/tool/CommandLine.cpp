@@ -76,7 +76,7 @@ void AddSave(CLI::App& app, Command& chosen) {
       "  saverestore --target machine:server.json save --mode bios server.ini\n");
   save->callback([request, &chosen] {
     chosen = [request](const Globals& globals, const Messages& messages) {
-      request->target = globals.target;
+      request->openTarget = [&globals] { return OpenTarget(globals.target); };
       RunSave(*request, messages);
     };
   });

@@ -83,7 +83,7 @@ void SaveTo(const std::string& file, const SaveRequest& request, Progress& progr
     messages.Detail("read " + path + ": " + failure.message());
     if (!silence && SaysNothing(failure)) silence = failure;
   };
-  MountTarget(std::make_shared<ObservedProvider>(OpenTarget(request.target), observer));
+  MountTarget(std::make_shared<ObservedProvider>(request.openTarget(), observer));
   ShownSaveRestore(progress).Save(OptionsFor(file, request.mode));
   if (silence) throw ResultStatus(*silence);
 }

@@ -1,14 +1,17 @@
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <string>
 
+#include "query/QueryProvider.h"
 #include "tool/Messages.h"
 
 namespace Tool {
 
 /// What `saverestore save` is asked to do.
 struct SaveRequest {
-  std::string target;
+  std::function<std::shared_ptr<SDK::QueryProvider>()> openTarget;
   std::string file;
   int mode = 2;            ///< 0 BIOS, 1 BMC, 2 both
   bool overwrite = false;  ///< replace an existing file

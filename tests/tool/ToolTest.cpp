@@ -1,0 +1,313 @@
+// The tool as a script sees it: the real program, its files, its messages and its exit codes.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "ini/IniDocument.h"
+#include "providers/machine/MachineProvider.h"
+#include "support/TestEngine.h"
+#include "tool/ExitCodes.h"
+#include "tool/SaveCommand.h"
+
+namespace Test {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+const std::string kSource = SAVERESTORE_SOURCE_DIR;
+
+std::string Example(const std::string& name) {
+  return "machine:" + kSource + "/examples/machines/" + name + "-server.json";
+}
+
+/// What one run of the tool left behind.
+struct Outcome {
+  int exitCode;
+  std::string out;
+  std::string err;
+};
+
+class ToolTest : public EngineTest {
+ protected:
+  /// Runs the tool in the test's folder, with `prefix` before it in the shell command.
+  [[nodiscard]] Outcome Run(const std::string& arguments, const std::string& prefix = "") const {
+    const std::string command = "cd '" + PathOf("") + "' && " + prefix + " " SAVERESTORE_TOOL " " +
+                                arguments + " >out.txt 2>err.txt </dev/null";
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(PathOf("out.txt")),
+            ReadText(PathOf("err.txt"))};
+  }
+
+  /// The files in the test's folder other than the tool's output.
+  [[nodiscard]] std::vector<std::string> Files() const {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(PathOf(""))) {
+      const std::string name = entry.path().filename().string();
+      if (name != "out.txt" && name != "err.txt") names.push_back(name);
+    }
+    std::ranges::sort(names);
+    return names;
+  }
+
+  static unsigned ModeBits(const std::string& path) {
+    struct stat facts = {};
+    EXPECT_EQ(stat(path.c_str(), &facts), 0) << path;
+    return facts.st_mode & 07777U;
+  }
+};
+
+TEST_F(ToolTest, SavesWhatTheModeSays) {
+  for (const char* mode : {"bios", "bmc", "all"}) {
+    const std::string file = std::string(mode) + ".ini";
+    const Outcome outcome =
+        Run("--target " + Example("caldra") + " save --mode " + mode + " " + file);
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_THAT(outcome.out, HasSubstr("Saved " + file));
+    EXPECT_THAT(outcome.err, IsEmpty());
+    IniDocument document;
+    ASSERT_EQ(document.Load(PathOf(file).c_str()), IniDocument::Status::Ok);
+    EXPECT_EQ(document.HasSection("BIOS::Main"), std::string(mode) != "bmc");
+    EXPECT_EQ(document.HasSection("POWER"), std::string(mode) != "bios");
+  }
+}
+
+TEST_F(ToolTest, TheDefaultModeIsAllAndOptionsMayFollowTheCommand) {
+  ASSERT_EQ(Run("save a.ini --quiet --target " + Example("oskent")).exitCode, 0);
+  ASSERT_EQ(Run("--target " + Example("oskent") + " save --mode all b.ini").exitCode, 0);
+  EXPECT_EQ(ReadText(PathOf("a.ini")), ReadText(PathOf("b.ini")));
+}
+
+TEST_F(ToolTest, TheFileIsForItsOwnerAloneWhateverTheUmask) {
+  ASSERT_EQ(Run("--target " + Example("oskent") + " save x.ini", "umask 000;").exitCode, 0);
+  EXPECT_EQ(ModeBits(PathOf("x.ini")), 0600U);
+}
+
+TEST_F(ToolTest, AnExistingFileNeedsOverwrite) {
+  WriteText(PathOf("x.ini"), "precious");
+  const Outcome refused = Run("--target " + Example("oskent") + " save x.ini");
+  EXPECT_EQ(refused.exitCode, 2);
+  EXPECT_THAT(refused.err, HasSubstr("--overwrite"));
+  EXPECT_EQ(ReadText(PathOf("x.ini")), "precious");
+  EXPECT_EQ(Run("--target " + Example("oskent") + " save --overwrite x.ini").exitCode, 0);
+  EXPECT_THAT(ReadText(PathOf("x.ini")), HasSubstr("[SYSTEM]"));
+  EXPECT_THAT(Files(), ::testing::ElementsAre("x.ini"));
+}
+
+TEST_F(ToolTest, ADirectoryOrADeviceIsNoDestination) {
+  fs::create_directory(PathOf("folder.ini"));
+  fs::create_symlink("/dev/null", PathOf("device.ini"));
+  for (const char* file : {"folder.ini", "device.ini"}) {
+    const Outcome outcome = Run("--target " + Example("oskent") + " save --overwrite " + file);
+    EXPECT_EQ(outcome.exitCode, 2) << file;
+    EXPECT_THAT(outcome.err, HasSubstr("regular file")) << file;
+  }
+}
+
+TEST_F(ToolTest, AFailedSaveLeavesNothingBehind) {
+  WriteText(PathOf("old.ini"), "precious");
+  WriteText(PathOf("broken.json"), "{\n  \"format\": \"saverestore-machine/1\",\n  oops\n");
+  const Outcome outcome = Run("--target machine:broken.json save --overwrite old.ini");
+  EXPECT_EQ(outcome.exitCode, 65);
+  EXPECT_THAT(outcome.err, HasSubstr("broken.json:3: "));
+  EXPECT_EQ(ReadText(PathOf("old.ini")), "precious");
+  EXPECT_EQ(Run("--target " + Example("oskent") + " save missing/x.ini").exitCode, 2);
+  EXPECT_THAT(Files(), ::testing::ElementsAre("broken.json", "old.ini"));
+}
+
+TEST_F(ToolTest, AFullDiskIsAFailureThatLeavesTheOldFile) {
+  // The shell's file size limit stands in for a disk that fills up in the middle of a save.
+  WriteText(PathOf("old.ini"), "precious");
+  const Outcome outcome = Run("--target " + Example("caldra") + " save --overwrite old.ini",
+                              "trap '' XFSZ; ulimit -f 4;");
+  EXPECT_EQ(outcome.exitCode, 2) << outcome.err;
+  EXPECT_EQ(ReadText(PathOf("old.ini")), "precious");
+  EXPECT_THAT(Files(), ::testing::ElementsAre("old.ini"));
+}
+
+struct WrongCall {
+  const char* name;
+  std::string arguments;
+  int exitCode;
+  const char* text;
+};
+
+class WrongCallTest : public ToolTest, public ::testing::WithParamInterface<WrongCall> {};
+
+TEST_P(WrongCallTest, SaysWhatIsWrongAndWritesNothing) {
+  const Outcome outcome = Run(GetParam().arguments);
+  EXPECT_EQ(outcome.exitCode, GetParam().exitCode);
+  EXPECT_THAT(outcome.out, IsEmpty());
+  EXPECT_THAT(outcome.err, HasSubstr(GetParam().text));
+  EXPECT_THAT(Files(), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, WrongCallTest,
+    ::testing::Values(
+        WrongCall{"NoCommand", "", 64, "--help"},
+        WrongCall{"UnknownCommand", "svae x.ini", 64, "no command \"svae\""},
+        WrongCall{"UnknownOption", "--bogus", 64, "no option \"--bogus\""},
+        WrongCall{"NoFile", "--target machine:x save", 64, "FILE is required"},
+        WrongCall{"TwoFiles", "--target machine:x save a.ini b.ini", 64, "b.ini"},
+        WrongCall{"NoTarget", "save x.ini", 64, "--target machine:FILE"},
+        WrongCall{"UnknownTarget", "--target nosuch:x save x.ini", 64, "\"nosuch:x\" is no target"},
+        WrongCall{"TargetWithoutPlace", "--target machine: save x.ini", 64, "is no target"},
+        WrongCall{"BadMode", "--target machine:x save --mode both x.ini", 64, "bios, bmc or all"},
+        WrongCall{"BadExtension", "--target machine:x save x.txt", 64, ".ini"},
+        WrongCall{"MissingMachine", "--target machine:no.json save x.ini", 66, "no.json"},
+        WrongCall{"MachineIsAFolder", "--target machine:. save x.ini", 65, "not a regular file"},
+        WrongCall{"QuietAndVerbose", "-q -v targets", 64, "--verbose"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(ToolTest, AFileThatMayNotBeReadOrWrittenIsNotPermitted) {
+  WriteText(PathOf("m.json"), "{}");
+  fs::permissions(PathOf("m.json"), fs::perms::none);
+  fs::create_directory(PathOf("mine"));
+  fs::permissions(PathOf(""), fs::perms::all);
+  // Root may do everything, so the tool runs as nobody then.
+  const std::string nobody =
+      geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups" : "";
+  if (geteuid() != 0) fs::permissions(PathOf("mine"), fs::perms::owner_read);
+  EXPECT_EQ(Run("--target machine:m.json save x.ini", nobody).exitCode, 77);
+  EXPECT_EQ(Run("--target " + Example("oskent") + " save mine/x.ini", nobody).exitCode, 77);
+}
+
+TEST_F(ToolTest, HelpAndVersionGoToStandardOutput) {
+  for (const char* arguments : {"--help", "save --help", "targets --help"}) {
+    const Outcome outcome = Run(arguments);
+    EXPECT_EQ(outcome.exitCode, 0) << arguments;
+    EXPECT_THAT(outcome.out, HasSubstr("Example:")) << arguments;
+    EXPECT_THAT(outcome.err, IsEmpty()) << arguments;
+  }
+  EXPECT_THAT(Run("--version").out, ::testing::StartsWith("saverestore "));
+  EXPECT_THAT(Run("targets").out, HasSubstr("machine:FILE"));
+}
+
+TEST_F(ToolTest, EveryExitCodeStandsInHelpReadmeAndManual) {
+  const std::string help = Run("--help").out;
+  const std::string table = help.substr(help.find("Exit codes:"));
+  const std::string readme = ReadText(kSource + "/README.md");
+  const std::string manual = ReadText(kSource + "/docs/saverestore.1");
+  int rows = 0;
+  std::istringstream lines(table);
+  std::string line;
+  std::getline(lines, line);
+  for (std::string code; lines >> code && std::getline(lines >> std::ws, line); ++rows) {
+    EXPECT_THAT(readme, HasSubstr("| " + code + " | " + line)) << "README";
+    EXPECT_THAT(manual, HasSubstr("\n.B " + code + "\n" + line)) << "manual page";
+  }
+  EXPECT_EQ(rows, 7);
+}
+
+TEST_F(ToolTest, QuietSaysNothingAndVerboseNamesEveryQuery) {
+  const Outcome quiet = Run("-q --target " + Example("oskent") + " save a.ini");
+  EXPECT_THAT(quiet.out + quiet.err, IsEmpty());
+  const Outcome verbose = Run("-v --target " + Example("oskent") + " save b.ini");
+  EXPECT_THAT(verbose.err, HasSubstr("read /BMC/INFO/PRODUCT\n"));
+  EXPECT_THAT(verbose.err, HasSubstr("read /SMBIOS/Type0/BIOSVersion\n"));
+}
+
+TEST_F(ToolTest, AMachineThatTellsLittleIsSavedWithWarnings) {
+  WriteText(PathOf("m.json"),
+            R"({"format": "saverestore-machine/1", "platform": "", "nodes": {}})");
+  const Outcome outcome = Run("--target machine:m.json save x.ini");
+  EXPECT_EQ(outcome.exitCode, 0);
+  EXPECT_THAT(outcome.err, HasSubstr("BIOSVersion"));
+  EXPECT_THAT(outcome.err, HasSubstr("no BIOS setting"));
+}
+
+TEST_F(ToolTest, TextsOfAMachineCannotSteerTheTerminal) {
+  WriteText(PathOf("m.json"),
+            "{\"format\": \"saverestore-machine/1\", \"platform\": \"\", \"nodes\": {\"/BMC/LAN\": "
+            "{\"values\": [\"/BMC/LAN[1]\"]}, \"/BIOS\": {\"kind\": 1, \"values\": "
+            "[\"/BIOS/Main\"]}, \"/BIOS/Main\": {\"kind\": 1, \"values\": "
+            "[\"/BIOS/Main/\\u001b[2J\\n[POWER]\"]}}}");
+  const Outcome outcome = Run("-v --target machine:m.json save x.ini");
+  EXPECT_EQ(outcome.exitCode, 0);
+  EXPECT_THAT(outcome.err, Not(HasSubstr("\x1b")));
+  EXPECT_THAT(ReadText(PathOf("x.ini")), HasSubstr("\\x1B[2J\\x0A[POWER]="));
+}
+
+TEST_F(ToolTest, ATargetThatFallsSilentIsNeverSavedAsEmpty) {
+  const std::string machine = kSource + "/examples/machines/oskent-server.json";
+  const int calls = 137;  // what a save of this machine's BMC takes
+  for (const int code : {int{ErrorManager::Unreachable}, int{ErrorManager::NotPermitted}}) {
+    for (int failAt = 1; failAt <= calls; ++failAt) {
+      Tool::SaveRequest request;
+      request.file = PathOf("x.ini");
+      request.mode = 1;
+      request.openTarget = [&] {
+        return std::make_shared<FailingProvider>(
+            std::make_shared<Machine::MachineProvider>(machine), failAt, code);
+      };
+      ASSERT_EQ(CodeOf([&] { RunSave(request, Tool::Messages(Tool::Verbosity::Quiet)); }), code)
+          << failAt;
+      ASSERT_THAT(Files(), IsEmpty()) << failAt;
+    }
+  }
+}
+
+TEST(ExitCodes, AreTheShellsViewOfAFailure) {
+  const auto exitCode = [](int error) {
+    return Tool::ExitCodeOf(
+        ResultStatus(static_cast<unsigned short>(error), "", "", XCOMMAND_QUERY));
+  };
+  EXPECT_EQ(exitCode(ErrorManager::Unreachable), 69);
+  EXPECT_EQ(exitCode(ErrorManager::NotPermitted), 77);
+  EXPECT_EQ(exitCode(ErrorManager::PasswordRefused), 77);
+  EXPECT_EQ(exitCode(ErrorManager::TargetMalformed), 65);
+  EXPECT_EQ(exitCode(ErrorManager::CannotWriteFile), 2);
+  EXPECT_EQ(exitCode(9999), 2);
+}
+
+/// Runs the tool with standard error on a terminal and returns what the terminal shows.
+std::string TerminalOutput(const std::vector<std::string>& arguments) {
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    std::vector<char*> argv;
+    for (const std::string& argument : arguments)
+      argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+  std::string shown;
+  std::array<char, 4096> part = {};
+  for (ssize_t got = 0; (got = read(terminal, part.data(), part.size())) > 0;) {
+    shown.append(part.data(), static_cast<std::size_t>(got));
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  close(terminal);
+  return shown;
+}
+
+TEST_F(ToolTest, ATerminalShowsProgressAndIsLeftClean) {
+  const std::string shown =
+      TerminalOutput({SAVERESTORE_TOOL, "--target", Example("caldra"), "save", PathOf("x.ini")});
+  EXPECT_THAT(shown, HasSubstr(" queries"));
+  const std::size_t cleared = shown.rfind("\r\x1b[K");
+  ASSERT_NE(cleared, std::string::npos);
+  EXPECT_THAT(shown.substr(cleared + 4), ::testing::StartsWith("Saved "));
+  const std::string quiet = TerminalOutput(
+      {SAVERESTORE_TOOL, "-q", "--target", Example("caldra"), "save", PathOf("y.ini")});
+  EXPECT_THAT(quiet, IsEmpty());
+}
+
+}  // namespace
+}  // namespace Test

@@ -1,0 +1,138 @@
+#include <gmock/gmock.h>
+
+#include "support/TestEngine.h"
+
+namespace Test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class ReadQueriesTest : public EngineTest {
+ protected:
+  ReadQueriesTest() {
+    engine->SetList("/BMC/LAN", {"/BMC/LAN[1]", "/BMC/LAN[2]"});
+    engine->Set("/BMC/LAN[1]/IP", "192.0.2.1");
+    engine->Set("/BMC/LAN[2]/IP", "192.0.2.2");
+    engine->SetList("/BMC/LAN[1]/EMPTY", {});
+  }
+
+  OpenSaveRestore module;
+};
+
+TEST_F(ReadQueriesTest, ACollectionReadByItsOwnPathAnswersForAllBelowIt) {
+  EXPECT_THAT(module.ExecuteBaseQuery("/BMC/LAN"), ElementsAre("/BMC/LAN[1]", "/BMC/LAN[2]"));
+  const std::size_t reads = engine->reads.size();
+  EXPECT_EQ(module.ExecuteGetQuery("/BMC/LAN[1]/IP"), "192.0.2.1");
+  EXPECT_EQ(module.ExecuteGetQuery("/BMC/LAN[2]/IP"), "192.0.2.2");
+  EXPECT_THAT(module.ExecuteBaseQuery("/BMC/LAN[2]/IP"), ElementsAre("192.0.2.2"));
+  EXPECT_EQ(engine->reads.size(), reads);
+}
+
+TEST_F(ReadQueriesTest, AGetThatTheCollectionLacksAsksAndKeepsAWidenedCopy) {
+  module.ExecuteBaseQuery("/BMC/LAN");
+  engine->Set("/BMC/LAN[3]/IP", "192.0.2.3");
+  EXPECT_EQ(module.ExecuteGetQuery("/BMC/LAN[3]/IP"), "192.0.2.3");
+  EXPECT_TRUE(module.readCache.at("/BMC/LAN[3]/IP").contains("/BMC/LAN[1]/IP"));
+  EXPECT_FALSE(module.readCache.at("/BMC/LAN").contains("/BMC/LAN[3]/IP"));
+  // It is looked up under the collection, so the next read asks again.
+  EXPECT_EQ(module.ExecuteGetQuery("/BMC/LAN[3]/IP"), "192.0.2.3");
+  EXPECT_EQ(engine->Reads("/BMC/LAN[3]/IP"), 2);
+  // A list is not worth a query of its own.
+  EXPECT_THAT(module.ExecuteBaseQuery("/BMC/LAN[3]/IP"), ElementsAre("ERROR"));
+  EXPECT_EQ(engine->Reads("/BMC/LAN[3]/IP"), 2);
+}
+
+TEST_F(ReadQueriesTest, WithoutTheCollectionEveryReadAsksAndIsKeptUnderItsOwnPath) {
+  module.ExecuteGetQuery("/BMC/LAN[1]/IP");
+  module.ExecuteGetQuery("/BMC/LAN[1]/IP");
+  EXPECT_EQ(engine->Reads("/BMC/LAN[1]/IP"), 2);
+  EXPECT_TRUE(module.readCache.contains("/BMC/LAN[1]/IP"));
+  EXPECT_FALSE(module.readCache.contains("/BMC/LAN"));
+}
+
+TEST_F(ReadQueriesTest, TwoTokensAreAnswersToThemselvesAndAlertDestinationsAreCachedAlone) {
+  engine->Set("/BIOS/PlatformID", "B");
+  engine->Set("/BMC/LAN[1]/ALERT/DESTINATION[0]/IP", "192.0.2.9");
+  module.ExecuteBaseQuery("/BMC/LAN");
+  for (const char* path : {"/BIOS/PlatformID", "/BMC/LAN[1]/ALERT/DESTINATION[0]/IP"}) {
+    const int before = engine->Reads(path);
+    module.ExecuteGetQuery(path);
+    module.ExecuteGetQuery(path);
+    EXPECT_LE(engine->Reads(path) - before, 1) << path;
+    EXPECT_TRUE(module.readCache.contains(path)) << path;
+  }
+  EXPECT_EQ(engine->Reads("/BMC/LAN[1]/ALERT/DESTINATION[0]/IP"), 1);
+}
+
+TEST_F(ReadQueriesTest, WithoutTheCacheEveryReadAsksAndOnlyCountsAreKept) {
+  module.readCacheEnabled = false;
+  module.readCache.clear();
+  module.ExecuteBaseQuery("/BMC/LAN");
+  module.ExecuteBaseQuery("/BMC/LAN");
+  module.ExecuteGetQuery("/BMC/LAN[1]/IP");
+  EXPECT_EQ(engine->Reads("/BMC/LAN"), 2);
+  EXPECT_THAT(module.readCache, IsEmpty());
+  EXPECT_EQ(module.ExecuteCountQuery("/BMC/LAN"), "2");
+  EXPECT_TRUE(module.readCache.contains("/BMC/LAN"));
+}
+
+TEST_F(ReadQueriesTest, AnEmptyNodeAnAbsentOneAndAFailureAreToldApartByTheCountOnly) {
+  EXPECT_EQ(module.ExecuteGetQuery("/BMC/LAN[1]/EMPTY"), "");
+  EXPECT_EQ(module.ExecuteGetQuery("/BMC/LAN[9]/IP"), "");
+  EXPECT_THAT(module.ExecuteBaseQuery("/BMC/LAN[1]/EMPTY"), ElementsAre("ERROR"));
+  EXPECT_THAT(module.ExecuteBaseQuery("/BMC/LAN[9]/IP"), ElementsAre("ERROR"));
+  EXPECT_EQ(module.ExecuteCountQuery("/BMC/LAN[1]/EMPTY"), "0");
+  EXPECT_EQ(module.ExecuteCountQuery("/BMC/LAN[9]/IP"), "");
+  EXPECT_EQ(module.ExecuteCountQuery("/BMC/LAN[1]"), "");  // only nodes below it
+  EXPECT_FALSE(module.readCache.contains("/BMC/LAN[9]/IP"));
+}
+
+TEST_F(ReadQueriesTest, OnlyThePlainCountLetsAnUnreachableServerThrough) {
+  for (const int code : {int{ErrorManager::Unreachable}, int{ErrorManager::NotPermitted}}) {
+    std::vector<std::string> names = {"untouched"};
+    const auto fail = [&] { Mount(std::make_shared<FailingProvider>(engine, 1, code)); };
+    fail();
+    EXPECT_EQ(module.ExecuteGetQuery("/BMC/X/Y"), "");
+    fail();
+    EXPECT_THAT(module.ExecuteBaseQuery("/BMC/X/Y"), ElementsAre("ERROR"));
+    fail();
+    EXPECT_EQ(module.ExecuteCountQuery("/BMC/LAN", names), "");
+    EXPECT_THAT(names, ElementsAre("untouched"));
+    fail();
+    EXPECT_EQ(CodeOf([&] { module.ExecuteCountQuery("/BMC/LAN"); }), code == 2048 ? 2048 : 0);
+  }
+}
+
+TEST_F(ReadQueriesTest, ChildrenAreCountedAndNamedPastTheCache) {
+  std::vector<std::string> names = {"old"};
+  EXPECT_EQ(module.ExecuteCountQuery("/BMC/LAN", names), "2");
+  EXPECT_THAT(names, ElementsAre("/BMC/LAN[1]", "/BMC/LAN[2]"));
+  EXPECT_EQ(engine->Reads("/BMC/LAN/@children"), 1);
+  EXPECT_FALSE(module.readCache.contains("/BMC/LAN"));
+}
+
+TEST_F(ReadQueriesTest, SumsAreOverLanChannels) {
+  engine->Set("/BMC/LAN[1]/N", " 12x");
+  engine->Set("/BMC/LAN[2]/N", "-2");
+  EXPECT_EQ(module.ExecuteCalcQuery("/BMC/LAN[]/N"), "10");
+  EXPECT_EQ(module.ExecuteCalcQuery("/BMC/LAN[]/ABSENT"), "0");
+  engine->SetList("/BMC/ALONE", {"/BMC/ALONE[7]"});
+  engine->Set("/BMC/ALONE[7]", "3");
+  EXPECT_EQ(module.ExecuteCalcQuery("/BMC/ALONE"), "0");  // no "[]": reads the list itself
+  engine->Set("/BMC/LAN[1]/N", "2147483647");
+  engine->Set("/BMC/LAN[2]/N", "1");
+  EXPECT_EQ(OpenSaveRestore().ExecuteCalcQuery("/BMC/LAN[]/N"), "-2147483648");
+}
+
+TEST_F(ReadQueriesTest, ASumWithoutAListIsZeroAndSendsNoUnfilledQuery) {
+  engine->SetList("/BMC/LAN", {"NAME", "/BMC/LAN[]", "/BMC/LAN[x]"});
+  engine->reads.clear();
+  EXPECT_EQ(module.ExecuteCalcQuery("/BMC/LAN[]/N"), "0");
+  engine->tree.clear();
+  EXPECT_EQ(OpenSaveRestore().ExecuteCalcQuery("/BMC/LAN[]/N"), "0");
+  EXPECT_THAT(engine->reads, ::testing::Each(::testing::Not(::testing::HasSubstr("[]"))));
+}
+
+}  // namespace
+}  // namespace Test

@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "common/Descriptor.h"
 #include "common/ErrorManager.h"
 
 namespace Common {
@@ -32,10 +33,8 @@ std::string FolderOf(const std::string& path) {
 /// A rename is on the disk only when its folder is. Not every file system lets a folder be synced;
 /// the rename has happened all the same, so this reports nothing.
 void SyncFolder(const std::string& folder) {
-  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) return;
-  fsync(descriptor);
-  close(descriptor);
+  const Descriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (descriptor.IsOpen()) fsync(descriptor.Get());
 }
 
 /// Renames without ever replacing what somebody has created in the meantime, where the file system

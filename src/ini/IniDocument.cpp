@@ -11,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "common/Descriptor.h"
 #include "ini/IniEscape.h"
 
 namespace {
@@ -33,21 +34,6 @@ std::size_t CommentStart(std::string_view text) {
   return behindTab == std::string_view::npos ? text.size() : behindTab + 1;
 }
 
-/// Owns a file descriptor.
-class Descriptor {
- public:
-  explicit Descriptor(int value) : value_(value) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (value_ >= 0) close(value_);
-  }
-  [[nodiscard]] int Get() const { return value_; }
-
- private:
-  int value_;
-};
-
 /// Reads to the end of the file, at most one byte more than `limit`. False on a read error.
 bool ReadUpTo(int descriptor, std::size_t limit, std::size_t expected, std::vector<char>& text) {
   constexpr std::size_t kStep = std::size_t{64} * 1024;
@@ -69,9 +55,9 @@ bool ReadUpTo(int descriptor, std::size_t limit, std::size_t expected, std::vect
 IniDocument::Status IniDocument::Load(const char* path) {
   Clear();
   // Non-blocking: opening a FIFO must not wait for a writer before it can be refused.
-  const Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const Common::Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat facts = {};
-  if (file.Get() < 0 || fstat(file.Get(), &facts) != 0) {
+  if (!file.IsOpen() || fstat(file.Get(), &facts) != 0) {
     return Fail(Status::CannotRead, std::generic_category().message(errno));
   }
   if (!S_ISREG(facts.st_mode)) return Fail(Status::CannotRead, "Not a regular file");

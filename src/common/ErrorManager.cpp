@@ -33,7 +33,8 @@ constexpr auto kCatalogue = std::to_array<CatalogueEntry>({
     {BadBootOrder, XCOMMAND_QUERY,
      "A boot order entry of the file names no boot device of this server, or its position is not "
      "a free one."},
-    {BadBiosValue, XCOMMAND_QUERY, "A BIOS value of the file is refused."},
+    {BadBiosValue, XCOMMAND_QUERY,
+     "A BIOS value of the file is refused: it is taken already, in %s"},
 
     {Unreachable, XCOMMAND_QUERY, "The target does not answer: %s."},
     {NotMounted, XCOMMAND_QUERY, "Nothing is mounted that answers the query path %s."},

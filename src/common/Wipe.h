@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstring>
+#include <map>
 #include <string>
 
 namespace Common {
@@ -13,16 +14,23 @@ inline void Wipe(std::string& text) noexcept {
   text.clear();
 }
 
-/// Wipes a text when the scope ends, also by an exception.
+/// Wipes every value of a map of texts, or of a map of such maps.
+template <typename Value>
+void Wipe(std::map<std::string, Value>& values) noexcept {
+  for (auto& [key, value] : values) Wipe(value);
+}
+
+/// Wipes a text, or the values of a map, when the scope ends, also by an exception.
+template <typename Secret>
 class WipeOnExit {
  public:
-  explicit WipeOnExit(std::string& text) : text_(text) {}
+  explicit WipeOnExit(Secret& secret) : secret_(secret) {}
   WipeOnExit(const WipeOnExit&) = delete;
   WipeOnExit& operator=(const WipeOnExit&) = delete;
-  ~WipeOnExit() { Wipe(text_); }
+  ~WipeOnExit() { Wipe(secret_); }
 
  private:
-  std::string& text_;
+  Secret& secret_;
 };
 
 }  // namespace Common

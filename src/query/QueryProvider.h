@@ -36,6 +36,9 @@ class QueryProvider {
   /// Applies every path-to-value pair as one batch. `isBios` and `reserved` are what the module
   /// passes to the director: (true, false) with BIOS settings, (false, false) with BMC settings.
   ///
+  /// An empty value for a path that names nothing is no fault and changes nothing: a save writes
+  /// one for every setting that a server lacks, and its file must restore there.
+  ///
   /// The pair "/BIOS/AdminPw" to `password-password` asks to check the BIOS administrator password
   /// and changes nothing.
   ///

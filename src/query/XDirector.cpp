@@ -18,20 +18,6 @@ std::string_view TreeOf(std::string_view path) {
   return path.substr(0, path.find('/'));
 }
 
-/// Wipes every value of a batch when the scope ends: a batch may carry a password.
-class WipeValues {
- public:
-  explicit WipeValues(SettingMap& settings) : settings_(settings) {}
-  WipeValues(const WipeValues&) = delete;
-  WipeValues& operator=(const WipeValues&) = delete;
-  ~WipeValues() {
-    for (auto& [path, value] : settings_) Common::Wipe(value);
-  }
-
- private:
-  SettingMap& settings_;
-};
-
 }  // namespace
 
 XDirectorImpl* XDirectorImpl::CreateInstance() {
@@ -78,9 +64,9 @@ void XDirectorImpl::ProcessXQuery(std::string path, NodeMap& results) {
 }
 
 void XDirectorImpl::ProcessXQuery(SettingMap settings, bool isBios, bool reserved) {
-  const WipeValues wipeWhole(settings);
+  const Common::WipeOnExit wipeWhole(settings);  // a batch may carry a password
   for (auto& [provider, part] : SplitByProvider(settings)) {
-    const WipeValues wipePart(part);
+    const Common::WipeOnExit wipePart(part);
     provider->Write(part, isBios, reserved);
   }
 }
@@ -93,9 +79,9 @@ void XDirectorImpl::ProcessXQuery(SettingMap settings, std::string password) {
 }
 
 void XDirectorImpl::ProcessXQuery(std::map<std::string, SettingMap> groups) {
+  const Common::WipeOnExit wipe(groups);
   for (const auto& [path, settings] : groups) static_cast<void>(ProviderOf(TreeOf(path), path));
-  for (auto& [path, settings] : groups) {
-    const WipeValues wipe(settings);
+  for (const auto& [path, settings] : groups) {
     ProviderOf(TreeOf(path), path).WriteGroup(path, settings);
   }
 }

@@ -60,15 +60,17 @@ void MachineProvider::Write(const SDK::SettingMap& settings, bool /*isBios*/, bo
   const auto request = settings.find(kPasswordPath);
   if (request == settings.end()) return Apply(settings);
   // The password twice, with a hyphen between.
-  const std::string& twice = request->second;
+  const std::string_view twice = request->second;
   const std::size_t half = twice.size() / 2;
   if (twice.size() % 2 == 0 || twice[half] != '-' ||
-      twice.compare(0, half, twice, half + 1, half) != 0) {
+      twice.substr(0, half) != twice.substr(half + 1)) {
     ErrorManager::Raise(ErrorManager::PasswordRefused, "it must be given twice");
   }
   CheckPassword(twice.substr(0, half));
-  SDK::SettingMap others = settings;
-  others.erase(kPasswordPath);
+  SDK::SettingMap others;  // without the password: a copy of it would stay in memory
+  for (const auto& [path, value] : settings) {
+    if (path != kPasswordPath) others.emplace(path, value);
+  }
   Apply(others);
 }
 
@@ -88,7 +90,7 @@ void MachineProvider::WriteGroup(const std::string& path, const SDK::SettingMap&
   Apply(batch);
 }
 
-void MachineProvider::CheckPassword(const std::string& password) const {
+void MachineProvider::CheckPassword(std::string_view password) const {
   if (password == machine_.adminPassword) return;
   ErrorManager::Raise(ErrorManager::PasswordRefused, machine_.adminPassword.empty()
                                                          ? "none is set on this machine"
@@ -97,7 +99,10 @@ void MachineProvider::CheckPassword(const std::string& password) const {
 
 void MachineProvider::CheckValue(const std::string& path, const std::string& value) const {
   const auto node = machine_.nodes.find(path);
-  if (node == machine_.nodes.end()) ErrorManager::Raise(ErrorManager::NoSuchNode, path);
+  if (node == machine_.nodes.end()) {
+    if (value.empty()) return;  // what a save wrote for a setting that this server lacks
+    ErrorManager::Raise(ErrorManager::NoSuchNode, path);
+  }
   if (CurrentValue(node->second) == value) return;
   if (node->second.kind != NODE_SETTING ||
       !Query::ChildrenAmong(node->second.values, path).empty()) {
@@ -117,8 +122,9 @@ void MachineProvider::Apply(const SDK::SettingMap& settings) {
 
   std::vector<std::pair<std::vector<std::string>*, std::vector<std::string>>> undo;
   for (const auto& [path, value] : settings) {
-    std::vector<std::string>& values = machine_.nodes.at(path).values;
-    if (CurrentValue(machine_.nodes.at(path)) == value) continue;
+    const auto node = machine_.nodes.find(path);
+    if (node == machine_.nodes.end() || CurrentValue(node->second) == value) continue;
+    std::vector<std::string>& values = node->second.values;
     undo.emplace_back(&values, values);
     values.assign({value});
   }

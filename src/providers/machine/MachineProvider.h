@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "providers/machine/MachineFile.h"
 #include "query/QueryProvider.h"
@@ -13,7 +14,7 @@ namespace Machine {
 /// A write checks every value before it changes anything, and reaches the disk whole or not at all.
 /// A value is refused when its path is unknown, its node is a menu or read-only, it is not among
 /// the node's options, or outside its range or length. Writing the value that a node already has is
-/// no change and always accepted.
+/// no change and always accepted, and so is an empty value for a path that names nothing.
 class MachineProvider final : public SDK::QueryProvider {
  public:
   /// Loads the machine file at `path`.
@@ -27,7 +28,7 @@ class MachineProvider final : public SDK::QueryProvider {
   std::string PlatformName() override;
 
  private:
-  void CheckPassword(const std::string& password) const;
+  void CheckPassword(std::string_view password) const;
   void CheckValue(const std::string& path, const std::string& value) const;
   void Apply(const SDK::SettingMap& settings);
 

@@ -48,18 +48,14 @@ bool IsMenu(const NodeMap& nodes, const std::string& path) {
   return BiosTree::NodeAt(nodes, path).kind == NODE_MENU;
 }
 
-std::string Indexed(const std::string& path, std::size_t index) {
-  return path + "[" + std::to_string(index) + "]";
-}
-
 }  // namespace
 
 void SaveRestore::SaveBiosConfiguration(RowSink& rows) {
   ExecuteCountQuery("/BIOS");
   MenuWalk walk{rows, {}};
   Search("/", "/BIOS", CachedResult("/BIOS"), walk);
-  SaveHardDiskOrder(rows);
-  SaveBootOrder(rows);
+  SaveBootDevices("[BootOrder::Hard Disk]", LiveDiskOrder(), rows);
+  SaveBootDevices("[BIOS::BootOrder]", LiveBootOrder(), rows);
 }
 
 void SaveRestore::Search(std::string /*parent*/, std::string path, NodeMap nodes, MenuWalk& walk) {
@@ -112,36 +108,13 @@ void SaveRestore::WriteSectionName(std::string path, RowSink& rows) {
   rows.BeginSection("[" + BiosTree::SectionName(path) + "]");
 }
 
-/// Of the boot-order entries that have disks the last one counts, also when it lists none.
-void SaveRestore::SaveHardDiskOrder(RowSink& rows) {
-  ExecuteCountQuery("/BMC/BOOTORDER");
-  const NodeMap& nodes = CachedResult("/BMC/BOOTORDER");
-  rows.BeginSection("[BootOrder::Hard Disk]");
-  std::string disks;
-  std::size_t diskCount = 0;
-  const std::size_t entryCount = BiosTree::NodeAt(nodes, "/BMC/BOOTORDER").values.size();
-  for (std::size_t entry = 1; entry <= entryCount; ++entry) {
-    const std::string path = Indexed("/BMC/BOOTORDER", entry) + "/HDD";
-    if (!nodes.contains(path)) continue;
-    disks = path;
-    diskCount = BiosTree::NodeAt(nodes, path).values.size();
-  }
-  for (std::size_t position = 1; position <= diskCount; ++position) {
-    const std::string path = Indexed(disks, position);
-    const std::string name = BiosTree::FirstValue(nodes, path);
-    if (!name.empty()) rows.Write({name, std::to_string(position), "", path});
-  }
-}
-
-void SaveRestore::SaveBootOrder(RowSink& rows) {
-  ExecuteCountQuery("/BIOS/BootOrder");
-  const NodeMap& nodes = CachedResult("/BIOS/BootOrder");
-  rows.BeginSection("[BIOS::BootOrder]");
-  // The result holds the node of the order itself and one for each position.
-  for (std::size_t position = 1; position < nodes.size(); ++position) {
-    const std::string path = Indexed("/BIOS/BootOrder", position);
-    const std::string name = BiosTree::FirstValue(nodes, path);
-    if (!name.empty()) rows.Write({name, std::to_string(position), "", path});
+void SaveRestore::SaveBootDevices(const std::string& section,
+                                  const std::vector<BootDevice>& devices, RowSink& rows) {
+  rows.BeginSection(section);
+  std::size_t position = 0;
+  for (const BootDevice& device : devices) {
+    ++position;  // a position without a device keeps its number
+    if (!device.name.empty()) rows.Write({device.name, std::to_string(position), "", device.path});
   }
 }
 

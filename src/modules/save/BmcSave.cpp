@@ -23,12 +23,6 @@ constexpr std::string_view kUserCountKey = "NumberOfUsers";
 /// Each LAN channel has two alert destinations.
 constexpr auto kDestinationMembers = std::to_array<const char*>({"[0]", "[1]"});
 
-/// Filters are saved from a BMC that has at least these many, and only these many of them.
-constexpr std::size_t kSavedFilters = 12;
-
-/// The serial-over-LAN payload access of channel 4 is not saved.
-constexpr std::string_view kUnsavedQuery = "CHANNEL[4]/PAYLOADACCESS";
-
 bool Contains(std::string_view text, std::string_view word) {
   return text.find(word) != std::string_view::npos;
 }
@@ -93,7 +87,7 @@ void SaveRestore::SaveFile(const char* path, int mode) {
 void SaveRestore::SaveSections(RowSink& rows) {
   for (const sectionData& section : sections) {
     if (section.numbered != 0) {
-      for (const std::string& number : InstanceNumbersOf(section)) {
+      for (const std::string& number : InstanceNumbersOf(section, MembersFrom::Values)) {
         SaveInstance(section, number, rows);
       }
       continue;
@@ -137,9 +131,9 @@ std::string SaveRestore::PlainValue(const Data& item) {
 }
 
 void SaveRestore::SaveListSection(const sectionData& section, RowSink& rows) {
-  const std::vector<std::string> numbers = InstanceNumbersOf(section);
-  if (numbers.size() < kSavedFilters) return;
-  for (std::size_t filter = 0; filter < kSavedFilters; ++filter) {
+  const std::vector<std::string> numbers = InstanceNumbersOf(section, MembersFrom::Values);
+  if (numbers.size() < Expansion::kHandledFilters) return;
+  for (std::size_t filter = 0; filter < Expansion::kHandledFilters; ++filter) {
     for (std::size_t index = 1; index < section.items.size(); ++index) {
       const Data& item = section.items[index];
       const std::string query = Expansion::FillFirst(item.query, numbers[filter]);
@@ -150,14 +144,21 @@ void SaveRestore::SaveListSection(const sectionData& section, RowSink& rows) {
   }
 }
 
-/// The numbers of the instances that the first item of a section lists.
-std::vector<std::string> SaveRestore::InstanceNumbersOf(const sectionData& section) {
+/// The numbers of the instances that the first item of a section lists: as the values of the
+/// collection, or as its children.
+std::vector<std::string> SaveRestore::InstanceNumbersOf(const sectionData& section,
+                                                        MembersFrom source) {
   if (section.items.empty()) return {};
   const std::string& collection = section.items.front().query;
-  return Expansion::UsableNumbers(
-      FindIntFromString(collection == kUserCollection
-                            ? std::vector<std::string>(kUserMembers.begin(), kUserMembers.end())
-                            : ExecuteBaseQuery(collection.c_str())));
+  std::vector<std::string> members;
+  if (collection == kUserCollection) {
+    members.assign(kUserMembers.begin(), kUserMembers.end());
+  } else if (source == MembersFrom::Values) {
+    members = ExecuteBaseQuery(collection.c_str());
+  } else {
+    ExecuteCountQuery(collection.c_str(), members);
+  }
+  return Expansion::UsableNumbers(FindIntFromString(members));
 }
 
 /// The numbers of the sub-instances that `query`, already filled with the instance, lists.
@@ -183,13 +184,14 @@ void SaveRestore::SaveInstance(const sectionData& section, const std::string& nu
     const std::string query = Expansion::FillFirst(item.query, number);
     const std::string key = Expansion::Number(item.key, number);
     if (Expansion::IsIpv6Detail(item.key)) {
-      const std::string status = Expansion::FillFirst("/BMC/LAN[]/IPV6STATUS", number);
-      if (ExecuteGetQuery(status.c_str()) != "ENABLE") continue;
+      const std::string status = Expansion::FillFirst(Expansion::kIpv6StatusQuery, number);
+      if (ExecuteGetQuery(status.c_str()) != Expansion::kEnabled) continue;
       rows.Write({key, ExecuteGetQuery(query.c_str()), item.comment, query});
       continue;
     }
     std::string value = ExecuteGetQuery(query.c_str());
-    if (item.key == "SolRetryInterval") value = Expansion::RetryIntervalToMilliseconds(value);
+    if (item.key == Expansion::kRetryIntervalKey)
+      value = Expansion::RetryIntervalToMilliseconds(value);
     if (Expansion::IsReserved(value)) return;
     if (index == 1) rows.BeginSection(name);
     rows.Write({key, value, InstanceComment(item, name, productName), query});
@@ -207,7 +209,7 @@ void SaveRestore::SaveSubInstances(const sectionData& section, std::size_t subLi
       const std::string query = Expansion::FillLast(Expansion::FillFirst(item.query, number), sub);
       const std::string value = ExecuteGetQuery(query.c_str());
       if (Expansion::IsReserved(value)) break;
-      if (Contains(query, kUnsavedQuery)) continue;
+      if (Contains(query, Expansion::kUnhandledQuery)) continue;
       rows.Write({Expansion::Number(item.key, sub), value,
                   SubInstanceComment(item, list, name, productName), query});
     }

@@ -13,6 +13,17 @@ constexpr auto kReservedValues = std::to_array<std::string_view>({"RESERVEDUSERP
 constexpr auto kIpv6DetailKeys =
     std::to_array<std::string_view>({"IPV6PrefixLength", "IPV6", "IPV6GatewayIP", "IPV6Source"});
 
+/// Names and secrets that people choose.
+constexpr auto kCaseKeepingKeys =
+    std::to_array<std::string_view>({"DHCPHostName", "CommunityString", "UserName"});
+
+/// The number that `text` starts with; 0 where there is none that fits.
+std::uint64_t LeadingNumber(std::string_view text) {
+  std::uint64_t number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
 std::string InsertBehind(std::string query, std::size_t bracket, std::string_view number) {
   if (bracket != std::string::npos) query.insert(bracket + 1, number);
   return query;
@@ -56,10 +67,28 @@ bool IsIpv6Detail(std::string_view key) {
   return std::ranges::find(kIpv6DetailKeys, key) != kIpv6DetailKeys.end();
 }
 
+std::string WithoutBrackets(std::string name) {
+  std::erase_if(name, [](char character) { return character == '[' || character == ']'; });
+  return name;
+}
+
+bool KeepsCase(std::string_view section, std::string_view key, bool isNumbered) {
+  if (isNumbered && section.find("EMAILCONFIG") != std::string_view::npos) return true;
+  return std::ranges::any_of(kCaseKeepingKeys, [&](std::string_view word) {
+    return key.find(word) != std::string_view::npos;
+  });
+}
+
+bool StartsWithDigit(std::string_view text) {
+  return IsNumber(text.substr(0, 1));
+}
+
 std::string RetryIntervalToMilliseconds(std::string_view interval) {
-  std::uint64_t units = 0;  // stays 0 where there is no number that fits
-  std::from_chars(interval.data(), interval.data() + interval.size(), units);
-  return std::to_string(units * 10);
+  return std::to_string(LeadingNumber(interval) * 10);
+}
+
+std::string MillisecondsToRetryInterval(std::string_view milliseconds) {
+  return std::to_string(LeadingNumber(milliseconds) / 10);
 }
 
 }  // namespace SDK::Expansion

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "ini/IniDocument.h"
+#include "modules/save/FileValue.h"
 #include "modules/save/RowSink.h"
 #include "modules/save/SectionCatalogue.h"
 #include "query/BMCConfigModule.h"
@@ -24,12 +26,12 @@ struct SavenRestoreOptions {
   bool skipBootOrder;    ///< restore: leave the boot order alone
 };
 
-/// Saves the configuration of the running server to a file.
+/// Saves the configuration of the running server to a file, and restores it from one.
 ///
-/// One object serves one operation: construct it, call `Save` once, destroy it. It talks to the
-/// server through the query director (query/XDirector.h), so a back end has to be mounted first.
-/// Not for use from two threads. Failures are thrown as `ResultStatus`; the numbers are in
-/// common/ErrorManager.h.
+/// One object serves one operation: construct it, call `Save` or `Restore` once, destroy it. It
+/// talks to the server through the query director (query/XDirector.h), so a back end has to be
+/// mounted first. Not for use from two threads. Failures are thrown as `ResultStatus`; the numbers
+/// are in common/ErrorManager.h.
 ///
 ///     SDK::XDirectorImpl::CreateInstance()->Mount("BMC", provider);  // and "BIOS", "SMBIOS"
 ///     SDK::SaveRestore module;
@@ -53,6 +55,22 @@ class SaveRestore {
   ///                       stream files; 2048 the server does not answer.
   void Save(SavenRestoreOptions options);
 
+  /// Restores what `options.mode` says from `options.fileName`. In this order: the BIOS checks the
+  /// password (modes 0 and 2); the file is found and read, once; its [SYSTEM] section is compared
+  /// with the server (unless skipped); the BMC settings are written; the BIOS settings are written
+  /// with the boot order (unless skipped). There is no rollback: what a failure finds written stays
+  /// written. Items that are passed over are named on standard output.
+  /// \throws std::out_of_range  for a file name of fewer than four characters.
+  /// \throws ResultStatus  1040 bad extension; 1042 to 1045 the file does not fit the server; 1046
+  ///                       the file cannot be read; 1133, 1134, 1263, 1353 a section, key, boot
+  ///                       order or BIOS value of it is refused; 1177, 1179, 1180 for stream files;
+  ///                       what the engine throws for a write, unchanged.
+  void Restore(SavenRestoreOptions options);
+
+  /// Reads the [SYSTEM] section of a file into `info`, key to value, without restoring anything.
+  /// \return 0. \throws ResultStatus  1043 a key is missing or empty.
+  int GetInventoryFromFile(std::map<std::string, std::string>& info, const char* fileName);
+
   /// Looks at the extension of `fileName` and remembers whether it names a stream file.
   /// \return 0.
   /// \throws std::out_of_range, ResultStatus 1040  as `Save`.
@@ -75,6 +93,8 @@ class SaveRestore {
   bool lanFailOver = false;  ///< the file turns LAN fail-over on
   Module::BMCConfig::BMCConfigModule bmcModule;
   Common::XEngine xEngine;
+  IniDocument snapshot;      ///< the file of a restore
+  std::string snapshotName;  ///< its name; empty before it is read
 
   // --- Text and list utilities: TextUtilities.cpp
 
@@ -119,6 +139,17 @@ class SaveRestore {
   /// The decimal sum of a number over all LAN channels; the channel's index takes the place of the
   /// first "[]" in `path`.
   std::string ExecuteCalcQuery(const char* path);
+
+  // --- BMC set rules: SetRules.cpp
+
+  /// Decides what becomes of a BMC value that was read from a file: dropped (this product, or LAN
+  /// fail-over, keeps the path to itself), written at once (event filters), or queued.
+  void ExecuteSetQuery(const char* path, const char* value);
+  /// Writes the event filter that the status path belongs to, whole, with a new status.
+  void ExecuteSetPefFilterQuery(std::string path, std::string value);
+  /// Writes the alert destination that `path` belongs to, whole, with a new address and MAC
+  /// address (`values`, in this order).
+  void ExecuteSetLanAlertQuery(std::string path, std::vector<std::string> values);
 
   // --- Section catalogue and filter: SectionCatalogue.cpp, SectionFilter.cpp
 
@@ -167,10 +198,52 @@ class SaveRestore {
   /// Called with the bracketed name of each section that a text save begins; for progress displays.
   virtual void SectionStarted(const std::string& /*name*/) {}
 
+  // --- Checks before a restore: SystemCheck.cpp
+
+  /// Fills `info` from the [SYSTEM] section of the file. \return 0. \throws ResultStatus  1043.
+  int GetSystemInfoFromFile(std::map<std::string, std::string>& info, const char* fileName);
+  /// Fills `info` with the same keys from the server. \return 0. \throws ResultStatus  1042.
+  int GetSystemInfoFromSystem(std::map<std::string, std::string>& info);
+  /// Compares the two; a BIOS version that differs behind its first six characters is only logged.
+  /// \return 0. \throws ResultStatus  1042 to 1045.
+  int ValidateSystemInfo(const char* fileName);
+  /// Compares one value of [SYSTEM]. \throws ResultStatus  1044, 1045.
+  static void CompareSystemValue(const std::string& key, const std::string& ofFile,
+                                 const std::string& ofSystem);
+  /// Has the BIOS check the administrator password. \throws ResultStatus  what the engine throws.
+  void ValidatePassword(const char* password);
+
+  // --- Restore: BmcRestore.cpp, BiosRestore.cpp, BootOrder.cpp. The file is read once, by the
+  // first operation that is given its name; the others look keys up in what that one has read.
+
+  /// Restores the BMC settings (modes 1, 2), then the BIOS part (modes 0, 2). \return 0.
+  int CommitConfigurationFromINIFile(const char* path, int mode);
+  /// Restores the BIOS settings and, unless skipped, the boot orders. \return 0.
+  int CommitBiosConfigurationFromINIFile(const char* fileName);
+  /// Walks every top-level menu that `path` lists and that takes part.
+  void RestoreSearch(std::string parent, std::string path, NodeMap nodes, const char* fileName);
+  /// Reads the setting at `path` in the menu at `parent` from the file and queues it when it
+  /// differs. \return 0.
+  int SaveBiosData(std::string parent, std::string path, NodeMap& nodes, const char* fileName);
+  /// Queues the BIOS boot order of the file when it differs. \return 0.
+  int RestoreBootOrder(const char* fileName, int flags);
+  /// Writes the hard-disk order of the file when it differs. \return 0.
+  int RestoreBMCBootOrder(const char* fileName, int flags);
+
+  /// Called for a key that a restore needs and the file lacks: raises 1134. One that returns makes
+  /// the restore go on without the key; for checks that want to know of all of them.
+  virtual void KeyMissing(const std::string& section, const std::string& key);
+  /// Says on standard output that an item is passed over.
+  virtual void PrintSkip(const std::string& text);
+
   // --- Stream files: modules/stream
 
   /// Writes the stream file for `mode`. \return 0, or non-zero when it cannot.
   int SaveSCFFile(const char* fileName, int mode);
+  /// Reads and checks the stream file. \return 0 with its bytes in `buffer` and `length`, or
+  /// non-zero when it is refused.
+  int ValidateStream(const char* fileName, const unsigned char*& buffer, unsigned int& length,
+                     bool skipSystemCheck);
 
  private:
   enum class OnMiss { AskAgain, Accept };
@@ -178,17 +251,76 @@ class SaveRestore {
   [[nodiscard]] const NodeMap& CachedResult(const std::string& path) const;
   const _XNode* FindCached(const std::string& path, OnMiss onMiss, NodeMap& uncached);
 
+  void RestoreStream(const char* fileName, const SavenRestoreOptions& options);
   void SavePlainSection(const sectionData& section, RowSink& rows);
   void SaveListSection(const sectionData& section, RowSink& rows);
   void SaveInstance(const sectionData& section, const std::string& number, RowSink& rows);
   void SaveSubInstances(const sectionData& section, std::size_t subList, const std::string& number,
                         RowSink& rows);
   std::string PlainValue(const Data& item);
-  std::vector<std::string> InstanceNumbersOf(const sectionData& section);
+  enum class MembersFrom { Values, Children };
+  std::vector<std::string> InstanceNumbersOf(const sectionData& section, MembersFrom source);
   std::vector<std::string> SubInstanceNumbersOf(const std::string& query);
 
-  void SaveHardDiskOrder(RowSink& rows);
-  void SaveBootOrder(RowSink& rows);
+  /// One position of a boot order: its path and the device that has it, if any.
+  struct BootDevice {
+    std::string path;
+    std::string name;
+  };
+  std::vector<BootDevice> LiveBootOrder();
+  std::vector<BootDevice> LiveDiskOrder();
+  void SaveBootDevices(const std::string& section, const std::vector<BootDevice>& devices,
+                       RowSink& rows);
+  std::map<std::string, std::string> BootOrderWrites(
+      const std::vector<BootDevice>& devices, const std::map<std::string, std::string>& wanted);
+
+  std::map<std::string, std::string> CurrentSettings(const std::string& node);
+
+  /// The section of the file that is being restored.
+  struct Instance {
+    std::string section;  ///< without brackets, numbered
+    std::string number;   ///< of the instance; empty in a section that has none
+    const char* fileName;
+  };
+  /// What reading one key of the file comes to.
+  struct KeyReading {
+    enum Outcome {
+      Set,         ///< `value` goes to the set rules
+      LeaveAlone,  ///< the setting stays as it is
+      Reserved,    ///< the machine keeps the item to itself
+    };
+    Outcome outcome;
+    std::string value;
+  };
+  struct DestinationValue {
+    std::string query;
+    KeyReading reading;
+  };
+  const IniDocument& Snapshot(const char* fileName);
+  FileValue ReadFileValue(const std::string& section, const std::string& key, const char* fileName);
+  KeyReading ReadRequiredKey(const Instance& instance, const std::string& key,
+                             const std::string& query);
+  KeyReading ReadOptionalKey(const Instance& instance, const std::string& key,
+                             const std::string& query);
+  KeyReading Taken(const Instance& instance, const std::string& key, const std::string& query,
+                   const FileValue& value);
+  void RestoreSection(const sectionData& section, const char* fileName);
+  void RestorePlainSection(const sectionData& section, const Instance& instance);
+  void RestoreListSection(const sectionData& section, const Instance& instance);
+  void RestoreInstance(const sectionData& section, const Instance& instance);
+  void RestoreIpv6Detail(const Instance& instance, const std::string& key,
+                         const std::string& query);
+  void RestoreSubInstances(const sectionData& section, std::size_t subList,
+                           const Instance& instance);
+  void RestoreDestination(const std::vector<DestinationValue>& destination);
+
+  struct BiosKey {
+    std::string section;
+    std::string key;
+  };
+  void QueueBiosValue(const std::string& path, const BiosKey& place, const FileValue& value,
+                      const std::string& current);
+  FileValue ReadSerialFallback(BiosKey& place, const char* fileName);
 };
 
 }  // namespace SDK

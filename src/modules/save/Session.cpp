@@ -1,6 +1,7 @@
 // The SaveRestore object: construction, destruction and the entry points.
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -40,6 +41,7 @@ constexpr auto kExtensions = std::to_array<Extension>({
 
 constexpr unsigned long kLocalBmc = 4294967295UL;
 constexpr unsigned kLastMode = 2;
+constexpr std::size_t kLongestPath = 511;  // of a file to restore
 
 /// The text of a fixed-size field, which may lack its terminator.
 template <std::size_t size>
@@ -100,6 +102,41 @@ void SaveRestore::Save(SavenRestoreOptions options) {
   }
   DefineSections(options.mode);
   SaveFile(fileName.c_str(), options.mode);
+}
+
+void SaveRestore::Restore(SavenRestoreOptions options) {
+  const WipePassword wipe(options);
+  biosPassword.assign(options.password, strnlen(options.password, sizeof options.password));
+  skipBootOrder = options.skipBootOrder;
+  // Before the file name: a wrong password is reported whatever else is wrong.
+  if (options.mode == 0 || options.mode == 2) ValidatePassword(biosPassword.c_str());
+  const std::string fileName = FieldText(options.fileName);
+  ValidateFileName(fileName.c_str());
+  if (isScfFile) return RestoreStream(fileName.c_str(), options);
+
+  FILE* file = std::fopen(fileName.c_str(), "r");
+  if (file == nullptr || fileName.size() > kLongestPath) {
+    if (file != nullptr) std::fclose(file);
+    ErrorManager::Raise(ErrorManager::CannotReadFile);
+  }
+  std::fclose(file);
+  if (Snapshot(fileName.c_str()).GetStatus() != IniDocument::Status::Ok) {
+    ErrorManager::Raise(ErrorManager::CannotReadFile);
+  }
+  DefineSections(options.mode);
+  if (!options.skipSystemCheck && ValidateSystemInfo(fileName.c_str()) != 0) return;
+  CommitConfigurationFromINIFile(fileName.c_str(), options.mode);
+}
+
+void SaveRestore::RestoreStream(const char* fileName, const SavenRestoreOptions& options) {
+  if (static_cast<unsigned>(options.mode) > kLastMode) {
+    ErrorManager::Raise(ErrorManager::BadStreamMode);
+  }
+  const unsigned char* buffer = nullptr;
+  unsigned length = 0;
+  if (ValidateStream(fileName, buffer, length, options.skipSystemCheck) != 0) {
+    ErrorManager::Raise(ErrorManager::BadStream);
+  }
 }
 
 }  // namespace SDK

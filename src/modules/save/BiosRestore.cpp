@@ -1,0 +1,158 @@
+// The BIOS part of a restore: walks the machine's setup menus, not the file, and queues every
+// setting that the file wants otherwise. All of them leave in one batch at the end.
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "common/ErrorManager.h"
+#include "ini/IniPrimitives.h"
+#include "modules/save/BiosTree.h"
+#include "modules/save/SaveRestore.h"
+
+namespace SDK {
+namespace {
+
+/// Nodes that a restore passes over. Not the save's list: the two have grown apart, and files in
+/// the field rely on it.
+constexpr auto kExcludedNodes = std::to_array<std::string_view>({
+    "/BIOS/Boot Options/Boot Options",
+    "/BIOS/Boot Options/Boot Options/Boot Option #%d",
+    "/BIOS/Boot Options/Boot Option #%d",
+    "/BIOS/Boot Options/Delete EFI Boot Option",
+    "/BIOS/Boot Options/Delete EFI Boot Option/Delete Boot Option",
+    "/BIOS/Boot Options/Add EFI Boot Option",
+    "/BIOS/Boot Options/Add EFI Boot Option/Add Boot Option",
+});
+
+/// A menu that shows the BMC's settings, which are restored by their own sections.
+constexpr std::string_view kExcludedMenu = "BMC LAN Configuration";
+
+constexpr const char* kSerialSection = "BIOS::Advanced::Serial Port Configuration";
+constexpr auto kSerialEnableKeys =
+    std::to_array<std::string_view>({"Serial A Enable", "Serial B Enable"});
+
+/// The keys that the second serial port has under another name in the serial section.
+bool IsPortResource(std::string_view key) {
+  return key == "Address" || key == "IRQ";
+}
+
+std::string TrimmedKey(const std::string& key) {
+  constexpr const char* kBlanks = " \t\n\r";
+  const std::size_t first = key.find_first_not_of(kBlanks);
+  if (first == std::string::npos) return {};
+  return key.substr(first, key.find_last_not_of(kBlanks) - first + 1);
+}
+
+}  // namespace
+
+int SaveRestore::CommitBiosConfigurationFromINIFile(const char* fileName) {
+  ExecuteCountQuery("/BIOS");
+  const NodeMap& nodes = CachedResult("/BIOS");
+  if (nodes.empty()) {
+    PrintSkip("The BIOS settings of this server cannot be read, no BIOS setting is restored.");
+  }
+  RestoreSearch("/", "/BIOS", nodes, fileName);
+  if (!skipBootOrder) {
+    RestoreBootOrder(fileName, 0);
+    RestoreBMCBootOrder(fileName, 0);
+  }
+  ExecuteBiosSetMapQuery();
+  return 0;
+}
+
+void SaveRestore::RestoreSearch(std::string /*parent*/, std::string path, NodeMap nodes,
+                                const char* fileName) {
+  std::set<std::string> visited;  // a menu listed twice, or below itself, is taken once
+  for (const std::string& top : BiosTree::NodeAt(nodes, path).values) {
+    if (!IsNeedToSaveRestore(top)) continue;
+    std::vector<std::string> pending{top};
+    while (!pending.empty()) {
+      const std::string menu = std::move(pending.back());
+      pending.pop_back();
+      if (!visited.insert(menu).second) continue;
+      for (const std::string& child : BiosTree::NodeAt(nodes, menu).values) {
+        if (std::ranges::find(kExcludedNodes, child) != kExcludedNodes.end()) continue;
+        if (BiosTree::NodeAt(nodes, child).kind != NODE_MENU) {
+          SaveBiosData(menu, child, nodes, fileName);
+        } else if (child.find(kExcludedMenu) == std::string::npos) {
+          pending.push_back(child);
+        }
+      }
+    }
+  }
+}
+
+int SaveRestore::SaveBiosData(std::string parent, std::string path, NodeMap& nodes,
+                              const char* fileName) {
+  const _XNode& setting = BiosTree::NodeAt(nodes, path);
+  if (setting.kind != NODE_SETTING || setting.flag) return 0;
+  BiosKey place{BiosTree::SectionName(parent), BiosTree::KeyOf(path, parent)};
+  const std::string asNamed = std::exchange(place.key, TrimmedKey(place.key));
+  if (BiosTree::IsPrivateKey(place.key)) return 0;
+
+  FileValue value = ReadFileValue(place.section, place.key, fileName);
+  if (value.status == INI_NO_KEY && asNamed != place.key) {
+    // The save keeps the blanks around a name, and so a file that it wrote is found here.
+    if (const FileValue exact = ReadFileValue(place.section, asNamed, fileName); exact.IsRead()) {
+      value = exact;
+    }
+  }
+  if (place.section.find(kSerialSection) != std::string::npos && value.IsAbsent()) {
+    value = ReadSerialFallback(place, fileName);
+  }
+  if (value.status == INI_CANNOT_READ) ErrorManager::Raise(ErrorManager::MissingKey);
+  if (value.status == INI_NO_SECTION) {
+    PrintSkip("Failed to find section \"" + place.section + "\" in ini file, skip this item.");
+    return 0;
+  }
+  if (value.status == INI_NO_KEY) {
+    PrintSkip("Failed to find option name \"" + place.section + "::" + place.key +
+              "\" in ini file, skip this item.");
+    return 0;
+  }
+  QueueBiosValue(path, place, value, BiosTree::EffectiveValue(setting));
+  return 0;
+}
+
+void SaveRestore::QueueBiosValue(const std::string& path, const BiosKey& place,
+                                 const FileValue& value, const std::string& current) {
+  if (value.IsEmpty() || value.whole == current) return;
+  if (value.IsCut()) {
+    PrintSkip("The value of \"" + place.section + "::" + place.key +
+              "\" in ini file is longer than 127 bytes, skip this item.");
+    return;
+  }
+  if (value.text != current) FillBiosMapSetQuery(path, value.text);
+}
+
+/// Reads a key of the serial-port menu from the menu's section in files that keep both ports there.
+/// `place` becomes where it was read. The settings come port A first; the values of port A are kept
+/// for the comparison with port B, over restores as well.
+FileValue SaveRestore::ReadSerialFallback(BiosKey& place, const char* fileName) {
+  static std::string Serial_A_Address;
+  static std::string Serial_A_IRQ;
+  static bool serialBfound = false;
+
+  const std::string key = place.key;
+  place.section = kSerialSection;
+  if (serialBfound && IsPortResource(key)) place.key += "B";
+  FileValue value = ReadFileValue(place.section, place.key, fileName);
+  if (value.IsAbsent() && std::ranges::find(kSerialEnableKeys, key) != kSerialEnableKeys.end()) {
+    ErrorManager::Raise(ErrorManager::MissingKey);
+  }
+  if (!value.IsRead()) return value;
+
+  if (key == "Serial B Enable" && value.text == "1") serialBfound = true;
+  if (key == "IRQ" && value.text == "4") value.text = value.whole = "3";
+  const bool takenByPortA = (key == "Address" && value.text == Serial_A_Address) ||
+                            (key == "IRQ" && value.text == Serial_A_IRQ);
+  if (serialBfound && takenByPortA) {
+    ErrorManager::Raise(ErrorManager::BadBiosValue, "/BIOS/Serial Port Configuration");
+  }
+  if (key == "Address") Serial_A_Address = value.text;
+  if (key == "IRQ") Serial_A_IRQ = value.text;
+  return value;
+}
+
+}  // namespace SDK

@@ -1,0 +1,225 @@
+// The BMC part of a restore: the walk over the catalogue that reads each key from the file and
+// hands its value to the set rules.
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <string_view>
+#include <utility>
+
+#include "common/ErrorManager.h"
+#include "ini/IniEscape.h"
+#include "ini/IniPrimitives.h"
+#include "modules/save/Expansion.h"
+#include "modules/save/SaveRestore.h"
+
+namespace SDK {
+namespace {
+
+/// What a key reads where a BMC has no such setting.
+constexpr std::string_view kNotAvailable = "N.A.";
+
+bool Contains(std::string_view text, std::string_view word) {
+  return text.find(word) != std::string_view::npos;
+}
+
+}  // namespace
+
+const IniDocument& SaveRestore::Snapshot(const char* fileName) {
+  if (snapshotName != fileName) {
+    snapshot.Load(fileName);
+    snapshotName = fileName;
+  }
+  return snapshot;
+}
+
+FileValue SaveRestore::ReadFileValue(const std::string& section, const std::string& key,
+                                     const char* fileName) {
+  constexpr unsigned short kReadSize = 128;
+  std::array<char, 256> buffer = {};
+  const IniDocument& document = Snapshot(fileName);
+  FileValue value;
+  value.status = GetRequiredProfileString(section.c_str(), key.c_str(), "DEFAULT", buffer.data(),
+                                          kReadSize, document, 0);
+  if (!value.IsRead()) return value;
+  value.text = buffer.data();
+  value.whole = document.Find(section, key)->value;
+  return value;
+}
+
+void SaveRestore::PrintSkip(const std::string& text) {
+  // Names in it come from the machine and the file: they must not steer a terminal.
+  std::puts(Ini::Escape(text, Ini::Place::Comment).c_str());
+}
+
+void SaveRestore::KeyMissing(const std::string& /*section*/, const std::string& /*key*/) {
+  ErrorManager::Raise(ErrorManager::MissingKey);
+}
+
+int SaveRestore::CommitConfigurationFromINIFile(const char* path, int mode) {
+  if (mode == 1 || mode == 2) {
+    for (std::size_t index = 1; index < sections.size(); ++index) {  // [SYSTEM] is only compared
+      RestoreSection(sections[index], path);
+    }
+    ExecuteBmcQuery();
+  }
+  if (mode == 0 || mode == 2) CommitBiosConfigurationFromINIFile(path);
+  return 0;
+}
+
+void SaveRestore::RestoreSection(const sectionData& section, const char* fileName) {
+  if (section.items.empty()) return;
+  const std::string reader = Expansion::WithoutBrackets(section.name);
+  if (section.numbered != 0) {
+    for (const std::string& number : InstanceNumbersOf(section, MembersFrom::Children)) {
+      RestoreInstance(section, {Expansion::Number(reader, number), number, fileName});
+    }
+  } else if (section.items.front().type == QT_LIST) {
+    RestoreListSection(section, {reader, "", fileName});
+  } else {
+    RestorePlainSection(section, {reader, "", fileName});
+  }
+}
+
+/// Reads a key that the file must have. Where the machine reserves the item the save has left it
+/// out, so there its absence ends the instance instead of the restore.
+SaveRestore::KeyReading SaveRestore::ReadRequiredKey(const Instance& instance,
+                                                     const std::string& key,
+                                                     const std::string& query) {
+  const FileValue value = ReadFileValue(instance.section, key, instance.fileName);
+  if (value.IsRead()) return Taken(instance, key, query, value);
+  if (Expansion::IsReserved(ExecuteGetQuery(query.c_str()))) return {KeyReading::Reserved, ""};
+  KeyMissing(instance.section, key);
+  return {KeyReading::LeaveAlone, ""};
+}
+
+/// Reads a key that the file may lack; the setting is then left alone.
+SaveRestore::KeyReading SaveRestore::ReadOptionalKey(const Instance& instance,
+                                                     const std::string& key,
+                                                     const std::string& query) {
+  const FileValue value = ReadFileValue(instance.section, key, instance.fileName);
+  if (!value.IsRead()) return {KeyReading::LeaveAlone, ""};
+  return Taken(instance, key, query, value);
+}
+
+/// The value of a key as the set rules take it. One that the reader has cut is never set: it is
+/// unchanged where the machine has the whole of it, and otherwise passed over with a message.
+SaveRestore::KeyReading SaveRestore::Taken(const Instance& instance, const std::string& key,
+                                           const std::string& query, const FileValue& value) {
+  if (value.IsCut()) {
+    if (value.whole != ExecuteGetQuery(query.c_str())) {
+      PrintSkip("The value of \"" + instance.section + "::" + key +
+                "\" in ini file is longer than 127 bytes, skip this item.");
+    }
+    return {KeyReading::LeaveAlone, ""};
+  }
+  if (value.IsEmpty()) return {KeyReading::Set, ""};
+  const bool keepsCase = Expansion::KeepsCase(instance.section, key, !instance.number.empty());
+  return {KeyReading::Set, keepsCase ? value.text : StringToUpper(value.text)};
+}
+
+void SaveRestore::RestorePlainSection(const sectionData& section, const Instance& instance) {
+  for (const Data& item : section.items) {
+    const KeyReading reading = ReadRequiredKey(instance, item.key, item.query);
+    if (reading.outcome != KeyReading::Set) continue;
+    // Before the set of this very key: the set rules look at the flag.
+    if (Contains(item.key, "LANFailOver") && reading.value == "ENABLE") lanFailOver = true;
+    if (item.type == QT_GET) ExecuteSetQuery(item.query.c_str(), reading.value.c_str());
+  }
+}
+
+void SaveRestore::RestoreListSection(const sectionData& section, const Instance& instance) {
+  const std::vector<std::string> numbers = InstanceNumbersOf(section, MembersFrom::Values);
+  // With fewer filters than that the save has written none, so the file may lack them all.
+  const bool isRequired = numbers.size() >= Expansion::kHandledFilters;
+  const std::size_t count = std::min(numbers.size(), Expansion::kHandledFilters);
+  for (std::size_t filter = 0; filter < count; ++filter) {
+    for (std::size_t index = 1; index < section.items.size(); ++index) {
+      const Data& item = section.items[index];
+      const std::string key = Expansion::Number(item.key, numbers[filter]);
+      const std::string query = Expansion::FillFirst(item.query, numbers[filter]);
+      const KeyReading reading = isRequired ? ReadRequiredKey(instance, key, query)
+                                            : ReadOptionalKey(instance, key, query);
+      if (reading.outcome == KeyReading::Set) ExecuteSetQuery(query.c_str(), reading.value.c_str());
+    }
+  }
+}
+
+void SaveRestore::RestoreInstance(const sectionData& section, const Instance& instance) {
+  for (std::size_t index = 1; index < section.items.size(); ++index) {
+    const Data& item = section.items[index];
+    if (item.type == QT_SUBLIST) return RestoreSubInstances(section, index, instance);
+    if (item.type != QT_INSTANCE) continue;
+    const std::string query = Expansion::FillFirst(item.query, instance.number);
+    const std::string key = Expansion::Number(item.key, instance.number);
+    if (Expansion::IsIpv6Detail(item.key)) {
+      RestoreIpv6Detail(instance, key, query);
+      continue;
+    }
+    KeyReading reading = ReadRequiredKey(instance, key, query);
+    if (reading.outcome == KeyReading::Reserved) return;
+    if (reading.outcome != KeyReading::Set) continue;
+    if (item.key == Expansion::kRetryIntervalKey) {
+      reading.value = Expansion::MillisecondsToRetryInterval(reading.value);
+      // An interval that the machine does not tell was saved as 0, which says nothing.
+      if (reading.value == "0" && !Expansion::StartsWithDigit(ExecuteGetQuery(query.c_str()))) {
+        continue;
+      }
+    }
+    ExecuteSetQuery(query.c_str(), reading.value.c_str());
+  }
+}
+
+/// The details of IPv6 count where it will be enabled: by this restore, or else already. The save
+/// leaves them out where it is not, so a file whose own status is another may lack them.
+void SaveRestore::RestoreIpv6Detail(const Instance& instance, const std::string& key,
+                                    const std::string& query) {
+  const std::string statusQuery =
+      Expansion::FillFirst(Expansion::kIpv6StatusQuery, instance.number);
+  const auto queued = bmcSetMap.find(statusQuery);
+  const std::string status =
+      queued == bmcSetMap.end() ? ExecuteGetQuery(statusQuery.c_str()) : queued->second;
+  if (status != Expansion::kEnabled) return;
+  const FileValue ofFile =
+      ReadFileValue(instance.section, Expansion::kIpv6StatusKey, instance.fileName);
+  const bool isRequired = ofFile.IsRead() && StringToUpper(ofFile.text) == Expansion::kEnabled;
+  const KeyReading reading =
+      isRequired ? ReadRequiredKey(instance, key, query) : ReadOptionalKey(instance, key, query);
+  if (reading.outcome == KeyReading::Set) ExecuteSetQuery(query.c_str(), reading.value.c_str());
+}
+
+void SaveRestore::RestoreSubInstances(const sectionData& section, std::size_t subList,
+                                      const Instance& instance) {
+  const std::string list = Expansion::FillFirst(section.items[subList].query, instance.number);
+  for (const std::string& sub : SubInstanceNumbersOf(list)) {
+    std::vector<DestinationValue> destination;
+    for (std::size_t index = subList + 1; index < section.items.size(); ++index) {
+      const Data& item = section.items[index];
+      const std::string query =
+          Expansion::FillLast(Expansion::FillFirst(item.query, instance.number), sub);
+      const KeyReading reading = ReadOptionalKey(instance, Expansion::Number(item.key, sub), query);
+      if (Contains(instance.section, "CHANNEL::LAN") && Contains(query, "ALERT/DESTINATION")) {
+        destination.push_back({query, reading});
+      } else if (reading.outcome == KeyReading::Set && reading.value != kNotAvailable &&
+                 !Contains(query, Expansion::kUnhandledQuery)) {
+        ExecuteSetQuery(query.c_str(), reading.value.c_str());
+      }
+    }
+    RestoreDestination(destination);
+  }
+}
+
+/// Sets the address and the MAC address of one alert destination together. Of one that the file has
+/// only half the other half stays; one that it lacks is left alone.
+void SaveRestore::RestoreDestination(const std::vector<DestinationValue>& destination) {
+  const auto isSet = [](const DestinationValue& value) {
+    return value.reading.outcome == KeyReading::Set;
+  };
+  if (std::ranges::none_of(destination, isSet)) return;
+  std::vector<std::string> values;
+  for (const DestinationValue& value : destination) {
+    values.push_back(isSet(value) ? value.reading.value : ExecuteGetQuery(value.query.c_str()));
+  }
+  ExecuteSetLanAlertQuery(destination.front().query, values);
+}
+
+}  // namespace SDK

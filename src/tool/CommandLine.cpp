@@ -7,13 +7,16 @@
 #include <cstdio>
 #include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "common/Logger.h"
+#include "tool/Compare.h"
+#include "tool/Configuration.h"
 #include "tool/ExitCodes.h"
+#include "tool/FileCheck.h"
 #include "tool/Interrupt.h"
 #include "tool/Messages.h"
+#include "tool/RestoreCommand.h"
 #include "tool/SaveCommand.h"
 #include "tool/Targets.h"
 
@@ -32,12 +35,6 @@ struct Globals {
   }
 };
 
-struct ModeName {
-  std::string_view name;
-  int mode;
-};
-constexpr auto kModes = std::to_array<ModeName>({{"bios", 0}, {"bmc", 1}, {"all", 2}});
-
 std::string ExitCodeHelp() {
   std::string text = "Exit codes:\n";
   for (const ExitRow& row : ExitTable()) {
@@ -48,27 +45,40 @@ std::string ExitCodeHelp() {
   return text;
 }
 
-int ModeOf(const std::string& name) {
-  const auto* mode = std::ranges::find(kModes, name, &ModeName::name);
-  if (mode == kModes.end()) {
+Mode ModeOf(const std::string& name) {
+  const auto* mode = std::ranges::find(kModeNames, name, &ModeName::name);
+  if (mode == std::end(kModeNames)) {
     throw CLI::ValidationError("\"" + name + "\" is not bios, bmc or all");
   }
   return mode->mode;
 }
 
+CLI::Option* AddMode(CLI::App& command, const std::string& description,
+                     std::function<void(Mode)> take) {
+  return command.add_option("--mode")
+      ->description(description)
+      ->type_name("bios|bmc|all")
+      ->each([take](const std::string& name) { take(ModeOf(name)); });
+}
+
+CLI::Option* AddFile(CLI::App& command, std::string& file, const std::string& description) {
+  return command.add_option("FILE", file, description)->required()->type_name("");
+}
+
+/// Opens the target of --target. `globals` outlives the command.
+TargetOpener OpenerOf(const Globals& globals) {
+  return [&globals] { return OpenTarget(globals.target); };
+}
+
 /// A command that was chosen on the command line, ready to run.
-using Command = std::function<void(const Globals&, const Messages&)>;
+using Command = std::function<int(const Globals&, const Messages&)>;
 
 void AddSave(CLI::App& app, Command& chosen) {
   CLI::App* save = app.add_subcommand("save", "Save the target's configuration into a file");
   auto request = std::make_shared<SaveRequest>();
-  save->add_option("FILE", request->file, "The file to write; its name ends in .ini")
-      ->required()
-      ->type_name("");
-  save->add_option("--mode")
-      ->description("What to save: bios (with the boot order), bmc, or all (the default)")
-      ->type_name("bios|bmc|all")
-      ->each([request](const std::string& name) { request->mode = ModeOf(name); });
+  AddFile(*save, request->file, "The file to write; its name ends in .ini");
+  AddMode(*save, "What to save: bios (with the boot order), bmc, or all (the default)",
+          [request](Mode mode) { request->mode = mode; });
   save->add_flag("--overwrite", request->overwrite, "Replace FILE when it exists");
   save->footer(
       "The file is written whole or not at all, readable by its owner alone.\n\n"
@@ -76,8 +86,107 @@ void AddSave(CLI::App& app, Command& chosen) {
       "  saverestore --target machine:server.json save --mode bios server.ini\n");
   save->callback([request, &chosen] {
     chosen = [request](const Globals& globals, const Messages& messages) {
-      request->openTarget = [&globals] { return OpenTarget(globals.target); };
+      request->openTarget = OpenerOf(globals);
       RunSave(*request, messages);
+      return int{ExitDone};
+    };
+  });
+}
+
+constexpr const char* kModeOfFile =
+    "What to look at: bios (with the boot order), bmc, or all; default: what FILE holds";
+
+void AddRestore(CLI::App& app, Command& chosen) {
+  CLI::App* restore = app.add_subcommand("restore", "Write a file back into the target");
+  auto request = std::make_shared<RestoreRequest>();
+  AddFile(*restore, request->choice.file, "The file to restore");
+  AddMode(*restore,
+          "What to restore: bios (with the boot order), bmc, or all; default: what FILE "
+          "holds",
+          [request](Mode mode) { request->mode = mode; });
+  auto* password = restore->add_option_group("password");
+  password->add_option("--password-file", request->password.file,
+                       "Read the BIOS administrator password from the first line of this file");
+  password->add_option("--password-fd", request->password.descriptor,
+                       "Read it from this open file descriptor");
+  password->add_flag("--ask-password", request->password.ask, "Ask for it on the terminal");
+  password->require_option(0, 1);
+  restore->add_flag("--skip-system-check", request->choice.skipSystemCheck,
+                    "Do not compare [SYSTEM] with the target");
+  restore->add_flag("--skip-boot-order", request->choice.skipBootOrder,
+                    "Leave the boot order and the hard-disk order alone");
+  restore->add_flag("--dry-run", request->dryRun, "Show what would be written, and write nothing");
+  restore->add_flag("--no-backup", request->noBackup,
+                    "Do not save the present configuration first");
+  restore->add_option("--backup-dir", request->backupDir,
+                      "Where the present configuration is saved; default: beside FILE");
+  restore->add_flag("--yes", request->yes, "Do not ask");
+  restore->add_flag("--json", request->json, "Report as JSON");
+  restore->footer(
+      "Checks FILE, saves the present configuration into a dated file, shows what will\n"
+      "change, asks on a terminal, restores, and reports what became of each setting.\n\n"
+      "Example:\n"
+      "  saverestore --target machine:server.json restore --dry-run server.ini\n");
+  restore->callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      request->openTarget = OpenerOf(globals);
+      request->target = globals.target;
+      return RunRestore(*request, messages);
+    };
+  });
+}
+
+void AddDiff(CLI::App& app, Command& chosen) {
+  CLI::App* diff = app.add_subcommand("diff", "Show how a file differs from the target or a file");
+  auto request = std::make_shared<DiffRequest>();
+  AddFile(*diff, request->file, "The file");
+  diff->add_option("OTHER", request->other, "Another file, to compare without a target")
+      ->type_name("");
+  AddMode(*diff, kModeOfFile, [request](Mode mode) { request->mode = mode; });
+  diff->add_flag("--json", request->json, "Print JSON");
+  diff->footer(
+      "Values compare as a restore would take them.\n\n"
+      "Example:\n"
+      "  saverestore --target machine:server.json diff server.ini\n");
+  diff->callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      request->openTarget = OpenerOf(globals);
+      return RunDiff(*request, messages);
+    };
+  });
+}
+
+void AddCheck(CLI::App& app, Command& chosen) {
+  CLI::App* check = app.add_subcommand("check", "Look for what is wrong with a file");
+  auto request = std::make_shared<CheckRequest>();
+  AddFile(*check, request->choice.file, "The file");
+  AddMode(*check, kModeOfFile, [request](Mode mode) { request->mode = mode; });
+  check->add_flag("--json", request->json, "Print JSON");
+  check->footer(
+      "With a --target it also tells whether FILE can be restored there.\n\n"
+      "Example:\n"
+      "  saverestore check server.ini\n");
+  check->callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      if (!globals.target.empty()) request->openTarget = OpenerOf(globals);
+      return RunCheck(*request, messages);
+    };
+  });
+}
+
+void AddShow(CLI::App& app, Command& chosen) {
+  CLI::App* show = app.add_subcommand("show", "Show what a file is");
+  struct Request {
+    std::string file;
+    bool json = false;
+  };
+  auto request = std::make_shared<Request>();
+  AddFile(*show, request->file, "The file");
+  show->add_flag("--json", request->json, "Print JSON");
+  show->footer("Example:\n  saverestore show server.ini\n");
+  show->callback([request, &chosen] {
+    chosen = [request](const Globals&, const Messages& messages) {
+      return RunShow(request->file, request->json, messages);
     };
   });
 }
@@ -90,13 +199,15 @@ void AddTargets(CLI::App& app, Command& chosen) {
       for (const TargetKind& kind : TargetKinds()) {
         std::printf("%-20s %s\n", kind.form, kind.summary);
       }
+      return int{ExitDone};
     };
   });
 }
 
 void Describe(CLI::App& app, Globals& globals, Command& chosen) {
   app.description(
-      "Saves the configuration of a server (BIOS settings, boot order, BMC) to a file.");
+      "Saves the configuration of a server (BIOS settings, boot order, BMC) to a file and restores "
+      "it.");
   app.set_version_flag("--version", "saverestore " SAVERESTORE_VERSION);
   app.add_option("--target", globals.target,
                  "The server to work on, for example machine:server.json; see \"targets\"")
@@ -106,10 +217,15 @@ void Describe(CLI::App& app, Globals& globals, Command& chosen) {
   app.require_subcommand(1);
   app.fallthrough();
   AddSave(app, chosen);
+  AddRestore(app, chosen);
+  AddDiff(app, chosen);
+  AddCheck(app, chosen);
+  AddShow(app, chosen);
   AddTargets(app, chosen);
   app.footer(
       "Example:\n"
-      "  saverestore --target machine:server.json save server.ini\n\n" +
+      "  saverestore --target machine:server.json save server.ini\n"
+      "  saverestore --target machine:server.json restore --dry-run server.ini\n\n" +
       ExitCodeHelp());
 }
 
@@ -145,8 +261,7 @@ int Run(const Command& command, const Globals& globals) {
   });
   try {
     CatchInterrupts();
-    command(globals, messages);
-    return ExitDone;
+    return command(globals, messages);
   } catch (const ToolError& fault) {
     messages.Error(fault.what());
     return fault.code;

@@ -9,8 +9,9 @@ namespace Tool {
 namespace {
 
 constexpr auto kExitTable = std::to_array<ExitRow>({
-    {ExitDone, "done"},
-    {ExitFailed, "failed, nothing written"},
+    {ExitDone, "done, and all is as wanted"},
+    {ExitDifferent, "some setting differs, was not applied, or needs a look"},
+    {ExitFailed, "failed; a save has then written nothing"},
     {ExitUsage, "the command line is wrong"},
     {ExitBadInput, "an input file is malformed"},
     {ExitNoInput, "an input file does not exist"},

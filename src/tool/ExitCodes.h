@@ -11,6 +11,7 @@ namespace Tool {
 /// What the tool returns to the shell. The numbers from 64 on are those of sysexits.h.
 enum ExitCode : int {
   ExitDone = 0,
+  ExitDifferent = 1,
   ExitFailed = 2,
   ExitUsage = 64,
   ExitBadInput = 65,

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <sstream>
 
 #include "ini/IniEscape.h"
 
@@ -33,6 +34,16 @@ void Messages::Warning(const std::string& text) const {
 
 void Messages::Result(const std::string& text) const {
   if (verbosity_ != Verbosity::Quiet) Print(stdout, "", text);
+}
+
+void Messages::Document(const std::string& text) const {
+  std::fprintf(stdout, "%s\n", text.c_str());
+}
+
+void Messages::Note(const std::string& text) const {
+  if (verbosity_ == Verbosity::Quiet) return;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) Print(stderr, "", line);
 }
 
 void Messages::Detail(const std::string& text) const {

@@ -23,6 +23,10 @@ class Messages {
   void Warning(const std::string& text) const;
   /// The outcome, on standard output; not with --quiet.
   void Result(const std::string& text) const;
+  /// A whole document for a program, on standard output, as it is. Always shown.
+  void Document(const std::string& text) const;
+  /// Something good to know, line by line; not with --quiet.
+  void Note(const std::string& text) const;
   /// A detail; with --verbose only.
   void Detail(const std::string& text) const;
 

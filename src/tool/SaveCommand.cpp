@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
-#include <optional>
 #include <string_view>
 
 #include "common/AtomicFile.h"
@@ -12,7 +11,6 @@
 #include "modules/save/SaveRestore.h"
 #include "tool/ExitCodes.h"
 #include "tool/Interrupt.h"
-#include "tool/ObservedProvider.h"
 #include "tool/Progress.h"
 #include "tool/Targets.h"
 
@@ -52,40 +50,13 @@ void CheckDestination(const SaveRequest& request) {
   }
 }
 
-SDK::SavenRestoreOptions OptionsFor(const std::string& file, int mode) {
-  SDK::SavenRestoreOptions options = {};
-  if (file.size() >= sizeof options.fileName) {
-    throw ToolError(ExitUsage, "the file name is longer than 1023 bytes");
-  }
-  file.copy(options.fileName, sizeof options.fileName - 1);
-  options.mode = mode;
-  return options;
-}
-
-/// The failures that must not end up in a file as empty values: with them the target has not said
-/// that it lacks the setting, it has not said anything.
-bool SaysNothing(const ResultStatus& failure) {
-  return failure.getval() == ErrorManager::Unreachable ||
-         failure.getval() == ErrorManager::NotPermitted;
-}
-
-/// Runs the module over the target. \throws as RunSave.
-void SaveTo(const std::string& file, const SaveRequest& request, Progress& progress,
-            const Messages& messages) {
-  std::optional<ResultStatus> silence;
-  QueryObserver observer;
-  observer.onQuery = [&](const std::string& path) {
-    ThrowIfInterrupted();
-    progress.Query();
-    messages.Detail("read " + path);
-  };
-  observer.onFailure = [&](const std::string& path, const ResultStatus& failure) {
-    messages.Detail("read " + path + ": " + failure.message());
-    if (!silence && SaysNothing(failure)) silence = failure;
-  };
-  MountTarget(std::make_shared<ObservedProvider>(request.openTarget(), observer));
+/// Runs the module over the target. \return the number of queries. \throws as RunSave.
+unsigned SaveTo(const std::string& file, const SaveRequest& request, const Messages& messages) {
+  Progress progress(messages.ShowsProgress());
+  const WatchedTarget target(request.openTarget, messages, &progress);
   ShownSaveRestore(progress).Save(OptionsFor(file, request.mode));
-  if (silence) throw ResultStatus(*silence);
+  target.ThrowIfSilent();
+  return target.Queries();
 }
 
 /// Reads the saved file back, the way a restore will, and says what a person should know of it.
@@ -103,7 +74,7 @@ std::string Review(const std::string& file, const SaveRequest& request, const Me
     messages.Warning("the target does not tell its " + std::string(entry.key) +
                      ": a restore of this file will need --skip-system-check");
   }
-  if (request.mode != 1 && !hasBios) {
+  if (request.mode != ModeBmc && !hasBios) {
     messages.Warning("the target shows no BIOS setting that can be saved");
   }
   return std::to_string(document.Sections().size()) + " sections, " +
@@ -115,13 +86,9 @@ std::string Review(const std::string& file, const SaveRequest& request, const Me
 void RunSave(const SaveRequest& request, const Messages& messages) {
   CheckDestination(request);
   Common::AtomicFile file(request.file);
-  std::string outcome;
-  {
-    Progress progress(messages.ShowsProgress());
-    SaveTo(file.TemporaryPath(), request, progress, messages);
-    outcome = std::to_string(progress.Queries()) + " queries";
-  }
-  outcome = Review(file.TemporaryPath(), request, messages) + ", " + outcome;
+  const unsigned queries = SaveTo(file.TemporaryPath(), request, messages);
+  const std::string outcome =
+      Review(file.TemporaryPath(), request, messages) + ", " + std::to_string(queries) + " queries";
   ThrowIfInterrupted();
   file.Commit(request.overwrite ? Common::AtomicFile::Existing::Replace
                                 : Common::AtomicFile::Existing::Keep);

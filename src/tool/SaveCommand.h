@@ -1,19 +1,18 @@
 #pragma once
 
-#include <functional>
-#include <memory>
 #include <string>
 
-#include "query/QueryProvider.h"
+#include "tool/Configuration.h"
 #include "tool/Messages.h"
+#include "tool/Targets.h"
 
 namespace Tool {
 
 /// What `saverestore save` is asked to do.
 struct SaveRequest {
-  std::function<std::shared_ptr<SDK::QueryProvider>()> openTarget;
+  TargetOpener openTarget;
   std::string file;
-  int mode = 2;            ///< 0 BIOS, 1 BMC, 2 both
+  Mode mode = ModeAll;
   bool overwrite = false;  ///< replace an existing file
 };
 

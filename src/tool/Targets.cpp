@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <array>
 
+#include "common/ErrorManager.h"
+#include "common/Platform.h"
 #include "providers/machine/MachineProvider.h"
 #include "query/XDirector.h"
 #include "tool/ExitCodes.h"
+#include "tool/Interrupt.h"
+#include "tool/ObservedProvider.h"
 
 namespace Tool {
 namespace {
@@ -46,6 +50,34 @@ std::shared_ptr<SDK::QueryProvider> OpenTarget(const std::string& target) {
 
 void MountTarget(const std::shared_ptr<SDK::QueryProvider>& provider) {
   for (const char* tree : kTrees) SDK::XDirectorImpl::CreateInstance()->Mount(tree, provider);
+  Platform::PlatformImpl::inst = nullptr;  // the platform of an earlier target is forgotten
+}
+
+WatchedTarget::WatchedTarget(const TargetOpener& open, const Messages& messages,
+                             Progress* progress) {
+  QueryObserver observer;
+  observer.onQuery = [this, &messages, progress](const std::string& path) {
+    ThrowIfInterrupted();
+    ++queries_;
+    if (progress != nullptr) progress->Query();
+    messages.Detail("query " + path);
+  };
+  observer.onFailure = [this, &messages](const std::string& path, const ResultStatus& failure) {
+    messages.Detail("query " + path + ": " + failure.message());
+    const bool saysNothing = failure.getval() == ErrorManager::Unreachable ||
+                             failure.getval() == ErrorManager::NotPermitted;
+    if (saysNothing && !silence_) silence_ = failure;
+  };
+  provider_ = std::make_shared<ObservedProvider>(open(), observer);
+  MountTarget(provider_);
+}
+
+WatchedTarget::~WatchedTarget() {
+  SDK::XDirectorImpl::CreateInstance()->UnmountAll();
+}
+
+void WatchedTarget::ThrowIfSilent() const {
+  if (silence_) throw ResultStatus(*silence_);
 }
 
 }  // namespace Tool

@@ -209,15 +209,15 @@ TEST_F(ToolTest, EveryExitCodeStandsInHelpReadmeAndManual) {
     EXPECT_THAT(readme, HasSubstr("| " + code + " | " + line)) << "README";
     EXPECT_THAT(manual, HasSubstr("\n.B " + code + "\n" + line)) << "manual page";
   }
-  EXPECT_EQ(rows, 7);
+  EXPECT_EQ(rows, 8);
 }
 
 TEST_F(ToolTest, QuietSaysNothingAndVerboseNamesEveryQuery) {
   const Outcome quiet = Run("-q --target " + Example("oskent") + " save a.ini");
   EXPECT_THAT(quiet.out + quiet.err, IsEmpty());
   const Outcome verbose = Run("-v --target " + Example("oskent") + " save b.ini");
-  EXPECT_THAT(verbose.err, HasSubstr("read /BMC/INFO/PRODUCT\n"));
-  EXPECT_THAT(verbose.err, HasSubstr("read /SMBIOS/Type0/BIOSVersion\n"));
+  EXPECT_THAT(verbose.err, HasSubstr("query /BMC/INFO/PRODUCT\n"));
+  EXPECT_THAT(verbose.err, HasSubstr("query /SMBIOS/Type0/BIOSVersion\n"));
 }
 
 TEST_F(ToolTest, AMachineThatTellsLittleIsSavedWithWarnings) {
@@ -248,7 +248,7 @@ TEST_F(ToolTest, ATargetThatFallsSilentIsNeverSavedAsEmpty) {
     for (int failAt = 1; failAt <= calls; ++failAt) {
       Tool::SaveRequest request;
       request.file = PathOf("x.ini");
-      request.mode = 1;
+      request.mode = Tool::ModeBmc;
       request.openTarget = [&] {
         return std::make_shared<FailingProvider>(
             std::make_shared<Machine::MachineProvider>(machine), failAt, code);

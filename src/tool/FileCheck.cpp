@@ -1,0 +1,236 @@
+#include "tool/FileCheck.h"
+
+#include <algorithm>
+#include <cctype>
+#include <nlohmann/json.hpp>
+#include <string_view>
+
+#include "modules/save/Expansion.h"
+#include "modules/save/SectionCatalogue.h"
+#include "tool/ExitCodes.h"
+
+namespace Tool {
+namespace {
+
+using nlohmann::ordered_json;
+
+constexpr std::size_t kLongestRead = 127;  // bytes of a value that a restore reads
+
+std::string Upper(std::string_view text) {
+  std::string upper(text);
+  std::ranges::transform(upper, upper.begin(), [](unsigned char character) {
+    return static_cast<char>(std::toupper(character));
+  });
+  return upper;
+}
+
+/// A section name of the catalogue's table fits with digits in the place of its "_".
+bool FitsCatalogue(std::string_view section, std::string_view pattern) {
+  pattern = pattern.substr(1, pattern.size() - 2);
+  const std::size_t slot = pattern.find('_');
+  if (slot == std::string_view::npos) return section == pattern;
+  const std::string_view head = pattern.substr(0, slot);
+  const std::string_view tail = pattern.substr(slot + 1);
+  if (section.size() <= head.size() + tail.size()) return false;
+  return section.starts_with(head) && section.ends_with(tail) &&
+         SDK::Expansion::IsNumber(
+             section.substr(head.size(), section.size() - head.size() - tail.size()));
+}
+
+bool IsKnownSection(const std::string& section) {
+  return IsBiosSection(section) ||
+         std::ranges::any_of(SDK::CatalogueTable(), [&](const SDK::CatalogueSection& known) {
+           return FitsCatalogue(section, known.name);
+         });
+}
+
+/// "text=value" entries, each behind ": ". A text may hold anything, so a value is looked for with
+/// what stands around it.
+bool IsAmongBiosOptions(std::string_view comment, std::string_view value) {
+  const std::string wanted = "=" + std::string(value);
+  for (std::size_t at = comment.find(wanted); at != std::string_view::npos;
+       at = comment.find(wanted, at + 1)) {
+    const std::string_view behind = comment.substr(at + wanted.size());
+    if (behind.empty() || behind.starts_with(": ")) return true;
+  }
+  return false;
+}
+
+/// "On, Off or Restore. More text": options in any case.
+bool IsAmongBmcOptions(std::string_view options, std::string_view value) {
+  std::string list(options.substr(0, options.find(". ")));
+  for (std::size_t at = list.find(" or "); at != std::string::npos; at = list.find(" or ")) {
+    list.replace(at, 4, ", ");
+  }
+  const std::string wanted = Upper(value);
+  for (std::size_t start = 0; start < list.size();) {
+    const std::size_t end = std::min(list.find(',', start), list.size());
+    std::string option = list.substr(start, end - start);
+    std::erase(option, ' ');
+    if (Upper(option) == wanted) return true;
+    start = end + 1;
+  }
+  return false;
+}
+
+/// True unless the comment lists options and the value is none of them.
+bool FitsComment(const std::string& comment, const std::string& value) {
+  constexpr std::string_view kBiosOptions = ";Options: ";
+  constexpr std::string_view kBmcOptions = "; Options: ";
+  if (value.empty() || value == "N.A.") return true;
+  if (comment.starts_with(kBiosOptions)) return IsAmongBiosOptions(comment, value);
+  if (comment.starts_with(kBmcOptions)) {
+    return IsAmongBmcOptions(std::string_view(comment).substr(kBmcOptions.size()), value);
+  }
+  return true;
+}
+
+Finding FindingOf(const IniDocument::Problem& problem) {
+  using Kind = IniDocument::Problem::Kind;
+  const std::string text(problem.text);
+  switch (problem.kind) {
+    case Kind::BadLine:
+      return {Finding::Weight::Error, problem.line,
+              "\"" + text + "\" is no section, no key and no comment; comments begin with \";\""};
+    case Kind::KeyOutsideSection:
+      return {Finding::Weight::Error, problem.line, "the key \"" + text + "\" is in no section"};
+    case Kind::DuplicateSection:
+      return {Finding::Weight::Warning, problem.line,
+              "the section [" + text + "] stands twice; both count"};
+    case Kind::DuplicateKey:
+      return {Finding::Weight::Warning, problem.line,
+              "the key \"" + text + "\" stands twice; the last one counts"};
+  }
+  return {};
+}
+
+void PrintFindings(const std::vector<Finding>& findings, const CheckRequest& request,
+                   const Messages& messages) {
+  if (!request.json) {
+    for (const Finding& finding : findings) {
+      messages.Result(Describe(finding, request.choice.file));
+    }
+    return;
+  }
+  ordered_json list = ordered_json::array();
+  for (const Finding& finding : findings) {
+    list.push_back({{"severity", finding.weight == Finding::Weight::Error ? "error" : "warning"},
+                    {"line", finding.line},
+                    {"text", finding.text}});
+  }
+  const ordered_json document = {
+      {"schema", "saverestore-check/1"}, {"file", request.choice.file}, {"findings", list}};
+  messages.Document(document.dump(2, ' ', false, ordered_json::error_handler_t::replace));
+}
+
+}  // namespace
+
+std::vector<Finding> CheckFile(const IniDocument& document) {
+  std::vector<Finding> findings;
+  for (const IniDocument::Problem& problem : document.Problems()) {
+    findings.push_back(FindingOf(problem));
+  }
+  for (const IniDocument::Section& section : document.Sections()) {
+    if (section.name.empty() || IsKnownSection(std::string(section.name))) continue;
+    findings.push_back({Finding::Weight::Warning, section.line,
+                        "the section [" + std::string(section.name) + "] belongs to no server"});
+  }
+  for (const IniDocument::Entry& entry : document.Entries()) {
+    const std::string key(entry.key);
+    if (!FitsComment(std::string(entry.comment), std::string(entry.value))) {
+      findings.push_back({Finding::Weight::Warning, entry.line,
+                          "\"" + std::string(entry.value) +
+                              "\" is not among the options that the "
+                              "comment of \"" +
+                              key + "\" lists"});
+    }
+    if (entry.value.size() > kLongestRead) {
+      findings.push_back({Finding::Weight::Warning, entry.line,
+                          "the value of \"" + key +
+                              "\" is longer than 127 bytes; a restore "
+                              "leaves that setting as it is"});
+    }
+  }
+  std::ranges::stable_sort(findings, {}, &Finding::line);
+  return findings;
+}
+
+std::vector<Finding> CheckAgainstTarget(const RestoreChoice& choice, const Rehearsal& rehearsal) {
+  std::vector<Finding> findings;
+  for (const std::string& key : rehearsal.missingKeys) {
+    findings.push_back({Finding::Weight::Error, 0, key + " is missing, and a restore needs it"});
+  }
+  for (const ResultStatus& failure : rehearsal.failures) {
+    findings.push_back({Finding::Weight::Error, 0,
+                        failure.message() + " (error " + std::to_string(failure.getval()) + ")"});
+  }
+  if (choice.skipSystemCheck) return findings;
+  for (const SystemMismatch& mismatch : SystemMismatches(choice.file)) {
+    findings.push_back({Finding::Weight::Error, 0, mismatch.text});
+  }
+  return findings;
+}
+
+bool HasErrors(const std::vector<Finding>& findings) {
+  return std::ranges::any_of(
+      findings, [](const Finding& finding) { return finding.weight == Finding::Weight::Error; });
+}
+
+std::string Describe(const Finding& finding, const std::string& file) {
+  return file + ":" + (finding.line == 0 ? "" : std::to_string(finding.line) + ":") +
+         (finding.weight == Finding::Weight::Error ? " error: " : " warning: ") + finding.text;
+}
+
+int RunCheck(CheckRequest request, const Messages& messages) {
+  IniDocument document;
+  LoadFile(request.choice.file, document);
+  std::vector<Finding> findings = CheckFile(document);
+  if (request.openTarget) {
+    request.choice.mode = request.mode.value_or(ModeOf(ConfigurationOf(document)));
+    const WatchedTarget target(request.openTarget, messages);
+    const Rehearsal rehearsal = Rehearse(request.choice, target.Provider());
+    const std::vector<Finding> more = CheckAgainstTarget(request.choice, rehearsal);
+    target.ThrowIfSilent();
+    findings.insert(findings.end(), more.begin(), more.end());
+  }
+  PrintFindings(findings, request, messages);
+  if (HasErrors(findings)) return ExitBadInput;
+  return findings.empty() ? ExitDone : ExitDifferent;
+}
+
+int RunShow(const std::string& file, bool json, const Messages& messages) {
+  IniDocument document;
+  LoadFile(file, document);
+  const Configuration configuration = ConfigurationOf(document);
+  ordered_json system = ordered_json::object();
+  std::map<std::string, std::size_t> counts;
+  for (const Setting& setting : configuration.Settings()) {
+    ++counts[setting.section];
+    if (setting.section == "SYSTEM") system[setting.key] = setting.value;
+  }
+  if (json) {
+    ordered_json sections = ordered_json::array();
+    for (const std::string& section : configuration.Sections()) {
+      sections.push_back({{"section", section}, {"keys", counts[section]}});
+    }
+    const ordered_json shown = {{"schema", "saverestore-show/1"},
+                                {"file", file},
+                                {"mode", NameOf(ModeOf(configuration))},
+                                {"system", system},
+                                {"sections", sections}};
+    messages.Document(shown.dump(2, ' ', false, ordered_json::error_handler_t::replace));
+    return ExitDone;
+  }
+  messages.Result(file + ": " + std::to_string(configuration.Sections().size()) + " sections, " +
+                  std::to_string(configuration.Settings().size()) +
+                  " keys, to restore with --mode " + NameOf(ModeOf(configuration)));
+  for (const auto& [key, value] : system.items()) {
+    messages.Result("  " + key + " " + value.get<std::string>());
+  }
+  for (const std::string& section : configuration.Sections()) {
+    messages.Result("  [" + section + "] " + std::to_string(counts[section]));
+  }
+  return ExitDone;
+}
+
+}  // namespace Tool

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace Tool {
+
+/// Where a password comes from; never the command line, which every user of the machine can read.
+struct PasswordSource {
+  std::string file;     ///< its first line; empty for none
+  int descriptor = -1;  ///< the first line that it gives; -1 for none
+  bool ask = false;     ///< asked for on the terminal, without echo
+};
+
+/// Reads the password into `out`; an empty one without a source. The caller wipes it.
+/// \throws ToolError  it cannot be read, or is longer than `longest` bytes.
+void ReadPassword(const PasswordSource& source, std::size_t longest, std::string& out);
+
+}  // namespace Tool

@@ -1,0 +1,39 @@
+#include "tool/RecordingProvider.h"
+
+#include <utility>
+
+namespace Tool {
+namespace {
+
+constexpr const char* kPasswordPath = "/BIOS/AdminPw";
+
+}  // namespace
+
+RecordingProvider::RecordingProvider(std::shared_ptr<SDK::QueryProvider> inner)
+    : inner_(std::move(inner)) {}
+
+void RecordingProvider::Read(const std::string& path, NodeMap& results) {
+  inner_->Read(path, results);
+}
+
+void RecordingProvider::Write(const SDK::SettingMap& settings, bool /*isBios*/, bool /*reserved*/) {
+  for (const auto& [path, value] : settings) {
+    if (path != kPasswordPath) writes_.push_back({path, value});
+  }
+}
+
+void RecordingProvider::WriteAuthorised(const SDK::SettingMap& settings,
+                                        const std::string& /*password*/) {
+  Write(settings, true, false);
+}
+
+void RecordingProvider::WriteGroup(const std::string& path, const SDK::SettingMap& settings) {
+  if (path == kPasswordPath) return;
+  for (const auto& [name, value] : settings) writes_.push_back({path + "/" + name, value});
+}
+
+std::string RecordingProvider::PlatformName() {
+  return inner_->PlatformName();
+}
+
+}  // namespace Tool

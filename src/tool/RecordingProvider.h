@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "query/QueryProvider.h"
+
+namespace Tool {
+
+/// A write that a restore sends.
+struct RecordedWrite {
+  std::string path;
+  std::string value;
+};
+
+/// Reads from another provider and keeps the writes instead of sending them. Checks of the BIOS
+/// administrator password are writes by their form; they are neither sent nor kept.
+class RecordingProvider final : public SDK::QueryProvider {
+ public:
+  explicit RecordingProvider(std::shared_ptr<SDK::QueryProvider> inner);
+
+  [[nodiscard]] const std::vector<RecordedWrite>& Writes() const { return writes_; }
+
+  void Read(const std::string& path, NodeMap& results) override;
+  void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override;
+  void WriteAuthorised(const SDK::SettingMap& settings, const std::string& password) override;
+  void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;
+  std::string PlatformName() override;
+
+ private:
+  std::shared_ptr<SDK::QueryProvider> inner_;
+  std::vector<RecordedWrite> writes_;
+};
+
+}  // namespace Tool

@@ -1,0 +1,257 @@
+#include "tool/RestoreCommand.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <filesystem>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "common/Wipe.h"
+#include "tool/ExitCodes.h"
+#include "tool/FileCheck.h"
+#include "tool/Interrupt.h"
+#include "tool/RestoreReport.h"
+#include "tool/SaveCommand.h"
+
+namespace Tool {
+namespace {
+
+using nlohmann::ordered_json;
+namespace fs = std::filesystem;
+
+/// The module, with its messages about skipped items kept for the report.
+class ReportedRestore final : public SDK::SaveRestore {
+ public:
+  explicit ReportedRestore(std::vector<std::string>& skipped) : skipped_(skipped) {}
+
+ protected:
+  void PrintSkip(const std::string& text) override { skipped_.push_back(text); }
+
+ private:
+  std::vector<std::string>& skipped_;
+};
+
+std::string Dump(const ordered_json& document) {
+  return document.dump(2, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+/// The value that the target has at `path`; empty when it has none.
+std::string PresentValue(SDK::QueryProvider& target, const std::string& path) {
+  NodeMap nodes;
+  try {
+    target.Read(path, nodes);
+  } catch (const ResultStatus&) {
+    return {};
+  }
+  const auto node = nodes.find(path);
+  return node == nodes.end() || node->second.values.empty() ? "" : node->second.values.front();
+}
+
+/// Refuses a file that cannot be restored as a whole. The list of reasons goes out first.
+void RefuseUnfitFile(const RestoreRequest& request, const IniDocument& document,
+                     const Rehearsal& rehearsal, const Messages& messages) {
+  std::vector<Finding> findings = CheckFile(document);
+  const std::vector<Finding> more = CheckAgainstTarget(request.choice, rehearsal);
+  findings.insert(findings.end(), more.begin(), more.end());
+  for (const Finding& finding : findings) {
+    const std::string text = Describe(finding, request.choice.file);
+    if (finding.weight == Finding::Weight::Error) {
+      messages.Error(text);
+    } else {
+      messages.Detail(text);
+    }
+  }
+  if (HasErrors(findings)) {
+    throw ToolError(ExitBadInput, "the file does not fit this target; nothing was written");
+  }
+}
+
+/// The writes that change something, with the present value of each.
+struct Change {
+  std::string path;
+  std::string from;
+  std::string to;
+};
+
+std::vector<Change> ChangesOf(const Rehearsal& rehearsal, SDK::QueryProvider& target) {
+  std::vector<Change> changes;
+  for (const RecordedWrite& write : rehearsal.writes) {
+    std::string present = PresentValue(target, write.path);
+    if (present != write.value) changes.push_back({write.path, std::move(present), write.value});
+  }
+  return changes;
+}
+
+void ShowChanges(const RestoreRequest& request, const Rehearsal& rehearsal,
+                 const std::vector<Change>& changes, const Messages& messages) {
+  if (request.json) {
+    if (!request.dryRun) return;  // the report will be the one document
+    ordered_json writes = ordered_json::array();
+    for (const RecordedWrite& write : rehearsal.writes) {
+      writes.push_back({{"path", write.path}, {"value", write.value}});
+    }
+    ordered_json list = ordered_json::array();
+    for (const Change& change : changes) {
+      list.push_back({{"path", change.path}, {"from", change.from}, {"to", change.to}});
+    }
+    messages.Document(Dump({{"schema", "saverestore-dry-run/1"},
+                            {"file", request.choice.file},
+                            {"mode", NameOf(request.choice.mode)},
+                            {"changes", list},
+                            {"writes", writes}}));
+    return;
+  }
+  for (const Change& change : changes) {
+    messages.Result(change.path + ": \"" + change.from + "\" -> \"" + change.to + "\"");
+  }
+  messages.Result(std::to_string(changes.size()) + " settings will change; " +
+                  std::to_string(rehearsal.writes.size()) + " will be written.");
+}
+
+/// Saves the machine's present configuration under a dated name. \return the file.
+std::string Backup(const RestoreRequest& request, const WatchedTarget& target,
+                   const Messages& messages) {
+  std::array<char, 32> date = {};
+  const std::time_t now = std::time(nullptr);
+  std::tm parts = {};
+  localtime_r(&now, &parts);
+  std::strftime(date.data(), date.size(), "%Y%m%d-%H%M%S", &parts);
+  const fs::path file(request.choice.file);
+  const fs::path folder =
+      request.backupDir.empty() ? file.parent_path() : fs::path(request.backupDir);
+  SaveRequest save;
+  save.openTarget = [&target] { return target.Provider(); };
+  save.file = (folder / (file.stem().string() + "-before-" + date.data() + ".ini")).string();
+  save.mode = request.choice.mode;
+  RunSave(save, Messages(Verbosity::Quiet));
+  MountTarget(target.Provider());
+  messages.Note("The present configuration is saved. To go back:\n  saverestore --target " +
+                request.target + " restore --mode " + NameOf(save.mode) + " " + save.file);
+  return save.file;
+}
+
+void AskForConsent(const RestoreRequest& request, const std::vector<Change>& changes) {
+  if (request.yes || changes.empty() || isatty(STDIN_FILENO) != 1) return;
+  std::cerr << "Write them? [y/N] " << std::flush;
+  std::string answer;
+  std::getline(std::cin, answer);
+  if (answer != "y" && answer != "Y" && answer != "yes") {
+    throw ToolError(ExitFailed, "not confirmed; nothing was written");
+  }
+}
+
+/// Runs the module's restore. \throws what it throws; the password is wiped in any case.
+void RestoreNow(const RestoreRequest& request, const std::string& password,
+                std::vector<std::string>& skipped) {
+  SDK::SavenRestoreOptions options = OptionsFor(request.choice.file, request.choice.mode);
+  options.skipSystemCheck = request.choice.skipSystemCheck;
+  options.skipBootOrder = request.choice.skipBootOrder;
+  password.copy(options.password, sizeof options.password - 1);
+  struct Wipe {
+    SDK::SavenRestoreOptions& record;
+    ~Wipe() { explicit_bzero(record.password, sizeof record.password); }
+  } wipe{options};
+  ReportedRestore(skipped).Restore(options);
+}
+
+void PrintReport(const RestoreReport& report, const RestoreRequest& request,
+                 const std::string& backup, const std::vector<std::string>& skipped,
+                 const std::optional<ResultStatus>& failure, const Messages& messages) {
+  constexpr auto kOutcomes = std::to_array<Outcome>(
+      {Outcome::Unchanged, Outcome::Applied, Outcome::NotApplied, Outcome::Skipped});
+  if (request.json) {
+    ordered_json totals;
+    for (const Outcome outcome : kOutcomes) totals[NameOf(outcome)] = report.Count(outcome);
+    ordered_json settings = ordered_json::array();
+    for (const ReportRow& row : report.rows) {
+      settings.push_back({{"section", row.section},
+                          {"key", row.key},
+                          {"outcome", NameOf(row.outcome)},
+                          {"wanted", row.wanted},
+                          {"present", row.present},
+                          {"reason", row.reason}});
+    }
+    ordered_json document = {{"schema", "saverestore-restore/1"},
+                             {"file", request.choice.file},
+                             {"mode", NameOf(request.choice.mode)},
+                             {"backup", backup},
+                             {"totals", totals},
+                             {"settings", settings},
+                             {"messages", skipped}};
+    if (failure) document["failure"] = {{"code", failure->getval()}, {"text", failure->message()}};
+    messages.Document(Dump(document));
+    return;
+  }
+  for (const std::string& text : skipped) messages.Result(text);
+  for (const ReportRow& row : report.rows) {
+    const std::string text = row.section + "::" + row.key + ": " + NameOf(row.outcome) +
+                             (row.reason.empty() ? "" : " (" + row.reason + ")");
+    if (row.outcome == Outcome::Applied || row.outcome == Outcome::NotApplied) {
+      messages.Result(text);
+    } else {
+      messages.Detail(text);
+    }
+  }
+  std::string totals;
+  for (const Outcome outcome : kOutcomes) {
+    totals += (totals.empty() ? "" : ", ") + std::to_string(report.Count(outcome)) + " " +
+              NameOf(outcome);
+  }
+  messages.Result(totals + ".");
+}
+
+/// Restores, reads the machine again, reports. \return the exit code.
+int RestoreAndReport(const RestoreRequest& request, const Configuration& file,
+                     const Rehearsal& rehearsal, const std::string& password,
+                     const std::string& backup, const Messages& messages) {
+  const Configuration before = ConfigurationOfTarget(request.choice.mode);
+  std::vector<std::string> skipped;
+  std::optional<ResultStatus> failure;
+  try {
+    RestoreNow(request, password, skipped);
+  } catch (const ResultStatus& thrown) {
+    failure = thrown;  // what was written before it is reported first
+  }
+  std::set<std::string> sent;
+  for (const RecordedWrite& write : rehearsal.writes) sent.insert(write.path);
+  const Configuration after = ConfigurationOfTarget(request.choice.mode);
+  const RestoreReport report = Report(file, before, after, sent);
+  PrintReport(report, request, backup, skipped, failure, messages);
+  if (failure) throw ResultStatus(*failure);
+  return report.Count(Outcome::NotApplied) == 0 ? ExitDone : ExitDifferent;
+}
+
+}  // namespace
+
+int RunRestore(RestoreRequest request, const Messages& messages) {
+  IniDocument document;
+  LoadFile(request.choice.file, document);
+  const Configuration file = ConfigurationOf(document);
+  request.choice.mode = request.mode.value_or(ModeOf(file));
+  std::string password;
+  const Common::WipeOnExit wipe(password);
+  if (!request.dryRun) {
+    ReadPassword(request.password, sizeof SDK::SavenRestoreOptions::password - 1, password);
+  }
+  const WatchedTarget target(request.openTarget, messages);
+  const Rehearsal rehearsal = Rehearse(request.choice, target.Provider());
+  RefuseUnfitFile(request, document, rehearsal, messages);
+  const std::vector<Change> changes = ChangesOf(rehearsal, *target.Provider());
+  target.ThrowIfSilent();
+  if (request.dryRun) {
+    ShowChanges(request, rehearsal, changes, messages);
+    return ExitDone;
+  }
+  const std::string backup = request.noBackup ? "" : Backup(request, target, messages);
+  ShowChanges(request, rehearsal, changes, messages);
+  AskForConsent(request, changes);
+  ThrowIfInterrupted();
+  return RestoreAndReport(request, file, rehearsal, password, backup, messages);
+}
+
+}  // namespace Tool

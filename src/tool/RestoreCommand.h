@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "tool/Configuration.h"
+#include "tool/Messages.h"
+#include "tool/Password.h"
+#include "tool/Rehearsal.h"
+#include "tool/Targets.h"
+
+namespace Tool {
+
+/// What `saverestore restore` is asked to do.
+struct RestoreRequest {
+  TargetOpener openTarget;
+  std::string target;  ///< as given, for the command that goes back
+  RestoreChoice choice;
+  std::optional<Mode> mode;  ///< without one, the mode of the file
+  PasswordSource password;
+  bool dryRun = false;
+  bool noBackup = false;
+  std::string backupDir;  ///< empty: beside the file
+  bool yes = false;
+  bool json = false;
+};
+
+/// Checks the file, saves the machine's present configuration, shows what will change, restores,
+/// reads the machine again and reports what became of each setting.
+/// \return ExitDone when all is as wanted, ExitDifferent when some setting is not.
+/// \throws ToolError, ResultStatus, Interrupted  the file is refused (nothing is written then), or
+///                                               the restore has failed.
+int RunRestore(RestoreRequest request, const Messages& messages);
+
+}  // namespace Tool

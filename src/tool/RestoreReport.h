@@ -1,0 +1,39 @@
+#pragma once
+
+#include <array>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tool/Configuration.h"
+
+namespace Tool {
+
+/// What became of one setting.
+enum class Outcome { Unchanged, Applied, NotApplied, Skipped };
+
+[[nodiscard]] const char* NameOf(Outcome outcome);
+
+/// One setting of a restore.
+struct ReportRow {
+  std::string section;
+  std::string key;
+  Outcome outcome;
+  std::string wanted;   ///< the file's value
+  std::string present;  ///< the machine's value afterwards
+  std::string reason;   ///< for NotApplied and Skipped
+};
+
+/// A restore, setting by setting, in the order of the file.
+struct RestoreReport {
+  std::vector<ReportRow> rows;
+
+  [[nodiscard]] std::size_t Count(Outcome outcome) const;
+};
+
+/// Compares what the file wants with the machine before and after. `sent` are the query paths that
+/// the restore has written.
+[[nodiscard]] RestoreReport Report(const Configuration& file, const Configuration& before,
+                                   const Configuration& after, const std::set<std::string>& sent);
+
+}  // namespace Tool

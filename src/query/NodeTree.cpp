@@ -32,7 +32,7 @@ void ReadNodes(const NodeMap& tree, const std::string& path, NodeMap& results) {
   }
   bool found = false;
   ForSubtree(tree, path, [&](const NodeMap::value_type& entry) {
-    results.insert(entry);
+    results.insert(results.end(), entry);  // they come in order: mostly no search is needed
     found = true;
   });
   if (!found) ErrorManager::Raise(ErrorManager::NoSuchNode, path);

@@ -53,18 +53,19 @@ bool IsMenu(const NodeMap& nodes, const std::string& path) {
 void SaveRestore::SaveBiosConfiguration(RowSink& rows) {
   ExecuteCountQuery("/BIOS");
   MenuWalk walk{rows, {}};
-  Search("/", "/BIOS", CachedResult("/BIOS"), walk);
+  Search("/BIOS", CachedResult("/BIOS"), walk);
   SaveBootDevices("[BootOrder::Hard Disk]", LiveDiskOrder(), rows);
   SaveBootDevices("[BIOS::BootOrder]", LiveBootOrder(), rows);
 }
 
-void SaveRestore::Search(std::string /*parent*/, std::string path, NodeMap nodes, MenuWalk& walk) {
+void SaveRestore::Search(const std::string& path, const NodeMap& nodes, MenuWalk& walk) {
   for (const std::string& menu : BiosTree::NodeAt(nodes, path).values) {
     if (!IsNeedToSaveRestore(menu) || IsExcludedMenu(menu) || !walk.Enter(menu)) continue;
     WriteSectionName(menu, walk.rows);
     const std::vector<std::string>& children = BiosTree::NodeAt(nodes, menu).values;
     for (const std::string& child : children) {
-      if (BiosTree::NodeAt(nodes, child).kind == NODE_SETTING) WriteData(menu, child, nodes, walk);
+      const _XNode& node = BiosTree::NodeAt(nodes, child);
+      if (node.kind == NODE_SETTING) WriteOneData(menu, child, node, walk.rows);
     }
     if (!SavesSubMenus(menu)) continue;
     for (const std::string& child : children) {
@@ -73,20 +74,21 @@ void SaveRestore::Search(std::string /*parent*/, std::string path, NodeMap nodes
   }
 }
 
-void SaveRestore::WriteData(std::string parent, std::string path, NodeMap& nodes, MenuWalk& walk) {
-  if (BiosTree::NodeAt(nodes, path).kind == NODE_SETTING) {
-    WriteOneData(parent, path, nodes, walk.rows);
-    return;
-  }
+void SaveRestore::WriteData(const std::string& parent, const std::string& path,
+                            const NodeMap& nodes, MenuWalk& walk) {
+  const _XNode& root = BiosTree::NodeAt(nodes, path);
+  if (root.kind == NODE_SETTING) return WriteOneData(parent, path, root, walk.rows);
   std::vector<std::string> pending{path};
   while (!pending.empty()) {
     const std::string menu = std::move(pending.back());
     pending.pop_back();
     if (IsExcludedMenu(menu) || !walk.Enter(menu)) continue;
-    if (IsMenu(nodes, menu)) WriteSectionName(menu, walk.rows);
-    for (const std::string& child : BiosTree::NodeAt(nodes, menu).values) {
-      if (!IsMenu(nodes, child)) {
-        WriteOneData(menu, child, nodes, walk.rows);
+    const _XNode& node = BiosTree::NodeAt(nodes, menu);
+    if (node.kind == NODE_MENU) WriteSectionName(menu, walk.rows);
+    for (const std::string& child : node.values) {
+      const _XNode& childNode = BiosTree::NodeAt(nodes, child);
+      if (childNode.kind != NODE_MENU) {
+        WriteOneData(menu, child, childNode, walk.rows);
       } else if (SavesSubMenus(menu)) {
         pending.push_back(child);
       }
@@ -94,17 +96,16 @@ void SaveRestore::WriteData(std::string parent, std::string path, NodeMap& nodes
   }
 }
 
-void SaveRestore::WriteOneData(std::string parent, std::string path, NodeMap& nodes,
-                               RowSink& rows) {
-  if (std::ranges::find(kExcludedSettings, path) != kExcludedSettings.end()) return;
-  const _XNode& setting = BiosTree::NodeAt(nodes, path);
+void SaveRestore::WriteOneData(const std::string& parent, const std::string& path,
+                               const _XNode& setting, RowSink& rows) {
   if (setting.kind != NODE_SETTING || setting.flag) return;
+  if (std::ranges::find(kExcludedSettings, path) != kExcludedSettings.end()) return;
   const std::string key = BiosTree::KeyOf(path, parent);
   if (key.empty() || BiosTree::IsPrivateKey(key)) return;
   rows.Write({key, BiosTree::EffectiveValue(setting), BiosTree::OptionComment(setting), path});
 }
 
-void SaveRestore::WriteSectionName(std::string path, RowSink& rows) {
+void SaveRestore::WriteSectionName(const std::string& path, RowSink& rows) {
   rows.BeginSection("[" + BiosTree::SectionName(path) + "]");
 }
 
@@ -125,26 +126,26 @@ void SaveRestore::SaveBiosConfiguration(FILE* file) {
   SaveBiosConfiguration(rows);
 }
 
-void SaveRestore::Search(std::string parent, std::string path, NodeMap nodes, FILE* file) {
+void SaveRestore::Search(std::string /*parent*/, std::string path, NodeMap nodes, FILE* file) {
   IniRowSink rows(file);
   MenuWalk walk{rows, {}};
-  Search(std::move(parent), std::move(path), std::move(nodes), walk);
+  Search(path, nodes, walk);
 }
 
 void SaveRestore::WriteData(std::string parent, std::string path, NodeMap& nodes, FILE* file) {
   IniRowSink rows(file);
   MenuWalk walk{rows, {}};
-  WriteData(std::move(parent), std::move(path), nodes, walk);
+  WriteData(parent, path, nodes, walk);
 }
 
 void SaveRestore::WriteOneData(std::string parent, std::string path, NodeMap& nodes, FILE* file) {
   IniRowSink rows(file);
-  WriteOneData(std::move(parent), std::move(path), nodes, rows);
+  WriteOneData(parent, path, BiosTree::NodeAt(nodes, path), rows);
 }
 
 void SaveRestore::WriteSectionName(std::string path, FILE* file) {
   IniRowSink rows(file);
-  WriteSectionName(std::move(path), rows);
+  WriteSectionName(path, rows);
 }
 
 }  // namespace SDK

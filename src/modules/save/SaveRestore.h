@@ -181,18 +181,20 @@ class SaveRestore {
 
   /// Writes every top-level menu that `path` lists and that takes part: its heading, its settings,
   /// then its sub-menus.
-  void Search(std::string parent, std::string path, NodeMap nodes, MenuWalk& walk);
+  void Search(const std::string& path, const NodeMap& nodes, MenuWalk& walk);
   void Search(std::string parent, std::string path, NodeMap nodes, FILE* file);
   /// Writes one child of a menu: a setting, or a sub-menu with everything below it, the last
   /// sub-menu first.
-  void WriteData(std::string parent, std::string path, NodeMap& nodes, MenuWalk& walk);
+  void WriteData(const std::string& parent, const std::string& path, const NodeMap& nodes,
+                 MenuWalk& walk);
   void WriteData(std::string parent, std::string path, NodeMap& nodes, FILE* file);
   /// Writes the key line of the setting at `path` in the menu at `parent`, unless it is one that
   /// never appears.
-  void WriteOneData(std::string parent, std::string path, NodeMap& nodes, RowSink& rows);
+  void WriteOneData(const std::string& parent, const std::string& path, const _XNode& setting,
+                    RowSink& rows);
   void WriteOneData(std::string parent, std::string path, NodeMap& nodes, FILE* file);
   /// Writes the heading of the menu at `path`.
-  void WriteSectionName(std::string path, RowSink& rows);
+  void WriteSectionName(const std::string& path, RowSink& rows);
   void WriteSectionName(std::string path, FILE* file);
 
   /// Called with the bracketed name of each section that a text save begins; for progress displays.

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cstdint>
 
 namespace SDK::Expansion {
 namespace {
@@ -17,11 +15,12 @@ constexpr auto kIpv6DetailKeys =
 constexpr auto kCaseKeepingKeys =
     std::to_array<std::string_view>({"DHCPHostName", "CommunityString", "UserName"});
 
-/// The number that `text` starts with; 0 where there is none that fits.
-std::uint64_t LeadingNumber(std::string_view text) {
-  std::uint64_t number = 0;
-  std::from_chars(text.data(), text.data() + text.size(), number);
-  return number;
+/// The digits that `text` starts with, without leading zeros: a decimal number of any size. Empty
+/// for zero, and where there is none.
+std::string LeadingNumber(std::string_view text) {
+  const std::size_t end = std::min(text.find_first_not_of("0123456789"), text.size());
+  const std::size_t start = std::min(text.find_first_not_of('0'), end);
+  return std::string(text.substr(start, end - start));
 }
 
 std::string InsertBehind(std::string query, std::size_t bracket, std::string_view number) {
@@ -84,11 +83,15 @@ bool StartsWithDigit(std::string_view text) {
 }
 
 std::string RetryIntervalToMilliseconds(std::string_view interval) {
-  return std::to_string(LeadingNumber(interval) * 10);
+  const std::string number = LeadingNumber(interval);
+  return number.empty() ? "0" : number + "0";
 }
 
 std::string MillisecondsToRetryInterval(std::string_view milliseconds) {
-  return std::to_string(LeadingNumber(milliseconds) / 10);
+  std::string number = LeadingNumber(milliseconds);
+  if (number.size() <= 1) return "0";
+  number.pop_back();
+  return number;
 }
 
 }  // namespace SDK::Expansion

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
-#include <cstdlib>
+#include <cstdio>
+#include <memory>
 #include <sstream>
 
 #include "support/TestEngine.h"
@@ -19,22 +20,29 @@ class BiosSaveTest : public EngineTest {
     engine->SetList(path, std::move(children), NODE_MENU);
   }
 
-  /// The lines that the BIOS part of a save consists of.
-  static std::vector<std::string> Lines() {
-    char* text = nullptr;
-    std::size_t size = 0;
-    FILE* file = open_memstream(&text, &size);
-    OpenSaveRestore().SaveBiosConfiguration(file);
-    std::fclose(file);
-    std::istringstream stream(std::string(text, size));
-    std::free(text);
+  /// The lines that `write` brings into an open file.
+  template <typename Write>
+  [[nodiscard]] std::vector<std::string> Written(Write write) const {
+    struct Close {
+      void operator()(FILE* file) const { std::fclose(file); }
+    };
+    std::unique_ptr<FILE, Close> file(std::fopen(PathOf("bios.ini").c_str(), "w"));
+    OpenSaveRestore module;
+    write(module, file.get());
+    file.reset();
+    std::istringstream stream(ReadText(PathOf("bios.ini")));
     std::vector<std::string> lines;
     for (std::string line; std::getline(stream, line);) lines.push_back(line);
     return lines;
   }
 
+  /// The lines that the BIOS part of a save consists of.
+  [[nodiscard]] std::vector<std::string> Lines() const {
+    return Written([](OpenSaveRestore& module, FILE* file) { module.SaveBiosConfiguration(file); });
+  }
+
   /// The lines before the two boot-order sections, which are always there.
-  static std::vector<std::string> MenuLines() {
+  [[nodiscard]] std::vector<std::string> MenuLines() const {
     std::vector<std::string> lines = Lines();
     EXPECT_GE(lines.size(), 2U);
     EXPECT_EQ(lines.back(), "[BIOS::BootOrder]");
@@ -87,18 +95,22 @@ TEST_F(BiosSaveTest, SomeSettingsNeverAppear) {
   Menu("/BIOS/Boot Options",
        {boot + "AdminPw", boot + "UserPw", boot + "SystemTime", boot + "SystemDate",
         boot + "Flagged", boot + "Odd", boot + "Boot Option #%d", boot + "Boot Option #1",
-        boot + "Delete EFI Boot Option", boot + "Boot Options", boot + "Add EFI Boot Option X"});
-  for (const char* key : {"AdminPw", "UserPw", "SystemTime", "SystemDate", "Flagged", "Odd",
-                          "Boot Option #%d", "Boot Option #1", "Delete EFI Boot Option"}) {
+        boot + "Delete EFI Boot Option", boot + "Add EFI Boot Option", boot + "Boot Options",
+        boot + "Add EFI Boot Option X", boot + "Sub"});
+  for (const char* key :
+       {"AdminPw", "UserPw", "SystemTime", "SystemDate", "Flagged", "Odd", "Boot Option #%d",
+        "Boot Option #1", "Delete EFI Boot Option", "Add EFI Boot Option", "Sub/Odd"}) {
     engine->Set(boot + key, "v");
   }
   engine->tree[boot + "Flagged"].flag = true;
   engine->tree[boot + "Odd"].kind = 7;
+  engine->tree[boot + "Sub/Odd"].kind = 7;
+  Menu(boot + "Sub", {boot + "Sub/Odd"});
   Menu(boot + "Boot Options", {boot + "Boot Options/Deep"});
   Menu(boot + "Boot Options/Deep", {boot + "Boot Options/Deep/s"});
   Menu(boot + "Add EFI Boot Option X", {});
   EXPECT_THAT(MenuLines(), ElementsAre("[BIOS::Boot Options]", "SystemDate=v\t;Options",
-                                       "Boot Option #1=v\t;Options"));
+                                       "Boot Option #1=v\t;Options", "[BIOS::Boot Options::Sub]"));
 }
 
 TEST_F(BiosSaveTest, ServerManagementKeepsItsSubMenusToItself) {
@@ -107,6 +119,10 @@ TEST_F(BiosSaveTest, ServerManagementKeepsItsSubMenusToItself) {
   Menu("/BIOS/Server Management/BMC", {"/BIOS/Server Management/BMC/t"});
   engine->Set("/BIOS/Server Management/s", "1");
   EXPECT_THAT(MenuLines(), ElementsAre("[BIOS::Server Management]", "s=1\t;Options"));
+  Menu("/BIOS", {"/BIOS/Main"});
+  Menu("/BIOS/Main", {"/BIOS/Server Management"});
+  EXPECT_THAT(MenuLines(),
+              ElementsAre("[BIOS::Main]", "[BIOS::Server Management]", "s=1\t;Options"));
 }
 
 TEST_F(BiosSaveTest, ARefusedTopMenuLeavesNothingOfItsTree) {
@@ -152,16 +168,35 @@ TEST_F(BiosSaveTest, TheBootOrderVisitsAsManyPositionsAsTheResultHasEntries) {
   engine->SetList("/BIOS/BootOrder", {});
   engine->Set("/BIOS/BootOrder[1]", "=Disk");
   engine->Set("/BIOS/BootOrder[2]", "");
-  engine->Set("/BIOS/BootOrder[3]", "Net");
-  engine->Set("/BIOS/BootOrder[5]", "Lost behind a gap");
-  EXPECT_THAT(Lines(),
-              ElementsAre("[BootOrder::Hard Disk]", "[BIOS::BootOrder]", "\\x3DDisk=1", "Net=3"));
+  engine->Set("/BIOS/BootOrder[4]", "Net");
+  engine->Set("/BIOS/BootOrder[5]", "Net");
+  engine->Set("/BIOS/BootOrder[6]", "Lost behind the gap");
+  EXPECT_THAT(Lines(), ElementsAre("[BootOrder::Hard Disk]", "[BIOS::BootOrder]", "\\x3DDisk=1",
+                                   "Net=4", "Net=5"));
+}
+
+TEST_F(BiosSaveTest, EachOperationWritesIntoAnOpenFile) {
+  Menu("/BIOS/Main", {"/BIOS/Main/s", "/BIOS/Main/A"});
+  Menu("/BIOS/Main/A", {"/BIOS/Main/A/t"});
+  Menu("/BIOS/Boot Options/Boot Options", {"/BIOS/Main/s"});
+  engine->Set("/BIOS/Main/s", "1");
+  engine->Set("/BIOS/Main/A/t", "2");
+  const auto lines = Written([&](OpenSaveRestore& module, FILE* file) {
+    module.WriteSectionName("/BIOS//Main/", file);
+    module.WriteOneData("/BIOS/Elsewhere", "/BIOS/Main/A/t", engine->tree, file);
+    module.WriteData("/BIOS/Main", "/BIOS/Main/s", engine->tree, file);
+    module.WriteData("/BIOS/Main", "/BIOS/Main/A", engine->tree, file);
+    module.WriteData("/BIOS", "/BIOS/Boot Options/Boot Options", engine->tree, file);
+    module.Search("/", "/BIOS", engine->tree, file);
+  });
+  const std::string s = "s=1\t;Options", t = "t=2\t;Options", heading = "[BIOS::Main::A]";
+  EXPECT_THAT(lines, ElementsAre("[BIOS::Main]", t, s, heading, t, "[BIOS::Main]", s, heading, t));
 }
 
 TEST_F(BiosSaveTest, AnUnreachableServerEndsTheSaveAnyOtherFailureDoesNot) {
   const auto codeWith = [&](int code, int failAt) {
     Mount(std::make_shared<FailingProvider>(engine, failAt, code));
-    return CodeOf([&] { Lines(); });
+    return CodeOf([&] { static_cast<void>(Lines()); });
   };
   constexpr int kCount = 3;  // after the two reads of the constructor
   EXPECT_EQ(codeWith(ErrorManager::NoSuchNode, kCount), 0);

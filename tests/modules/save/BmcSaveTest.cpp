@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "ini/IniDocument.h"
 #include "modules/save/FileHeader.h"
 #include "support/TestEngine.h"
@@ -143,6 +145,12 @@ TEST_F(BmcSaveTest, FiltersAreWrittenFromTwelveOnAndOnlyTwelve) {
   }
   EXPECT_EQ(Keys("PEF::FILTERS").back(), "Filter12");
   EXPECT_EQ(Value("PEF::FILTERS", "Filter3"), "(none)");
+  // The first twelve that the BMC lists, whatever their numbers.
+  std::ranges::reverse(engine->tree["/BMC/PEF/FILTER"].values);
+  engine->Set("/BMC/PEF/FILTER[20]/STATUS", "ENABLE");
+  Save();
+  EXPECT_EQ(Value("PEF::FILTERS", "Filter20"), "ENABLE");
+  EXPECT_EQ(Keys("PEF::FILTERS").back(), "Filter9");
 }
 
 TEST_F(BmcSaveTest, Ipv6DetailsFollowTheStatusOfTheirChannel) {
@@ -150,6 +158,7 @@ TEST_F(BmcSaveTest, Ipv6DetailsFollowTheStatusOfTheirChannel) {
   engine->Set("/BMC/LAN[1]/IPV6STATUS", "ENABLED");
   engine->Set("/BMC/LAN[2]/IPV6STATUS", "ENABLE");
   engine->Set("/BMC/LAN[2]/IPV6", "2001:DB8::2");
+  engine->Set("/BMC/LAN[2]/IPV6SOURCE", "RESERVED");  // ends nothing here
   Save();
   EXPECT_EQ(Value("CHANNEL::LAN1", "IPV6Status"), "ENABLED");
   for (const char* key : {"IPV6Source", "IPV6PrefixLength", "IPV6", "IPV6GatewayIP"}) {
@@ -171,8 +180,15 @@ TEST_F(BmcSaveTest, AlertDestinationsAreTwoForEachChannelInTheirOrder) {
 }
 
 TEST_F(BmcSaveTest, RetryIntervalsAreWrittenInMilliseconds) {
-  for (const auto& [stored, written] :
-       {std::pair{"25", "250"}, {"", "0"}, {"x", "0"}, {"12ab", "120"}, {"-3", "0"}, {" 3", "0"}}) {
+  for (const auto& [stored, written] : {std::pair{"25", "250"},
+                                        {"", "0"},
+                                        {"x", "0"},
+                                        {"12ab", "120"},
+                                        {"-3", "0"},
+                                        {" 3", "0"},
+                                        {"007", "70"},
+                                        {"1844674407370955162", "18446744073709551620"},
+                                        {"RESERVED", "0"}}) {
     SetMembers("/BMC/SOL/CHANNEL", 1);
     engine->Set("/BMC/SOL/CHANNEL[1]/RETRY/INTERVAL", stored);
     Save();
@@ -201,6 +217,30 @@ TEST_F(BmcSaveTest, MembersThatAreNoNumbersArePassedOver) {
   engine->SetList("/BMC/LAN", {"first", "/BMC/LAN[2]"});
   Save();
   EXPECT_FALSE(document.HasSection("CHANNEL::LAN2"));
+}
+
+/// Keeps the names of the sections that a save announces.
+class WatchedSave : public OpenSaveRestore {
+ public:
+  std::vector<std::string> started;
+
+ protected:
+  void SectionStarted(const std::string& name) override { started.push_back(name); }
+};
+
+TEST_F(BmcSaveTest, AnItemOutOfPlaceGivesAHeadingAnEmptyValueOrNothing) {
+  engine->SetList("/BMC/X", {"1[7]"});
+  const auto item = [](const char* key, SDK::queryType type) {
+    return SDK::Data(key, "/BMC/X", "", type);
+  };
+  WatchedSave module;
+  module.sections = {
+      {"[A]", 0, {item("k", SDK::QT_INSTANCE)}},
+      {"[B]", 0, {item("k", SDK::QT_GET), item("l", SDK::QT_INSTANCE)}},
+      {"[C_]", 1, {item("", SDK::QT_LIST), item("k", SDK::QT_INSTANCE), item("l", SDK::QT_GET)}}};
+  module.SaveFile(PathOf("x.ini").c_str(), 1);
+  EXPECT_TRUE(ReadText(PathOf("x.ini")).ends_with("\n[A]\n[B]\nk=1[7]\nl=\n[C7]\nk=1[7]\n"));
+  EXPECT_THAT(module.started, ElementsAre("[A]", "[B]", "[C7]"));
 }
 
 }  // namespace

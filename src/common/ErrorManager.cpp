@@ -47,6 +47,9 @@ constexpr auto kCatalogue = std::to_array<CatalogueEntry>({
     {TargetMalformed, XCOMMAND_QUERY, "%s:%s: %s."},
     {WriteFailed, XCOMMAND_QUERY, "%s could not be written: %s."},
     {NoSuchForm, XCOMMAND_QUERY, "%s does not support this kind of write at %s."},
+    {WritesRefused, XCOMMAND_QUERY, "%s of %s settings could not be written; the first is %s: %s."},
+    {BadAnswer, XCOMMAND_QUERY, "The answer of %s cannot be used: %s."},
+    {NotTrusted, XCOMMAND_QUERY, "The identity of %s cannot be verified: %s."},
 });
 
 const CatalogueEntry* Find(int code) {

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "query/XNode.h"
 
@@ -9,6 +10,18 @@ namespace SDK {
 
 /// Settings to write: path to value, or name to value below one path.
 using SettingMap = std::map<std::string, std::string>;
+
+/// What has become of one write, where there is more to say than that it is done.
+struct WriteNote {
+  enum class Fate {
+    Pending,  ///< accepted; takes effect at the next boot
+    Refused,  ///< the server does not take it
+    Ignored,  ///< the server said yes and kept its value
+  };
+  std::string path;
+  Fate fate;
+  std::string reason;  ///< a part of a sentence; never a value that is secret
+};
 
 /// One back end for one or more trees of the query path space ("BMC", "BIOS", "SMBIOS").
 ///
@@ -42,8 +55,13 @@ class QueryProvider {
   /// The pair "/BIOS/AdminPw" to `password-password` asks to check the BIOS administrator password
   /// and changes nothing.
   ///
+  /// A back end whose server takes settings one by one does not let one refusal stop the others: it
+  /// writes all that the server takes and then raises WritesRefused, with a note for each refusal.
+  /// It may keep a refusal in a `WriteGroup` to itself until the next batch, also an empty one,
+  /// which then raises it.
+  ///
   /// \throws ResultStatus  NoSuchNode, ReadOnlyNode, ValueRefused (each naming path and value),
-  ///                       PasswordRefused, WriteFailed.
+  ///                       PasswordRefused, WriteFailed, WritesRefused.
   virtual void Write(const SettingMap& settings, bool isBios, bool reserved) = 0;
 
   /// Applies a batch of BIOS settings, authorised by the BIOS administrator password (which may be
@@ -63,6 +81,9 @@ class QueryProvider {
   /// The platform name of the server, for example "CALDRA_PLATFORM"; empty when this back end does
   /// not know it.
   virtual std::string PlatformName() = 0;
+
+  /// The notes on the writes since the last call; a write without one is done.
+  virtual std::vector<WriteNote> TakeWriteNotes() { return {}; }
 };
 
 }  // namespace SDK

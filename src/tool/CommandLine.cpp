@@ -25,7 +25,8 @@ namespace {
 
 /// The options that all commands share.
 struct Globals {
-  std::string target;
+  std::vector<std::string> targets;
+  TargetOptions targetOptions;
   bool quiet = false;
   bool verbose = false;
 
@@ -67,7 +68,7 @@ CLI::Option* AddFile(CLI::App& command, std::string& file, const std::string& de
 
 /// Opens the target of --target. `globals` outlives the command.
 TargetOpener OpenerOf(const Globals& globals) {
-  return [&globals] { return OpenTarget(globals.target); };
+  return [&globals] { return OpenTargets(globals.targets, globals.targetOptions); };
 }
 
 /// A command that was chosen on the command line, ready to run.
@@ -77,7 +78,8 @@ void AddSave(CLI::App& app, Command& chosen) {
   CLI::App* save = app.add_subcommand("save", "Save the target's configuration into a file");
   auto request = std::make_shared<SaveRequest>();
   AddFile(*save, request->file, "The file to write; its name ends in .ini");
-  AddMode(*save, "What to save: bios (with the boot order), bmc, or all (the default)",
+  AddMode(*save,
+          "What to save: bios (with the boot order), bmc, or all; default: what the target has",
           [request](Mode mode) { request->mode = mode; });
   save->add_flag("--overwrite", request->overwrite, "Replace FILE when it exists");
   save->footer(
@@ -130,7 +132,7 @@ void AddRestore(CLI::App& app, Command& chosen) {
   restore->callback([request, &chosen] {
     chosen = [request](const Globals& globals, const Messages& messages) {
       request->openTarget = OpenerOf(globals);
-      request->target = globals.target;
+      request->targets = globals.targets;
       return RunRestore(*request, messages);
     };
   });
@@ -168,7 +170,7 @@ void AddCheck(CLI::App& app, Command& chosen) {
       "  saverestore check server.ini\n");
   check->callback([request, &chosen] {
     chosen = [request](const Globals& globals, const Messages& messages) {
-      if (!globals.target.empty()) request->openTarget = OpenerOf(globals);
+      if (!globals.targets.empty()) request->openTarget = OpenerOf(globals);
       return RunCheck(*request, messages);
     };
   });
@@ -209,9 +211,19 @@ void Describe(CLI::App& app, Globals& globals, Command& chosen) {
       "Saves the configuration of a server (BIOS settings, boot order, BMC) to a file and restores "
       "it.");
   app.set_version_flag("--version", "saverestore " SAVERESTORE_VERSION);
-  app.add_option("--target", globals.target,
-                 "The server to work on, for example machine:server.json; see \"targets\"")
-      ->type_name("KIND:PLACE");
+  app.add_option("--target", globals.targets,
+                 "The server to work on, for example machine:server.json; see \"targets\". Given\n"
+                 "twice, one is for the BIOS and the other for the BMC")
+      ->type_name("KIND:PLACE")
+      ->allow_extra_args(false);
+  PasswordSource& password = globals.targetOptions.bmcPassword;
+  password.prompt = "Password of the BMC user: ";
+  auto* bmcPassword = app.add_option_group("bmc-password");
+  bmcPassword->add_option("--bmc-password-file", password.file,
+                          "Read the password of the BMC user from the first line of this file");
+  bmcPassword->add_option("--bmc-password-fd", password.descriptor,
+                          "Read it from this open file descriptor; default: ask on the terminal");
+  bmcPassword->require_option(0, 1);
   CLI::Option* quiet = app.add_flag("-q,--quiet", globals.quiet, "Print errors and warnings only");
   app.add_flag("-v,--verbose", globals.verbose, "Print every query")->excludes(quiet);
   app.require_subcommand(1);

@@ -188,7 +188,7 @@ int RunCheck(CheckRequest request, const Messages& messages) {
   if (request.openTarget) {
     request.choice.mode = request.mode.value_or(ModeOf(ConfigurationOf(document)));
     const WatchedTarget target(request.openTarget, messages);
-    const Rehearsal rehearsal = Rehearse(request.choice, target.Provider());
+    const Rehearsal rehearsal = Rehearse(request.choice, target.Providers());
     const std::vector<Finding> more = CheckAgainstTarget(request.choice, rehearsal);
     target.ThrowIfSilent();
     findings.insert(findings.end(), more.begin(), more.end());

@@ -40,4 +40,8 @@ std::string ObservedProvider::PlatformName() {
   return inner_->PlatformName();
 }
 
+std::vector<SDK::WriteNote> ObservedProvider::TakeWriteNotes() {
+  return inner_->TakeWriteNotes();
+}
+
 }  // namespace Tool

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "common/ResultStatus.h"
 #include "query/QueryProvider.h"
@@ -27,6 +28,7 @@ class ObservedProvider final : public SDK::QueryProvider {
   void WriteAuthorised(const SDK::SettingMap& settings, const std::string& password) override;
   void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;
   std::string PlatformName() override;
+  std::vector<SDK::WriteNote> TakeWriteNotes() override;
 
  private:
   template <typename Call>

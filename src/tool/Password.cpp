@@ -68,9 +68,10 @@ void ReadPassword(const PasswordSource& source, std::size_t longest, std::string
   } else if (source.ask) {
     const Common::Descriptor terminal(open("/dev/tty", O_RDWR | O_CLOEXEC));
     if (!terminal.IsOpen()) {
-      throw ToolError(ExitUsage, "--ask-password needs a terminal; use --password-file");
+      throw ToolError(ExitUsage,
+                      "there is no terminal to ask for a password; give it by file or descriptor");
     }
-    const std::string prompt = "BIOS administrator password: ";
+    const std::string& prompt = source.prompt;
     static_cast<void>(write(terminal.Get(), prompt.data(), prompt.size()) < 0);
     const WithoutEcho quiet(terminal.Get());
     ReadLine(terminal.Get(), longest, "the terminal", out);

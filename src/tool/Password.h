@@ -10,6 +10,7 @@ struct PasswordSource {
   std::string file;     ///< its first line; empty for none
   int descriptor = -1;  ///< the first line that it gives; -1 for none
   bool ask = false;     ///< asked for on the terminal, without echo
+  std::string prompt = "BIOS administrator password: ";
 };
 
 /// Reads the password into `out`; an empty one without a source. The caller wipes it.

@@ -9,8 +9,9 @@ constexpr const char* kPasswordPath = "/BIOS/AdminPw";
 
 }  // namespace
 
-RecordingProvider::RecordingProvider(std::shared_ptr<SDK::QueryProvider> inner)
-    : inner_(std::move(inner)) {}
+RecordingProvider::RecordingProvider(std::shared_ptr<SDK::QueryProvider> inner,
+                                     std::vector<RecordedWrite>& log)
+    : inner_(std::move(inner)), log_(log) {}
 
 void RecordingProvider::Read(const std::string& path, NodeMap& results) {
   inner_->Read(path, results);
@@ -18,7 +19,7 @@ void RecordingProvider::Read(const std::string& path, NodeMap& results) {
 
 void RecordingProvider::Write(const SDK::SettingMap& settings, bool /*isBios*/, bool /*reserved*/) {
   for (const auto& [path, value] : settings) {
-    if (path != kPasswordPath) writes_.push_back({path, value});
+    if (path != kPasswordPath) log_.push_back({path, value});
   }
 }
 
@@ -29,11 +30,15 @@ void RecordingProvider::WriteAuthorised(const SDK::SettingMap& settings,
 
 void RecordingProvider::WriteGroup(const std::string& path, const SDK::SettingMap& settings) {
   if (path == kPasswordPath) return;
-  for (const auto& [name, value] : settings) writes_.push_back({path + "/" + name, value});
+  for (const auto& [name, value] : settings) log_.push_back({path + "/" + name, value});
 }
 
 std::string RecordingProvider::PlatformName() {
   return inner_->PlatformName();
+}
+
+std::vector<SDK::WriteNote> RecordingProvider::TakeWriteNotes() {
+  return inner_->TakeWriteNotes();
 }
 
 }  // namespace Tool

@@ -18,19 +18,19 @@ struct RecordedWrite {
 /// administrator password are writes by their form; they are neither sent nor kept.
 class RecordingProvider final : public SDK::QueryProvider {
  public:
-  explicit RecordingProvider(std::shared_ptr<SDK::QueryProvider> inner);
-
-  [[nodiscard]] const std::vector<RecordedWrite>& Writes() const { return writes_; }
+  /// The writes are added to `log`, which outlives the provider.
+  RecordingProvider(std::shared_ptr<SDK::QueryProvider> inner, std::vector<RecordedWrite>& log);
 
   void Read(const std::string& path, NodeMap& results) override;
   void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override;
   void WriteAuthorised(const SDK::SettingMap& settings, const std::string& password) override;
   void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;
   std::string PlatformName() override;
+  std::vector<SDK::WriteNote> TakeWriteNotes() override;
 
  private:
   std::shared_ptr<SDK::QueryProvider> inner_;
-  std::vector<RecordedWrite> writes_;
+  std::vector<RecordedWrite>& log_;
 };
 
 }  // namespace Tool

@@ -4,7 +4,6 @@
 
 #include "common/ErrorManager.h"
 #include "modules/save/SaveRestore.h"
-#include "tool/Targets.h"
 
 namespace Tool {
 namespace {
@@ -70,10 +69,11 @@ class SystemComparison final : public SDK::SaveRestore {
 
 }  // namespace
 
-Rehearsal Rehearse(const RestoreChoice& choice, const std::shared_ptr<SDK::QueryProvider>& target) {
+Rehearsal Rehearse(const RestoreChoice& choice, const Mounts& target) {
   Rehearsal rehearsal;
-  const auto recorder = std::make_shared<RecordingProvider>(target);
-  MountTarget(recorder);
+  MountTarget(Wrapped(target, [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
+    return std::make_shared<RecordingProvider>(provider, rehearsal.writes);
+  }));
   SDK::SavenRestoreOptions options = OptionsFor(choice.file, choice.mode);
   options.skipSystemCheck = true;
   options.skipBootOrder = choice.skipBootOrder;
@@ -82,7 +82,6 @@ Rehearsal Rehearse(const RestoreChoice& choice, const std::shared_ptr<SDK::Query
   } catch (const ResultStatus& failure) {
     rehearsal.failures.push_back(failure);
   }
-  rehearsal.writes = recorder->Writes();
   MountTarget(target);
   return rehearsal;
 }

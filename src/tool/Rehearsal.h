@@ -1,13 +1,12 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "common/ResultStatus.h"
-#include "query/QueryProvider.h"
 #include "tool/Configuration.h"
 #include "tool/RecordingProvider.h"
+#include "tool/Targets.h"
 
 namespace Tool {
 
@@ -30,8 +29,7 @@ struct RestoreChoice {
 
 /// Rehearses the restore over `target`, which is mounted again afterwards. The comparison of
 /// [SYSTEM] is left out: `SystemMismatches` does that in full.
-[[nodiscard]] Rehearsal Rehearse(const RestoreChoice& choice,
-                                 const std::shared_ptr<SDK::QueryProvider>& target);
+[[nodiscard]] Rehearsal Rehearse(const RestoreChoice& choice, const Mounts& target);
 
 /// One way in which the [SYSTEM] section of a file does not fit the mounted target.
 struct SystemMismatch {

@@ -8,10 +8,13 @@
 #include <ctime>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "common/ErrorManager.h"
 #include "common/Wipe.h"
+#include "query/XDirector.h"
 #include "tool/ExitCodes.h"
 #include "tool/FileCheck.h"
 #include "tool/Interrupt.h"
@@ -41,10 +44,10 @@ std::string Dump(const ordered_json& document) {
 }
 
 /// The value that the target has at `path`; empty when it has none.
-std::string PresentValue(SDK::QueryProvider& target, const std::string& path) {
+std::string PresentValue(const std::string& path) {
   NodeMap nodes;
   try {
-    target.Read(path, nodes);
+    SDK::XDirectorImpl::CreateInstance()->ProcessXQuery(path, nodes);
   } catch (const ResultStatus&) {
     return {};
   }
@@ -78,10 +81,10 @@ struct Change {
   std::string to;
 };
 
-std::vector<Change> ChangesOf(const Rehearsal& rehearsal, SDK::QueryProvider& target) {
+std::vector<Change> ChangesOf(const Rehearsal& rehearsal) {
   std::vector<Change> changes;
   for (const RecordedWrite& write : rehearsal.writes) {
-    std::string present = PresentValue(target, write.path);
+    std::string present = PresentValue(write.path);
     if (present != write.value) changes.push_back({write.path, std::move(present), write.value});
   }
   return changes;
@@ -125,13 +128,15 @@ std::string Backup(const RestoreRequest& request, const WatchedTarget& target,
   const fs::path folder =
       request.backupDir.empty() ? file.parent_path() : fs::path(request.backupDir);
   SaveRequest save;
-  save.openTarget = [&target] { return target.Provider(); };
+  save.openTarget = [&target] { return target.Providers(); };
   save.file = (folder / (file.stem().string() + "-before-" + date.data() + ".ini")).string();
   save.mode = request.choice.mode;
   RunSave(save, Messages(Verbosity::Quiet));
-  MountTarget(target.Provider());
-  messages.Note("The present configuration is saved. To go back:\n  saverestore --target " +
-                request.target + " restore --mode " + NameOf(save.mode) + " " + save.file);
+  MountTarget(target.Providers());
+  std::string targets;
+  for (const std::string& text : request.targets) targets += " --target " + text;
+  messages.Note("The present configuration is saved. To go back:\n  saverestore" + targets +
+                " restore --mode " + NameOf(request.choice.mode) + " " + save.file);
   return save.file;
 }
 
@@ -146,9 +151,9 @@ void AskForConsent(const RestoreRequest& request, const std::vector<Change>& cha
 }
 
 /// Runs the module's restore. \throws what it throws; the password is wiped in any case.
-void RestoreNow(const RestoreRequest& request, const std::string& password,
+void RestoreNow(const RestoreRequest& request, Mode mode, const std::string& password,
                 std::vector<std::string>& skipped) {
-  SDK::SavenRestoreOptions options = OptionsFor(request.choice.file, request.choice.mode);
+  SDK::SavenRestoreOptions options = OptionsFor(request.choice.file, mode);
   options.skipSystemCheck = request.choice.skipSystemCheck;
   options.skipBootOrder = request.choice.skipBootOrder;
   password.copy(options.password, sizeof options.password - 1);
@@ -162,11 +167,9 @@ void RestoreNow(const RestoreRequest& request, const std::string& password,
 void PrintReport(const RestoreReport& report, const RestoreRequest& request,
                  const std::string& backup, const std::vector<std::string>& skipped,
                  const std::optional<ResultStatus>& failure, const Messages& messages) {
-  constexpr auto kOutcomes = std::to_array<Outcome>(
-      {Outcome::Unchanged, Outcome::Applied, Outcome::NotApplied, Outcome::Skipped});
   if (request.json) {
     ordered_json totals;
-    for (const Outcome outcome : kOutcomes) totals[NameOf(outcome)] = report.Count(outcome);
+    for (const Outcome outcome : kAllOutcomes) totals[NameOf(outcome)] = report.Count(outcome);
     ordered_json settings = ordered_json::array();
     for (const ReportRow& row : report.rows) {
       settings.push_back({{"section", row.section},
@@ -191,38 +194,65 @@ void PrintReport(const RestoreReport& report, const RestoreRequest& request,
   for (const ReportRow& row : report.rows) {
     const std::string text = row.section + "::" + row.key + ": " + NameOf(row.outcome) +
                              (row.reason.empty() ? "" : " (" + row.reason + ")");
-    if (row.outcome == Outcome::Applied || row.outcome == Outcome::NotApplied) {
-      messages.Result(text);
-    } else {
+    if (row.outcome == Outcome::Unchanged || row.outcome == Outcome::Skipped) {
       messages.Detail(text);
+    } else {
+      messages.Result(text);
     }
   }
   std::string totals;
-  for (const Outcome outcome : kOutcomes) {
+  for (const Outcome outcome : kAllOutcomes) {
     totals += (totals.empty() ? "" : ", ") + std::to_string(report.Count(outcome)) + " " +
               NameOf(outcome);
   }
   messages.Result(totals + ".");
 }
 
+/// What the writes of a restore have come to.
+struct Written {
+  std::vector<std::string> skipped;     ///< what the module says of items that it passes over
+  std::vector<SDK::WriteNote> notes;    ///< what the target says of single writes
+  std::optional<ResultStatus> failure;  ///< that has ended the restore
+};
+
+bool IsOfBios(const SDK::WriteNote& note) {
+  return note.path.starts_with("/BIOS/");
+}
+
+/// Restores in `mode` and keeps a failure: what was written before it is reported first. Settings
+/// that the target refuses end the module's restore, but not a person's: where the BMC has refused
+/// some, the BIOS part still follows.
+void RestoreKeepingFailure(const RestoreRequest& request, Mode mode, const WatchedTarget& target,
+                           const std::string& password, Written& written) {
+  try {
+    RestoreNow(request, mode, password, written.skipped);
+  } catch (const ResultStatus& thrown) {
+    written.failure = thrown;
+  }
+  std::ranges::move(TakeWriteNotes(target.Providers()), std::back_inserter(written.notes));
+  const bool onlyBmcRefused = written.failure &&
+                              written.failure->getval() == ErrorManager::WritesRefused &&
+                              std::ranges::none_of(written.notes, IsOfBios);
+  if (mode != ModeAll || !onlyBmcRefused) return;
+  RestoreKeepingFailure(request, ModeBios, target, password, written);
+}
+
 /// Restores, reads the machine again, reports. \return the exit code.
 int RestoreAndReport(const RestoreRequest& request, const Configuration& file,
-                     const Rehearsal& rehearsal, const std::string& password,
-                     const std::string& backup, const Messages& messages) {
+                     const Rehearsal& rehearsal, const WatchedTarget& target,
+                     const std::string& password, const std::string& backup,
+                     const Messages& messages) {
   const Configuration before = ConfigurationOfTarget(request.choice.mode);
-  std::vector<std::string> skipped;
-  std::optional<ResultStatus> failure;
-  try {
-    RestoreNow(request, password, skipped);
-  } catch (const ResultStatus& thrown) {
-    failure = thrown;  // what was written before it is reported first
-  }
+  Written written;
+  RestoreKeepingFailure(request, request.choice.mode, target, password, written);
   std::set<std::string> sent;
   for (const RecordedWrite& write : rehearsal.writes) sent.insert(write.path);
   const Configuration after = ConfigurationOfTarget(request.choice.mode);
-  const RestoreReport report = Report(file, before, after, sent);
-  PrintReport(report, request, backup, skipped, failure, messages);
-  if (failure) throw ResultStatus(*failure);
+  const RestoreReport report = Report(file, before, after, sent, written.notes);
+  PrintReport(report, request, backup, written.skipped, written.failure, messages);
+  if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
+    throw ResultStatus(*written.failure);
+  }
   return report.Count(Outcome::NotApplied) == 0 ? ExitDone : ExitDifferent;
 }
 
@@ -239,9 +269,9 @@ int RunRestore(RestoreRequest request, const Messages& messages) {
     ReadPassword(request.password, sizeof SDK::SavenRestoreOptions::password - 1, password);
   }
   const WatchedTarget target(request.openTarget, messages);
-  const Rehearsal rehearsal = Rehearse(request.choice, target.Provider());
+  const Rehearsal rehearsal = Rehearse(request.choice, target.Providers());
   RefuseUnfitFile(request, document, rehearsal, messages);
-  const std::vector<Change> changes = ChangesOf(rehearsal, *target.Provider());
+  const std::vector<Change> changes = ChangesOf(rehearsal);
   target.ThrowIfSilent();
   if (request.dryRun) {
     ShowChanges(request, rehearsal, changes, messages);
@@ -251,7 +281,7 @@ int RunRestore(RestoreRequest request, const Messages& messages) {
   ShowChanges(request, rehearsal, changes, messages);
   AskForConsent(request, changes);
   ThrowIfInterrupted();
-  return RestoreAndReport(request, file, rehearsal, password, backup, messages);
+  return RestoreAndReport(request, file, rehearsal, target, password, backup, messages);
 }
 
 }  // namespace Tool

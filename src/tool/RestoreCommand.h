@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tool/Configuration.h"
 #include "tool/Messages.h"
@@ -14,7 +15,7 @@ namespace Tool {
 /// What `saverestore restore` is asked to do.
 struct RestoreRequest {
   TargetOpener openTarget;
-  std::string target;  ///< as given, for the command that goes back
+  std::vector<std::string> targets;  ///< as given, for the command that goes back
   RestoreChoice choice;
   std::optional<Mode> mode;  ///< without one, the mode of the file
   PasswordSource password;

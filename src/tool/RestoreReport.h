@@ -5,12 +5,16 @@
 #include <string>
 #include <vector>
 
+#include "query/QueryProvider.h"
 #include "tool/Configuration.h"
 
 namespace Tool {
 
 /// What became of one setting.
-enum class Outcome { Unchanged, Applied, NotApplied, Skipped };
+enum class Outcome { Unchanged, Applied, Pending, NotApplied, Skipped };
+inline constexpr auto kAllOutcomes =
+    std::to_array<Outcome>({Outcome::Unchanged, Outcome::Applied, Outcome::Pending,
+                            Outcome::NotApplied, Outcome::Skipped});
 
 [[nodiscard]] const char* NameOf(Outcome outcome);
 
@@ -21,7 +25,7 @@ struct ReportRow {
   Outcome outcome;
   std::string wanted;   ///< the file's value
   std::string present;  ///< the machine's value afterwards
-  std::string reason;   ///< for NotApplied and Skipped
+  std::string reason;   ///< for NotApplied and Skipped, sometimes for Pending
 };
 
 /// A restore, setting by setting, in the order of the file.
@@ -32,8 +36,9 @@ struct RestoreReport {
 };
 
 /// Compares what the file wants with the machine before and after. `sent` are the query paths that
-/// the restore has written.
+/// the restore has written, `notes` what the target says of them.
 [[nodiscard]] RestoreReport Report(const Configuration& file, const Configuration& before,
-                                   const Configuration& after, const std::set<std::string>& sent);
+                                   const Configuration& after, const std::set<std::string>& sent,
+                                   const std::vector<SDK::WriteNote>& notes);
 
 }  // namespace Tool

@@ -50,17 +50,24 @@ void CheckDestination(const SaveRequest& request) {
   }
 }
 
-/// Runs the module over the target. \return the number of queries. \throws as RunSave.
-unsigned SaveTo(const std::string& file, const SaveRequest& request, const Messages& messages) {
+/// What a save has come to.
+struct Saved {
+  Mode mode;
+  unsigned queries;
+};
+
+/// Runs the module over the target. \throws as RunSave.
+Saved SaveTo(const std::string& file, const SaveRequest& request, const Messages& messages) {
   Progress progress(messages.ShowsProgress());
   const WatchedTarget target(request.openTarget, messages, &progress);
-  ShownSaveRestore(progress).Save(OptionsFor(file, request.mode));
+  const Mode mode = request.mode.value_or(ModeOf(target.Providers()));
+  ShownSaveRestore(progress).Save(OptionsFor(file, mode));
   target.ThrowIfSilent();
-  return target.Queries();
+  return {mode, target.Queries()};
 }
 
 /// Reads the saved file back, the way a restore will, and says what a person should know of it.
-std::string Review(const std::string& file, const SaveRequest& request, const Messages& messages) {
+std::string Review(const std::string& file, Mode mode, const Messages& messages) {
   IniDocument document;
   if (document.Load(file.c_str()) != IniDocument::Status::Ok || !document.IsWellFormed()) {
     throw ToolError(ExitFailed, "the saved file cannot be read back: " + document.Reason());
@@ -74,7 +81,7 @@ std::string Review(const std::string& file, const SaveRequest& request, const Me
     messages.Warning("the target does not tell its " + std::string(entry.key) +
                      ": a restore of this file will need --skip-system-check");
   }
-  if (request.mode != ModeBmc && !hasBios) {
+  if (mode != ModeBmc && !hasBios) {
     messages.Warning("the target shows no BIOS setting that can be saved");
   }
   return std::to_string(document.Sections().size()) + " sections, " +
@@ -86,9 +93,9 @@ std::string Review(const std::string& file, const SaveRequest& request, const Me
 void RunSave(const SaveRequest& request, const Messages& messages) {
   CheckDestination(request);
   Common::AtomicFile file(request.file);
-  const unsigned queries = SaveTo(file.TemporaryPath(), request, messages);
-  const std::string outcome =
-      Review(file.TemporaryPath(), request, messages) + ", " + std::to_string(queries) + " queries";
+  const Saved saved = SaveTo(file.TemporaryPath(), request, messages);
+  const std::string outcome = Review(file.TemporaryPath(), saved.mode, messages) + ", " +
+                              std::to_string(saved.queries) + " queries";
   ThrowIfInterrupted();
   file.Commit(request.overwrite ? Common::AtomicFile::Existing::Replace
                                 : Common::AtomicFile::Existing::Keep);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
+#include <utility>
 
 #include "common/ErrorManager.h"
 #include "common/Platform.h"
@@ -14,15 +16,21 @@
 namespace Tool {
 namespace {
 
-std::shared_ptr<SDK::QueryProvider> OpenMachine(const std::string& place) {
-  return std::make_shared<Machine::MachineProvider>(place);
+Mounts OpenMachine(const std::string& place, const TargetOptions& /*options*/) {
+  return AllTrees(std::make_shared<Machine::MachineProvider>(place));
 }
 
 constexpr auto kTargetKinds = std::to_array<TargetKind>({
     {"machine", "machine:FILE", "a simulated server that lives in a JSON file", OpenMachine},
 });
 
-constexpr auto kTrees = std::to_array<const char*>({"BMC", "BIOS", "SMBIOS"});
+constexpr const char* kBmcTree = "BMC";
+constexpr const char* kBiosTree = "BIOS";
+constexpr auto kTrees = std::to_array<const char*>({kBmcTree, kBiosTree, "SMBIOS"});
+
+bool TakesPlace(const TargetKind& kind) {
+  return std::string_view(kind.form).find(':') != std::string_view::npos;
+}
 
 /// A simulated machine must never be taken for the real one, so no kind is the default.
 std::string HowToChoose() {
@@ -31,26 +39,79 @@ std::string HowToChoose() {
   return text + ". \"saverestore targets\" says what each is.";
 }
 
+Mounts OpenOne(const std::string& target, const TargetOptions& options) {
+  const std::size_t colon = std::min(target.find(':'), target.size());
+  const auto* kind = std::ranges::find(kTargetKinds, target.substr(0, colon), &TargetKind::scheme);
+  const std::string place = target.substr(std::min(colon + 1, target.size()));
+  if (kind == kTargetKinds.end() || TakesPlace(*kind) == place.empty()) {
+    throw ToolError(ExitUsage, "\"" + target + "\" is no target. " + HowToChoose());
+  }
+  return kind->open(place, options);
+}
+
 }  // namespace
 
 std::span<const TargetKind> TargetKinds() {
   return kTargetKinds;
 }
 
-std::shared_ptr<SDK::QueryProvider> OpenTarget(const std::string& target) {
-  if (target.empty()) throw ToolError(ExitUsage, "no --target is given. " + HowToChoose());
-  const std::size_t colon = target.find(':');
-  const std::string scheme = target.substr(0, colon);
-  const auto* kind = std::ranges::find(kTargetKinds, scheme, &TargetKind::scheme);
-  if (kind == kTargetKinds.end() || colon == std::string::npos || colon + 1 == target.size()) {
-    throw ToolError(ExitUsage, "\"" + target + "\" is no target. " + HowToChoose());
-  }
-  return kind->open(target.substr(colon + 1));
+Mounts AllTrees(const std::shared_ptr<SDK::QueryProvider>& provider) {
+  Mounts mounts;
+  for (const char* tree : kTrees) mounts[tree] = {provider};
+  return mounts;
 }
 
-void MountTarget(const std::shared_ptr<SDK::QueryProvider>& provider) {
-  for (const char* tree : kTrees) SDK::XDirectorImpl::CreateInstance()->Mount(tree, provider);
+Mounts OpenTargets(const std::vector<std::string>& targets, const TargetOptions& options) {
+  if (targets.empty()) throw ToolError(ExitUsage, "no --target is given. " + HowToChoose());
+  Mounts mounts;
+  for (const std::string& target : targets) {
+    for (auto& [tree, opened] : OpenOne(target, options)) {
+      Mount& mount = mounts[tree];
+      if (mount.provider && opened.isStandIn) continue;
+      if (mount.provider && !mount.isStandIn) {
+        throw ToolError(ExitUsage, "\"" + target + "\" is for " + tree +
+                                       ", which an earlier --target is for already");
+      }
+      mount = opened;
+    }
+  }
+  return mounts;
+}
+
+void MountTarget(const Mounts& mounts) {
+  auto* director = SDK::XDirectorImpl::CreateInstance();
+  director->UnmountAll();
+  for (const auto& [tree, mount] : mounts) director->Mount(tree, mount.provider);
   Platform::PlatformImpl::inst = nullptr;  // the platform of an earlier target is forgotten
+}
+
+Mounts Wrapped(const Mounts& mounts, const Wrapper& wrap) {
+  std::map<SDK::QueryProvider*, std::shared_ptr<SDK::QueryProvider>> wrappers;
+  Mounts wrapped;
+  for (const auto& [tree, mount] : mounts) {
+    auto& wrapper = wrappers[mount.provider.get()];
+    if (!wrapper) wrapper = wrap(mount.provider);
+    wrapped[tree] = {wrapper, mount.isStandIn};
+  }
+  return wrapped;
+}
+
+std::vector<SDK::WriteNote> TakeWriteNotes(const Mounts& mounts) {
+  std::vector<SDK::WriteNote> all;
+  for (const auto& [tree, mount] : mounts) {
+    // A provider of several trees gives its notes at the first of them.
+    for (SDK::WriteNote& note : mount.provider->TakeWriteNotes()) all.push_back(std::move(note));
+  }
+  return all;
+}
+
+Mode ModeOf(const Mounts& mounts) {
+  const auto isThere = [&](const char* tree) {
+    const auto mount = mounts.find(tree);
+    return mount != mounts.end() && !mount->second.isStandIn;
+  };
+  if (isThere(kBiosTree) == isThere(kBmcTree)) return ModeAll;
+  return isThere(kBiosTree) ? ModeBios : ModeBmc;
 }
 
 WatchedTarget::WatchedTarget(const TargetOpener& open, const Messages& messages,
@@ -64,12 +125,12 @@ WatchedTarget::WatchedTarget(const TargetOpener& open, const Messages& messages,
   };
   observer.onFailure = [this, &messages](const std::string& path, const ResultStatus& failure) {
     messages.Detail("query " + path + ": " + failure.message());
-    const bool saysNothing = failure.getval() == ErrorManager::Unreachable ||
-                             failure.getval() == ErrorManager::NotPermitted;
-    if (saysNothing && !silence_) silence_ = failure;
+    if (ErrorManager::SaysNothing(failure.getval()) && !silence_) silence_ = failure;
   };
-  provider_ = std::make_shared<ObservedProvider>(open(), observer);
-  MountTarget(provider_);
+  mounts_ = Wrapped(open(), [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
+    return std::make_shared<ObservedProvider>(provider, observer);
+  });
+  MountTarget(mounts_);
 }
 
 WatchedTarget::~WatchedTarget() {

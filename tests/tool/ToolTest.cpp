@@ -250,8 +250,8 @@ TEST_F(ToolTest, ATargetThatFallsSilentIsNeverSavedAsEmpty) {
       request.file = PathOf("x.ini");
       request.mode = Tool::ModeBmc;
       request.openTarget = [&] {
-        return std::make_shared<FailingProvider>(
-            std::make_shared<Machine::MachineProvider>(machine), failAt, code);
+        return Tool::AllTrees(std::make_shared<FailingProvider>(
+            std::make_shared<Machine::MachineProvider>(machine), failAt, code));
       };
       ASSERT_EQ(CodeOf([&] { RunSave(request, Tool::Messages(Tool::Verbosity::Quiet)); }), code)
           << failAt;

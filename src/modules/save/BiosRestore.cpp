@@ -47,18 +47,26 @@ std::string TrimmedKey(const std::string& key) {
 }  // namespace
 
 int SaveRestore::CommitBiosConfigurationFromINIFile(const char* fileName) {
+  QueueBiosSettings(fileName);
+  RestoreBootOrdersAndSend(fileName);
+  return 0;
+}
+
+void SaveRestore::QueueBiosSettings(const char* fileName) {
   ExecuteCountQuery("/BIOS");
   const NodeMap& nodes = CachedResult("/BIOS");
   if (nodes.empty()) {
     PrintSkip("The BIOS settings of this server cannot be read, no BIOS setting is restored.");
   }
   RestoreSearch("/", "/BIOS", nodes, fileName);
+}
+
+void SaveRestore::RestoreBootOrdersAndSend(const char* fileName) {
   if (!skipBootOrder) {
     RestoreBootOrder(fileName, 0);
     RestoreBMCBootOrder(fileName, 0);
   }
   ExecuteBiosSetMapQuery();
-  return 0;
 }
 
 void SaveRestore::RestoreSearch(std::string /*parent*/, std::string path, NodeMap nodes,

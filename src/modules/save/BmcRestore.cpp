@@ -1,14 +1,12 @@
 // The BMC part of a restore: the walk over the catalogue that reads each key from the file and
 // hands its value to the set rules.
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <string_view>
 #include <utility>
 
 #include "common/ErrorManager.h"
 #include "ini/IniEscape.h"
-#include "ini/IniPrimitives.h"
 #include "modules/save/Expansion.h"
 #include "modules/save/SaveRestore.h"
 
@@ -24,26 +22,17 @@ bool Contains(std::string_view text, std::string_view word) {
 
 }  // namespace
 
-const IniDocument& SaveRestore::Snapshot(const char* fileName) {
-  if (snapshotName != fileName) {
-    snapshot.Load(fileName);
-    snapshotName = fileName;
+const SavedConfiguration& SaveRestore::Saved(const char* fileName) {
+  if (!saved || savedName != fileName) {
+    saved = std::make_unique<IniConfiguration>(fileName);
+    savedName = fileName;
   }
-  return snapshot;
+  return *saved;
 }
 
 FileValue SaveRestore::ReadFileValue(const std::string& section, const std::string& key,
                                      const char* fileName) {
-  constexpr unsigned short kReadSize = 128;
-  std::array<char, 256> buffer = {};
-  const IniDocument& document = Snapshot(fileName);
-  FileValue value;
-  value.status = GetRequiredProfileString(section.c_str(), key.c_str(), "DEFAULT", buffer.data(),
-                                          kReadSize, document, 0);
-  if (!value.IsRead()) return value;
-  value.text = buffer.data();
-  value.whole = document.Find(section, key)->value;
-  return value;
+  return Saved(fileName).Find(section, key);
 }
 
 void SaveRestore::PrintSkip(const std::string& text) {

@@ -122,11 +122,9 @@ std::map<std::string, std::string> SaveRestore::BootOrderWrites(
 int SaveRestore::RestoreBootOrder(const char* fileName, int /*flags*/) {
   const std::vector<BootDevice> devices = LiveBootOrder();
   if (devices.empty()) return 0;
-  std::map<std::string, std::string> wanted;
-  if (Snapshot(fileName).GetStatus() != IniDocument::Status::Ok) {
-    ErrorManager::Raise(ErrorManager::MissingKey);
-  }
-  GetRequiredProfileMap(kBootOrderSection, Snapshot(fileName), wanted);
+  const SavedConfiguration& file = Saved(fileName);
+  if (file.Status() == INI_CANNOT_READ) ErrorManager::Raise(ErrorManager::MissingKey);
+  const std::map<std::string, std::string> wanted = file.Entries(kBootOrderSection);
   if (wanted.empty()) {
     PrintSkip("\"BIOS::BootOrder\" is empty, skip this item");
     return 0;
@@ -138,10 +136,10 @@ int SaveRestore::RestoreBootOrder(const char* fileName, int /*flags*/) {
 }
 
 int SaveRestore::RestoreBMCBootOrder(const char* fileName, int /*flags*/) {
-  std::map<std::string, std::string> wanted;
-  const int status = GetRequiredProfileMap(kDiskOrderSection, Snapshot(fileName), wanted);
-  if (status == INI_CANNOT_READ) ErrorManager::Raise(ErrorManager::MissingKey);
-  if (status == INI_MALFORMED) ErrorManager::Raise(ErrorManager::BadSectionMap);
+  const SavedConfiguration& file = Saved(fileName);
+  if (file.Status() == INI_CANNOT_READ) ErrorManager::Raise(ErrorManager::MissingKey);
+  if (file.Status() == INI_MALFORMED) ErrorManager::Raise(ErrorManager::BadSectionMap);
+  const std::map<std::string, std::string> wanted = file.Entries(kDiskOrderSection);
   if (wanted.empty()) {
     PrintSkip("\"BootOrder::Hard Disk\" is empty, skip this item");
     return 0;

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "ini/IniDocument.h"
+#include "modules/save/FileValue.h"
+
+namespace SDK {
+
+/// A saved configuration as a restore looks keys up in it, whatever the form of its file. It is
+/// read once: what happens to the file later does not show. Sections are named without brackets.
+class SavedConfiguration {
+ public:
+  SavedConfiguration() = default;
+  SavedConfiguration(const SavedConfiguration&) = delete;
+  SavedConfiguration& operator=(const SavedConfiguration&) = delete;
+  virtual ~SavedConfiguration() = default;
+
+  /// INI_READ; INI_CANNOT_READ when there is no content to look anything up in; INI_MALFORMED when
+  /// some of it is no section and no key.
+  [[nodiscard]] virtual int Status() const = 0;
+
+  /// The value of a key, with the status that GetRequiredProfileString has for it.
+  [[nodiscard]] virtual FileValue Find(const std::string& section,
+                                       const std::string& key) const = 0;
+
+  /// Every key of a section with its value; none when there is no such section.
+  [[nodiscard]] virtual std::map<std::string, std::string> Entries(
+      const std::string& section) const = 0;
+};
+
+/// The INI form.
+class IniConfiguration final : public SavedConfiguration {
+ public:
+  /// Reads the file at `path`; one that cannot be read shows in `Status`.
+  explicit IniConfiguration(const char* path) { document_.Load(path); }
+
+  [[nodiscard]] int Status() const override;
+  [[nodiscard]] FileValue Find(const std::string& section, const std::string& key) const override;
+  [[nodiscard]] std::map<std::string, std::string> Entries(
+      const std::string& section) const override;
+
+ private:
+  IniDocument document_;
+};
+
+}  // namespace SDK

@@ -145,6 +145,7 @@ FileValue SaveRestore::ReadSerialFallback(BiosKey& place, const char* fileName) 
   const bool takenByPortA = (key == "Address" && value.text == Serial_A_Address) ||
                             (key == "IRQ" && value.text == Serial_A_IRQ);
   if (serialBfound && takenByPortA) {
+    ValueRefused(place.section, place.key);
     ErrorManager::Raise(ErrorManager::BadBiosValue, "/BIOS/Serial Port Configuration");
   }
   if (key == "Address") Serial_A_Address = value.text;

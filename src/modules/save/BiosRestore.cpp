@@ -91,8 +91,8 @@ int SaveRestore::SaveBiosData(std::string parent, std::string path, NodeMap& nod
   const std::string asNamed = std::exchange(place.key, TrimmedKey(place.key));
   if (BiosTree::IsPrivateKey(place.key)) return 0;
 
-  // The save keeps the blanks around a name, so that is how a file that it wrote has the key; beside
-  // it there may be another one that differs in these blanks only.
+  // The save keeps the blanks around a name, so that is how a file that it wrote has the key;
+  // beside it there may be another one that differs in these blanks only.
   FileValue value = ReadFileValue(place.section, asNamed, fileName);
   if (value.status == INI_NO_KEY) value = ReadFileValue(place.section, place.key, fileName);
   if (place.section.find(kSerialSection) != std::string::npos && value.IsAbsent()) {

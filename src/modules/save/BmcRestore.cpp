@@ -170,8 +170,9 @@ void SaveRestore::RestoreInstance(const sectionData& section, const Instance& in
 }
 
 /// The details of IPv6 count where it will be enabled: by this restore, or else already. The save
-/// leaves them out where the status does not read exactly so, and a file may then lack them: one with
-/// another status, and one that has the machine's status as it was saved, "Enable" for example.
+/// leaves them out where the status does not read exactly so, and a file may then lack them: one
+/// with another status, and one that has the machine's status as it was saved, "Enable" for
+/// example.
 void SaveRestore::RestoreIpv6Detail(const Instance& instance, const std::string& key,
                                     const std::string& query) {
   const std::string statusQuery =
@@ -182,8 +183,8 @@ void SaveRestore::RestoreIpv6Detail(const Instance& instance, const std::string&
   if (status != Expansion::kEnabled) return;
   const FileValue ofFile =
       ReadFileValue(instance.section, Expansion::kIpv6StatusKey, instance.fileName);
-  const bool isAsSaved = ofFile.text != Expansion::kEnabled &&
-                         ofFile.text == ExecuteGetQuery(statusQuery.c_str());
+  const bool isAsSaved =
+      ofFile.text != Expansion::kEnabled && ofFile.text == ExecuteGetQuery(statusQuery.c_str());
   const bool isRequired =
       ofFile.IsRead() && !isAsSaved && StringToUpper(ofFile.text) == Expansion::kEnabled;
   const KeyReading reading =

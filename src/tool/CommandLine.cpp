@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -264,9 +265,10 @@ bool Parse(CLI::App& app, int argc, const char* const* argv, int& exitCode) {
 
 int Run(const Command& command, const Globals& globals) {
   const Messages messages(globals.HowMuch());
+  std::set<std::string> warned;  // a restore and its rehearsal say the same
   LOGGER::Logger::CreateInstance()->SetSink([&](const LOGGER::LogRecord& record) {
     if (record.level <= LOGGER::Warning) {
-      messages.Warning(record.text);
+      if (warned.insert(record.text).second) messages.Warning(record.text);
     } else {
       messages.Detail(record.text);
     }

@@ -64,7 +64,7 @@ const char* NameOf(Mode mode) {
 }
 
 void Configuration::AddSection(const std::string& name) {
-  if (!HasSection(name)) sections_.push_back(name);
+  if (sectionNames_.insert(name).second) sections_.push_back(name);
 }
 
 void Configuration::Add(Setting setting) {
@@ -82,7 +82,7 @@ const Setting* Configuration::Find(const std::string& section, const std::string
 }
 
 bool Configuration::HasSection(const std::string& name) const {
-  return std::ranges::find(sections_, name) != sections_.end();
+  return sectionNames_.contains(name);
 }
 
 Configuration ConfigurationOf(const IniDocument& document) {
@@ -116,6 +116,10 @@ void LoadFile(const std::string& path, IniDocument& document) {
     default:
       throw ToolError(ExitBadInput, "\"" + path + "\" is refused: " + document.Reason());
   }
+}
+
+bool IsBootOrder(const std::string& section) {
+  return section == "BIOS::BootOrder" || section == "BootOrder::Hard Disk";
 }
 
 bool IsBiosSection(const std::string& section) {

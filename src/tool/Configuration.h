@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +13,9 @@ namespace Tool {
 
 /// What to save or restore; the numbers are the module's.
 enum Mode : int { ModeBios = 0, ModeBmc = 1, ModeAll = 2 };
+
+/// Bytes of a value that a restore reads.
+inline constexpr std::size_t kLongestRead = 127;
 
 /// The names of the modes on the command line.
 struct ModeName {
@@ -48,6 +52,7 @@ class Configuration {
 
  private:
   std::vector<std::string> sections_;
+  std::set<std::string> sectionNames_;
   std::vector<Setting> settings_;
   std::map<std::pair<std::string, std::string>, std::size_t> index_;
 };
@@ -72,6 +77,10 @@ void LoadFile(const std::string& path, IniDocument& document);
 
 /// The module's options for a file. \throws ToolError  the file name is too long for them.
 [[nodiscard]] SDK::SavenRestoreOptions OptionsFor(const std::string& file, Mode mode);
+
+/// True for the two boot orders. Their keys are devices and their values positions, so their rows
+/// say nothing of what is written to a path.
+[[nodiscard]] bool IsBootOrder(const std::string& section);
 
 /// True for the sections of the BIOS part of a file.
 [[nodiscard]] bool IsBiosSection(const std::string& section);

@@ -14,8 +14,6 @@ namespace {
 
 using nlohmann::ordered_json;
 
-constexpr std::size_t kLongestRead = 127;  // bytes of a value that a restore reads
-
 std::string Upper(std::string_view text) {
   std::string upper(text);
   std::ranges::transform(upper, upper.begin(), [](unsigned char character) {
@@ -161,8 +159,10 @@ std::vector<Finding> CheckAgainstTarget(const RestoreChoice& choice, const Rehea
     findings.push_back({Finding::Weight::Error, 0, key + " is missing, and a restore needs it"});
   }
   for (const ResultStatus& failure : rehearsal.failures) {
-    findings.push_back({Finding::Weight::Error, 0,
-                        failure.message() + " (error " + std::to_string(failure.getval()) + ")"});
+    const std::string refused = rehearsal.refused.empty() ? "" : rehearsal.refused + "; ";
+    findings.push_back(
+        {Finding::Weight::Error, 0,
+         WithDetail(failure.message(), refused + "error " + std::to_string(failure.getval()))});
   }
   if (choice.skipSystemCheck) return findings;
   for (const SystemMismatch& mismatch : SystemMismatches(choice.file)) {
@@ -221,9 +221,9 @@ int RunShow(const std::string& file, bool json, const Messages& messages) {
     messages.Document(shown.dump(2, ' ', false, ordered_json::error_handler_t::replace));
     return ExitDone;
   }
-  messages.Result(file + ": " + std::to_string(configuration.Sections().size()) + " sections, " +
-                  std::to_string(configuration.Settings().size()) +
-                  " keys, to restore with --mode " + NameOf(ModeOf(configuration)));
+  messages.Result(file + ": " + Counted(configuration.Sections().size(), "section") + ", " +
+                  Counted(configuration.Settings().size(), "key") + ", to restore with --mode " +
+                  NameOf(ModeOf(configuration)));
   for (const auto& [key, value] : system.items()) {
     messages.Result("  " + key + " " + value.get<std::string>());
   }

@@ -84,8 +84,8 @@ std::string Review(const std::string& file, Mode mode, const Messages& messages)
   if (mode != ModeBmc && !hasBios) {
     messages.Warning("the target shows no BIOS setting that can be saved");
   }
-  return std::to_string(document.Sections().size()) + " sections, " +
-         std::to_string(document.Entries().size()) + " keys";
+  return Counted(document.Sections().size(), "section") + ", " +
+         Counted(document.Entries().size(), "key");
 }
 
 }  // namespace

@@ -99,13 +99,10 @@ int SaveRestore::SaveBiosData(std::string parent, std::string path, NodeMap& nod
   const std::string asNamed = std::exchange(place.key, TrimmedKey(place.key));
   if (BiosTree::IsPrivateKey(place.key)) return 0;
 
-  FileValue value = ReadFileValue(place.section, place.key, fileName);
-  if (value.status == INI_NO_KEY && asNamed != place.key) {
-    // The save keeps the blanks around a name, and so a file that it wrote is found here.
-    if (const FileValue exact = ReadFileValue(place.section, asNamed, fileName); exact.IsRead()) {
-      value = exact;
-    }
-  }
+  // The save keeps the blanks around a name, so that is how a file that it wrote has the key;
+  // beside it there may be another one that differs in these blanks only.
+  FileValue value = ReadFileValue(place.section, asNamed, fileName);
+  if (value.status == INI_NO_KEY) value = ReadFileValue(place.section, place.key, fileName);
   if (place.section.find(kSerialSection) != std::string::npos && value.IsAbsent()) {
     value = ReadSerialFallback(place, fileName);
   }
@@ -147,7 +144,7 @@ FileValue SaveRestore::ReadSerialFallback(BiosKey& place, const char* fileName) 
   if (serialBfound && IsPortResource(key)) place.key += "B";
   FileValue value = ReadFileValue(place.section, place.key, fileName);
   if (value.IsAbsent() && std::ranges::find(kSerialEnableKeys, key) != kSerialEnableKeys.end()) {
-    ErrorManager::Raise(ErrorManager::MissingKey);
+    KeyMissing(place.section, place.key);
   }
   if (!value.IsRead()) return value;
 
@@ -156,6 +153,7 @@ FileValue SaveRestore::ReadSerialFallback(BiosKey& place, const char* fileName) 
   const bool takenByPortA = (key == "Address" && value.text == Serial_A_Address) ||
                             (key == "IRQ" && value.text == Serial_A_IRQ);
   if (serialBfound && takenByPortA) {
+    ValueRefused(place.section, place.key);
     ErrorManager::Raise(ErrorManager::BadBiosValue, "/BIOS/Serial Port Configuration");
   }
   if (key == "Address") Serial_A_Address = value.text;

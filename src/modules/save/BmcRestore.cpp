@@ -159,7 +159,9 @@ void SaveRestore::RestoreInstance(const sectionData& section, const Instance& in
 }
 
 /// The details of IPv6 count where it will be enabled: by this restore, or else already. The save
-/// leaves them out where it is not, so a file whose own status is another may lack them.
+/// leaves them out where the status does not read exactly so, and a file may then lack them: one
+/// with another status, and one that has the machine's status as it was saved, "Enable" for
+/// example.
 void SaveRestore::RestoreIpv6Detail(const Instance& instance, const std::string& key,
                                     const std::string& query) {
   const std::string statusQuery =
@@ -170,7 +172,10 @@ void SaveRestore::RestoreIpv6Detail(const Instance& instance, const std::string&
   if (status != Expansion::kEnabled) return;
   const FileValue ofFile =
       ReadFileValue(instance.section, Expansion::kIpv6StatusKey, instance.fileName);
-  const bool isRequired = ofFile.IsRead() && StringToUpper(ofFile.text) == Expansion::kEnabled;
+  const bool isAsSaved =
+      ofFile.text != Expansion::kEnabled && ofFile.text == ExecuteGetQuery(statusQuery.c_str());
+  const bool isRequired =
+      ofFile.IsRead() && !isAsSaved && StringToUpper(ofFile.text) == Expansion::kEnabled;
   const KeyReading reading =
       isRequired ? ReadRequiredKey(instance, key, query) : ReadOptionalKey(instance, key, query);
   if (reading.outcome == KeyReading::Set) ExecuteSetQuery(query.c_str(), reading.value.c_str());

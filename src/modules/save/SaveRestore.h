@@ -238,6 +238,9 @@ class SaveRestore {
   /// Called for a key that a restore needs and the file lacks: raises 1134. One that returns makes
   /// the restore go on without the key; for checks that want to know of all of them.
   virtual void KeyMissing(const std::string& section, const std::string& key);
+  /// Called before a value of the file is refused with 1134, 1263 or 1353, whose messages do not
+  /// name it; for messages that do.
+  virtual void ValueRefused(const std::string& /*section*/, const std::string& /*key*/) {}
   /// Says on standard output that an item is passed over.
   virtual void PrintSkip(const std::string& text);
 
@@ -292,7 +295,8 @@ class SaveRestore {
   void SaveBootDevices(const std::string& section, const std::vector<BootDevice>& devices,
                        RowSink& rows);
   std::map<std::string, std::string> BootOrderWrites(
-      const std::vector<BootDevice>& devices, const std::map<std::string, std::string>& wanted);
+      const std::string& section, const std::vector<BootDevice>& devices,
+      const std::map<std::string, std::string>& wanted);
 
   std::map<std::string, std::string> CurrentSettings(const std::string& node);
 

@@ -1,11 +1,7 @@
 #include "tool/Configuration.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 
 #include "modules/save/Expansion.h"
 #include "modules/save/SaveRestore.h"
@@ -85,37 +81,8 @@ bool Configuration::HasSection(const std::string& name) const {
   return sectionNames_.contains(name);
 }
 
-Configuration ConfigurationOf(const IniDocument& document) {
-  Configuration configuration;
-  for (const IniDocument::Section& section : document.Sections()) {
-    configuration.AddSection(std::string(section.name));
-  }
-  for (const IniDocument::Entry& entry : document.Entries()) {
-    configuration.Add({std::string(document.Sections()[entry.section].name), std::string(entry.key),
-                       std::string(entry.value), std::string(entry.comment), ""});
-  }
-  return configuration;
-}
-
 Configuration ConfigurationOfTarget(Mode mode) {
   return CollectingSaveRestore().Collect(mode);
-}
-
-void LoadFile(const std::string& path, IniDocument& document) {
-  switch (document.Load(path.c_str())) {
-    case IniDocument::Status::Ok:
-      return;
-    case IniDocument::Status::CannotRead: {
-      if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) {
-        throw ToolError(ExitNoInput, "\"" + path + "\" does not exist");
-      }
-      const bool isFile = document.Reason() != "Not a regular file";
-      throw ToolError(isFile ? ExitNotPermitted : ExitBadInput,
-                      "\"" + path + "\" cannot be read: " + document.Reason());
-    }
-    default:
-      throw ToolError(ExitBadInput, "\"" + path + "\" is refused: " + document.Reason());
-  }
 }
 
 bool IsBootOrder(const std::string& section) {

@@ -6,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "ini/IniDocument.h"
 #include "modules/save/SaveRestore.h"
 
 namespace Tool {
@@ -57,15 +56,9 @@ class Configuration {
   std::map<std::pair<std::string, std::string>, std::size_t> index_;
 };
 
-/// The settings of a file.
-[[nodiscard]] Configuration ConfigurationOf(const IniDocument& document);
-
 /// The settings of the mounted target, as a save of `mode` would write them.
 /// \throws ResultStatus  what the save throws.
 [[nodiscard]] Configuration ConfigurationOfTarget(Mode mode);
-
-/// The file at `path`. \throws ToolError  no such file, not permitted, or not a text file.
-void LoadFile(const std::string& path, IniDocument& document);
 
 /// The mode that covers just what a file holds.
 [[nodiscard]] Mode ModeOf(const Configuration& file);

@@ -22,23 +22,10 @@ std::string Upper(std::string_view text) {
   return upper;
 }
 
-/// A section name of the catalogue's table fits with digits in the place of its "_".
-bool FitsCatalogue(std::string_view section, std::string_view pattern) {
-  pattern = pattern.substr(1, pattern.size() - 2);
-  const std::size_t slot = pattern.find('_');
-  if (slot == std::string_view::npos) return section == pattern;
-  const std::string_view head = pattern.substr(0, slot);
-  const std::string_view tail = pattern.substr(slot + 1);
-  if (section.size() <= head.size() + tail.size()) return false;
-  return section.starts_with(head) && section.ends_with(tail) &&
-         SDK::Expansion::IsNumber(
-             section.substr(head.size(), section.size() - head.size() - tail.size()));
-}
-
 bool IsKnownSection(const std::string& section) {
   return IsBiosSection(section) ||
          std::ranges::any_of(SDK::CatalogueTable(), [&](const SDK::CatalogueSection& known) {
-           return FitsCatalogue(section, known.name);
+           return SDK::Expansion::IsInstanceOf("[" + section + "]", known.name);
          });
 }
 
@@ -83,6 +70,21 @@ bool FitsComment(const std::string& comment, const std::string& value) {
   return true;
 }
 
+/// The line of a key that holds; 0 in a stream file, which has no lines.
+std::uint32_t LineOf(const ConfigurationFile& file, const std::string& section,
+                     const std::string& key) {
+  const auto* entry = file.Lines() == nullptr ? nullptr : file.Lines()->Find(section, key);
+  return entry == nullptr ? 0 : entry->line;
+}
+
+/// The line of a section's first heading.
+std::uint32_t LineOf(const ConfigurationFile& file, const std::string& section) {
+  if (file.Lines() == nullptr) return 0;
+  const auto& sections = file.Lines()->Sections();
+  const auto found = std::ranges::find(sections, section, &IniDocument::Section::name);
+  return found == sections.end() ? 0 : found->line;
+}
+
 Finding FindingOf(const IniDocument::Problem& problem) {
   using Kind = IniDocument::Problem::Kind;
   const std::string text(problem.text);
@@ -123,30 +125,31 @@ void PrintFindings(const std::vector<Finding>& findings, const CheckRequest& req
 
 }  // namespace
 
-std::vector<Finding> CheckFile(const IniDocument& document) {
+std::vector<Finding> CheckFile(const ConfigurationFile& file) {
   std::vector<Finding> findings;
-  for (const IniDocument::Problem& problem : document.Problems()) {
-    findings.push_back(FindingOf(problem));
-  }
-  for (const IniDocument::Section& section : document.Sections()) {
-    if (section.name.empty() || IsKnownSection(std::string(section.name))) continue;
-    findings.push_back({Finding::Weight::Warning, section.line,
-                        "the section [" + std::string(section.name) + "] belongs to no server"});
-  }
-  for (const IniDocument::Entry& entry : document.Entries()) {
-    const std::string key(entry.key);
-    if (!FitsComment(std::string(entry.comment), std::string(entry.value))) {
-      findings.push_back({Finding::Weight::Warning, entry.line,
-                          "\"" + std::string(entry.value) +
-                              "\" is not among the options that the "
-                              "comment of \"" +
-                              key + "\" lists"});
+  if (file.Lines() != nullptr) {
+    for (const IniDocument::Problem& problem : file.Lines()->Problems()) {
+      findings.push_back(FindingOf(problem));
     }
-    if (entry.value.size() > kLongestRead) {
-      findings.push_back({Finding::Weight::Warning, entry.line,
-                          "the value of \"" + key +
-                              "\" is longer than 127 bytes; a restore "
-                              "leaves that setting as it is"});
+  }
+  for (const std::string& section : file.Content().Sections()) {
+    if (section.empty() || IsKnownSection(section)) continue;
+    findings.push_back({Finding::Weight::Warning, LineOf(file, section),
+                        "the section [" + section + "] belongs to no server"});
+  }
+  for (const Setting& setting : file.Content().Settings()) {
+    const std::uint32_t line = LineOf(file, setting.section, setting.key);
+    if (!FitsComment(setting.comment, setting.value)) {
+      findings.push_back({Finding::Weight::Warning, line,
+                          "\"" + setting.value +
+                              "\" is not among the options that the comment of \"" + setting.key +
+                              "\" lists"});
+    }
+    if (file.Lines() != nullptr && setting.value.size() > kLongestRead) {
+      findings.push_back({Finding::Weight::Warning, line,
+                          "the value of \"" + setting.key +
+                              "\" is longer than 127 bytes; a restore leaves that setting as it "
+                              "is"});
     }
   }
   std::ranges::stable_sort(findings, {}, &Finding::line);
@@ -182,11 +185,10 @@ std::string Describe(const Finding& finding, const std::string& file) {
 }
 
 int RunCheck(CheckRequest request, const Messages& messages) {
-  IniDocument document;
-  LoadFile(request.choice.file, document);
-  std::vector<Finding> findings = CheckFile(document);
+  const ConfigurationFile file(request.choice.file);
+  std::vector<Finding> findings = CheckFile(file);
   if (request.openTarget) {
-    request.choice.mode = request.mode.value_or(ModeOf(ConfigurationOf(document)));
+    request.choice.mode = request.mode.value_or(ModeOf(file.Content()));
     const WatchedTarget target(request.openTarget, messages);
     const Rehearsal rehearsal = Rehearse(request.choice, target.Providers());
     const std::vector<Finding> more = CheckAgainstTarget(request.choice, rehearsal);
@@ -199,9 +201,8 @@ int RunCheck(CheckRequest request, const Messages& messages) {
 }
 
 int RunShow(const std::string& file, bool json, const Messages& messages) {
-  IniDocument document;
-  LoadFile(file, document);
-  const Configuration configuration = ConfigurationOf(document);
+  const ConfigurationFile read(file);
+  const Configuration& configuration = read.Content();
   ordered_json system = ordered_json::object();
   std::map<std::string, std::size_t> counts;
   for (const Setting& setting : configuration.Settings()) {

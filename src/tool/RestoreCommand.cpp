@@ -17,6 +17,7 @@
 #include "common/Wipe.h"
 #include "modules/save/Expansion.h"
 #include "query/XDirector.h"
+#include "tool/ConfigurationFile.h"
 #include "tool/ExitCodes.h"
 #include "tool/FileCheck.h"
 #include "tool/Interrupt.h"
@@ -58,12 +59,12 @@ std::string PresentValue(const std::string& path) {
 }
 
 /// Refuses a file that cannot be restored as a whole. The list of reasons goes out first.
-void RefuseUnfitFile(const RestoreRequest& request, const IniDocument& document,
+void RefuseUnfitFile(const RestoreRequest& request, const ConfigurationFile& file,
                      const Rehearsal& rehearsal, const Messages& messages) {
   for (const ResultStatus& failure : rehearsal.failures) {
     if (failure.getval() == ErrorManager::BadFileName) throw ResultStatus(failure);
   }
-  std::vector<Finding> findings = CheckFile(document);
+  std::vector<Finding> findings = CheckFile(file);
   const std::vector<Finding> more = CheckAgainstTarget(request.choice, rehearsal);
   findings.insert(findings.end(), more.begin(), more.end());
   for (const Finding& finding : findings) {
@@ -315,9 +316,8 @@ int RestoreAndReport(const RestoreRequest& request, const Configuration& file,
 }  // namespace
 
 int RunRestore(RestoreRequest request, const Messages& messages) {
-  IniDocument document;
-  LoadFile(request.choice.file, document);
-  const Configuration file = ConfigurationOf(document);
+  const ConfigurationFile read(request.choice.file);
+  const Configuration& file = read.Content();
   request.choice.mode = request.mode.value_or(ModeOf(file));
   std::string password;
   const Common::WipeOnExit wipe(password);
@@ -326,7 +326,7 @@ int RunRestore(RestoreRequest request, const Messages& messages) {
   }
   const WatchedTarget target(request.openTarget, messages);
   const Rehearsal rehearsal = Rehearse(request.choice, target.Providers());
-  RefuseUnfitFile(request, document, rehearsal, messages);
+  RefuseUnfitFile(request, read, rehearsal, messages);
   const Configuration before = ConfigurationOfTarget(request.choice.mode);
   const std::vector<Change> changes = ChangesOf(rehearsal, before);
   target.ThrowIfSilent();

@@ -24,7 +24,8 @@ bool Contains(std::string_view text, std::string_view word) {
 
 const SavedConfiguration& SaveRestore::Saved(const char* fileName) {
   if (!saved || savedName != fileName) {
-    saved = std::make_unique<IniConfiguration>(fileName);
+    saved = ReadStream(fileName);
+    if (!saved) saved = std::make_unique<IniConfiguration>(fileName);
     savedName = fileName;
   }
   return *saved;

@@ -270,6 +270,7 @@ class SaveRestore {
   const _XNode* FindCached(const std::string& path, OnMiss onMiss, NodeMap& uncached);
 
   void RestoreStream(const char* fileName, const SavenRestoreOptions& options);
+  static std::unique_ptr<SavedConfiguration> ReadStream(const std::string& fileName);
   void OpenStream(const unsigned char* buffer, unsigned int length);
   bool OpenBlock(const unsigned char* buffer, unsigned int length, const EFI_GUID& guid,
                  const char* target);

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 
@@ -54,12 +56,42 @@ std::string Joined(const std::string& base, const std::string& key) {
   return base + "/" + key;
 }
 
-/// The path that, with the key behind it, gives the path of the first row; empty when none does.
+/// The query path of the menu that a section of this name is made from: "[A::B]" is "/A/B".
+std::string PathOfName(std::string_view name) {
+  std::string path = "/";
+  for (std::size_t at = 0; at < name.size(); ++at) {
+    if (name.substr(at).starts_with("::")) {
+      path += '/';
+      ++at;
+    } else if (name[at] != '[' && name[at] != ']') {
+      path += name[at];
+    }
+  }
+  return path;
+}
+
+/// The path above the last component.
+std::string Above(const std::string& path) {
+  return path.substr(0, std::min(path.rfind('/'), path.size()));
+}
+
+/// The longest path below which the query paths of all rows lie; empty when there is none.
 std::string BasePath(const Section& section) {
-  if (section.rows.empty()) return {};
-  const SDK::Row& row = section.rows.front();
-  const std::string tail = Joined("", row.key);
-  return row.path.ends_with(tail) ? row.path.substr(0, row.path.size() - tail.size()) : "";
+  std::string base;
+  for (const SDK::Row& row : section.rows) {
+    if (row.path.empty()) continue;
+    if (base.empty()) base = Above(row.path);
+    while (!base.empty() && !row.path.starts_with(Joined(base, ""))) base = Above(base);
+    if (base.empty()) break;
+  }
+  return base.empty() ? PathOfName(section.name) : base;
+}
+
+/// The path member of a row; nothing when it goes without saying.
+std::optional<std::string> PathMember(const SDK::Row& row, const std::string& base) {
+  if (row.path == Joined(base, row.key)) return std::nullopt;
+  const std::string prefix = Joined(base, "");
+  return row.path.starts_with(prefix) ? row.path.substr(prefix.size()) : row.path;
 }
 
 /// Gives each distinct comment a number.
@@ -82,12 +114,11 @@ json Encoded(const Section& section, CommentNumbers& comments) {
   json rows = json::array();
   for (const SDK::Row& row : section.rows) {
     json members = {Text(row.key), Text(row.value), comments.Of(row.comment)};
-    const bool isDerived = base.empty() ? row.path.empty() : row.path == Joined(base, row.key);
-    if (!isDerived) members.push_back(Text(row.path));
+    if (const auto path = PathMember(row, base)) members.push_back(Text(*path));
     rows.push_back(std::move(members));
   }
   json encoded = {{kSection, Text(section.name)}, {kRows, std::move(rows)}};
-  if (!base.empty()) encoded[kPath] = Text(base);
+  if (base != PathOfName(section.name)) encoded[kPath] = Text(base);
   return encoded;
 }
 
@@ -318,8 +349,10 @@ class PayloadReader : public json::json_sax_t {
     if (reference.comment >= comments_.size())
       throw Damaged("a row has a comment that is not there");
     row.comment = comments_[reference.comment];
-    const std::string& base = basePaths_[reference.section];
-    if (!reference.hasPath && !base.empty()) row.path = Joined(base, row.key);
+    if (reference.hasPath && (row.path.empty() || row.path.front() == '/')) return;
+    std::string& base = basePaths_[reference.section];
+    if (base.empty()) base = PathOfName(payload_.sections[reference.section].name);
+    row.path = Joined(base, reference.hasPath ? row.path : row.key);
   }
 
   Payload payload_;

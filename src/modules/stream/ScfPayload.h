@@ -19,9 +19,10 @@ struct Section {
 /// - "target": for whom the block is, a text;
 /// - "comments": the distinct comments of its rows, a list of texts;
 /// - "sections": a list of maps with the keys "section" (the name with its brackets), "path" (the
-///   query path of its menu, where it has one) and "rows": a list of [key, value, number of the
-///   comment, query path]. The query path is left out where it is the section's path, "/" and the
-///   key.
+///   query path below which those of its rows lie; left out where it is "/A/B" for "[A::B]") and
+///   "rows": a list of [key, value, number of the comment, query path]. The query path of a row is
+///   left out where it is the section's, "/" and the key. One that does not begin with "/" stands
+///   below the section's; an empty one is none.
 ///
 /// A text that is not UTF-8 is a byte string. A reader passes over keys and further members of a
 /// row that it does not know.

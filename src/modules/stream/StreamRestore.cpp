@@ -64,6 +64,16 @@ int SaveRestore::ValidateStream(const char* fileName, const unsigned char*& buff
   return kDone;
 }
 
+/// A stream file that is read without being restored; null when it is none.
+std::unique_ptr<SavedConfiguration> SaveRestore::ReadStream(const std::string& fileName) {
+  if (!fileName.ends_with(".scf") && !fileName.ends_with(".SCF")) return nullptr;
+  try {
+    return std::make_unique<Stream::StreamConfiguration>(Stream::ReadFile(fileName));
+  } catch (const Scf::Damaged&) {
+    return nullptr;
+  }
+}
+
 /// Makes the stream in `buffer` the configuration that the walks look keys up in, and builds the
 /// catalogue for them. The stream that was validated is decoded once. \throws Scf::Damaged
 void SaveRestore::OpenStream(const unsigned char* buffer, unsigned int length) {

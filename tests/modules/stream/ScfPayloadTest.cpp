@@ -29,9 +29,15 @@ TEST(ScfPayload, EveryRowComesBackAsItWas) {
          {"Other", "", ";Options: Off=0: On=1", "/BIOS/Main/Sub/Other"},
          {"No Path", "v", "", ""},
          {bytes, bytes, bytes, "/BIOS/Main/" + bytes},
-         {"", "a\nb\x01", "", "/BIOS/Main/"}}},
+         {"", "a\nb\x01", "", "/BIOS/Main/"},
+         {"Far", "", "", "/BMC/Far"}}},
        {"[Empty]", {}},
-       {"[Pathless]", {{"a", "1", "", ""}, {"b", "2", "", "/x/b"}}}}};
+       {"[CHANNEL::LAN1::SOL]",
+        {{"SOLEnable", "ENABLE", "", "/BMC/SOL/CHANNEL[1]/ENABLEUSER"},
+         {"SolRetryInterval", "10", "", "/BMC/SOL/CHANNEL[1]/RETRY/INTERVAL"},
+         {"CHANNEL[1]", "key and name alike", "", "/BMC/SOL/CHANNEL[1]/CHANNEL[1]"}}},
+       {"[Pathless]", {{"a", "1", "", ""}, {"b", "2", "", "/x/b"}}},
+       {"[x]", {{"b", "2", "", "/x/b"}, {"c", "", "", "/xy"}}}}};
   const Scf::Payload back = Scf::DecodePayload(Scf::EncodePayload(payload));
   EXPECT_EQ(back.target, payload.target);
   ASSERT_EQ(back.sections.size(), payload.sections.size());
@@ -43,10 +49,15 @@ TEST(ScfPayload, EveryRowComesBackAsItWas) {
 }
 
 TEST(ScfPayload, ItIsPlainCborWithEachCommentOnce) {
-  const Scf::Payload payload{"/T", {{"[S]", {{"a", "1", ";c", "/p/a"}, {"b", "2", ";c", "/p/b"}}}}};
+  const Scf::Payload payload{"/T",
+                             {{"[S]", {{"a", "1", ";c", "/p/a"}, {"b", "2", ";c", "/p/c/d"}}}}};
   EXPECT_EQ(json::from_cbor(Scf::EncodePayload(payload)), json::parse(R"(
       {"target": "/T", "comments": [";c"], "sections": [
-        {"section": "[S]", "path": "/p", "rows": [["a", "1", 0], ["b", "2", 0]]}]})"));
+        {"section": "[S]", "path": "/p", "rows": [["a", "1", 0], ["b", "2", 0, "c/d"]]}]})"));
+  const Scf::Payload menu{"/T", {{"[A::B]", {{"k", "1", "", "/A/B/k"}}}}};
+  EXPECT_EQ(json::from_cbor(Scf::EncodePayload(menu)), json::parse(R"(
+      {"target": "/T", "comments": [""], "sections": [
+        {"section": "[A::B]", "rows": [["k", "1", 0]]}]})"));
 }
 
 TEST(ScfPayload, WhatAReaderDoesNotKnowIsPassedOver) {

@@ -126,6 +126,8 @@ json Encoded(const Section& section, CommentNumbers& comments) {
 /// parse.
 class PayloadReader : public json::json_sax_t {
  public:
+  explicit PayloadReader(Detail detail) : detail_(detail) {}
+
   /// The payload, once all of it has been read. \throws Damaged
   Payload Take() {
     for (const Reference& reference : references_) Resolve(reference);
@@ -345,9 +347,11 @@ class PayloadReader : public json::json_sax_t {
   SDK::Row& Row() { return payload_.sections.back().rows.back(); }
 
   void Resolve(const Reference& reference) {
-    SDK::Row& row = payload_.sections[reference.section].rows[reference.row];
-    if (reference.comment >= comments_.size())
+    if (reference.comment >= comments_.size()) {
       throw Damaged("a row has a comment that is not there");
+    }
+    if (detail_ == Detail::KeysAndValues) return;
+    SDK::Row& row = payload_.sections[reference.section].rows[reference.row];
     row.comment = comments_[reference.comment];
     if (reference.hasPath && (row.path.empty() || row.path.front() == '/')) return;
     std::string& base = basePaths_[reference.section];
@@ -355,6 +359,7 @@ class PayloadReader : public json::json_sax_t {
     row.path = Joined(base, reference.hasPath ? row.path : row.key);
   }
 
+  Detail detail_;
   Payload payload_;
   std::vector<std::string> comments_;
   std::vector<std::string> basePaths_;  // of the sections
@@ -378,8 +383,8 @@ std::vector<unsigned char> EncodePayload(const Payload& payload) {
   return json::to_cbor(encoded);
 }
 
-Payload DecodePayload(Bytes bytes) {
-  PayloadReader reader;
+Payload DecodePayload(Bytes bytes, Detail detail) {
+  PayloadReader reader(detail);
   if (!json::sax_parse(bytes.begin(), bytes.end(), &reader, json::input_format_t::cbor)) {
     throw Damaged("a block does not hold what it should");
   }

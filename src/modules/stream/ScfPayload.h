@@ -33,7 +33,10 @@ struct Payload {
 
 [[nodiscard]] std::vector<unsigned char> EncodePayload(const Payload& payload);
 
+/// What to read of the rows: all of it, or only what a restore looks up.
+enum class Detail { Everything, KeysAndValues };
+
 /// \throws Damaged  it is no such map.
-[[nodiscard]] Payload DecodePayload(Bytes bytes);
+[[nodiscard]] Payload DecodePayload(Bytes bytes, Detail detail = Detail::Everything);
 
 }  // namespace Scf

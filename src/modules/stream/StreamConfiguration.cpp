@@ -8,7 +8,7 @@
 namespace SDK::Stream {
 
 StreamConfiguration::StreamConfiguration(Scf::Bytes bytes) {
-  for (DecodedBlock& block : Decode(bytes)) {
+  for (DecodedBlock& block : Decode(bytes, Scf::Detail::KeysAndValues)) {
     targets_.push_back({block.guid, std::move(block.payload.target)});
     for (Scf::Section& section : block.payload.sections) Add(section);
   }

@@ -83,13 +83,13 @@ std::vector<unsigned char> Encode(std::span<const Scf::Section> sections, int mo
   return Scf::Encode(blocks);
 }
 
-std::vector<DecodedBlock> Decode(Scf::Bytes bytes) {
+std::vector<DecodedBlock> Decode(Scf::Bytes bytes, Scf::Detail detail) {
   std::vector<DecodedBlock> decoded;
   const std::vector<const StreamBlock*> known = BlocksOf(kAllBlocks);
   for (const Scf::Block& block : Scf::Decode(bytes)) {
     const bool isKnown = std::ranges::any_of(
         known, [&](const StreamBlock* candidate) { return candidate->guid == block.guid; });
-    if (isKnown) decoded.push_back({block.guid, Scf::DecodePayload(block.payload)});
+    if (isKnown) decoded.push_back({block.guid, Scf::DecodePayload(block.payload, detail)});
   }
   return decoded;
 }

@@ -45,7 +45,8 @@ struct DecodedBlock {
 };
 
 /// The blocks of a stream file that this version knows. \throws Scf::Damaged
-[[nodiscard]] std::vector<DecodedBlock> Decode(Scf::Bytes bytes);
+[[nodiscard]] std::vector<DecodedBlock> Decode(Scf::Bytes bytes,
+                                               Scf::Detail detail = Scf::Detail::Everything);
 
 /// The sections of all blocks in the order of the text form.
 [[nodiscard]] std::vector<Scf::Section> InTextOrder(std::vector<DecodedBlock> blocks);

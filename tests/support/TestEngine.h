@@ -87,7 +87,10 @@ class OpenSaveRestore : public SDK::SaveRestore {
   using SaveRestore::ExecuteCalcQuery;
   using SaveRestore::ExecuteCountQuery;
   using SaveRestore::ExecuteGetQuery;
+  using SaveRestore::ExecuteSetLanAlertQuery;
   using SaveRestore::ExecuteSetMapQuery;
+  using SaveRestore::ExecuteSetPefFilterQuery;
+  using SaveRestore::ExecuteSetQuery;
   using SaveRestore::FillBiosMapSetQuery;
   using SaveRestore::FindIntFromString;
   using SaveRestore::GetStringPlaceInList;
@@ -100,6 +103,8 @@ class OpenSaveRestore : public SDK::SaveRestore {
   using SaveRestore::productName;
   using SaveRestore::readCache;
   using SaveRestore::readCacheEnabled;
+  using SaveRestore::RestoreBMCBootOrder;
+  using SaveRestore::RestoreBootOrder;
   using SaveRestore::SaveBiosConfiguration;
   using SaveRestore::SaveFile;
   using SaveRestore::Search;

@@ -49,7 +49,7 @@ std::string TrimmedKey(const std::string& key) {
 int SaveRestore::CommitBiosConfigurationFromINIFile(const char* fileName) {
   ExecuteCountQuery("/BIOS");
   const NodeMap& nodes = CachedResult("/BIOS");
-  if (nodes.empty()) {
+  if (BiosTree::NodeAt(nodes, "/BIOS").values.empty()) {
     PrintSkip("The BIOS settings of this server cannot be read, no BIOS setting is restored.");
   }
   RestoreSearch("/", "/BIOS", nodes, fileName);

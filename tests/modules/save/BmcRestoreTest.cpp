@@ -114,9 +114,8 @@ TEST_P(BmcExampleTest, EveryKeyIsRequiredButThoseOfChannelsAndDestinations) {
     const std::size_t end = name.rfind("::");
     const std::string key = name.substr(end + 2);
     if (name.starts_with("SYSTEM")) continue;
-    const bool isOptional =
-        std::ranges::any_of({"PrivilegeChl", "UserAccessCh", "SOLEnableCh", "AlertIP", "AlertMAC"},
-                            [&](const char* start) { return key.starts_with(start); });
+    const bool isOptional = std::ranges::any_of(
+        kOptionalKeys, [&](const char* start) { return key.starts_with(start); });
     EXPECT_EQ(CodeOfRestore(WithoutKey(saved, name.substr(0, end), key), 1), isOptional ? 0 : 1134)
         << name;
     required += isOptional ? 0 : 1;

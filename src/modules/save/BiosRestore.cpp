@@ -55,7 +55,7 @@ int SaveRestore::CommitBiosConfigurationFromINIFile(const char* fileName) {
 void SaveRestore::QueueBiosSettings(const char* fileName) {
   ExecuteCountQuery("/BIOS");
   const NodeMap& nodes = CachedResult("/BIOS");
-  if (nodes.empty()) {
+  if (BiosTree::NodeAt(nodes, "/BIOS").values.empty()) {
     PrintSkip("The BIOS settings of this server cannot be read, no BIOS setting is restored.");
   }
   RestoreSearch("/", "/BIOS", nodes, fileName);

@@ -145,7 +145,7 @@ int SaveRestore::RestoreBootOrder(const char* fileName, int /*flags*/) {
   const std::vector<BootDevice> devices = LiveBootOrder();
   if (devices.empty()) return 0;
   const SavedConfiguration& file = Saved(fileName);
-  if (file.Status() == INI_CANNOT_READ) ErrorManager::Raise(ErrorManager::MissingKey);
+  if (!file.IsReadable()) ErrorManager::Raise(ErrorManager::MissingKey);
   // Of a file that is malformed elsewhere too: that is no fault of this section.
   const std::map<std::string, std::string> wanted = file.Entries(kBootOrderSection);
   if (wanted.empty()) {
@@ -160,8 +160,9 @@ int SaveRestore::RestoreBootOrder(const char* fileName, int /*flags*/) {
 
 int SaveRestore::RestoreBMCBootOrder(const char* fileName, int /*flags*/) {
   const SavedConfiguration& file = Saved(fileName);
-  if (file.Status() == INI_CANNOT_READ) ErrorManager::Raise(ErrorManager::MissingKey);
-  if (file.Status() == INI_MALFORMED) ErrorManager::Raise(ErrorManager::BadSectionMap);
+  const int status = file.MapStatus();
+  if (status == INI_CANNOT_READ) ErrorManager::Raise(ErrorManager::MissingKey);
+  if (status == INI_MALFORMED) ErrorManager::Raise(ErrorManager::BadSectionMap);
   const std::map<std::string, std::string> wanted = file.Entries(kDiskOrderSection);
   if (wanted.empty()) {
     PrintSkip("\"BootOrder::Hard Disk\" is empty, skip this item");

@@ -6,9 +6,13 @@
 
 namespace SDK {
 
-int IniConfiguration::Status() const {
-  if (document_.GetStatus() != IniDocument::Status::Ok) return INI_CANNOT_READ;
-  return document_.IsWellFormed() ? INI_READ : INI_MALFORMED;
+bool IniConfiguration::IsReadable() const {
+  return document_.GetStatus() == IniDocument::Status::Ok;
+}
+
+int IniConfiguration::MapStatus() const {
+  std::map<std::string, std::string> ignored;
+  return GetRequiredProfileMap("", document_, ignored);
 }
 
 FileValue IniConfiguration::Find(const std::string& section, const std::string& key) const {

@@ -17,9 +17,12 @@ class SavedConfiguration {
   SavedConfiguration& operator=(const SavedConfiguration&) = delete;
   virtual ~SavedConfiguration() = default;
 
-  /// INI_READ; INI_CANNOT_READ when there is no content to look anything up in; INI_MALFORMED when
-  /// some of it is no section and no key.
-  [[nodiscard]] virtual int Status() const = 0;
+  /// False when there is no content to look anything up in.
+  [[nodiscard]] virtual bool IsReadable() const = 0;
+
+  /// What GetRequiredProfileMap answers for every section of the file: INI_MALFORMED also when
+  /// only some lines are none.
+  [[nodiscard]] virtual int MapStatus() const = 0;
 
   /// The value of a key, with the status that GetRequiredProfileString has for it.
   [[nodiscard]] virtual FileValue Find(const std::string& section,
@@ -33,10 +36,11 @@ class SavedConfiguration {
 /// The INI form.
 class IniConfiguration final : public SavedConfiguration {
  public:
-  /// Reads the file at `path`; one that cannot be read shows in `Status`.
+  /// Reads the file at `path`; one that cannot be read shows in `IsReadable`.
   explicit IniConfiguration(const char* path) { document_.Load(path); }
 
-  [[nodiscard]] int Status() const override;
+  [[nodiscard]] bool IsReadable() const override;
+  [[nodiscard]] int MapStatus() const override;
   [[nodiscard]] FileValue Find(const std::string& section, const std::string& key) const override;
   [[nodiscard]] std::map<std::string, std::string> Entries(
       const std::string& section) const override;

@@ -8,7 +8,6 @@
 #include "common/ErrorManager.h"
 #include "common/Platform.h"
 #include "common/Wipe.h"
-#include "ini/IniPrimitives.h"
 #include "modules/save/SaveRestore.h"
 #include "modules/save/StreamBlocks.h"
 
@@ -122,9 +121,7 @@ void SaveRestore::Restore(SavenRestoreOptions options) {
     ErrorManager::Raise(ErrorManager::CannotReadFile);
   }
   std::fclose(file);
-  if (Saved(fileName.c_str()).Status() == INI_CANNOT_READ) {
-    ErrorManager::Raise(ErrorManager::CannotReadFile);
-  }
+  if (!Saved(fileName.c_str()).IsReadable()) ErrorManager::Raise(ErrorManager::CannotReadFile);
   DefineSections(options.mode);
   if (!options.skipSystemCheck && ValidateSystemInfo(fileName.c_str()) != 0) return;
   CommitConfigurationFromINIFile(fileName.c_str(), options.mode);

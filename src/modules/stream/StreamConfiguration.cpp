@@ -31,7 +31,11 @@ const std::string* StreamConfiguration::TargetOf(const EFI_GUID& guid) const {
   return block == targets_.end() ? nullptr : &block->target;
 }
 
-int StreamConfiguration::Status() const {
+bool StreamConfiguration::IsReadable() const {
+  return true;
+}
+
+int StreamConfiguration::MapStatus() const {
   return INI_READ;
 }
 

@@ -19,7 +19,8 @@ class StreamConfiguration final : public SavedConfiguration {
   /// For whom the block `guid` says it is, or null when there is no such block.
   [[nodiscard]] const std::string* TargetOf(const EFI_GUID& guid) const;
 
-  [[nodiscard]] int Status() const override;
+  [[nodiscard]] bool IsReadable() const override;
+  [[nodiscard]] int MapStatus() const override;
   [[nodiscard]] FileValue Find(const std::string& section, const std::string& key) const override;
   [[nodiscard]] std::map<std::string, std::string> Entries(
       const std::string& section) const override;

@@ -1,17 +1,10 @@
 #include "modules/stream/StreamFile.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <iterator>
-#include <optional>
-#include <system_error>
 #include <utility>
 
-#include "common/Descriptor.h"
+#include "common/WholeFile.h"
 #include "modules/save/Expansion.h"
 #include "modules/save/SectionCatalogue.h"
 
@@ -105,22 +98,12 @@ std::vector<Scf::Section> InTextOrder(std::vector<DecodedBlock> blocks) {
 }
 
 std::vector<unsigned char> ReadFile(const std::string& path) {
-  const auto failed = [] { return Scf::Damaged(std::generic_category().message(errno)); };
-  // Non-blocking: opening a FIFO must not wait for a writer before it can be refused.
-  const Common::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  struct stat facts = {};
-  if (!file.IsOpen() || fstat(file.Get(), &facts) != 0) throw failed();
-  if (!S_ISREG(facts.st_mode)) throw Scf::Damaged("it is not a regular file");
-  std::vector<unsigned char> bytes;
-  std::array<unsigned char, std::size_t{64}* 1024> part = {};
-  for (;;) {
-    const ssize_t got = read(file.Get(), part.data(), part.size());
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) throw failed();
-    if (got == 0) return bytes;
-    bytes.insert(bytes.end(), part.begin(), part.begin() + got);
-    if (bytes.size() > Scf::kMaxBytes) throw Scf::Damaged("it is larger than 64 MiB");
-  }
+  std::vector<char> bytes;
+  const auto result = Common::ReadWholeFile(path.c_str(), Scf::kMaxBytes, bytes);
+  using Status = Common::WholeFileResult::Status;
+  if (result.status == Status::TooLarge) throw Scf::Damaged("it is larger than 64 MiB");
+  if (result.status != Status::Ok) throw Scf::Damaged(result.reason);
+  return {bytes.begin(), bytes.end()};
 }
 
 }  // namespace SDK::Stream

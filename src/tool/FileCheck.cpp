@@ -70,11 +70,28 @@ bool FitsComment(const std::string& comment, const std::string& value) {
   return true;
 }
 
-/// The line of a key that holds; 0 in a stream file, which has no lines.
-std::uint32_t LineOf(const ConfigurationFile& file, const std::string& section,
-                     const std::string& key) {
-  const auto* entry = file.Lines() == nullptr ? nullptr : file.Lines()->Find(section, key);
-  return entry == nullptr ? 0 : entry->line;
+/// A key as it stands in a file.
+struct Key {
+  std::string name;
+  std::string value;
+  std::string comment;
+  std::uint32_t line;  ///< 0 in a stream file, which has no lines
+};
+
+/// Every key of a file, also those that a later one replaces.
+std::vector<Key> KeysOf(const ConfigurationFile& file) {
+  std::vector<Key> keys;
+  if (file.Lines() != nullptr) {
+    for (const IniDocument::Entry& entry : file.Lines()->Entries()) {
+      keys.push_back({std::string(entry.key), std::string(entry.value), std::string(entry.comment),
+                      entry.line});
+    }
+    return keys;
+  }
+  for (const Scf::Section& section : file.Sections()) {
+    for (const SDK::Row& row : section.rows) keys.push_back({row.key, row.value, row.comment, 0});
+  }
+  return keys;
 }
 
 /// The line of a section's first heading.
@@ -137,17 +154,15 @@ std::vector<Finding> CheckFile(const ConfigurationFile& file) {
     findings.push_back({Finding::Weight::Warning, LineOf(file, section),
                         "the section [" + section + "] belongs to no server"});
   }
-  for (const Setting& setting : file.Content().Settings()) {
-    const std::uint32_t line = LineOf(file, setting.section, setting.key);
-    if (!FitsComment(setting.comment, setting.value)) {
-      findings.push_back({Finding::Weight::Warning, line,
-                          "\"" + setting.value +
-                              "\" is not among the options that the comment of \"" + setting.key +
-                              "\" lists"});
+  for (const Key& key : KeysOf(file)) {
+    if (!FitsComment(key.comment, key.value)) {
+      findings.push_back({Finding::Weight::Warning, key.line,
+                          "\"" + key.value + "\" is not among the options that the comment of \"" +
+                              key.name + "\" lists"});
     }
-    if (file.Lines() != nullptr && setting.value.size() > kLongestRead) {
-      findings.push_back({Finding::Weight::Warning, line,
-                          "the value of \"" + setting.key +
+    if (file.Lines() != nullptr && key.value.size() > kLongestRead) {
+      findings.push_back({Finding::Weight::Warning, key.line,
+                          "the value of \"" + key.name +
                               "\" is longer than 127 bytes; a restore leaves that setting as it "
                               "is"});
     }

@@ -74,9 +74,9 @@ void ReadPassword(const PasswordSource& source, std::size_t longest, std::string
       throw ToolError(ExitUsage,
                       "there is no terminal to ask for a password; give it by file or descriptor");
     }
+    const WithoutEcho quiet(terminal.Get());  // before the prompt: nothing typed is shown or lost
     const std::string& prompt = source.prompt;
     static_cast<void>(write(terminal.Get(), prompt.data(), prompt.size()) < 0);
-    const WithoutEcho quiet(terminal.Get());
     ReadLine(terminal.Get(), longest, "the terminal", out);
     static_cast<void>(write(terminal.Get(), "\n", 1) < 0);
   }

@@ -60,12 +60,14 @@ std::string PresentValue(const std::string& path) {
 
 /// Refuses a file that cannot be restored as a whole. The list of reasons goes out first.
 void RefuseUnfitFile(const RestoreRequest& request, const ConfigurationFile& file,
-                     const Rehearsal& rehearsal, const Messages& messages) {
+                     const Rehearsal& rehearsal, const WatchedTarget& target,
+                     const Messages& messages) {
   for (const ResultStatus& failure : rehearsal.failures) {
     if (failure.getval() == ErrorManager::BadFileName) throw ResultStatus(failure);
   }
   std::vector<Finding> findings = CheckFile(file);
   const std::vector<Finding> more = CheckAgainstTarget(request.choice, rehearsal);
+  target.ThrowIfSilent();  // what it has not told is no fault of the file
   findings.insert(findings.end(), more.begin(), more.end());
   for (const Finding& finding : findings) {
     const std::string text = Describe(finding, request.choice.file);
@@ -326,7 +328,7 @@ int RunRestore(RestoreRequest request, const Messages& messages) {
   }
   const WatchedTarget target(request.openTarget, messages);
   const Rehearsal rehearsal = Rehearse(request.choice, target.Providers());
-  RefuseUnfitFile(request, read, rehearsal, messages);
+  RefuseUnfitFile(request, read, rehearsal, target, messages);
   const Configuration before = ConfigurationOfTarget(request.choice.mode);
   const std::vector<Change> changes = ChangesOf(rehearsal, before);
   target.ThrowIfSilent();

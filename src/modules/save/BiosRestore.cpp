@@ -69,8 +69,8 @@ void SaveRestore::RestoreBootOrdersAndSend(const char* fileName) {
   ExecuteBiosSetMapQuery();
 }
 
-void SaveRestore::RestoreSearch(std::string /*parent*/, std::string path, NodeMap nodes,
-                                const char* fileName) {
+void SaveRestore::RestoreSearch(const std::string& /*parent*/, const std::string& path,
+                                const NodeMap& nodes, const char* fileName) {
   std::set<std::string> visited;  // a menu listed twice, or below itself, is taken once
   for (const std::string& top : BiosTree::NodeAt(nodes, path).values) {
     if (!IsNeedToSaveRestore(top)) continue;
@@ -91,8 +91,8 @@ void SaveRestore::RestoreSearch(std::string /*parent*/, std::string path, NodeMa
   }
 }
 
-int SaveRestore::SaveBiosData(std::string parent, std::string path, NodeMap& nodes,
-                              const char* fileName) {
+int SaveRestore::SaveBiosData(const std::string& parent, const std::string& path,
+                              const NodeMap& nodes, const char* fileName) {
   const _XNode& setting = BiosTree::NodeAt(nodes, path);
   if (setting.kind != NODE_SETTING || setting.flag) return 0;
   BiosKey place{BiosTree::SectionName(parent), BiosTree::KeyOf(path, parent)};

@@ -226,10 +226,12 @@ class SaveRestore {
   /// Restores the BIOS settings and, unless skipped, the boot orders. \return 0.
   int CommitBiosConfigurationFromINIFile(const char* fileName);
   /// Walks every top-level menu that `path` lists and that takes part.
-  void RestoreSearch(std::string parent, std::string path, NodeMap nodes, const char* fileName);
+  void RestoreSearch(const std::string& parent, const std::string& path, const NodeMap& nodes,
+                     const char* fileName);
   /// Reads the setting at `path` in the menu at `parent` from the file and queues it when it
   /// differs. \return 0.
-  int SaveBiosData(std::string parent, std::string path, NodeMap& nodes, const char* fileName);
+  int SaveBiosData(const std::string& parent, const std::string& path, const NodeMap& nodes,
+                   const char* fileName);
   /// Queues the BIOS boot order of the file when it differs. \return 0.
   int RestoreBootOrder(const char* fileName, int flags);
   /// Writes the hard-disk order of the file when it differs. \return 0.

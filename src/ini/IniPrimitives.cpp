@@ -1,7 +1,6 @@
 #include "ini/IniPrimitives.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 #include "ini/IniDocument.h"
@@ -24,7 +23,7 @@ std::string CommentText(std::string_view comment) {
 
 void CopyCut(std::string_view text, char* out, unsigned short size) {
   const std::size_t length = std::min<std::size_t>(text.size(), size - 1U);
-  std::memcpy(out, text.data(), length);
+  text.copy(out, length);  // unlike memcpy, takes the null pointer of an empty text
   out[length] = '\0';
 }
 

@@ -206,9 +206,6 @@ TEST_F(RestoreToolTest, AFileThatWouldFailInItsMiddleIsRefusedBeforeTheFirstWrit
 }
 
 TEST_F(RestoreToolTest, TheSerialPortSwitchIsAMissingKeyLikeAnyOther) {
-  Machine::MachineImage image = Machine::LoadMachine(PathOf("m.json"));
-  const std::string menu = "/BIOS/Advanced/Serial Port Configuration";
-  Machine::StoreMachine(image, PathOf("m.json"));
   std::string text =
       WithoutKey(saved, "BIOS::Advanced::Serial Port Configuration", "Serial A Enable");
   text = WithoutKey(text, "BIOS::Advanced::Serial Port Configuration", "Serial B Enable");

@@ -211,6 +211,7 @@ void SaveRestore::RestoreDestination(const std::vector<DestinationValue>& destin
   };
   if (std::ranges::none_of(destination, isSet)) return;
   std::vector<std::string> values;
+  values.reserve(destination.size());
   for (const DestinationValue& value : destination) {
     values.push_back(isSet(value) ? value.reading.value : ExecuteGetQuery(value.query.c_str()));
   }

@@ -139,7 +139,7 @@ TEST_F(BiosRestoreTest, ABiosThatCannotBeReadIsSaid) {
 
 TEST_F(BiosRestoreTest, AMenuInACircleIsTakenOnce) {
   Menu("/BIOS/Main", {{"A", "1"}});
-  engine->tree["/BIOS/Main"].values.push_back("/BIOS/Main");
+  engine->tree["/BIOS/Main"].values.emplace_back("/BIOS/Main");
   EXPECT_EQ(RestoreBios("[POWER]\n"),
             "Failed to find section \"BIOS::Main\" in ini file, skip this item.\n");
 }

@@ -7,7 +7,6 @@ namespace Test {
 namespace {
 
 using ::testing::AnyOf;
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 /// A caldra server, and a file that changes something of each kind on it.

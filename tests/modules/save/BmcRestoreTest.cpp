@@ -7,7 +7,6 @@ namespace Test {
 namespace {
 
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 
 constexpr const char* kNotSent = "(not sent)";
@@ -51,7 +50,6 @@ TEST_P(BmcValueTest, IsSentAsTheBmcTakesIt) {
 }
 
 constexpr const char* kMail = "EMAILCONFIG::CHANNEL1::INFO";
-constexpr const char* kMail0 = "/BMC/LAN[1]/ALERT/DESTINATION[0]/";
 INSTANTIATE_TEST_SUITE_P(
     Rows, BmcValueTest,
     ::testing::Values(ValueRow{"NamesKeepTheirCase", "USERS::USER3", "UserName", "Admin",

@@ -9,6 +9,7 @@
 #include "common/ErrorManager.h"
 #include "ini/IniDocument.h"
 #include "modules/save/SaveRestore.h"
+#include "tool/Destination.h"
 #include "tool/ExitCodes.h"
 #include "tool/Interrupt.h"
 #include "tool/Progress.h"
@@ -31,23 +32,13 @@ class ShownSaveRestore final : public SDK::SaveRestore {
   Progress& progress_;
 };
 
-void CheckDestination(const SaveRequest& request) {
+void CheckFile(const SaveRequest& request) {
   const std::filesystem::path file(request.file);
   const std::string extension = file.extension().string();
   if (std::ranges::find(kExtensions, extension) == kExtensions.end()) {
     throw ToolError(ExitUsage, "\"" + request.file + "\" must end in .ini");
   }
-  std::error_code error;
-  const auto type = std::filesystem::symlink_status(file, error).type();
-  if (type == std::filesystem::file_type::not_found || type == std::filesystem::file_type::none) {
-    return;  // an unreadable folder shows when the file is created
-  }
-  if (!std::filesystem::is_regular_file(file, error)) {
-    throw ToolError(ExitFailed, "\"" + request.file + "\" exists and is not a regular file");
-  }
-  if (!request.overwrite) {
-    throw ToolError(ExitFailed, "\"" + request.file + "\" exists; --overwrite replaces it");
-  }
+  CheckDestination(request.file, request.overwrite);
 }
 
 /// What a save has come to.
@@ -91,7 +82,7 @@ std::string Review(const std::string& file, Mode mode, const Messages& messages)
 }  // namespace
 
 void RunSave(const SaveRequest& request, const Messages& messages) {
-  CheckDestination(request);
+  CheckFile(request);
   Common::AtomicFile file(request.file);
   const Saved saved = SaveTo(file.TemporaryPath(), request, messages);
   const std::string outcome = Review(file.TemporaryPath(), saved.mode, messages) + ", " +

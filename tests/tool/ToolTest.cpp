@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "ToolFixture.h"
 #include "ini/IniDocument.h"
 #include "providers/machine/MachineProvider.h"
-#include "support/TestEngine.h"
 #include "tool/ExitCodes.h"
 #include "tool/SaveCommand.h"
 
@@ -26,48 +26,6 @@ namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
-
-const std::string kSource = SAVERESTORE_SOURCE_DIR;
-
-std::string Example(const std::string& name) {
-  return "machine:" + kSource + "/examples/machines/" + name + "-server.json";
-}
-
-/// What one run of the tool left behind.
-struct Outcome {
-  int exitCode;
-  std::string out;
-  std::string err;
-};
-
-class ToolTest : public EngineTest {
- protected:
-  /// Runs the tool in the test's folder, with `prefix` before it in the shell command.
-  [[nodiscard]] Outcome Run(const std::string& arguments, const std::string& prefix = "") const {
-    const std::string command = "cd '" + PathOf("") + "' && " + prefix + " " SAVERESTORE_TOOL " " +
-                                arguments + " >out.txt 2>err.txt </dev/null";
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(PathOf("out.txt")),
-            ReadText(PathOf("err.txt"))};
-  }
-
-  /// The files in the test's folder other than the tool's output.
-  [[nodiscard]] std::vector<std::string> Files() const {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(PathOf(""))) {
-      const std::string name = entry.path().filename().string();
-      if (name != "out.txt" && name != "err.txt") names.push_back(name);
-    }
-    std::ranges::sort(names);
-    return names;
-  }
-
-  static unsigned ModeBits(const std::string& path) {
-    struct stat facts = {};
-    EXPECT_EQ(stat(path.c_str(), &facts), 0) << path;
-    return facts.st_mode & 07777U;
-  }
-};
 
 TEST_F(ToolTest, SavesWhatTheModeSays) {
   for (const char* mode : {"bios", "bmc", "all"}) {

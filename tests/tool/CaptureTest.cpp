@@ -2,6 +2,7 @@
 #include "tool/CaptureCommand.h"
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include "ToolFixture.h"
 #include "providers/machine/MachineFile.h"
@@ -233,6 +234,20 @@ TEST_F(LocalTest, AnEditedFileIsRestored) {
   EXPECT_EQ(host_.Value("board", "Quiet"), "Disabled");
   EXPECT_EQ(host_.Value("board", "Tag"), " rack 7 ");
   EXPECT_EQ(host_.Variable("BootOrder"), std::string("\7\0\0\0\0\0\2\0\1\0", 10));
+}
+
+TEST_F(LocalTest, AUserWhoMayNotReadASettingGetsNoFile) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+  fs::permissions(host_.ValueFile("board", "Tag"), fs::perms::owner_read | fs::perms::owner_write);
+  fs::permissions(PathOf(""), fs::perms::all);
+  const std::string nobody =
+      "env " + Environment() + " setpriv --reuid=65534 --regid=65534 --clear-groups";
+  for (const char* command : {"save x.ini", "machine capture x.json"}) {
+    const Outcome outcome = Run(std::string("--target local ") + command, nobody);
+    EXPECT_EQ(outcome.exitCode, 77) << outcome.err;
+    EXPECT_THAT(outcome.err, HasSubstr("Tag/current_value"));
+  }
+  EXPECT_FALSE(fs::exists(PathOf("x.ini")) || fs::exists(PathOf("x.json")));
 }
 
 TEST_F(LocalTest, AMachineWithoutFirmwareFilesIsSavedAndCapturedWithAWarning) {

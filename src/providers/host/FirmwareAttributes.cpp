@@ -48,6 +48,11 @@ std::optional<std::int64_t> NumberIn(std::string_view text) {
   return number;
 }
 
+std::string Trimmed(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+  return std::string(text.substr(0, text.find_last_not_of(' ') + 1));
+}
+
 /// The choices of an enumeration. Drivers put ";" or "," between them; a text with a ";" in it was
 /// split at that one, and its commas belong to the choices.
 std::map<std::string, std::string> Choices(std::string_view text) {
@@ -55,8 +60,8 @@ std::map<std::string, std::string> Choices(std::string_view text) {
   std::map<std::string, std::string> choices;
   while (!text.empty()) {
     const std::size_t end = std::min(text.find(separator), text.size());
-    const std::string choice = CleanName(text.substr(0, end));
-    if (!choice.empty()) choices.emplace(choice, choice);
+    const std::string choice = Trimmed(text.substr(0, end));
+    if (!choice.empty() && IsPlainText(choice)) choices.emplace(choice, choice);
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   return choices;
@@ -75,11 +80,20 @@ std::string PathPart(const std::string& label) {
   return part;
 }
 
+/// Where a driver takes the administrator password: the folder that says so of itself, or else the
+/// one with the usual name.
+fs::path AdminFolder(const fs::path& driver) {
+  for (const fs::path& folder : FoldersIn(driver / "authentication")) {
+    if (TextOrNothing(folder / "role") == "bios-admin") return folder;
+  }
+  return driver / "authentication/Admin";
+}
+
 /// Lets a driver know the administrator password while this exists.
 class Authorisation {
  public:
   Authorisation(const fs::path& driver, const std::string& password)
-      : file_(driver / "authentication/Admin/current_password") {
+      : file_(AdminFolder(driver) / "current_password") {
     std::string line;
     const Common::WipeOnExit wipe(line);
     line.reserve(password.size() + 1);  // no growing, no stray copy
@@ -110,6 +124,36 @@ class Authorisation {
   bool isOpen_ = true;
 };
 
+/// Has a driver that can do so save many writes in one go. Firmware of this kind takes 48 single
+/// saves until somebody enters its setup; after a save of many it takes no other until a restart,
+/// which is why a few writes stay single.
+class BulkSave {
+ public:
+  BulkSave(const fs::path& driver, std::size_t writes)
+      : file_(driver / "attributes/save_settings") {
+    constexpr std::size_t kMostSingleSaves = 40;
+    isOpen_ = writes > kMostSingleSaves && ReadText(file_).text == "single" &&
+              WriteBytes(file_, "bulk\n") == 0;
+  }
+  BulkSave(const BulkSave&) = delete;
+  BulkSave& operator=(const BulkSave&) = delete;
+  ~BulkSave() {
+    if (isOpen_) static_cast<void>(WriteBytes(file_, "single\n"));
+  }
+
+  /// Saves what was written. \return 0 or an errno
+  int End() {
+    if (!isOpen_) return 0;
+    const int error = WriteBytes(file_, "save\n");
+    isOpen_ = error != 0;
+    return error;
+  }
+
+ private:
+  fs::path file_;
+  bool isOpen_ = false;
+};
+
 }  // namespace
 
 FirmwareAttributes::FirmwareAttributes(const fs::path& folder) {
@@ -128,7 +172,7 @@ void FirmwareAttributes::AddDriver(const fs::path& folder) {
   }
   if (found.empty()) return;
   Driver driver{folder, std::string(kMenu) + "/" + CleanName(folder.filename().string()), {}};
-  driver.needsPassword = TextOrNothing(folder / "authentication/Admin/is_enabled") == "1";
+  driver.needsPassword = TextOrNothing(AdminFolder(folder) / "is_enabled") == "1";
   const std::vector<std::string> unique = UniqueNames(names);
   for (std::size_t index = 0; index < found.size(); ++index) {
     driver.settings.push_back(driver.menu + "/" + unique[index]);
@@ -226,7 +270,7 @@ void FirmwareAttributes::Check(const std::string& path, const std::string& value
   if (const std::string reason = Objection(attribute, value); !reason.empty()) {
     ErrorManager::Raise(ErrorManager::ValueRefused, path, value, reason);
   }
-  const fs::path file = attribute.folder / "current_value";
+  const fs::path file = ValueFileOf(path);
   if (attribute.isWritable && access(file.c_str(), W_OK) != 0) {
     RaiseUnread(file, errno == EROFS ? EACCES : errno);
   }
@@ -254,31 +298,38 @@ void FirmwareAttributes::WriteDriver(const Driver& driver, const SDK::SettingMap
                                      std::vector<SDK::WriteNote>& notes) const {
   std::optional<Authorisation> authorisation;
   if (driver.needsPassword) authorisation.emplace(driver.folder, password);
-  std::vector<std::pair<std::string, bool>> taken;  // path, and whether it reads as written
+  BulkSave bulk(driver.folder, settings.size());
+  std::vector<std::string> taken;
   bool isProven = !authorisation;
   for (const auto& [path, value] : settings) {
-    const fs::path file = attributes_.at(path).folder / "current_value";
-    const int error = WriteBytes(file, value + "\n");
+    const int error = WriteBytes(ValueFileOf(path), value + "\n");
     if (!isProven && IsDenied(error)) {
       ErrorManager::Raise(ErrorManager::PasswordRefused,
-                          "the firmware denied the first write with it, that of " + path);
+                          "the firmware denied the write of " + path + " with it");
     }
     isProven = isProven || error == 0;
-    if (error != 0) {
-      notes.push_back({path, Fate::Refused, Words(error)});
+    if (error == 0) {
+      taken.push_back(path);
     } else {
-      taken.emplace_back(path, ReadText(file).text == value);
+      notes.push_back({path, Fate::Refused, Words(error)});
     }
   }
+  const int unsaved = taken.empty() ? 0 : bulk.End();
   const bool isPending = ReadText(driver.folder / "attributes/pending_reboot").text == "1";
-  for (auto& [path, isThere] : taken) {
-    if (isPending) {
+  for (const std::string& path : taken) {
+    if (unsaved != 0) {
+      notes.push_back({path, Fate::Refused, "it was not saved: " + Words(unsaved)});
+    } else if (isPending) {
       notes.push_back({path, Fate::Pending, "the firmware waits for a restart"});
-    } else if (!isThere) {
+    } else if (ReadText(ValueFileOf(path)).text != settings.at(path)) {
       notes.push_back({path, Fate::Ignored, "the firmware kept its value"});
     }
   }
   if (authorisation) authorisation->End();
+}
+
+fs::path FirmwareAttributes::ValueFileOf(const std::string& path) const {
+  return attributes_.at(path).folder / "current_value";
 }
 
 }  // namespace Host

@@ -15,10 +15,12 @@ namespace Host {
 /// (the kernel's documentation: ABI/testing/sysfs-class-firmware-attributes).
 ///
 /// Each driver that shows settings is a menu "/BIOS/Advanced/DRIVER", and a setting of it is
-/// "/BIOS/Advanced/DRIVER/NAME" with the display name, a "/" in it as "%2F". Display names that are
+/// "/BIOS/Advanced/DRIVER/NAME" with the display name, or without one the attribute's, a "/" in it
+/// as "%2F". Display names that are
 /// alike get the attribute's name behind them. The settings come in the order of the attributes'
 /// names. One whose value the kernel cannot tell, or that is no plain text, has its flag set: it is
-/// neither saved nor restored.
+/// neither saved nor restored. A read-only one is saved; writing another value is refused for it
+/// alone.
 class FirmwareAttributes {
  public:
   /// Looks at the machine. `folder` is /sys/class/firmware-attributes; it may be missing.
@@ -40,10 +42,11 @@ class FirmwareAttributes {
 
   /// Writes settings that `Check` has passed, each only where it differs, and reads each back. Of
   /// those that are not simply done there is a note in `notes`. A driver with an administrator
-  /// password is given it for the time of its writes.
-  /// \throws ResultStatus  PasswordRefused: the first write with the password was denied, and no
-  ///                       other was tried, since firmware counts wrong passwords; WriteFailed: the
-  ///                       kernel does not take or forget the password.
+  /// password is given it for the time of its writes, and one that can save many writes in one go
+  /// does so with more than 40.
+  /// \throws ResultStatus  PasswordRefused: a write was denied before one with the password was
+  ///                       taken; no other was tried, since firmware counts wrong passwords.
+  ///                       WriteFailed: the kernel does not take or forget the password.
   void Write(const SDK::SettingMap& settings, const std::string& password,
              std::vector<SDK::WriteNote>& notes) const;
 
@@ -69,6 +72,7 @@ class FirmwareAttributes {
 
   [[nodiscard]] static Attribute ReadAttribute(const std::filesystem::path& folder);
   [[nodiscard]] static std::string Objection(const Attribute& attribute, const std::string& value);
+  [[nodiscard]] std::filesystem::path ValueFileOf(const std::string& path) const;
   void AddDriver(const std::filesystem::path& folder);
   void WriteDriver(const Driver& driver, const SDK::SettingMap& settings,
                    const std::string& password, std::vector<SDK::WriteNote>& notes) const;

@@ -196,6 +196,24 @@ TEST_F(FirmwareAttributesTest, WritesThatWaitForARestartArePending) {
                           Pair(At("Tag"), "pending: the firmware waits for a restart")));
 }
 
+TEST_F(FirmwareAttributesTest, ManyWritesAreSavedInOneGoWhereADriverCan) {
+  const std::filesystem::path control = host.DriverFolder(kDriver) / "attributes/save_settings";
+  WriteText(control, "single\n");
+  SDK::SettingMap batch;
+  for (int number = 0; number < 40; ++number) {
+    const std::string name = "Many" + std::to_string(number);
+    host.SetAttribute(kDriver, name, {{"current_value", "a"}});
+    batch[At(name)] = "b";
+  }
+  provider->WriteAuthorised(batch, "");
+  EXPECT_EQ(ReadText(control), "single\n");
+  for (auto& [path, value] : batch) value = "c";
+  batch[At("Tag")] = "c";
+  provider->WriteAuthorised(batch, "");
+  EXPECT_EQ(ReadText(control), "save\n");
+  EXPECT_EQ(host.Value(kDriver, "Many7"), "c");
+}
+
 // --- The administrator password
 
 /// The driver's side of its password file, a pipe: what comes in, each with the value that a
@@ -279,6 +297,17 @@ TEST_F(AdminPasswordTest, TheDriverKnowsThePasswordForTheTimeOfTheWritesOnly) {
   ASSERT_EQ(seen.size(), 2U);
   EXPECT_THAT(seen[0], HasSubstr("secret="));
   EXPECT_EQ(seen[1], "=Disabled");
+}
+
+TEST_F(AdminPasswordTest, TheFolderIsKnownByItsRole) {
+  const std::filesystem::path setup = host.DriverFolder(kDriver) / "authentication/Setup";
+  std::filesystem::create_directories(setup);
+  WriteText(setup / "role", "bios-admin\n");
+  WriteText(setup / "is_enabled", "1\n");
+  WriteText(setup / "current_password", "");
+  EXPECT_EQ(Checked(""), ErrorManager::PasswordRefused);
+  provider->WriteAuthorised({{At("Tag"), "y"}}, "secret");
+  EXPECT_EQ(ReadText(setup / "current_password"), "\n");
 }
 
 TEST_F(AdminPasswordTest, AFailureClearsItToo) {

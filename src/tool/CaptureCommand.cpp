@@ -180,7 +180,7 @@ bool HasSettings(const Configuration& saved, const NodeMap& nodes) {
 }  // namespace
 
 void RunCapture(const CaptureRequest& request, const Messages& messages) {
-  CheckDestination(request.file, request.overwrite);
+  CheckReplaceable(request.file, request.overwrite);
   Common::AtomicFile file(request.file);
   Machine::MachineImage image;
   Answers answers;

@@ -4,8 +4,12 @@
 
 namespace Tool {
 
-/// Makes sure that a command may create `file`: nothing is there, or a regular file that
-/// `overwrite` gives up. \throws ToolError
-void CheckDestination(const std::string& file, bool overwrite);
+/// Checks that a configuration file may be written to `path`, before anything is read for it.
+/// \throws ToolError  its extension is none of a configuration file, it exists and is no regular
+///                    file, or it exists and is not to be overwritten.
+void CheckDestination(const std::string& path, bool overwrite);
+
+/// The same for a file of any other kind, whatever its extension. \throws ToolError
+void CheckReplaceable(const std::string& path, bool overwrite);
 
 }  // namespace Tool

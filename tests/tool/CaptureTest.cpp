@@ -4,11 +4,11 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include "ToolFixture.h"
 #include "providers/machine/MachineFile.h"
 #include "providers/machine/MachineProvider.h"
 #include "query/NodeTree.h"
 #include "tool/ExitCodes.h"
+#include "tool/ToolFixture.h"
 #ifdef SAVERESTORE_HOST
 #include "support/FakeHost.h"
 #endif
@@ -16,6 +16,7 @@
 namespace Test {
 namespace {
 
+namespace fs = std::filesystem;
 using ::testing::AnyOf;
 using ::testing::Each;
 using ::testing::ElementsAre;

@@ -1,10 +1,13 @@
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+#include <pty.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -12,9 +15,8 @@
 
 #include "support/TestEngine.h"
 
+/// The real program, run as a script or a person runs it.
 namespace Test {
-
-namespace fs = std::filesystem;
 
 inline const std::string kSource = SAVERESTORE_SOURCE_DIR;
 
@@ -43,7 +45,7 @@ class ToolTest : public EngineTest {
   /// The files in the test's folder other than the tool's output.
   [[nodiscard]] std::vector<std::string> Files() const {
     std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(PathOf(""))) {
+    for (const auto& entry : std::filesystem::directory_iterator(PathOf(""))) {
       const std::string name = entry.path().filename().string();
       if (name != "out.txt" && name != "err.txt") names.push_back(name);
     }
@@ -57,5 +59,34 @@ class ToolTest : public EngineTest {
     return facts.st_mode & 07777U;
   }
 };
+
+/// Runs the tool on a terminal, types a text when it is asked, and returns what the terminal shows.
+inline std::string TerminalOutput(const std::vector<std::string>& arguments,
+                                  const std::string& typed = "", int exitCode = 0) {
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    std::vector<char*> argv;
+    for (const std::string& argument : arguments)
+      argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+  std::string shown;
+  bool isTyped = typed.empty();
+  std::array<char, 4096> part = {};
+  for (ssize_t got = 0; (got = read(terminal, part.data(), part.size())) > 0;) {
+    shown.append(part.data(), static_cast<std::size_t>(got));
+    if (isTyped || !(shown.ends_with(": ") || shown.ends_with("] "))) continue;
+    EXPECT_EQ(write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+    isTyped = true;
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(WEXITSTATUS(status), exitCode) << shown;
+  close(terminal);
+  return shown;
+}
 
 }  // namespace Test

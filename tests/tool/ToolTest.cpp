@@ -13,11 +13,11 @@
 #include <string>
 #include <vector>
 
-#include "ToolFixture.h"
 #include "ini/IniDocument.h"
 #include "providers/machine/MachineProvider.h"
 #include "tool/ExitCodes.h"
 #include "tool/SaveCommand.h"
+#include "tool/ToolFixture.h"
 
 namespace Test {
 namespace {
@@ -229,30 +229,6 @@ TEST(ExitCodes, AreTheShellsViewOfAFailure) {
   EXPECT_EQ(exitCode(ErrorManager::TargetMalformed), 65);
   EXPECT_EQ(exitCode(ErrorManager::CannotWriteFile), 2);
   EXPECT_EQ(exitCode(9999), 2);
-}
-
-/// Runs the tool with standard error on a terminal and returns what the terminal shows.
-std::string TerminalOutput(const std::vector<std::string>& arguments) {
-  int terminal = -1;
-  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
-  if (child == 0) {
-    std::vector<char*> argv;
-    for (const std::string& argument : arguments)
-      argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-    execv(argv[0], argv.data());
-    _exit(127);
-  }
-  std::string shown;
-  std::array<char, 4096> part = {};
-  for (ssize_t got = 0; (got = read(terminal, part.data(), part.size())) > 0;) {
-    shown.append(part.data(), static_cast<std::size_t>(got));
-  }
-  int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
-  close(terminal);
-  return shown;
 }
 
 TEST_F(ToolTest, ATerminalShowsProgressAndIsLeftClean) {

@@ -132,21 +132,21 @@ TEST_F(BootVariablesTest, AFirmwareThatRefusesTheOrderIsReportedForEachPosition)
 }
 
 TEST_F(BootVariablesTest, AnotherProgramReadsTheOrderThatWasWritten) {
-  if (std::system("command -v efibootmgr >/dev/null") != 0) {
+  if (RunShell("command -v efibootmgr >/dev/null") != 0) {
     GTEST_SKIP() << "efibootmgr is not here";
   }
   SetThree();
   WriteOrder({"Shell", "Debian", "Network"});
   const std::string command =
       "EFIVARFS_PATH='" + host.Efivarfs() + "' efibootmgr >'" + PathOf("order.txt") + "' 2>&1";
-  ASSERT_EQ(std::system(command.c_str()), 0) << ReadText(PathOf("order.txt"));
+  ASSERT_EQ(RunShell(command), 0) << ReadText(PathOf("order.txt"));
   const std::string text = ReadText(PathOf("order.txt"));
   EXPECT_THAT(text, HasSubstr("BootOrder: 00AB,0000,0001\n"));
   EXPECT_THAT(text, HasSubstr("Boot00AB* Shell"));
 
   const std::string change = "EFIVARFS_PATH='" + host.Efivarfs() + "' efibootmgr -q -o 1,ab,0 >'" +
                              PathOf("order.txt") + "' 2>&1";
-  ASSERT_EQ(std::system(change.c_str()), 0) << ReadText(PathOf("order.txt"));
+  ASSERT_EQ(RunShell(change), 0) << ReadText(PathOf("order.txt"));
   provider = std::make_shared<Host::HostProvider>(Host::HostRoots{host.Sysfs(), host.Efivarfs()});
   EXPECT_THAT(Order(), ElementsAre("Network", "Shell", "Debian"));
 }

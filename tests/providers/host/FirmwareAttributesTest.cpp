@@ -356,14 +356,14 @@ TEST_F(AdminPasswordTest, ACheckInOneTextServesTheBatchBehindIt) {
 // --- An independent reader
 
 TEST_F(FirmwareAttributesTest, AnotherProgramReadsTheSameSettings) {
-  if (std::system("command -v fwupdtool >/dev/null") != 0) GTEST_SKIP() << "fwupdtool is not here";
+  if (RunShell("command -v fwupdtool >/dev/null") != 0) GTEST_SKIP() << "fwupdtool is not here";
   host.SetAttribute(kDriver, "Count", {{"min_value", "1"}});  // it does not know negative ones
   provider->WriteAuthorised({{At("Quiet"), "Disabled"}, {At("Count"), "10"}, {At("Tag"), "ab"}},
                             "");
   const std::string command =
       "FWUPD_SYSFSFWATTRIBDIR='" + host.DriverFolder("").parent_path().string() +
       "' fwupdtool get-bios-settings --json >'" + PathOf("settings.json") + "' 2>/dev/null";
-  ASSERT_EQ(std::system(command.c_str()), 0);
+  ASSERT_EQ(RunShell(command), 0);
   const auto document = nlohmann::json::parse(ReadText(PathOf("settings.json")));
   std::map<std::string, std::string> theirs;
   for (const auto& setting : document.at("BiosSettings")) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <string>
@@ -10,6 +11,11 @@
 #include "support/TestEngine.h"
 
 namespace Test {
+
+/// Runs another program. \return its exit status; 0 when all is well
+inline int RunShell(const std::string& command) {
+  return std::system(command.c_str());  // NOLINT(cert-env33-c): commands of the tests' own
+}
 
 /// A machine in directories, and the provider over it.
 class HostTest : public EngineTest {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <memory>
 #include <set>
 #include <string_view>
@@ -170,6 +171,19 @@ void CheckCapture(const std::string& file, const Configuration& ofTarget) {
                                   "written");
 }
 
+/// A capture of a simulated server into its own file would take its password and limits away.
+void RefuseOwnTarget(const CaptureRequest& request) {
+  constexpr std::string_view kMachine = "machine:";
+  for (const std::string& target : request.targets) {
+    std::error_code error;
+    if (!target.starts_with(kMachine) ||
+        !std::filesystem::equivalent(target.substr(kMachine.size()), request.file, error)) {
+      continue;
+    }
+    throw ToolError(ExitUsage, "\"" + request.file + "\" is the target itself");
+  }
+}
+
 /// True when the target itself has told the value of some setting.
 bool HasSettings(const Configuration& saved, const NodeMap& nodes) {
   return std::ranges::any_of(saved.Settings(), [&](const Setting& setting) {
@@ -181,6 +195,7 @@ bool HasSettings(const Configuration& saved, const NodeMap& nodes) {
 
 void RunCapture(const CaptureRequest& request, const Messages& messages) {
   CheckReplaceable(request.file, request.overwrite);
+  RefuseOwnTarget(request);
   Common::AtomicFile file(request.file);
   Machine::MachineImage image;
   Answers answers;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tool/Messages.h"
 #include "tool/Targets.h"
@@ -11,7 +12,8 @@ namespace Tool {
 struct CaptureRequest {
   TargetOpener openTarget;
   std::string file;
-  bool overwrite = false;  ///< replace an existing file
+  bool overwrite = false;            ///< replace an existing file
+  std::vector<std::string> targets;  ///< as given: the file must be none of them
 };
 
 /// Reads all that the target has into a machine file, whole or not at all, mode 0600. A save from

@@ -212,6 +212,7 @@ void AddCapture(CLI::App& group, Command& chosen) {
   capture->callback([request, &chosen] {
     chosen = [request](const Globals& globals, const Messages& messages) {
       request->openTarget = OpenerOf(globals);
+      request->targets = globals.targets;
       RunCapture(*request, messages);
       return int{ExitDone};
     };

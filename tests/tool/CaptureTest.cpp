@@ -43,7 +43,7 @@ class CaptureTest : public ToolTest {
 
   /// Captures what `provider` answers for into c.json.
   void Capture(const std::shared_ptr<SDK::QueryProvider>& provider) {
-    Tool::RunCapture({[&] { return Tool::AllTrees(provider); }, PathOf("c.json"), false},
+    Tool::RunCapture({[&] { return Tool::AllTrees(provider); }, PathOf("c.json"), false, {}},
                      Tool::Messages(Tool::Verbosity::Quiet));
   }
 
@@ -263,6 +263,15 @@ TEST_F(LocalTest, AMachineWithoutFirmwareFilesIsSavedAndCapturedWithAWarning) {
 }
 
 #endif
+
+TEST_F(CaptureTest, ATargetIsNotCapturedIntoItsOwnFile) {
+  fs::copy_file(kSource + "/examples/machines/caldra-server.json", PathOf("m.json"));
+  const std::string before = ReadText(PathOf("m.json"));
+  const Outcome outcome = Run("--target machine:m.json machine capture --overwrite ./m.json");
+  EXPECT_EQ(outcome.exitCode, 64);
+  EXPECT_THAT(outcome.err, HasSubstr("is the target itself"));
+  EXPECT_EQ(ReadText(PathOf("m.json")), before);
+}
 
 }  // namespace
 }  // namespace Test

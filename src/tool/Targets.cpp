@@ -12,6 +12,9 @@
 #include "tool/ExitCodes.h"
 #include "tool/Interrupt.h"
 #include "tool/ObservedProvider.h"
+#ifdef SAVERESTORE_IPMI
+#include "tool/IpmiTarget.h"
+#endif
 
 namespace Tool {
 namespace {
@@ -22,6 +25,9 @@ Mounts OpenMachine(const std::string& place, const TargetOptions& /*options*/) {
 
 constexpr auto kTargetKinds = std::to_array<TargetKind>({
     {"machine", "machine:FILE", "a simulated server that lives in a JSON file", OpenMachine},
+#ifdef SAVERESTORE_IPMI
+    {"ipmi", "ipmi:[USER@]HOST[:PORT]", "a management controller (BMC), by IPMI 2.0", OpenIpmi},
+#endif
 });
 
 constexpr const char* kBmcTree = "BMC";

@@ -33,6 +33,7 @@ using Mounts = std::map<std::string, Mount>;
 /// What the command line says of all targets: how to reach them and how to log in.
 struct TargetOptions {
   PasswordSource bmcPassword;
+  std::vector<std::string> ipmiWorkarounds;  ///< names that FreeIPMI's users know
 };
 
 /// One kind of target that this build can reach.

@@ -276,6 +276,12 @@ void Describe(CLI::App& app, Globals& globals, Command& chosen) {
   bmcPassword->add_option("--bmc-password-fd", password.descriptor,
                           "Read it from this open file descriptor; default: ask on the terminal");
   bmcPassword->require_option(0, 1);
+#ifdef SAVERESTORE_IPMI
+  app.add_option("--ipmi-workaround", globals.targetOptions.ipmiWorkarounds,
+                 "A departure from IPMI that the BMC needs, for example opensesspriv; repeatable")
+      ->type_name("NAME")
+      ->allow_extra_args(false);
+#endif
   CLI::Option* quiet = app.add_flag("-q,--quiet", globals.quiet, "Print errors and warnings only");
   app.add_flag("-v,--verbose", globals.verbose, "Print every query")->excludes(quiet);
   app.require_subcommand(1);

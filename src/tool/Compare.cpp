@@ -111,6 +111,7 @@ int RunDiff(const DiffRequest& request, const Messages& messages) {
   Configuration right;
   if (withTarget) {
     const WatchedTarget target(request.openTarget, messages);
+    CheckMode(target.Providers(), mode);
     right = ConfigurationOfTarget(mode);
     target.ThrowIfSilent();
   } else {

@@ -205,6 +205,7 @@ int RunCheck(CheckRequest request, const Messages& messages) {
   if (request.openTarget) {
     request.choice.mode = request.mode.value_or(ModeOf(file.Content()));
     const WatchedTarget target(request.openTarget, messages);
+    CheckMode(target.Providers(), request.choice.mode);
     const Rehearsal rehearsal = Rehearse(request.choice, target.Providers());
     const std::vector<Finding> more = CheckAgainstTarget(request.choice, rehearsal);
     target.ThrowIfSilent();

@@ -304,7 +304,10 @@ int RestoreAndReport(const RestoreRequest& request, const Configuration& file,
   try {
     target.ThrowIfSilent();
   } catch (const ResultStatus&) {
-    messages.Error("the target fell silent; which of the settings were written is not known");
+    for (const SDK::WriteNote& note : written.notes) messages.Error(note.path + ": " + note.reason);
+    messages.Error(written.notes.empty()
+                       ? "the target fell silent; which of the settings were written is not known"
+                       : "the target fell silent; above is what it has not taken");
     throw;
   }
   const RestoreReport report = Report(file, before, after, sent, written.notes);
@@ -327,6 +330,7 @@ int RunRestore(RestoreRequest request, const Messages& messages) {
     ReadPassword(request.password, sizeof SDK::SavenRestoreOptions::password - 1, password);
   }
   const WatchedTarget target(request.openTarget, messages);
+  CheckMode(target.Providers(), request.choice.mode);
   const Rehearsal rehearsal = Rehearse(request.choice, target.Providers());
   RefuseUnfitFile(request, read, rehearsal, target, messages);
   const Configuration before = ConfigurationOfTarget(request.choice.mode);

@@ -38,6 +38,7 @@ Saved SaveTo(const std::string& file, const SaveRequest& request, const Messages
   Progress progress(messages.ShowsProgress());
   const WatchedTarget target(request.openTarget, messages, &progress);
   const Mode mode = request.mode.value_or(ModeOf(target.Providers()));
+  CheckMode(target.Providers(), mode);
   ShownSaveRestore(progress).Save(OptionsFor(file, mode));
   target.ThrowIfSilent();
   return {mode, target.Queries()};

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "common/ErrorManager.h"
+#include "common/Logger.h"
 #include "common/Platform.h"
 #ifdef SAVERESTORE_HOST
 #include "providers/host/HostProvider.h"
@@ -16,6 +17,9 @@
 #include "tool/ExitCodes.h"
 #include "tool/Interrupt.h"
 #include "tool/ObservedProvider.h"
+#ifdef SAVERESTORE_IPMI
+#include "tool/IpmiTarget.h"
+#endif
 
 namespace Tool {
 namespace {
@@ -34,18 +38,39 @@ Host::HostRoots LocalRoots() {
   return roots;
 }
 
+#ifdef SAVERESTORE_IPMI
+/// The kernel's IPMI device. A rehearsal in directories must not reach the real BMC.
+std::string LocalBmcDevice() {
+  const char* sysfs = std::getenv("SAVERESTORE_SYSFS");
+  return sysfs == nullptr ? "/dev/ipmi0" : std::string(sysfs) + "/ipmi0";
+}
+#endif
+
+/// A machine without a BMC, or without the driver for it, has its BIOS all the same.
 Mounts OpenLocal(const std::string& /*place*/, const TargetOptions& /*options*/) {
   const auto provider = std::make_shared<Host::HostProvider>(LocalRoots());
-  return {{"BIOS", {provider}}, {"SMBIOS", {provider}}};
+  Mounts mounts = {{"BIOS", {provider}}, {"SMBIOS", {provider}}};
+#ifdef SAVERESTORE_IPMI
+  try {
+    mounts["BMC"] = {OpenLocalBmc(LocalBmcDevice())};
+  } catch (const ResultStatus& failure) {
+    LOGGER::Logger::CreateInstance()->Log(LOGGER::Warning, "src/tool", "OpenLocal", __LINE__,
+                                          "the BMC of this machine is left out: %s",
+                                          failure.message().c_str());
+  }
+#endif
+  return mounts;
 }
 #endif
 
 constexpr auto kTargetKinds = std::to_array<TargetKind>({
 #ifdef SAVERESTORE_HOST
-    {"local", "local", "the BIOS of the machine that the tool runs on, as Linux shows it",
-     OpenLocal},
+    {"local", "local", "the machine that the tool runs on, as Linux shows it", OpenLocal},
 #endif
     {"machine", "machine:FILE", "a simulated server that lives in a JSON file", OpenMachine},
+#ifdef SAVERESTORE_IPMI
+    {"ipmi", "ipmi:[USER@]HOST[:PORT]", "a management controller (BMC), by IPMI 2.0", OpenIpmi},
+#endif
 });
 
 constexpr const char* kBmcTree = "BMC";
@@ -71,6 +96,12 @@ Mounts OpenOne(const std::string& target, const TargetOptions& options) {
     throw ToolError(ExitUsage, "\"" + target + "\" is no target. " + HowToChoose());
   }
   return kind->open(place, options);
+}
+
+/// True when a target is there for `tree`; a stand-in is not worth one.
+bool Covers(const Mounts& mounts, const char* tree) {
+  const auto mount = mounts.find(tree);
+  return mount != mounts.end() && !mount->second.isStandIn;
 }
 
 }  // namespace
@@ -130,12 +161,21 @@ std::vector<SDK::WriteNote> TakeWriteNotes(const Mounts& mounts) {
 }
 
 Mode ModeOf(const Mounts& mounts) {
-  const auto isThere = [&](const char* tree) {
-    const auto mount = mounts.find(tree);
-    return mount != mounts.end() && !mount->second.isStandIn;
+  const bool hasBios = Covers(mounts, kBiosTree);
+  if (hasBios == Covers(mounts, kBmcTree)) return ModeAll;
+  return hasBios ? ModeBios : ModeBmc;
+}
+
+void CheckMode(const Mounts& mounts, Mode mode) {
+  struct Need {
+    const char* tree;
+    Mode without;  ///< the mode that does without it
   };
-  if (isThere(kBiosTree) == isThere(kBmcTree)) return ModeAll;
-  return isThere(kBiosTree) ? ModeBios : ModeBmc;
+  for (const Need& need : std::to_array<Need>({{kBiosTree, ModeBmc}, {kBmcTree, ModeBios}})) {
+    if (mode == need.without || Covers(mounts, need.tree)) continue;
+    throw ToolError(ExitUsage, std::string("the target has no ") + need.tree + "; use --mode " +
+                                   NameOf(need.without) + ", or add a --target that has one");
+  }
 }
 
 WatchedTarget::WatchedTarget(const TargetOpener& open, const Messages& messages,

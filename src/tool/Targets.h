@@ -33,6 +33,7 @@ using Mounts = std::map<std::string, Mount>;
 /// What the command line says of all targets: how to reach them and how to log in.
 struct TargetOptions {
   PasswordSource bmcPassword;
+  std::vector<std::string> ipmiWorkarounds;  ///< names that FreeIPMI's users know
 };
 
 /// One kind of target that this build can reach.
@@ -68,6 +69,10 @@ using Wrapper = std::function<std::shared_ptr<SDK::QueryProvider>(
 
 /// The mode that covers what is mounted; a stand-in is not worth one.
 [[nodiscard]] Mode ModeOf(const Mounts& mounts);
+
+/// A part that nothing is mounted for would be saved as empty, or restored to nobody.
+/// \throws ToolError  usage: `mode` asks for such a part.
+void CheckMode(const Mounts& mounts, Mode mode);
 
 /// The targets of a command: opened, mounted, and watched. Every query is counted, shown with
 /// --verbose, and stopped when the user has interrupted the command.

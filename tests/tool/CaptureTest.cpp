@@ -27,13 +27,15 @@ using ::testing::Not;
 
 class CaptureTest : public ToolTest {
  protected:
-  /// Captures `target` and compares saves of it and of the capture, in every mode.
-  void ExpectSameSaves(const std::string& target, const std::string& environment = "") {
+  /// Captures `target` and compares saves of it and of the capture in these modes.
+  void ExpectSameSaves(const std::string& target,
+                       const std::vector<std::string>& modes = {"bios", "bmc", "all"},
+                       const std::string& environment = "") {
     const Outcome captured = Run("--target " + target + " machine capture c.json", environment);
     ASSERT_EQ(captured.exitCode, 0) << captured.err;
     EXPECT_THAT(captured.out, HasSubstr("Captured c.json: "));
     EXPECT_EQ(ModeBits(PathOf("c.json")), 0600U);
-    for (const std::string mode : {"bios", "bmc", "all"}) {
+    for (const std::string& mode : modes) {
       const std::string save = " save --overwrite --mode " + mode;
       ASSERT_EQ(Run("--target " + target + save + " t.ini", environment).exitCode, 0);
       ASSERT_EQ(Run("--target machine:c.json" + save + " c.ini").exitCode, 0);
@@ -215,10 +217,23 @@ class LocalTest : public CaptureTest {
 };
 
 TEST_F(LocalTest, ACaptureIsSavedLikeTheMachineItself) {
-  ExpectSameSaves("local", Environment());
+  ExpectSameSaves("local", {"bios"}, Environment());
   const std::string text = ReadText(PathOf("t.ini"));
   EXPECT_THAT(text, HasSubstr("Quiet; Boot=Enabled\t"));
   EXPECT_THAT(text, HasSubstr("[BIOS::BootOrder]\nDebian \\x3D GNU=1\nGrüße (Boot0001)=2\n"));
+}
+
+TEST_F(LocalTest, APartThatTheTargetLacksIsRefused) {
+  for (const char* mode : {"bmc", "all"}) {
+    const Outcome outcome =
+        Run(std::string("--target local save x.ini --mode ") + mode, Environment());
+    EXPECT_EQ(outcome.exitCode, 64);
+    EXPECT_THAT(outcome.err, HasSubstr("the target has no BMC; use --mode bios"));
+  }
+  EXPECT_FALSE(fs::exists(PathOf("x.ini")));
+  // Both are for the BIOS.
+  const std::string both = "--target local --target " + Example("caldra");
+  EXPECT_EQ(Run(both + " save x.ini", Environment()).exitCode, 64);
 }
 
 TEST_F(LocalTest, AnEditedFileIsRestored) {

@@ -1,0 +1,117 @@
+#include "providers/ipmi/Reader.h"
+
+#include <algorithm>
+#include <charconv>
+#include <functional>
+
+#include "providers/ipmi/Codec.h"
+#include "providers/ipmi/Instances.h"
+#include "providers/ipmi/PageAccess.h"
+#include "query/NodeTree.h"
+
+namespace Ipmi {
+namespace {
+
+using Visit = std::function<void(const std::string& path, const Place& place)>;
+
+/// True when what begins with `prefix` and goes on with an index can be `path` or lie below it.
+bool LeadsTo(const std::string& prefix, const std::string& path) {
+  return prefix == path || Query::IsBelow(prefix, path) || path.starts_with(prefix + "[");
+}
+
+/// True when the node `inner` is `path`, lies below it, or has it below itself.
+bool IsOnTheWay(const std::string& inner, const std::string& path) {
+  return inner == path || Query::IsBelow(inner, path) || Query::IsBelow(path, inner);
+}
+
+/// Visits the paths that `pattern` stands for, at and below `path`, on this BMC.
+void Expand(Bmc& bmc, std::string_view pattern, const std::string& path, const std::string& done,
+            const Place& place, const Visit& visit) {
+  const std::size_t open = pattern.find('[');
+  if (open == std::string_view::npos) {
+    const std::string whole = done + std::string(pattern);
+    if (whole == path || Query::IsBelow(whole, path)) visit(whole, place);
+    return;
+  }
+  const std::string prefix = done + std::string(pattern.substr(0, open));
+  if (!LeadsTo(prefix, path)) return;
+  const char letter = pattern[open + 1];
+  for (const std::uint8_t index : InstancesOf(bmc, letter, place)) {
+    const std::string instance = prefix + "[" + std::to_string(index) + "]";
+    if (!IsOnTheWay(instance, path)) continue;
+    Place there = place;
+    PutIndex(there, letter, index);
+    Expand(bmc, pattern.substr(open + 3), path, instance, there, visit);
+  }
+}
+
+/// The node that `path` is a child of; empty for the root of a tree.
+std::string ParentOf(const std::string& path) {
+  const std::size_t cut = path.find_last_of(path.ends_with(']') ? '[' : '/');
+  return path.substr(0, cut);
+}
+
+/// The index of the last token; -1 for none.
+int IndexOf(const std::string& path) {
+  if (!path.ends_with(']')) return -1;
+  int index = -1;
+  std::from_chars(path.data() + path.rfind('[') + 1, path.data() + path.size(), index);
+  return index;
+}
+
+/// Lists `path` with its parent, and that with its own.
+void ListWithParents(const std::string& path, NodeMap& tree) {
+  const std::string parent = ParentOf(path);
+  if (parent.empty()) return;
+  const bool isNew = !tree.contains(parent);
+  std::vector<std::string>& children = tree[parent].values;
+  if (std::ranges::find(children, path) != children.end()) return;
+  children.push_back(path);
+  if (isNew) ListWithParents(parent, tree);
+}
+
+/// A collection lists its instances alone and in their order: what all of them share has paths
+/// below it, but is none of them.
+void ListInstancesAlone(const std::string& path, _XNode& node) {
+  const auto isInstance = [](const std::string& child) { return IndexOf(child) >= 0; };
+  const bool isCollection = std::ranges::any_of(
+      FieldTable(), [&](const FieldRow& field) { return field.path.starts_with(path + "["); });
+  if (!isCollection && std::ranges::none_of(node.values, isInstance)) return;
+  std::erase_if(node.values, std::not_fn(isInstance));
+  std::ranges::sort(node.values, {}, IndexOf);
+}
+
+}  // namespace
+
+std::optional<std::string> ReadField(Bmc& bmc, const FieldRow& field, Place place) {
+  if (field.page == Page::UserEnable) place.channel = UserChannel(bmc);
+  const std::optional<Bytes> data = ReadPage(bmc, field.page, place);
+  return data ? Decode(field, *data) : std::nullopt;
+}
+
+bool IsThere(Bmc& bmc, const FieldRow& field, const std::string& path) {
+  bool isThere = false;
+  Expand(bmc, field.path, path, "", {},
+         [&](const std::string& leaf, const Place& /*place*/) { isThere |= leaf == path; });
+  return isThere;
+}
+
+NodeMap ReadTree(Bmc& bmc, const std::string& path) {
+  NodeMap leaves;
+  NodeMap inner;
+  for (const FieldRow& field : FieldTable()) {
+    Expand(bmc, field.path, path, "", {}, [&](const std::string& leaf, const Place& place) {
+      std::optional<std::string> text = ReadField(bmc, field, place);
+      if (!text) return;
+      _XNode& node = leaves[leaf];
+      node.values = {std::move(*text)};
+      for (const Word& word : field.words) node.options.emplace(word.text, word.text);
+      ListWithParents(leaf, inner);
+    });
+  }
+  for (auto& [parent, node] : inner) ListInstancesAlone(parent, node);
+  leaves.merge(inner);
+  return leaves;
+}
+
+}  // namespace Ipmi

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "providers/ipmi/Bmc.h"
+#include "providers/ipmi/FieldTable.h"
+#include "query/XNode.h"
+
+namespace Ipmi {
+
+/// The text of one setting, or nothing when the BMC does not have it.
+/// \throws ResultStatus  as `Bmc::Ask`.
+[[nodiscard]] std::optional<std::string> ReadField(Bmc& bmc, const FieldRow& field, Place place);
+
+/// True when the BMC has the channel, user, filter and destination that `path`, one of `field`,
+/// names.
+/// \throws ResultStatus  as `Bmc::Ask`.
+[[nodiscard]] bool IsThere(Bmc& bmc, const FieldRow& field, const std::string& path);
+
+/// The nodes at `path` and below it, and inner nodes that list their children: a collection its
+/// instances. Asks for nothing else.
+/// \throws ResultStatus  as `Bmc::Ask`.
+[[nodiscard]] NodeMap ReadTree(Bmc& bmc, const std::string& path);
+
+}  // namespace Ipmi

@@ -12,6 +12,9 @@
 #include "tool/ExitCodes.h"
 #include "tool/Interrupt.h"
 #include "tool/ObservedProvider.h"
+#ifdef SAVERESTORE_REDFISH
+#include "tool/RedfishTarget.h"
+#endif
 
 namespace Tool {
 namespace {
@@ -22,6 +25,10 @@ Mounts OpenMachine(const std::string& place, const TargetOptions& /*options*/) {
 
 constexpr auto kTargetKinds = std::to_array<TargetKind>({
     {"machine", "machine:FILE", "a simulated server that lives in a JSON file", OpenMachine},
+#ifdef SAVERESTORE_REDFISH
+    {"redfish", "redfish:[USER@]HOST[:PORT][/SYSTEM]",
+     "the BIOS of a server, over the Redfish service of its BMC", OpenRedfish},
+#endif
 });
 
 constexpr const char* kBmcTree = "BMC";

@@ -19,6 +19,7 @@ import json
 import os
 import ssl
 import sys
+import threading
 import time
 from urllib.parse import urlsplit
 
@@ -183,12 +184,19 @@ def parse(arguments):
     parser.add_argument("--user", default="admin")
     parser.add_argument("--password", default="redfish-password")
     parser.add_argument("--knob", action="append", default=[], metavar="NAME[=VALUE]")
+    parser.add_argument("--end-with-stdin", action="store_true",
+                        help="end when the standard input does, so that nobody forgets the service")
     parser.add_argument("--list-knobs", action="store_true", help="list the knobs and end")
     options = parser.parse_args(arguments)
     for knob in options.knob:
         if knob.partition("=")[0] not in KNOBS:
             parser.error(f"there is no knob {knob}; --list-knobs lists them")
     return options
+
+
+def end_with_stdin():
+    sys.stdin.buffer.read()
+    os._exit(0)
 
 
 def main():
@@ -198,6 +206,8 @@ def main():
         return
     with open(os.path.join(os.path.dirname(os.path.abspath(__file__)), "attributes.json"), encoding="utf-8") as file:
         server = listen(options, Service(options, json.load(file)))
+    if options.end_with_stdin:
+        threading.Thread(target=end_with_stdin, daemon=True).start()
     print("PORT", server.server_port, flush=True)
     server.serve_forever()
 

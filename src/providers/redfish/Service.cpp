@@ -9,12 +9,19 @@ namespace Redfish {
 namespace {
 
 constexpr const char* kId = "@odata.id";
-constexpr const char* kRegistryPrefix = "BiosAttributeRegistry";
+constexpr const char* kRegistryPrefix = "biosattributeregistry";
 
 /// What stands behind the last "/" of a path.
 std::string LastPart(std::string path) {
   while (path.ends_with('/')) path.pop_back();
   return path.substr(path.rfind('/') + 1);
+}
+
+std::string Lower(std::string text) {
+  for (char& character : text) {
+    if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
+  }
+  return text;
 }
 
 /// The address of a registry's text, in English where there is a choice.
@@ -143,26 +150,28 @@ std::string Service::SettingsPath(const json& resource) {
 }
 
 /// The path of the registry with this id, or else of one whose id begins with the prefix; empty
-/// without one. The address mostly ends in the id; only where it does not, the members are fetched.
+/// without one. The address mostly ends in the id, in whatever case; only where it does not, the
+/// members are fetched.
 std::string Service::RegistryFile(const std::string& id) {
   const std::string collection = LinkAt(Root().content, {"Registries"});
   if (collection.empty()) return {};
-  const std::vector<std::string> members = Members(collection);
+  const std::string wanted = Lower(id);
   std::string byPrefix;
-  for (const std::string& path : members) {
-    const std::string name = LastPart(path);
-    if (!id.empty() && name == id) return path;
+  const auto isIt = [&](const std::string& path, const std::string& spelling) {
+    const std::string name = Lower(spelling);
     if (byPrefix.empty() && name.starts_with(kRegistryPrefix)) byPrefix = path;
+    return !wanted.empty() && name == wanted;
+  };
+  const std::vector<std::string> members = Members(collection);
+  for (const std::string& path : members) {
+    if (isIt(path, LastPart(path))) return path;
   }
   if (!byPrefix.empty()) return byPrefix;
   for (const std::string& path : members) {
     const Resource* file = Find(path);
     if (file == nullptr) continue;
-    for (const char* member : {"Id", "Registry"}) {
-      const std::string name = TextAt(file->content, {member});
-      if (!id.empty() && name == id) return path;
-      if (byPrefix.empty() && name.starts_with(kRegistryPrefix)) byPrefix = path;
-    }
+    if (isIt(path, TextAt(file->content, {"Id"}))) return path;
+    if (isIt(path, TextAt(file->content, {"Registry"}))) return path;
   }
   return byPrefix;
 }

@@ -59,11 +59,21 @@ class Menus {
       std::vector<std::string> path = Segments(TextAt(menu, {"MenuPath"}));
       // Some services give the path of the menu, others that of the menu around it.
       if (!name.empty() && (path.empty() || path.back() != name)) path.push_back(name);
-      if (!path.empty()) labels_.try_emplace(path, Label(TextAt(menu, {"DisplayName"})));
+      if (path.empty()) continue;
+      if (IsTrue(menu, "Hidden")) hidden_.insert(path);
+      labels_.try_emplace(path, Label(TextAt(menu, {"DisplayName"})));
     }
   }
 
   Menu& Root() { return menus_.front(); }
+
+  /// True when the setup does not show the menu at `path`, or one around it.
+  [[nodiscard]] bool IsHidden(std::vector<std::string> path) const {
+    for (; !path.empty(); path.pop_back()) {
+      if (hidden_.contains(path)) return true;
+    }
+    return false;
+  }
 
   Menu& AtPath(const std::vector<std::string>& path) {
     if (path.empty()) return Root();
@@ -83,6 +93,7 @@ class Menus {
   std::deque<Menu> menus_{1};
   std::map<Path, Menu*> byPath_;
   std::map<Path, std::string> labels_;
+  std::set<Path> hidden_;
 };
 
 bool IsLeftOut(const std::string& name, const json& entry, const json& value) {
@@ -143,15 +154,15 @@ std::map<std::string, std::string> OptionsOf(const json& entry, const Attribute&
   std::map<std::string, std::string> options;
   for (const json& choice : ValueList(entry)) {
     const std::string name = ToText(At(choice, {"ValueName"}));
-    std::string text = Label(TextAt(choice, {"ValueDisplayName"}));
+    std::string text = OneLine(TextAt(choice, {"ValueDisplayName"}));
     if (name.empty() || name.find('\0') != std::string::npos) continue;
-    options.try_emplace(name, text.empty() ? Label(name) : text);
+    options.try_emplace(name, text.empty() ? OneLine(name) : text);
   }
   if (options.empty() && attribute.type == ValueType::Boolean) {
     options = {{"false", "False"}, {"true", "True"}};
   }
   // A value that its list lacks is a value that the server has: a file with it must be right.
-  if (!options.empty() && !current.empty()) options.try_emplace(current, Label(current));
+  if (!options.empty() && !current.empty()) options.try_emplace(current, OneLine(current));
   return options;
 }
 
@@ -208,10 +219,11 @@ SetupTree BuildSetupTree(const json& attributes, const json& registry) {
   std::set<std::string> described;
   const auto add = [&](const std::string& name, const json& entry, const json& value) {
     if (IsLeftOut(name, entry, value)) return;
+    const std::vector<std::string> path = Segments(TextAt(entry, {"MenuPath"}));
+    if (menus.IsHidden(path)) return;
     std::string label = Label(TextAt(entry, {"DisplayName"}));
     if (label.empty()) label = Label(name);
-    menus.AtPath(Segments(TextAt(entry, {"MenuPath"})))
-        .children.push_back({label, name, nullptr, &entry, &value});
+    menus.AtPath(path).children.push_back({label, name, nullptr, &entry, &value});
   };
   for (const json& entry : At(registry, {"RegistryEntries", "Attributes"})) {
     const std::string name = TextAt(entry, {"AttributeName"});

@@ -40,9 +40,10 @@ struct SetupTree {
 /// The tree of `attributes` (the object of names and values). `registry` is an attribute registry,
 /// or null: then all settings lie in one menu under their names.
 ///
-/// Left out are attributes that the registry hides, has as write-only or as passwords, those whose
-/// names say that they hold a secret, and values that are neither text, number nor true or false.
-/// What is wrong with a registry costs no more than the text or place of the attribute concerned.
+/// Left out are attributes that the registry hides (or a menu around them), has as write-only or as
+/// passwords, those whose names say that they hold a secret, and values that are neither text,
+/// number nor true or false. What is wrong with a registry costs no more than the text or place of
+/// the attribute concerned.
 [[nodiscard]] SetupTree BuildSetupTree(const nlohmann::json& attributes,
                                        const nlohmann::json& registry);
 

@@ -44,13 +44,12 @@ std::string LinkAt(const json& object, std::initializer_list<const char*> names)
 }
 
 Service::Service(const Endpoint& endpoint, const Credentials& credentials, std::string system)
-    : session_(endpoint), wantedSystem_(std::move(system)) {
+    : session_(endpoint, credentials), wantedSystem_(std::move(system)) {
   const json& root = Root().content;
   if (LinkAt(root, {"Systems"}).empty()) {
     ErrorManager::Raise(ErrorManager::BadAnswer, Name(), "it lists no systems");
   }
-  std::string sessions = LinkAt(root, {"Links", "Sessions"});
-  session_.LogIn(sessions, credentials);
+  session_.LogIn(LinkAt(root, {"Links", "Sessions"}));
 }
 
 const Resource* Service::Find(const std::string& path) {

@@ -77,6 +77,19 @@ TargetOpener OpenerOf(const Globals& globals) {
   return [&globals] { return OpenTargets(globals.targets, globals.targetOptions); };
 }
 
+/// The options that reach the targets again, for a command that a person may repeat.
+std::vector<std::string> WordsOf(const TargetOptions& options) {
+  std::vector<std::string> words;
+  const auto add = [&](const char* option, const std::string& value) {
+    if (!value.empty()) words.insert(words.end(), {option, value});
+  };
+  add("--bmc-password-file", options.bmcPassword.file);
+  add("--cacert", options.redfish.caFile);
+  add("--pinned-key", options.redfish.pinnedKey);
+  if (options.redfish.insecure) words.emplace_back("--insecure");
+  return words;
+}
+
 /// A command that was chosen on the command line, ready to run.
 using Command = std::function<int(const Globals&, const Messages&)>;
 
@@ -140,6 +153,7 @@ void AddRestore(CLI::App& app, Command& chosen) {
     chosen = [request](const Globals& globals, const Messages& messages) {
       request->openTarget = OpenerOf(globals);
       request->targets = globals.targets;
+      request->targetWords = WordsOf(globals.targetOptions);
       return RunRestore(*request, messages);
     };
   });

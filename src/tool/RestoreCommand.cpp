@@ -148,6 +148,7 @@ std::string ShellWord(const std::string& text) {
 std::string CommandBack(const RestoreRequest& request, const std::string& backup) {
   std::string command = "saverestore";
   for (const std::string& text : request.targets) command += " --target " + ShellWord(text);
+  for (const std::string& word : request.targetWords) command += " " + ShellWord(word);
   command += std::string(" restore --mode ") + NameOf(request.choice.mode);
   if (request.choice.skipSystemCheck) command += " --skip-system-check";
   if (!request.password.file.empty()) {

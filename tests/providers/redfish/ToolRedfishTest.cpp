@@ -57,6 +57,7 @@ TEST_F(ToolRedfishTest, OnlyWhatWasEditedChangesAtTheNextBoot) {
 
   const ToolOutcome restored = RunRemote("restore --yes x.ini");
   EXPECT_EQ(restored.exitCode, 0) << restored.err;
+  EXPECT_THAT(restored.err, HasSubstr(" --bmc-password-file password --cacert ca.pem restore "));
   EXPECT_THAT(restored.out, HasSubstr("Turbo Mode: pending until the next boot"));
   EXPECT_THAT(restored.out, HasSubstr("2 applied, 4 pending until the next boot, 0 not applied"));
   EXPECT_EQ(service->Attributes(), before);

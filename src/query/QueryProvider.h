@@ -29,6 +29,7 @@ struct BootMessage {
   std::string time;  ///< when it was said, as the server writes it; empty when it does not tell
   std::string text;  ///< a part of a sentence
   bool isFault = true;
+  bool isWaiting = false;  ///< it is about a value that takes effect at the next boot
 };
 
 /// One back end for one or more trees of the query path space ("BMC", "BIOS", "SMBIOS").

@@ -1,6 +1,5 @@
 #include "tool/VerifyCommand.h"
 
-#include <map>
 #include <nlohmann/json.hpp>
 #include <vector>
 
@@ -48,13 +47,6 @@ Findings CompareWithTarget(const Configuration& file, const Configuration& machi
   return findings;
 }
 
-std::string NameOf(const SDK::BootMessage& message, const Configuration& machine) {
-  for (const Setting& setting : machine.Settings()) {
-    if (!message.path.empty() && setting.path == message.path) return setting.Name();
-  }
-  return message.path;
-}
-
 void PrintJson(const Findings& findings, const VerifyRequest& request, Mode mode,
                const Configuration& machine, const Messages& messages) {
   ordered_json different = ordered_json::array();
@@ -67,13 +59,13 @@ void PrintJson(const Findings& findings, const VerifyRequest& request, Mode mode
   }
   ordered_json said = ordered_json::array();
   for (const SDK::BootMessage& message : findings.messages) {
-    said.push_back({{"setting", NameOf(message, machine)},
+    said.push_back({{"setting", machine.NameOf(message.path)},
                     {"time", message.time},
                     {"fault", message.isFault},
                     {"text", message.text}});
   }
   const ordered_json document = {
-      {"schema", "saverestore-verify/1"}, {"file", request.file},   {"mode", Tool::NameOf(mode)},
+      {"schema", "saverestore-verify/1"}, {"file", request.file},   {"mode", NameOf(mode)},
       {"compared", findings.compared},    {"different", different}, {"messages", said}};
   messages.Document(document.dump(2, ' ', false, ordered_json::error_handler_t::replace));
 }
@@ -85,7 +77,7 @@ void PrintText(const Findings& findings, const Configuration& machine, const Mes
                                         : "machine \"" + present->value + "\""));
   }
   for (const SDK::BootMessage& message : findings.messages) {
-    const std::string name = NameOf(message, machine);
+    const std::string name = machine.NameOf(message.path);
     messages.Result("The server says" + (message.time.empty() ? "" : " (" + message.time + ")") +
                     ": " + (name.empty() ? "" : name + ": ") + message.text);
   }

@@ -111,7 +111,6 @@ HttpClient::HttpClient(Endpoint endpoint)
   handle_->curl.reset(curl);
   if (curl == nullptr) ErrorManager::Raise(ErrorManager::Unreachable, "no HTTP client");
   Set(curl, CURLOPT_ERRORBUFFER, handle_->error.data());
-  Set(curl, CURLOPT_NOSIGNAL, 1L);
   Set(curl, CURLOPT_PROTOCOLS_STR, "https");
   Set(curl, CURLOPT_FOLLOWLOCATION, 0L);
   Set(curl, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));

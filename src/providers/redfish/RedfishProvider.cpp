@@ -230,7 +230,7 @@ std::vector<SDK::BootMessage> RedfishProvider::BootMessages() {
     for (const std::string& name : message.about) {
       if (const auto path = pathOf.find(name); path != pathOf.end()) about = path->second;
     }
-    all.push_back({about, time, message.text, message.isFault});
+    all.push_back({about, time, message.text, message.isFault, false});
   }
   const std::string settings = Service::SettingsPath(bios);
   const Resource* pending = settings.empty() ? nullptr : service_.Find(settings);
@@ -239,7 +239,8 @@ std::vector<SDK::BootMessage> RedfishProvider::BootMessages() {
   for (const auto& [name, value] : At(pending->content, {"Attributes"}).items()) {
     const auto path = pathOf.find(name);
     if (path == pathOf.end() || At(present, {name.c_str()}) == value) continue;
-    all.push_back({path->second, "", "\"" + ToText(value) + "\" waits for the next boot", true});
+    all.push_back(
+        {path->second, "", "\"" + ToText(value) + "\" waits for the next boot", true, true});
   }
   return all;
 }

@@ -10,6 +10,8 @@
 
 namespace Redfish {
 
+struct Batch;
+
 /// A server's BIOS as a Redfish service shows it. Mount it for "BIOS" and "SMBIOS"; of "BMC" it
 /// knows the firmware version alone. It is logged in from its construction to its destruction.
 ///
@@ -45,7 +47,7 @@ class RedfishProvider final : public SDK::QueryProvider {
   void Unload(const char* root);
 
   void Apply(const SDK::SettingMap& settings);
-  void SortOut(const std::string& path, const std::string& value, struct Batch& batch);
+  void SortOut(const std::string& path, const std::string& value, Batch& batch);
   void CheckUnchanged(const std::string& path, const std::string& value);
 
   Service service_;

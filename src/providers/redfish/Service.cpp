@@ -108,7 +108,10 @@ std::vector<std::string> Service::MembersIn(const std::string& path,
     for (const json& member : At(content, {"Members"})) {
       std::string link = PathOfLink(TextAt(member, {kId}));
       if (link.empty()) continue;
-      if (member.size() > 1) resources_.try_emplace(link, Resource{member, ""});
+      // Only what was asked for as a whole is one: a plain list may show a part of each member.
+      if (path != collection && member.contains("@odata.type")) {
+        resources_.try_emplace(link, Resource{member, TextAt(member, {"@odata.etag"})});
+      }
       paths.push_back(std::move(link));
     }
     const std::string next = PathOfLink(TextAt(content, {"Members@odata.nextLink"}));

@@ -44,9 +44,9 @@ class Service {
   [[nodiscard]] HttpAnswer Patch(const std::string& path, const json& change,
                                  const std::string& etag);
 
-  /// The paths of the members of a collection. Members that came along with it are kept.
+  /// The paths of the members of a collection.
   std::vector<std::string> Members(const std::string& collection);
-  /// The same, asking for the members along with the collection where the service can do that.
+  /// The same, and fetches the members along with the collection where the service can do that.
   std::vector<std::string> ExpandedMembers(const std::string& collection);
 
   const Resource& Root() { return Get(kRoot); }

@@ -80,7 +80,8 @@ class Menus {
     if (const auto known = byPath_.find(path); known != byPath_.end()) return *known->second;
     Menu& parent = AtPath({path.begin(), path.end() - 1});
     const auto label = labels_.find(path);
-    const std::string name = Label(path.back());
+    std::string name = Label(path.back());
+    if (name.empty()) name = "Menu";
     const bool isNamed = label != labels_.end() && !label->second.empty();
     Menu& menu = menus_.emplace_back();
     parent.children.push_back({isNamed ? label->second : name, name, &menu});
@@ -223,6 +224,7 @@ SetupTree BuildSetupTree(const json& attributes, const json& registry) {
     if (menus.IsHidden(path)) return;
     std::string label = Label(TextAt(entry, {"DisplayName"}));
     if (label.empty()) label = Label(name);
+    if (label.empty()) return;
     menus.AtPath(path).children.push_back({label, name, nullptr, &entry, &value});
   };
   for (const json& entry : At(registry, {"RegistryEntries", "Attributes"})) {

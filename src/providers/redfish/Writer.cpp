@@ -5,9 +5,6 @@
 #include <iterator>
 #include <utility>
 
-#include "common/ErrorManager.h"
-#include "common/Logger.h"
-
 namespace Redfish {
 namespace {
 
@@ -122,21 +119,6 @@ void Writer::ReadBack() {
     notes_.push_back({change.path, Fate::Ignored,
                       message == messages_.end() ? "the server keeps its value" : message->second});
   }
-  WarnOfOthers(present, pending);
-}
-
-/// An earlier change that still waits takes effect with this one, whatever was restored.
-void Writer::WarnOfOthers(const json& present, const json& pending) const {
-  std::string names;
-  for (const auto& [name, value] : pending.items()) {
-    const json& now = At(present, {name.c_str()});
-    if (now.is_null() || now == value || sent_.contains(name)) continue;
-    names += (names.empty() ? "" : ", ") + name;
-  }
-  if (names.empty()) return;
-  LOGGER::Logger::CreateInstance()->Log(
-      LOGGER::Warning, "src/providers/redfish", "WarnOfOthers", __LINE__,
-      "Earlier changes of other settings wait for the next boot of this server: %s", names.c_str());
 }
 
 }  // namespace Redfish

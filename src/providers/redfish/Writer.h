@@ -38,7 +38,6 @@ class Writer {
   void RefuseAll(const Changes& changes, const std::string& reason);
   void KeepMessages(const HttpAnswer& answer);
   void ReadBack();
-  void WarnOfOthers(const json& present, const json& pending) const;
 
   Service& service_;
   std::string settings_;  ///< the path of the settings object

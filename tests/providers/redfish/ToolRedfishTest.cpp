@@ -134,6 +134,18 @@ TEST_F(ToolRedfishTest, ThePasswordIsNowhereToBeSeen) {
   }
 }
 
+TEST_F(ToolRedfishTest, WarnsOfAnEarlierChangeThatWouldUndoTheRestore) {
+  ASSERT_EQ(RunRemote("save x.ini").exitCode, 0);
+  ASSERT_EQ(RunRemote("save y.ini").exitCode, 0);
+  Edit("y.ini", "Turbo Mode", "Off");
+  const ToolOutcome first = RunRemote("restore --yes y.ini");
+  EXPECT_EQ(first.exitCode, 0);
+  EXPECT_THAT(first.err, Not(HasSubstr("earlier change")));
+  EXPECT_THAT(RunRemote("restore --yes x.ini").err,
+              HasSubstr("from an earlier change, of BIOS::Advanced::Processor Settings::Power %2F "
+                        "Performance::Turbo Mode, \"Off\" waits for the next boot"));
+}
+
 struct WrongCall {
   const char* name;
   std::string arguments;

@@ -27,7 +27,7 @@ std::vector<std::string> ReferencesOf(const json& system) {
 /// Puts the members that are likely to be named first: a member's address mostly ends in the
 /// reference.
 void SortLikelyFirst(std::vector<std::string>& members, const std::set<std::string>& wanted) {
-  std::ranges::stable_partition(members, [&](const std::string& path) {
+  std::stable_partition(members.begin(), members.end(), [&](const std::string& path) {
     return wanted.contains(path.substr(path.rfind('/') + 1));
   });
 }

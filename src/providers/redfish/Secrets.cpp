@@ -25,7 +25,8 @@ bool NamesSecret(std::string_view attribute) {
     return std::tolower(static_cast<unsigned char>(left)) == right;
   };
   return std::ranges::any_of(kSecretNames, [&](std::string_view part) {
-    return !std::ranges::search(attribute, part, same).empty();
+    return std::search(attribute.begin(), attribute.end(), part.begin(), part.end(), same) !=
+           attribute.end();
   });
 }
 

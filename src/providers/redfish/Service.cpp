@@ -29,7 +29,7 @@ std::string AddressOfRegistry(const json& file) {
   std::string any;
   for (const json& location : At(file, {"Location"})) {
     const json& uri = At(location, {"Uri"});
-    const std::string path =
+    std::string path =
         PathOfLink(uri.is_string() ? uri.get<std::string>() : TextAt(uri, {"extref"}));
     if (TextAt(location, {"Language"}).starts_with("en") && !path.empty()) return path;
     if (any.empty()) any = path;
@@ -82,7 +82,7 @@ const Resource& Service::Get(const std::string& path) {
 HttpAnswer Service::Patch(const std::string& path, const json& change, const std::string& etag) {
   HttpRequest request{"PATCH", path, change.dump(), {}};
   if (!etag.empty()) request.headers.push_back("If-Match: " + etag);
-  HttpAnswer answer = session_.Exchange(std::move(request));
+  HttpAnswer answer = session_.Exchange(request);
   if (answer.IsSuccess()) Forget(path);
   return answer;
 }

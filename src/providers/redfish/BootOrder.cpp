@@ -108,6 +108,7 @@ std::vector<BootEntry> Reordered(const std::vector<BootEntry>& order,
 std::vector<SDK::WriteNote> WriteBootOrder(Service& service, const std::vector<BootEntry>& order) {
   using Fate = SDK::WriteNote::Fate;
   std::vector<std::string> references;
+  references.reserve(order.size());
   for (const BootEntry& entry : order) references.push_back(entry.reference);
   const std::string settings = Service::SettingsPath(service.System().content);
   const std::string path = settings.empty() ? service.SystemPath() : settings;

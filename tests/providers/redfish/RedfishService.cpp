@@ -36,6 +36,11 @@ std::string FirstLine(int descriptor) {
   throw std::runtime_error("the Redfish service did not start: '" + line + "'");
 }
 
+/// Runs a shell command, which is made of this file's own texts.
+bool Succeeds(const std::string& command) {
+  return std::system(command.c_str()) == 0;  // NOLINT(cert-env33-c)
+}
+
 std::array<int, 2> Pipe() {
   std::array<int, 2> ends = {};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
@@ -83,7 +88,7 @@ RedfishService::RedfishService(std::string folder, const std::vector<std::string
     : folder_(std::move(folder)),
       certificate_(certificate == Certificate::SelfSigned ? "self" : "server") {
   const std::string make = "'" + kFolder + "make-certs' '" + folder_ + "'";
-  if (std::system(make.c_str()) != 0) throw std::runtime_error("make-certs failed");
+  if (!Succeeds(make)) throw std::runtime_error("make-certs failed");
   std::vector<std::string> arguments = {"python3",
                                         "-B",
                                         kFolder + "service.py",
@@ -150,7 +155,7 @@ void RedfishService::End() noexcept {
 std::string RedfishService::MissingPrograms() {
   std::string missing;
   for (const std::string program : {"python3", "openssl"}) {
-    if (std::system(("command -v " + program + " >/dev/null").c_str()) != 0) {
+    if (!Succeeds("command -v " + program + " >/dev/null")) {
       missing += (missing.empty() ? "" : ", ") + program;
     }
   }

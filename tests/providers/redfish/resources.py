@@ -2,7 +2,6 @@
 sessions; which requests they take, and what makes them odd or broken.
 """
 import base64
-import hmac
 import json
 import re
 import secrets
@@ -50,14 +49,18 @@ KNOBS = {
 }
 
 SYSTEM_NAMES = {"systems": "/redfish/v1/Systems", "system": "/redfish/v1/Systems/1",
-                "bios": "/redfish/v1/Systems/1/Bios", "settings": "/redfish/v1/Systems/1/Bios/Settings",
+                "bios": "/redfish/v1/Systems/1/Bios",
+                "settings": "/redfish/v1/Systems/1/Bios/Settings",
                 "registry": "/redfish/v1/Registries/BiosAttributeRegistry.v1_0_0"}
 OTHER_NAMES = {"systems": "/redfish/v1/systems", "system": "/redfish/v1/systems/Node-A",
                "bios": "/redfish/v1/systems/Node-A/BIOS",
                "settings": "/redfish/v1/systems/Node-A/BIOS/Pending",
                "registry": "/redfish/v1/registries/biosattributeregistry.V1_0_0"}
+REGISTRY_PATH = "/redfish/v1/RegistryStore/bios.json"
 REGISTRY_ID = "BiosAttributeRegistry.v1_0_0"
 APPLY_TIMES = ["OnReset", "AtMaintenanceWindowStart"]
+RESET_TYPES = ["On", "ForceRestart", "GracefulRestart"]
+SYSTEM_TYPE = "ComputerSystem.v1_20_0.ComputerSystem"
 
 
 class Refused(Exception):
@@ -102,8 +105,12 @@ def resource(path, kind, name=None, **properties):
 
 
 def registry_file(path, name, locations):
-    return resource(path, "MessageRegistryFile.v1_1_3.MessageRegistryFile", name, Id=name, Registry=name,
-                    Languages=["en"], Location=locations)
+    return resource(path, "MessageRegistryFile.v1_1_3.MessageRegistryFile", name, Id=name,
+                    Registry=name, Languages=["en"], Location=locations)
+
+
+def base_registry_file():
+    return registry_file("/redfish/v1/Registries/Base.1.18.0", "Base.1.18.0", [])
 
 
 def missing(path):
@@ -111,7 +118,12 @@ def missing(path):
 
 
 def unauthorised():
-    return Refused(401, message("NoValidSession"), headers={"WWW-Authenticate": 'Basic realm="Redfish"'})
+    return Refused(401, message("NoValidSession"),
+                   headers={"WWW-Authenticate": 'Basic realm="Redfish"'})
+
+
+def order_refused(key, order):
+    return Refused(400, message(key, order, "BootOrder", related="#/Boot/BootOrder"))
 
 
 def not_allowed(methods):
@@ -145,10 +157,12 @@ class Service:
 
     def __init__(self, options, data):
         self.credentials = (options.user, options.password)
+        self.basic = "Basic " + base64.b64encode(":".join(self.credentials).encode()).decode()
         self.lock = threading.Lock()
         self.knobs = {}
         self.bios = Bios(data, self.knobs)
-        self.boot_options = {option["BootOptionReference"]: option for option in data["BootOptions"]}
+        self.boot_options = {option["BootOptionReference"]: option
+                             for option in data["BootOptions"]}
         self.boot_order = list(self.boot_options)
         self.waiting_order = None
         self.order_revision = 1
@@ -191,15 +205,14 @@ class Service:
 
     def authenticate(self, headers):
         """Refuses a request that nobody who may has sent."""
-        if token := headers.get("X-Auth-Token"):
+        token, basic = headers.get("X-Auth-Token"), headers.get("Authorization")
+        if token:
             for key, session in self.sessions.items():
-                if hmac.compare_digest(session["token"], token):
-                    return self.use_session(key, session)
-        elif headers.get("Authorization", "").startswith("Basic "):
-            given = base64.b64decode(headers["Authorization"][6:]).decode(errors="replace")
-            if hmac.compare_digest(given.encode(), ":".join(self.credentials).encode()):
-                return
-        raise unauthorised()
+                if session["token"] == token:
+                    self.use_session(key, session)
+                    return
+        if token or basic != self.basic:
+            raise unauthorised()
 
     def use_session(self, key, session):
         if "session-requests" in self.knobs:
@@ -241,9 +254,10 @@ class Service:
         return Answer({"v1": "/redfish/v1/"})
 
     def get_root(self, _request):
-        root = resource("/redfish/v1/", "ServiceRoot.v1_9_0.ServiceRoot", "Root Service", Id="RootService",
-                        RedfishVersion="1.18.0", Systems=link(self.paths["systems"]),
-                        Managers=link("/redfish/v1/Managers"), Registries=link("/redfish/v1/Registries"),
+        root = resource("/redfish/v1/", "ServiceRoot.v1_9_0.ServiceRoot", "Root Service",
+                        Id="RootService", RedfishVersion="1.18.0",
+                        Systems=link(self.paths["systems"]), Managers=link("/redfish/v1/Managers"),
+                        Registries=link("/redfish/v1/Registries"),
                         ProtocolFeaturesSupported={"ExpandQuery": {
                             "NoLinks": "expand" in self.knobs, "Levels": "expand" in self.knobs}},
                         Links={})
@@ -276,8 +290,8 @@ class Service:
         return Answer(self.other_system())
 
     def other_system(self):
-        return resource(self.paths["systems"] + "/Second", "ComputerSystem.v1_20_0.ComputerSystem", "Second",
-                        Id="Second", BiosVersion="0.1", Boot={"BootOrder": []})
+        return resource(self.paths["systems"] + "/Second", SYSTEM_TYPE, "Second", Id="Second",
+                        BiosVersion="0.1", Boot={"BootOrder": []})
 
     def get_managers(self, request):
         return self.collection(request, "ManagerCollection", [self.manager()])
@@ -292,8 +306,11 @@ class Service:
     def get_registries(self, request):
         self.need_registry(request)
         return self.collection(request, "MessageRegistryFileCollection", [
-            registry_file("/redfish/v1/Registries/Base.1.18.0", "Base.1.18.0", []),
-            self.bios_registry_file()])
+            base_registry_file(), self.bios_registry_file()])
+
+    def get_base_registry_file(self, request):
+        self.need_registry(request)
+        return Answer(base_registry_file())
 
     def get_registry_file(self, request):
         self.need_registry(request)
@@ -301,13 +318,15 @@ class Service:
 
     def bios_registry_file(self):
         return registry_file(self.paths["registry"], self.registry_id(),
-                             [{"Uri": "/redfish/v1/RegistryStore/bios.json", "Language": "en"}])
+                             [{"Uri": REGISTRY_PATH, "Language": "en"}])
 
     def get_registry(self, request):
         self.need_registry(request)
-        return Answer({"@odata.type": "#AttributeRegistry.v1_3_6.AttributeRegistry", "Id": self.registry_id(),
+        return Answer({"@odata.type": "#AttributeRegistry.v1_3_6.AttributeRegistry",
+                       "Id": self.registry_id(),
                        "Name": "BIOS Attribute Registry", "Language": "en", "OwningEntity": "Test",
-                       "RegistryVersion": "1.0.0", "RegistryEntries": self.bios.registry()}, compress=True)
+                       "RegistryVersion": "1.0.0", "RegistryEntries": self.bios.registry()},
+                      compress=True)
 
     def need_registry(self, request):
         if "no-registry" in self.knobs:
@@ -330,22 +349,25 @@ class Service:
 
     def system(self):
         path = self.paths["system"]
-        system = resource(path, "ComputerSystem.v1_20_0.ComputerSystem", "System", Id=path.rpartition("/")[2],
-                          Manufacturer="Test", Model="Test Server 2U", SKU="TS2U", SerialNumber="TS-00042",
+        system = resource(path, SYSTEM_TYPE, "System", Id=path.rpartition("/")[2],
+                          Manufacturer="Test", Model="Test Server 2U", SKU="TS2U",
+                          SerialNumber="TS-00042",
                           BiosVersion="1.22.333", PowerState="On", Bios=link(self.paths["bios"]),
-                          Boot={"BootOrder": self.boot_order, "BootOptions": link(self.paths["options"])},
+                          Boot={"BootOrder": self.boot_order,
+                                "BootOptions": link(self.paths["options"])},
                           Links={"ManagedBy": [link("/redfish/v1/Managers/BMC")]},
                           Actions={"#ComputerSystem.Reset": {
                               "target": path + "/Actions/ComputerSystem.Reset",
-                              "ResetType@Redfish.AllowableValues": ["On", "ForceRestart", "GracefulRestart"]}})
+                              "ResetType@Redfish.AllowableValues": RESET_TYPES}})
         if "system-settings" in self.knobs:
             system["@Redfish.Settings"] = settings_link(path + "/Settings")
         return system
 
     def get_system_settings(self, request):
         self.need("system-settings", request)
-        return Answer(resource(request.path, "ComputerSystem.v1_20_0.ComputerSystem", "System Settings",
-                               Id="Settings", Boot={"BootOrder": self.waiting_order or self.boot_order}),
+        order = self.waiting_order or self.boot_order
+        return Answer(resource(request.path, SYSTEM_TYPE, "System Settings", Id="Settings",
+                               Boot={"BootOrder": order}),
                       etag=self.order_etag())
 
     def patch_system(self, request):
@@ -363,13 +385,13 @@ class Service:
         """The boot order of the request: each of the options, once."""
         self.check_match(request, self.order_etag())
         body = request.json()
-        only_properties(body, ["Boot"], ["@Redfish.SettingsApplyTime"])
+        only_properties(body, ["Boot"])
         only_properties(body["Boot"], ["BootOrder"])
         order = body["Boot"]["BootOrder"]
         if not isinstance(order, list) or not all(isinstance(name, str) for name in order):
-            raise Refused(400, message("PropertyValueTypeError", order, "BootOrder", related="#/Boot/BootOrder"))
+            raise order_refused("PropertyValueTypeError", order)
         if sorted(order) != sorted(self.boot_options):
-            raise Refused(400, message("PropertyValueNotInList", order, "BootOrder", related="#/Boot/BootOrder"))
+            raise order_refused("PropertyValueNotInList", order)
         self.order_revision += 1
         return order
 
@@ -393,8 +415,9 @@ class Service:
 
     def get_bios(self, request):
         actions = {"#Bios.ResetBios": {"target": self.paths["bios"] + "/Actions/Bios.ResetBios"}}
-        bios = resource(request.path, "Bios.v1_2_0.Bios", "BIOS", Id="Bios", AttributeRegistry=REGISTRY_ID,
-                        Attributes=self.bios.attributes(), Actions=actions)
+        bios = resource(request.path, "Bios.v1_2_0.Bios", "BIOS", Id="Bios",
+                        AttributeRegistry=REGISTRY_ID, Attributes=self.bios.attributes(),
+                        Actions=actions)
         if "no-registry" in self.knobs:
             del bios["AttributeRegistry"]
         if "no-settings" not in self.knobs:
@@ -447,7 +470,7 @@ class Service:
     def reset_system(self, request):
         body = request.json()
         only_properties(body, ["ResetType"])
-        if body["ResetType"] not in ("On", "ForceRestart", "GracefulRestart"):
+        if body["ResetType"] not in RESET_TYPES:
             raise Refused(400, message("PropertyValueNotInList", body["ResetType"], "ResetType"))
         return self.restart(request)
 
@@ -512,8 +535,9 @@ ROUTES = (
     ("GET", "/redfish/v1/Managers", Service.get_managers, "user"),
     ("GET", "/redfish/v1/Managers/BMC", Service.get_manager, "user"),
     ("GET", "/redfish/v1/Registries", Service.get_registries, "user"),
+    ("GET", "/redfish/v1/Registries/Base.1.18.0", Service.get_base_registry_file, "user"),
     ("GET", "{registry}", Service.get_registry_file, "user"),
-    ("GET", "/redfish/v1/RegistryStore/bios.json", Service.get_registry, "user"),
+    ("GET", REGISTRY_PATH, Service.get_registry, "user"),
     ("GET", "/test/requests", Service.get_requests, "test"),
     ("GET", "/test/state", Service.get_state, "test"),
     ("POST", "/test/reset-counts", Service.reset_counts, "test"),

@@ -17,6 +17,7 @@ import gzip
 import http.server
 import json
 import os
+import pathlib
 import ssl
 import sys
 import threading
@@ -26,6 +27,7 @@ from urllib.parse import urlsplit
 from bios import message
 from resources import KNOBS, Answer, Refused, Service, error_body, find_route
 
+JSON_TYPE = {"Content-Type": "application/json"}
 LONG = 600  # seconds; longer than any client waits
 
 
@@ -90,7 +92,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
         try:
             if audience == "user":
                 service.authenticate(self.headers)
-            if self.query and not (self.query.startswith("$expand=.") and "expand" in service.knobs):
+            expands = "expand" in service.knobs and self.query.startswith("$expand=.")
+            if self.query and not expands:
                 raise Refused(501, message("QueryNotSupported"))
             answer = handler(service, self, *parts)
         except Refused as refusal:
@@ -115,10 +118,10 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.send(Answer({}, 302, {"Location": address}))
 
     def send_garbage(self):
-        self.send_bytes(200, {"Content-Type": "application/json"}, b'<html>\x00\xff{"Attributes": {')
+        self.send_bytes(200, JSON_TYPE, b'<html>\x00\xff{"Attributes": {')
 
     def send_flood(self):
-        self.send_bytes(200, {"Content-Type": "application/json"}, b'["junk",' * (10 * 1024 * 1024 // 8))
+        self.send_bytes(200, JSON_TYPE, b'["junk",' * (10 * 1024 * 1024 // 8))
 
     FAILURES = (("stall", stall), ("error", send_error_500), ("redirect", send_redirect),
                 ("garbage", send_garbage), ("flood", send_flood))
@@ -171,7 +174,8 @@ def listen(options, service):
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     context.load_cert_chain(options.cert, options.key)
     # The handshake is left to each connection's own thread.
-    server.socket = context.wrap_socket(server.socket, server_side=True, do_handshake_on_connect=False)
+    server.socket = context.wrap_socket(server.socket, server_side=True,
+                                        do_handshake_on_connect=False)
     server.service = service
     return server
 
@@ -204,8 +208,8 @@ def main():
     if options.list_knobs:
         print("\n".join(f"{name:22}{text}" for name, text in KNOBS.items()))
         return
-    with open(os.path.join(os.path.dirname(os.path.abspath(__file__)), "attributes.json"), encoding="utf-8") as file:
-        server = listen(options, Service(options, json.load(file)))
+    data = pathlib.Path(__file__).with_name("attributes.json").read_text(encoding="utf-8")
+    server = listen(options, Service(options, json.loads(data)))
     if options.end_with_stdin:
         threading.Thread(target=end_with_stdin, daemon=True).start()
     print("PORT", server.server_port, flush=True)

@@ -23,6 +23,15 @@ struct WriteNote {
   std::string reason;  ///< a part of a sentence; never a value that is secret
 };
 
+/// What a server says of the settings that it was to take over at its last boot, or still is.
+struct BootMessage {
+  std::string path;  ///< of the setting that it is about; empty for all
+  std::string time;  ///< when it was said, as the server writes it; empty when it does not tell
+  std::string text;  ///< a part of a sentence
+  bool isFault = true;
+  bool isWaiting = false;  ///< it is about a value that takes effect at the next boot
+};
+
 /// One back end for one or more trees of the query path space ("BMC", "BIOS", "SMBIOS").
 ///
 /// The director is its only caller and hands it the paths of the trees it is mounted for, from one
@@ -84,6 +93,9 @@ class QueryProvider {
 
   /// The notes on the writes since the last call; a write without one is done.
   virtual std::vector<WriteNote> TakeWriteNotes() { return {}; }
+
+  /// What the server has to say of settings that take effect at a boot. \throws as Read.
+  virtual std::vector<BootMessage> BootMessages() { return {}; }
 };
 
 }  // namespace SDK

@@ -21,6 +21,9 @@ struct _XNode {  // NOLINT(bugprone-reserved-identifier): the name callers know
   /// A BIOS setting with the flag set is neither saved nor restored.
   bool flag = false;
 
+  /// What a person who edits the value should know beyond its options; part of a sentence.
+  std::string remark = {};
+
   bool operator==(const _XNode&) const = default;
 };
 

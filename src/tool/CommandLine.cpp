@@ -19,9 +19,13 @@
 #include "tool/FileCheck.h"
 #include "tool/Interrupt.h"
 #include "tool/Messages.h"
+#ifdef SAVERESTORE_REDFISH
+#include "tool/RegistryCommand.h"
+#endif
 #include "tool/RestoreCommand.h"
 #include "tool/SaveCommand.h"
 #include "tool/Targets.h"
+#include "tool/VerifyCommand.h"
 
 namespace Tool {
 namespace {
@@ -72,6 +76,19 @@ CLI::Option* AddFile(CLI::App& command, std::string& file, const std::string& de
 /// Opens the target of --target. `globals` outlives the command.
 TargetOpener OpenerOf(const Globals& globals) {
   return [&globals] { return OpenTargets(globals.targets, globals.targetOptions); };
+}
+
+/// The options that reach the targets again, for a command that a person may repeat.
+std::vector<std::string> WordsOf(const TargetOptions& options) {
+  std::vector<std::string> words;
+  const auto add = [&](const char* option, const std::string& value) {
+    if (!value.empty()) words.insert(words.end(), {option, value});
+  };
+  add("--bmc-password-file", options.bmcPassword.file);
+  add("--cacert", options.redfish.caFile);
+  add("--pinned-key", options.redfish.pinnedKey);
+  if (options.redfish.insecure) words.emplace_back("--insecure");
+  return words;
 }
 
 /// A command that was chosen on the command line, ready to run.
@@ -137,6 +154,7 @@ void AddRestore(CLI::App& app, Command& chosen) {
     chosen = [request](const Globals& globals, const Messages& messages) {
       request->openTarget = OpenerOf(globals);
       request->targets = globals.targets;
+      request->targetWords = WordsOf(globals.targetOptions);
       return RunRestore(*request, messages);
     };
   });
@@ -158,6 +176,26 @@ void AddDiff(CLI::App& app, Command& chosen) {
     chosen = [request](const Globals& globals, const Messages& messages) {
       request->openTarget = OpenerOf(globals);
       return RunDiff(*request, messages);
+    };
+  });
+}
+
+void AddVerify(CLI::App& app, Command& chosen) {
+  CLI::App* verify =
+      app.add_subcommand("verify", "Show what of a restored file has taken effect at the boot");
+  auto request = std::make_shared<VerifyRequest>();
+  AddFile(*verify, request->file, "The file that was restored");
+  AddMode(*verify, kModeOfFile, [request](Mode mode) { request->mode = mode; });
+  verify->add_flag("--json", request->json, "Print JSON");
+  verify->footer(
+      "Settings that the target has and FILE does not name are no difference. With the\n"
+      "differences come the messages that the target has left of its last boot.\n\n"
+      "Example:\n"
+      "  saverestore --target redfish:admin@bmc.example verify server.ini\n");
+  verify->callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      request->openTarget = OpenerOf(globals);
+      return RunVerify(*request, messages);
     };
   });
 }
@@ -239,11 +277,56 @@ void AddConvert(CLI::App& app, Command& chosen) {
   });
 }
 
+#ifdef SAVERESTORE_REDFISH
+void AddFromRegistry(CLI::App& group, Command& chosen) {
+  CLI::App* registry = group.add_subcommand(
+      "from-registry", "Make a machine file of a published BIOS attribute registry");
+  auto request = std::make_shared<RegistryRequest>();
+  auto files = std::make_shared<std::vector<std::string>>();
+  registry->add_option("FILES", *files, "REGISTRY.json [VALUES.json] OUT.json")
+      ->required()
+      ->expected(2, 3)
+      ->type_name("");
+  registry->add_flag("--overwrite", request->overwrite, "Replace OUT.json when it exists");
+  registry->footer(
+      "VALUES.json holds the attributes of a Bios resource; without it the settings have the\n"
+      "registry's own values. Needs no target.\n\n"
+      "Example:\n"
+      "  saverestore machine from-registry registry.json server.json\n");
+  registry->callback([request, files, &chosen] {
+    chosen = [request, files](const Globals&, const Messages& messages) {
+      request->registry = files->front();
+      request->out = files->back();
+      if (files->size() == 3) request->values = (*files)[1];
+      RunFromRegistry(*request, messages);
+      return int{ExitDone};
+    };
+  });
+}
+
+#endif
+
 void AddMachine(CLI::App& app, Command& chosen) {
   CLI::App* machine = app.add_subcommand("machine", "Make machine files");
   machine->require_subcommand(1);
   AddCapture(*machine, chosen);
+#ifdef SAVERESTORE_REDFISH
+  AddFromRegistry(*machine, chosen);
+#endif
 }
+
+#ifdef SAVERESTORE_REDFISH
+void AddRedfishOptions(CLI::App& app, RedfishOptions& options) {
+  app.add_option("--cacert", options.caFile,
+                 "Trust a Redfish service by the certificates in this PEM file");
+  app.add_option("--pinned-key", options.pinnedKey,
+                 "Trust a Redfish service by its public key: sha256//BASE64");
+  app.add_flag("--insecure", options.insecure, "Trust any Redfish service; for tests only");
+  app.add_option("--timeout", options.timeout,
+                 "Seconds to wait for a sign of life of a Redfish service; default 30")
+      ->check(CLI::Range(1, 600));
+}
+#endif
 
 void AddTargets(CLI::App& app, Command& chosen) {
   CLI::App* targets = app.add_subcommand("targets", "List the kinds of target of this build");
@@ -282,6 +365,9 @@ void Describe(CLI::App& app, Globals& globals, Command& chosen) {
       ->type_name("NAME")
       ->allow_extra_args(false);
 #endif
+#ifdef SAVERESTORE_REDFISH
+  AddRedfishOptions(app, globals.targetOptions.redfish);
+#endif
   CLI::Option* quiet = app.add_flag("-q,--quiet", globals.quiet, "Print errors and warnings only");
   app.add_flag("-v,--verbose", globals.verbose, "Print every query")->excludes(quiet);
   app.require_subcommand(1);
@@ -289,6 +375,7 @@ void Describe(CLI::App& app, Globals& globals, Command& chosen) {
   AddSave(app, chosen);
   AddRestore(app, chosen);
   AddDiff(app, chosen);
+  AddVerify(app, chosen);
   AddCheck(app, chosen);
   AddShow(app, chosen);
   AddMachine(app, chosen);

@@ -77,6 +77,11 @@ const Setting* Configuration::Find(const std::string& section, const std::string
   return place == index_.end() ? nullptr : &settings_[place->second];
 }
 
+std::string Configuration::NameOf(const std::string& path) const {
+  const auto setting = std::ranges::find(settings_, path, &Setting::path);
+  return path.empty() || setting == settings_.end() ? path : setting->Name();
+}
+
 bool Configuration::HasSection(const std::string& name) const {
   return sectionNames_.contains(name);
 }

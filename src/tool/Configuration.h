@@ -45,6 +45,8 @@ class Configuration {
   void Add(Setting setting);
 
   [[nodiscard]] const Setting* Find(const std::string& section, const std::string& key) const;
+  /// The name of the setting that was read at a query path; the path itself without one.
+  [[nodiscard]] std::string NameOf(const std::string& path) const;
   [[nodiscard]] bool HasSection(const std::string& name) const;
   [[nodiscard]] const std::vector<Setting>& Settings() const { return settings_; }
   [[nodiscard]] const std::vector<std::string>& Sections() const { return sections_; }

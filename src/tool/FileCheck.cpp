@@ -36,7 +36,8 @@ bool IsAmongBiosOptions(std::string_view comment, std::string_view value) {
   for (std::size_t at = comment.find(wanted); at != std::string_view::npos;
        at = comment.find(wanted, at + 1)) {
     const std::string_view behind = comment.substr(at + wanted.size());
-    if (behind.empty() || behind.starts_with(": ")) return true;
+    // Behind the last option there may be a remark.
+    if (behind.empty() || behind.starts_with(": ") || behind.starts_with("; ")) return true;
   }
   return false;
 }

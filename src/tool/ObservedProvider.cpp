@@ -44,4 +44,8 @@ std::vector<SDK::WriteNote> ObservedProvider::TakeWriteNotes() {
   return inner_->TakeWriteNotes();
 }
 
+std::vector<SDK::BootMessage> ObservedProvider::BootMessages() {
+  return inner_->BootMessages();
+}
+
 }  // namespace Tool

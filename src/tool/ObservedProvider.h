@@ -29,6 +29,7 @@ class ObservedProvider final : public SDK::QueryProvider {
   void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;
   std::string PlatformName() override;
   std::vector<SDK::WriteNote> TakeWriteNotes() override;
+  std::vector<SDK::BootMessage> BootMessages() override;
 
  private:
   template <typename Call>

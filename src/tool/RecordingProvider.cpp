@@ -41,4 +41,8 @@ std::vector<SDK::WriteNote> RecordingProvider::TakeWriteNotes() {
   return inner_->TakeWriteNotes();
 }
 
+std::vector<SDK::BootMessage> RecordingProvider::BootMessages() {
+  return inner_->BootMessages();
+}
+
 }  // namespace Tool

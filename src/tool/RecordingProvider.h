@@ -27,6 +27,7 @@ class RecordingProvider final : public SDK::QueryProvider {
   void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;
   std::string PlatformName() override;
   std::vector<SDK::WriteNote> TakeWriteNotes() override;
+  std::vector<SDK::BootMessage> BootMessages() override;
 
  private:
   std::shared_ptr<SDK::QueryProvider> inner_;

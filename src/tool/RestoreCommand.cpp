@@ -150,6 +150,7 @@ std::string ShellWord(const std::string& text) {
 std::string CommandBack(const RestoreRequest& request, const std::string& backup) {
   std::string command = "saverestore";
   for (const std::string& text : request.targets) command += " --target " + ShellWord(text);
+  for (const std::string& word : request.targetWords) command += " " + ShellWord(word);
   command += std::string(" restore --mode ") + NameOf(request.choice.mode);
   if (request.choice.skipSystemCheck) command += " --skip-system-check";
   if (!request.password.file.empty()) {
@@ -291,6 +292,18 @@ void RestoreKeepingFailure(const RestoreRequest& request, Mode mode, const Watch
   RestoreKeepingFailure(request, ModeBios, target, password, written);
 }
 
+/// What waits from an earlier change takes effect with this restore, whatever the file says.
+void WarnOfOthersWaiting(const WatchedTarget& target, const Configuration& after,
+                         const std::set<std::string>& sent, const Messages& messages) {
+  const auto bios = target.Providers().find("BIOS");
+  if (bios == target.Providers().end()) return;
+  for (const SDK::BootMessage& message : bios->second.provider->BootMessages()) {
+    if (!message.isWaiting || sent.contains(message.path)) continue;
+    messages.Warning("from an earlier change, of " + after.NameOf(message.path) + ", " +
+                     message.text);
+  }
+}
+
 /// Restores, reads the machine again, reports. \return the exit code.
 int RestoreAndReport(const RestoreRequest& request, const Configuration& file,
                      const Configuration& before, const Rehearsal& rehearsal,
@@ -312,6 +325,7 @@ int RestoreAndReport(const RestoreRequest& request, const Configuration& file,
   }
   const RestoreReport report = Report(file, before, after, sent, written.notes);
   PrintReport(report, request, backup, written.skipped, written.failure, messages);
+  if (request.choice.mode != ModeBmc) WarnOfOthersWaiting(target, after, sent, messages);
   if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
     throw ResultStatus(*written.failure);
   }

@@ -15,7 +15,8 @@ namespace Tool {
 /// What `saverestore restore` is asked to do.
 struct RestoreRequest {
   TargetOpener openTarget;
-  std::vector<std::string> targets;  ///< as given, for the command that goes back
+  std::vector<std::string> targets;      ///< as given, for the command that goes back
+  std::vector<std::string> targetWords;  ///< the options that reach them, likewise
   RestoreChoice choice;
   std::optional<Mode> mode;  ///< without one, the mode of the file
   PasswordSource password;

@@ -20,6 +20,9 @@
 #ifdef SAVERESTORE_IPMI
 #include "tool/IpmiTarget.h"
 #endif
+#ifdef SAVERESTORE_REDFISH
+#include "tool/RedfishTarget.h"
+#endif
 
 namespace Tool {
 namespace {
@@ -70,6 +73,10 @@ constexpr auto kTargetKinds = std::to_array<TargetKind>({
     {"machine", "machine:FILE", "a simulated server that lives in a JSON file", OpenMachine},
 #ifdef SAVERESTORE_IPMI
     {"ipmi", "ipmi:[USER@]HOST[:PORT]", "a management controller (BMC), by IPMI 2.0", OpenIpmi},
+#endif
+#ifdef SAVERESTORE_REDFISH
+    {"redfish", "redfish:[USER@]HOST[:PORT][/SYSTEM]",
+     "the BIOS of a server, over the Redfish service of its BMC", OpenRedfish},
 #endif
 });
 

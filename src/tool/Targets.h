@@ -30,10 +30,19 @@ using Mounts = std::map<std::string, Mount>;
 /// `provider` for all trees.
 [[nodiscard]] Mounts AllTrees(const std::shared_ptr<SDK::QueryProvider>& provider);
 
+/// How to talk to a Redfish service.
+struct RedfishOptions {
+  std::string caFile;     ///< certificates to trust; empty: those of the system
+  std::string pinnedKey;  ///< "sha256//BASE64"; empty for none
+  bool insecure = false;  ///< trust any server
+  unsigned timeout = 30;  ///< seconds without a sign of life
+};
+
 /// What the command line says of all targets: how to reach them and how to log in.
 struct TargetOptions {
   PasswordSource bmcPassword;
   std::vector<std::string> ipmiWorkarounds;  ///< names that FreeIPMI's users know
+  RedfishOptions redfish;
 };
 
 /// One kind of target that this build can reach.

@@ -47,6 +47,7 @@ std::string EffectiveValue(const _XNode& setting) {
 std::string OptionComment(const _XNode& setting) {
   std::string comment = ";Options";
   for (const auto& [value, text] : setting.options) comment += ": " + text + "=" + value;
+  if (!setting.remark.empty()) comment += "; " + setting.remark;
   return comment;
 }
 

@@ -52,6 +52,7 @@ std::string Render(const _XNode& node, const Constraint& constraint) {
     members.Add("options", options.Object());
   }
   if (node.flag) members.Add("flag", "true");
+  if (!node.remark.empty()) members.Add("remark", Quoted(node.remark));
   if (!constraint.writable) members.Add("writable", "false");
   if (constraint.range) members.Add("range", Render(*constraint.range));
   if (constraint.length) members.Add("length", Render(*constraint.length));

@@ -109,6 +109,8 @@ class Reader final : public nlohmann::json_sax<json> {
       node_->values.push_back(std::move(value));
     } else if (place_ == Place::Options) {
       node_->options.insert_or_assign(member_, std::move(value));
+    } else if (place_ == Place::Node && member_ == "remark") {
+      node_->remark = std::move(value);
     } else if (place_ == Place::Top && member_ == "format") {
       if (value != kFormat) Refuse("\"format\" must be \"" + std::string(kFormat) + "\"");
       formatSeen_ = true;

@@ -1,0 +1,86 @@
+#include "providers/redfish/ExtendedInfo.h"
+
+#include <string_view>
+#include <utility>
+
+#include "providers/redfish/Json.h"
+
+namespace Redfish {
+namespace {
+
+using nlohmann::json;
+
+constexpr const char* kExtendedInfo = "@Message.ExtendedInfo";
+
+/// The last segment of a JSON pointer, or the text itself: "#/Attributes/A~1B" is about "A/B".
+std::string PropertyOf(const std::string& pointer) {
+  std::string name = pointer.substr(pointer.rfind('/') + 1);
+  for (const auto& [escape, character] : {std::pair{"~1", "/"}, std::pair{"~0", "~"}}) {
+    for (std::size_t at = name.find(escape); at != std::string::npos; at = name.find(escape, at)) {
+      name.replace(at, 2, character);
+      ++at;
+    }
+  }
+  return name;
+}
+
+void AddNames(const json& list, std::set<std::string>& names) {
+  if (!list.is_array()) return;
+  for (const json& text : list) {
+    if (!text.is_string()) continue;
+    names.insert(PropertyOf(text.get<std::string>()));
+    names.insert(text.get<std::string>());
+  }
+}
+
+std::string Sentence(const json& message) {
+  std::string text = OneLine(TextAt(message, {"Message"}));
+  if (text.empty()) text = OneLine(TextAt(message, {"MessageId"}));
+  while (text.ends_with('.')) text.pop_back();
+  return text;
+}
+
+}  // namespace
+
+std::vector<Message> MessagesIn(const json& list) {
+  std::vector<Message> messages;
+  if (!list.is_array()) return messages;
+  for (const json& entry : list) {
+    Message message;
+    message.text = Sentence(entry);
+    std::string severity = TextAt(entry, {"MessageSeverity"});
+    if (severity.empty()) severity = TextAt(entry, {"Severity"});
+    message.isFault = severity != "OK";
+    AddNames(At(entry, {"RelatedProperties"}), message.about);
+    // What it is about stands there by the standard; some services name it in the arguments only.
+    if (message.about.empty()) AddNames(At(entry, {"MessageArgs"}), message.about);
+    messages.push_back(std::move(message));
+  }
+  return messages;
+}
+
+std::vector<Message> MessagesOf(const std::string& body) {
+  const json document = json::parse(body, nullptr, false);
+  std::vector<Message> messages = MessagesIn(At(document, {"error", kExtendedInfo}));
+  const auto add = [&](const json& list, const std::string& name) {
+    for (Message& message : MessagesIn(list)) {
+      if (!name.empty()) message.about.insert(name);
+      messages.push_back(std::move(message));
+    }
+  };
+  add(At(document, {kExtendedInfo}), "");
+  const json& attributes = At(document, {"Attributes"});
+  if (attributes.is_object()) {
+    for (const auto& [name, list] : attributes.items()) {
+      if (name.ends_with(kExtendedInfo)) add(list, name.substr(0, name.rfind('@')));
+    }
+  }
+  if (messages.empty()) {
+    if (const std::string text = OneLine(TextAt(document, {"error", "message"})); !text.empty()) {
+      messages.push_back({text, true, {}});
+    }
+  }
+  return messages;
+}
+
+}  // namespace Redfish

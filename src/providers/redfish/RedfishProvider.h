@@ -1,0 +1,61 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "providers/redfish/BootOrder.h"
+#include "providers/redfish/Service.h"
+#include "providers/redfish/SetupTree.h"
+#include "query/QueryProvider.h"
+
+namespace Redfish {
+
+struct Batch;
+
+/// A server's BIOS as a Redfish service shows it. Mount it for "BIOS" and "SMBIOS"; of "BMC" it
+/// knows the firmware version alone. It is logged in from its construction to its destruction.
+///
+/// A read fetches what it needs, and each resource once. Settings change at the next boot, so a
+/// write leaves the values as they are and a note that says pending.
+class RedfishProvider final : public SDK::QueryProvider {
+ public:
+  /// Connects and logs in, see `Service`.
+  RedfishProvider(const Endpoint& endpoint, const Credentials& credentials,
+                  const std::string& system);
+
+  void Read(const std::string& path, NodeMap& results) override;
+  void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override;
+  void WriteAuthorised(const SDK::SettingMap& settings, const std::string& password) override;
+  void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;
+  std::string PlatformName() override { return {}; }
+  std::vector<SDK::WriteNote> TakeWriteNotes() override;
+  std::vector<SDK::BootMessage> BootMessages() override;
+
+ private:
+  /// A part of the tree that is loaded as a whole.
+  struct Part {
+    const char* root;
+    void (RedfishProvider::*load)();
+  };
+  static const Part kParts[];
+
+  void LoadSetup();
+  void LoadBootOrder();
+  void LoadSystem();
+  void LoadManager();
+  void Load(const std::string& path);
+  void Unload(const char* root);
+
+  void Apply(const SDK::SettingMap& settings);
+  void SortOut(const std::string& path, const std::string& value, Batch& batch);
+  void CheckUnchanged(const std::string& path, const std::string& value);
+
+  Service service_;
+  NodeMap nodes_;
+  std::map<std::string, Attribute> attributes_;
+  std::vector<BootEntry> bootOrder_;
+  std::vector<std::string> loaded_;
+  std::vector<SDK::WriteNote> notes_;
+};
+
+}  // namespace Redfish

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <string>
+
+#include "providers/redfish/HttpClient.h"
+
+namespace Redfish {
+
+/// Who logs in. Without a user nobody does.
+struct Credentials {
+  std::string user;
+  std::string password;
+};
+
+/// A client that is logged in: with a session where the service offers them, which ends with this
+/// object, else with the name and the password in each request. A session that the service ends
+/// early is begun again.
+class Session {
+ public:
+  /// The caller wipes its copy of the credentials.
+  Session(const Endpoint& endpoint, Credentials credentials);
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  ~Session();
+
+  /// Logs in. `sessions` is the path of the service's collection of sessions, empty without one.
+  /// \throws ResultStatus  NotPermitted, and as HttpClient::Exchange.
+  void LogIn(const std::string& sessions);
+
+  /// One exchange, with what proves who asks.
+  /// \throws ResultStatus  Unreachable, NotTrusted, NotPermitted (the status is 401 or 403) and
+  ///                       BadAnswer (it is none of 2xx and 4xx).
+  [[nodiscard]] HttpAnswer Exchange(const HttpRequest& request);
+
+  [[nodiscard]] const std::string& ServerName() const { return client_.Name(); }
+
+ private:
+  [[nodiscard]] HttpAnswer Send(HttpRequest request);
+  void LogOut() noexcept;
+
+  HttpClient client_;
+  Credentials credentials_;
+  std::string sessions_;
+  std::string token_;
+  std::string location_;  ///< the path of the session
+};
+
+/// The path in `link`, which may be an absolute address of the same server; empty when it is none.
+[[nodiscard]] std::string PathOfLink(const std::string& link);
+
+}  // namespace Redfish

@@ -199,16 +199,11 @@ std::optional<Bytes> ReadPage(Bmc& bmc, Page page, const Place& place) {
 
 WriteOutcome WritePage(Bmc& bmc, Page page, const Place& place, const Bytes& data) {
   const PageRow& row = RowOf(page);
-  WriteOutcome outcome;
   if (row.kind == Kind::HostName) {
-    outcome = ReadDcmiText(bmc) ? WriteDcmiText(bmc, data)
-                                : WriteInfoText(bmc, row.parameter, data);
-  } else {
-    const Request request = SetRequest(row, place, data);
-    outcome = {bmc.Tell(request), request.command};
+    return ReadDcmiText(bmc) ? WriteDcmiText(bmc, data) : WriteInfoText(bmc, row.parameter, data);
   }
-  ForgetPage(bmc, page, place);
-  return outcome;
+  const Request request = SetRequest(row, place, data);
+  return {bmc.Tell(request), request.command};
 }
 
 void ForgetPage(Bmc& bmc, Page page, const Place& place) {

@@ -22,7 +22,7 @@ struct WriteOutcome {
   Command command;
 };
 
-/// Writes a page whole. The answers that it touches are forgotten.
+/// Writes a page whole. What the BMC answered before stays known until `ForgetPage`.
 WriteOutcome WritePage(Bmc& bmc, Page page, const Place& place, const Bytes& data);
 
 /// Forgets the answers that a write of the page touches.

@@ -286,9 +286,12 @@ class Execution {
   void WriteTogether(Ipmi::Run run) {
     std::optional<LanTransaction> transaction;
     if (run.front().PageKind() == Kind::Lan) transaction.emplace(bmc_, run.front().place.channel);
-    Pages written = PagesOf(run);
-    std::erase_if(written, [&](Ipmi::Run page) { return !WriteChanges(page); });
+    const Pages pages = PagesOf(run);
+    Pages written;
+    std::ranges::copy_if(pages, std::back_inserter(written),
+                         [&](Ipmi::Run page) { return WriteChanges(page); });
     if (transaction) transaction->Commit();
+    for (const Ipmi::Run page : pages) Forget(page.front());
     for (const Ipmi::Run page : written) ReadBack(page);
   }
 
@@ -312,7 +315,7 @@ class Execution {
         bool isKept = IsKept(change);
         for (int tries = 0; !isKept && tries < kTries; ++tries) {
           std::this_thread::sleep_for(kPause);
-          ForgetPage(bmc_, change.field->page, change.place);
+          Forget(change);
           isKept = IsKept(change);
         }
         if (isKept) continue;
@@ -324,6 +327,8 @@ class Execution {
       }
     }
   }
+
+  void Forget(const Change& change) { ForgetPage(bmc_, change.field->page, change.place); }
 
   bool IsKept(const Change& change) {
     return ReadField(bmc_, *change.field, change.place) == change.wanted;

@@ -30,8 +30,9 @@ struct RemoteAddress {
   std::vector<std::string> workarounds;  ///< names of `Workarounds`
   /// A BMC that is silent for so long has gone.
   std::chrono::milliseconds patience = std::chrono::seconds(10);
-  /// A datagram without an answer is sent again after that.
-  std::chrono::milliseconds resendAfter = std::chrono::seconds(1);
+  /// A datagram without an answer is sent again after that; shorter than `patience`. An answer to
+  /// the first one no longer counts then, so it must be longer than a slow BMC takes.
+  std::chrono::milliseconds resendAfter = std::chrono::seconds(2);
 };
 
 /// Logs in to a BMC over the network: RMCP+ with cipher suite 17, or 3 where the BMC lacks that,

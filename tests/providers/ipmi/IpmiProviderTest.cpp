@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <chrono>
 #include <deque>
 #include <filesystem>
 #include <map>
+#include <thread>
 
 #include "Simulator.h"
 #include "common/ErrorManager.h"
@@ -100,12 +102,15 @@ class IpmiProviderTest : public EngineTest {
     simulator->TakeRequests();
   }
 
-  static std::unique_ptr<Ipmi::IpmiProvider> Login(std::uint16_t port) {
+  static std::unique_ptr<Ipmi::IpmiProvider> Login(
+      std::uint16_t port, std::chrono::milliseconds patience = std::chrono::seconds(10)) {
     Ipmi::RemoteAddress address;
     address.host = "127.0.0.1:" + std::to_string(port);
     address.user = "admin";
     address.password = "secret";
     address.workarounds = {"opensesspriv"};
+    address.patience = patience;
+    address.resendAfter = patience / 10;
     return std::make_unique<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address));
   }
 
@@ -320,45 +325,46 @@ TEST_F(IpmiProviderTest, AConfigurationThatADeadWriterLeftOpenIsTakenOver) {
 }
 
 TEST_F(IpmiProviderTest, APauseDoesNotEndTheSession) {
-  Ipmi::RemoteAddress address;
-  address.host = "127.0.0.1:" + std::to_string(simulator->Port());
-  address.user = "admin";
-  address.password = "secret";
-  address.workarounds = {"opensesspriv"};
-  address.patience = std::chrono::milliseconds(1000);
-  Ipmi::IpmiProvider impatient(Ipmi::OpenRemote(address));
+  provider = Login(simulator->Port(), std::chrono::seconds(1));
   std::this_thread::sleep_for(std::chrono::milliseconds(1500));
   NodeMap nodes;
-  EXPECT_EQ(CodeOf([&] { impatient.Read("/BMC/INFO/VERSION", nodes); }), 0);
+  EXPECT_EQ(CodeOf([&] { provider->Read("/BMC/INFO/VERSION", nodes); }), 0);
+}
+
+TEST_F(IpmiProviderTest, LostDatagramsCostTimeOnly) {
+  const auto save = [&](const std::string& name) {
+    SDK::SaveRestore().Save(Options(PathOf(name), 1));
+    return ReadText(PathOf(name));
+  };
+  Mount(std::move(provider));
+  const std::string direct = save("direct.ini");
+  EXPECT_THAT(direct, HasSubstr("UserName=oper"));
+  Relay relay(simulator->Port(), 10);
+  Mount(Login(relay.Port(), std::chrono::seconds(2)));
+  simulator->TakeRequests();
+  EXPECT_EQ(save("lossy.ini"), direct);
+  EXPECT_GT(relay.Requests(), 110U);  // some of them again
 }
 
 TEST_F(IpmiProviderTest, ALostSessionFailsAtOnceAndNamesWhatWasNotSent) {
-  Relay relay(simulator->Port());
-  Ipmi::RemoteAddress address;
-  address.host = "127.0.0.1:" + std::to_string(relay.Port());
-  address.user = "admin";
-  address.password = "secret";
-  address.workarounds = {"opensesspriv"};
-  address.patience = std::chrono::milliseconds(600);
-  address.resendAfter = std::chrono::milliseconds(200);
-  Ipmi::IpmiProvider lost(Ipmi::OpenRemote(address));
+  provider = Login(simulator->Port(), std::chrono::milliseconds(600));
   NodeMap nodes;
-  lost.Read("/BMC/USER[4]", nodes);
-  lost.Read("/BMC/PEF/STATUS", nodes);
+  provider->Read("/BMC/USER[4]", nodes);
+  provider->Read("/BMC/PEF/STATUS", nodes);
   simulator->Misbehave("die 0 06 45\n");
   EXPECT_EQ(CodeOf([&] {
-              lost.Write({{"/BMC/PEF/STATUS", "ENABLE"},
+              provider->Write({{"/BMC/PEF/STATUS", "ENABLE"},
                           {"/BMC/USER[4]/NAME", "vier"},
                           {"/BMC/USER[4]/STATUS", "ENABLE"}},
                          false, false);
             }),
             ErrorManager::Unreachable);
-  const std::vector<SDK::WriteNote> notes = lost.TakeWriteNotes();
+  const std::vector<SDK::WriteNote> notes = provider->TakeWriteNotes();
   ASSERT_THAT(notes, SizeIs(2));
   EXPECT_THAT(notes[0].reason, HasSubstr("while it was written"));
   EXPECT_THAT(notes[1].reason, HasSubstr("not sent"));
   const auto before = std::chrono::steady_clock::now();
-  EXPECT_EQ(CodeOf([&] { lost.Read("/BMC/LAN", nodes); }), ErrorManager::Unreachable);
+  EXPECT_EQ(CodeOf([&] { provider->Read("/BMC/LAN", nodes); }), ErrorManager::Unreachable);
   EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(100));
 }
 

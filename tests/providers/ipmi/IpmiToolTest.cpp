@@ -217,17 +217,6 @@ TEST_F(IpmiToolTest, ABmcThatDiesMidwayLeavesNoFileAndAReportOfWhatWasWritten) {
   EXPECT_NE(Shell("test -e z.ini").exitCode, 0);
 }
 
-TEST_F(IpmiToolTest, LostDatagramsCostTimeOnly) {
-  Start(Simulator::Commands::All);
-  if (IsSkipped() || HasFatalFailure()) return;
-  ASSERT_EQ(Run("save direct.ini").exitCode, 0);
-  Relay relay(simulator->Port(), 10);
-  port = relay.Port();
-  const Outcome saved = Run("save lossy.ini");
-  ASSERT_EQ(saved.exitCode, 0) << saved.err;
-  EXPECT_EQ(ReadText(PathOf("lossy.ini")), ReadText(PathOf("direct.ini")));
-}
-
 TEST_F(IpmiToolTest, ATargetMustBeWellFormed) {
   for (const char* place : {"ipmi:", "ipmi:admin@", "ipmi:admin@:623", "ipmi:admin@h:0",
                             "ipmi:admin@h:65536", "ipmi:admin@h:x", "ipmi:seventeen-letters@h"}) {

@@ -25,7 +25,9 @@ Ipmi::RemoteAddress AddressOf(const std::string& place) {
   if (at != std::string::npos) address.user = place.substr(0, at);
   address.host = at == std::string::npos ? place : place.substr(at + 1);
   if (address.user.size() > kLongestUser) RefusePlace(place, "the user's name is too long");
-  const std::size_t colon = address.host.find(':');
+  // An IPv6 address stands in brackets, for its own colons.
+  const std::size_t bracket = address.host.starts_with('[') ? address.host.find(']') : 0;
+  const std::size_t colon = address.host.find(':', std::min(bracket, address.host.size()));
   if (colon == 0 || address.host.empty()) RefusePlace(place, "the host is missing");
   if (colon != std::string::npos) {
     std::uint16_t port = 0;

@@ -41,8 +41,7 @@ const std::optional<Bytes>& Bmc::Ask(const Request& request) {
     case Verdict::NotAllowed:
       ErrorManager::Raise(ErrorManager::NotPermitted, name, text);
     case Verdict::Failed:
-      ErrorManager::Raise(ErrorManager::BadAnswer, name,
-                          text + " to " + Describe(request.command));
+      ErrorManager::Raise(ErrorManager::BadAnswer, name, text + " to " + Describe(request.command));
   }
   return answers_.emplace(request, std::move(data)).first->second;
 }

@@ -78,8 +78,7 @@ std::string DecodeAddress(const FieldRow& field, const Bytes& page, int family) 
   return Upper(text.data());
 }
 
-std::string EncodeAddress(const FieldRow& field, const std::string& text, Bytes& page,
-                          int family) {
+std::string EncodeAddress(const FieldRow& field, const std::string& text, Bytes& page, int family) {
   std::array<std::uint8_t, 16> address = {};
   if (inet_pton(family, text.c_str(), address.data()) != 1) {
     return family == AF_INET ? "it must be an IPv4 address" : "it must be an IPv6 address";

@@ -56,8 +56,8 @@ constexpr auto kPrivilege = std::to_array<Word>({{1, "CALLBACK"},
                                                  {5, "OEM"},
                                                  {15, "NOACCESS"},
                                                  {0, "NOACCESS"}});
-constexpr auto kLimit = std::to_array<Word>(
-    {{1, "CALLBACK"}, {2, "USER"}, {3, "OPERATOR"}, {4, "ADMIN"}, {5, "OEM"}});
+constexpr auto kLimit =
+    std::to_array<Word>({{1, "CALLBACK"}, {2, "USER"}, {3, "OPERATOR"}, {4, "ADMIN"}, {5, "OEM"}});
 constexpr auto kAccessMode =
     std::to_array<Word>({{0, "DISABLED"}, {1, "PREBOOT"}, {2, "ALWAYS"}, {3, "SHARED"}});
 constexpr auto kAddressSource =
@@ -65,8 +65,8 @@ constexpr auto kAddressSource =
 // Enabling takes both protocols: IPv6 alone would cut off who came over IPv4.
 constexpr auto kIpv6Enable = std::to_array<Word>({{0, "DISABLE"}, {2, "ENABLE"}, {1, "ENABLE"}});
 constexpr auto kIpv6Source = std::to_array<Word>({{0x80, "STATIC"}, {2, "DHCPV6"}, {1, "AUTO"}});
-constexpr auto kBitRate = std::to_array<Word>(
-    {{6, "9600"}, {7, "19200"}, {8, "38400"}, {9, "57600"}, {10, "115200"}});
+constexpr auto kBitRate =
+    std::to_array<Word>({{6, "9600"}, {7, "19200"}, {8, "38400"}, {9, "57600"}, {10, "115200"}});
 
 constexpr auto kFields = std::to_array<FieldRow>({
     // path                                            page    offset, length, mask    codec
@@ -96,8 +96,8 @@ constexpr auto kFields = std::to_array<FieldRow>({
      0x10, Codec::Word, kInvertedSwitch},
     {"/BMC/CHANNEL[S]/NONVOLATILE/ACCESS/USER_LEVEL_AUTHENTICATION", Page::ChannelAccess, 0, 1,
      0x08, Codec::Word, kInvertedSwitch},
-    {"/BMC/CHANNEL[S]/NONVOLATILE/ACCESS/ACCESS_MODE", Page::ChannelAccess, 0, 1, 0x07,
-     Codec::Word, kAccessMode},
+    {"/BMC/CHANNEL[S]/NONVOLATILE/ACCESS/ACCESS_MODE", Page::ChannelAccess, 0, 1, 0x07, Codec::Word,
+     kAccessMode},
     {"/BMC/CHANNEL[S]/NONVOLATILE/ACCESS/PRIVILEGE_LIMIT", Page::ChannelAccess, 1, 1, 0x0F,
      Codec::Word, kLimit},
 
@@ -139,6 +139,22 @@ std::span<const FieldRow> FieldTable() {
 
 const PageRow& RowOf(Page page) {
   return kPages.at(static_cast<std::size_t>(page));
+}
+
+bool IsAddress(Page page) {
+  switch (page) {
+    case Page::LanAddressSource:
+    case Page::LanAddress:
+    case Page::LanSubnetMask:
+    case Page::LanGateway:
+    case Page::LanGatewayMac:
+    case Page::LanIpv6Enable:
+    case Page::LanIpv6Static:
+    case Page::LanIpv6Gateway:
+      return true;
+    default:
+      return false;
+  }
 }
 
 void PutIndex(Place& place, char letter, std::uint8_t index) {

@@ -131,6 +131,9 @@ struct FieldRow {
 [[nodiscard]] std::span<const FieldRow> FieldTable();
 [[nodiscard]] const PageRow& RowOf(Page page);
 
+/// True for the settings by which a LAN channel is reached. Each can change others of them.
+[[nodiscard]] bool IsAddress(Page page);
+
 /// The indexes in a path: which channel, user, and filter or destination.
 struct Place {
   std::uint8_t channel = 0;

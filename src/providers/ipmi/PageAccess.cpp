@@ -72,7 +72,8 @@ std::optional<Bytes> ReadDcmiText(Bmc& bmc) {
   Bytes text;
   std::size_t length = 1;
   while (text.size() < length) {
-    const std::size_t count = std::min(kDcmiBlock, text.empty() ? kDcmiBlock : length - text.size());
+    const std::size_t count =
+        std::min(kDcmiBlock, text.empty() ? kDcmiBlock : length - text.size());
     const std::optional<Bytes>& answer =
         bmc.Ask({kSetHostName.get, {kDcmi, Low(text.size()), Low(count)}});
     if (!answer || answer->size() < 2) return std::nullopt;
@@ -132,9 +133,9 @@ Request SetRequest(const PageRow& row, const Place& place, const Bytes& data) {
       return {kSetPowerPolicy.set, {Low((data.at(0) >> 5U) & 0x03U)}};
     case Kind::UserAccess:
       // bit 7: take the bits over; callback, link authentication and IPMI messaging below it
-      return {kSetUserAccess.set,
-              {Low(0x80U | (data.at(3) & 0x70U) | place.channel), place.user,
-               Low(data.at(3) & 0x0FU)}};
+      return {
+          kSetUserAccess.set,
+          {Low(0x80U | (data.at(3) & 0x70U) | place.channel), place.user, Low(data.at(3) & 0x0FU)}};
     case Kind::UserEnable:
       return {kSetUserEnable.set, {place.user, Low((data.at(1) >> 6U) == 1U ? 1U : 0U)}};
     case Kind::PayloadAccess: {
@@ -181,7 +182,8 @@ std::optional<Bytes> ReadOwnPage(Bmc& bmc, Page page, const Place& place) {
   if (!answer) return std::nullopt;
   const std::ptrdiff_t skip = HasRevision(row.kind) ? 1 : 0;
   Bytes data(answer->begin() + std::min<std::ptrdiff_t>(skip, std::ssize(*answer)), answer->end());
-  if (!IsReadable(page, data)) return std::nullopt;
+  const bool isEmpty = data.empty() && HasRevision(row.kind);  // how some BMCs deny a parameter
+  if (isEmpty || !IsReadable(page, data)) return std::nullopt;
   if (data.size() < row.size) {
     ErrorManager::Raise(ErrorManager::BadAnswer, bmc.Session().Name(),
                         "it is too short for " + Describe(request.command));
@@ -214,6 +216,7 @@ void ForgetPage(Bmc& bmc, Page page, const Place& place) {
       case Kind::HostName:
         return request.command == kSetHostName.get || request.command == kSetSystemInfo.get;
       case Kind::Lan:  // an address source decides on addresses, and so on
+        if (!IsAddress(page)) return request == read;
         return request.command == kSetLan.get && request.data.front() == place.channel;
       case Kind::UserEnable:  // shows in the access to every channel
         return request.command == kSetUserAccess.get && request.data.back() == place.user;

@@ -74,9 +74,8 @@ void ListWithParents(const std::string& path, NodeMap& tree) {
 /// below it, but is none of them.
 void ListInstancesAlone(const std::string& path, _XNode& node) {
   const auto isInstance = [](const std::string& child) { return IndexOf(child) >= 0; };
-  const bool isCollection = std::ranges::any_of(FieldTable(), [&](const FieldRow& field) {
-    return field.path.starts_with(path + "[");
-  });
+  const bool isCollection = std::ranges::any_of(
+      FieldTable(), [&](const FieldRow& field) { return field.path.starts_with(path + "["); });
   if (!isCollection && std::ranges::none_of(node.values, isInstance)) return;
   std::erase_if(node.values, std::not_fn(isInstance));
   std::ranges::sort(node.values, {}, IndexOf);

@@ -144,12 +144,12 @@ class RemoteSession final : public Transport {
       Context context = MakeContext();
       const auto patience = static_cast<unsigned>(address_.patience.count());
       const auto resendAfter = static_cast<unsigned>(address_.resendAfter.count());
-      if (ipmi_ctx_open_outofband_2_0(context.get(), address_.host.c_str(),
-                                      address_.user.empty() ? nullptr : address_.user.c_str(),
-                                      address_.password.empty() ? nullptr
-                                                                : address_.password.c_str(),
-                                      nullptr, 0, IPMI_PRIVILEGE_LEVEL_ADMIN, suite, patience,
-                                      resendAfter, workarounds, IPMI_FLAGS_DEFAULT) == 0) {
+      if (ipmi_ctx_open_outofband_2_0(
+              context.get(), address_.host.c_str(),
+              address_.user.empty() ? nullptr : address_.user.c_str(),
+              address_.password.empty() ? nullptr : address_.password.c_str(), nullptr, 0,
+              IPMI_PRIVILEGE_LEVEL_ADMIN, suite, patience, resendAfter, workarounds,
+              IPMI_FLAGS_DEFAULT) == 0) {
         context_ = std::move(context);
         lastAnswer_ = Clock::now();
         return;

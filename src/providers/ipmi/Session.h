@@ -24,7 +24,8 @@ inline constexpr std::size_t kLongestPassword = 20;
 
 /// How to reach a BMC over the network and log in there.
 struct RemoteAddress {
-  std::string host;  ///< a name or an IPv4 address, with ":PORT" for a port other than 623
+  /// A name or an address, an IPv6 one in brackets; with ":PORT" for a port other than 623.
+  std::string host;
   std::string user;  ///< empty for the null user
   std::string password;
   std::vector<std::string> workarounds;  ///< names of `Workarounds`

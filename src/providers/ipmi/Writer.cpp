@@ -20,11 +20,11 @@ using SDK::WriteNote;
 
 /// The order of writes. Within a stage they follow the table of pages.
 enum class Stage : std::uint8_t {
-  Server,         ///< power policy, host name, event filters
-  UserName,       ///< before the account is opened
-  UserOn,         ///< some BMCs keep the access of enabled users only
+  Server,    ///< power policy, host name, event filters
+  UserName,  ///< before the account is opened
+  UserOn,    ///< some BMCs keep the access of enabled users only
   UserAccess,
-  Channel,        ///< SOL and LAN of each channel
+  Channel,  ///< SOL and LAN of each channel
   ChannelAccess,
   UserOff,
   // From here on the session may end with any write.
@@ -65,25 +65,11 @@ bool IsSameLan(const Change& a, const Change& b) {
          a.place.channel == b.place.channel;
 }
 
-/// True for settings by which a channel is reached.
-bool IsAddress(Page page) {
-  switch (page) {
-    case Page::LanAddressSource:
-    case Page::LanAddress:
-    case Page::LanSubnetMask:
-    case Page::LanGateway:
-    case Page::LanGatewayMac:
-    case Page::LanIpv6Enable:
-    case Page::LanIpv6Static:
-    case Page::LanIpv6Gateway:
-      return true;
-    default:
-      return false;
-  }
-}
+constexpr std::uint8_t kNullUser = 1;
 
 bool IsOwnUser(Bmc& bmc, const Change& change) {
   if (!bmc.Session().IsRemote()) return false;
+  if (bmc.Session().User().empty()) return change.place.user == kNullUser;
   const std::optional<Bytes> name = ReadPage(bmc, Page::UserName, change.place);
   if (!name) return false;
   const Bytes used(name->begin(), std::ranges::find(*name, 0));

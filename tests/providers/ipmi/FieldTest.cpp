@@ -32,8 +32,8 @@ TEST(IpmiFieldTest, EveryWordComesBackAndLeavesTheOtherBitsAlone) {
         EXPECT_EQ(Ipmi::Encode(field, lower, page), "") << field.path;
         EXPECT_EQ(Ipmi::Decode(field, page), word.text) << field.path;
         const unsigned mask = field.mask == 0 ? 0xFFU : field.mask;
-        page.at(field.offset) = static_cast<std::uint8_t>((page.at(field.offset) & ~mask) |
-                                                          (background & mask));
+        page.at(field.offset) =
+            static_cast<std::uint8_t>((page.at(field.offset) & ~mask) | (background & mask));
         EXPECT_EQ(page, Bytes(32, background)) << field.path;
       }
     }

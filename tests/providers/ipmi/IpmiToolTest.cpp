@@ -218,8 +218,9 @@ TEST_F(IpmiToolTest, ABmcThatDiesMidwayLeavesNoFileAndAReportOfWhatWasWritten) {
 }
 
 TEST_F(IpmiToolTest, ATargetMustBeWellFormed) {
-  for (const char* place : {"ipmi:", "ipmi:admin@", "ipmi:admin@:623", "ipmi:admin@h:0",
-                            "ipmi:admin@h:65536", "ipmi:admin@h:x", "ipmi:seventeen-letters@h"}) {
+  for (const char* place :
+       {"ipmi:", "ipmi:admin@", "ipmi:admin@:623", "ipmi:admin@h:0", "ipmi:admin@h:65536",
+        "ipmi:admin@h:x", "ipmi:a@[::1]:x", "ipmi:seventeen-letters@h"}) {
     const Outcome outcome =
         Shell(SAVERESTORE_TOOL " --target " + std::string(place) + " save x.ini");
     EXPECT_EQ(outcome.exitCode, 64) << place << outcome.err;

@@ -71,8 +71,8 @@ constexpr const char* kController =
 bool Answers(std::uint16_t port) {
   std::uint16_t own = 0;
   const Common::Descriptor client(BoundSocket(own));
-  const auto ping = std::to_array<std::uint8_t>(
-      {0x06, 0, 0xFF, 0x06, 0, 0, 0x11, 0xBE, 0x80, 0, 0, 0});
+  const auto ping =
+      std::to_array<std::uint8_t>({0x06, 0, 0xFF, 0x06, 0, 0, 0x11, 0xBE, 0x80, 0, 0, 0});
   const sockaddr_in address = Loopback(port);
   sendto(client.Get(), ping.data(), ping.size(), 0, reinterpret_cast<const sockaddr*>(&address),
          sizeof address);
@@ -119,7 +119,8 @@ bool Simulator::Start(Commands commands) {
   if (pid_ == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     const int log = open((folder_ + "/log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    if (getppid() != parent || chdir(folder_.c_str()) != 0 || dup2(log, 1) < 0 || dup2(log, 2) < 0) {
+    if (getppid() != parent || chdir(folder_.c_str()) != 0 || dup2(log, 1) < 0 ||
+        dup2(log, 2) < 0) {
       _exit(127);
     }
     execl(kProgram, kProgram, "-c", "lan.conf", "-f", "sim.emu", "-s", "state", "-n", nullptr);

@@ -82,8 +82,8 @@ void FillChannels() {
     for (int i = 0; i <= kDestinations; ++i) {
       const auto index = static_cast<std::uint8_t>(i);
       bmc.lan[{channel, 18, i}] = {index, 0, 1, 1};
-      bmc.lan[{channel, 19, i}] = {index, 0, 0, 192, 0, 2, static_cast<std::uint8_t>(50 + i),
-                                   0,     0, 0x5E, 0, 0x53, index};
+      bmc.lan[{channel, 19, i}] = {
+          index, 0, 0, 192, 0, 2, static_cast<std::uint8_t>(50 + i), 0, 0, 0x5E, 0, 0x53, index};
     }
     bmc.lan[{channel, 50, 0}] = {0x02};
     bmc.lan[{channel, 51, 0}] = {static_cast<std::uint8_t>(channel == 1 ? 2 : 0)};
@@ -114,8 +114,8 @@ void FillChannels() {
 Bytes GetParameter(const std::map<std::array<int, 3>, Bytes>& table, const Bytes& request) {
   if (request.size() < 4) return Failed(0xC7);
   const int parameter = request[1];
-  const auto found = table.find(
-      {request[0] & 0x0F, parameter, HasSelector(parameter) ? int{request[2]} : 0});
+  const auto found =
+      table.find({request[0] & 0x0F, parameter, HasSelector(parameter) ? int{request[2]} : 0});
   if (found == table.end()) return {};
   Bytes data = found->second;
   data.insert(data.begin(), kRevision);
@@ -126,12 +126,11 @@ Bytes GetParameter(const std::map<std::array<int, 3>, Bytes>& table, const Bytes
 Bytes SetParameter(std::map<std::array<int, 3>, Bytes>& table, const Bytes& request) {
   if (request.size() < 3) return Failed(0xC7);
   const int parameter = request[1];
-  const auto found = table.find(
-      {request[0] & 0x0F, parameter, HasSelector(parameter) ? int{request[2]} : 0});
+  const auto found =
+      table.find({request[0] & 0x0F, parameter, HasSelector(parameter) ? int{request[2]} : 0});
   if (found == table.end()) return {};
-  const bool isReadOnly =
-      &table == &TheBmc().lan && (parameter == 17 || parameter == 50 || parameter == 55 ||
-                                  parameter == 59);
+  const bool isReadOnly = &table == &TheBmc().lan && (parameter == 17 || parameter == 50 ||
+                                                      parameter == 55 || parameter == 59);
   if (isReadOnly) return Failed(kNotWritable);
   Bytes data(request.begin() + 2, request.end());
   if (parameter == 56) data.push_back(0);  // the status is the BMC's own

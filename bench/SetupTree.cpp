@@ -11,7 +11,6 @@
 #include <sstream>
 #include <system_error>
 
-#include "common/ErrorManager.h"
 #include "common/Platform.h"
 #include "modules/save/SaveRestore.h"
 #include "query/NodeTree.h"
@@ -41,6 +40,12 @@ void AddSetting(NodeMap& tree, const std::string& menu, std::size_t number) {
   _XNode& setting = tree[path];
   setting.values = {std::to_string(number % 4)};
   setting.options = {{"0", "Disabled"}, {"1", "Enabled"}, {"2", "Automatic"}, {"3", "On request"}};
+}
+
+SDK::SavenRestoreOptions OptionsFor(const std::string& path) {
+  SDK::SavenRestoreOptions options = {};
+  path.copy(options.fileName, sizeof options.fileName - 1);
+  return options;
 }
 
 [[noreturn]] void RaiseErrno(const std::string& what) {
@@ -77,9 +82,8 @@ void MemoryProvider::Read(const std::string& path, NodeMap& results) {
   Query::ReadNodes(tree_, path, results);
 }
 
-void MemoryProvider::Write(const SDK::SettingMap& /*settings*/, bool /*isBios*/,
-                           bool /*reserved*/) {
-  ErrorManager::Raise(ErrorManager::NoSuchForm, "The generated machine", "any path");
+void MemoryProvider::Write(const SDK::SettingMap& settings, bool /*isBios*/, bool /*reserved*/) {
+  written_ += settings.size();
 }
 
 void MemoryProvider::WriteAuthorised(const SDK::SettingMap& settings,
@@ -87,14 +91,12 @@ void MemoryProvider::WriteAuthorised(const SDK::SettingMap& settings,
   Write(settings, true, false);
 }
 
-void MemoryProvider::WriteGroup(const std::string& /*path*/, const SDK::SettingMap& settings) {
-  Write(settings, true, false);
-}
+void MemoryProvider::WriteGroup(const std::string& /*path*/, const SDK::SettingMap& /*settings*/) {}
 
-MountedMachine::MountedMachine(const NodeMap& tree) {
-  const auto provider = std::make_shared<MemoryProvider>(tree);
+MountedMachine::MountedMachine(const NodeMap& tree)
+    : provider_(std::make_shared<MemoryProvider>(tree)) {
   for (const char* name : {"BMC", "BIOS", "SMBIOS"}) {
-    SDK::XDirectorImpl::CreateInstance()->Mount(name, provider);
+    SDK::XDirectorImpl::CreateInstance()->Mount(name, provider_);
   }
   Platform::PlatformImpl::inst = nullptr;  // forgets the platform of an earlier machine
 }
@@ -129,10 +131,15 @@ void ScratchFile::SetText(std::string_view text) const {
 }
 
 void SaveBios(const std::string& path) {
-  SDK::SavenRestoreOptions options = {};
-  path.copy(options.fileName, sizeof options.fileName - 1);
   SDK::SaveRestore module;
-  module.Save(options);
+  module.Save(OptionsFor(path));
+}
+
+void RestoreBios(const std::string& path) {
+  SDK::SavenRestoreOptions options = OptionsFor(path);
+  options.skipSystemCheck = options.skipBootOrder = true;
+  SDK::SaveRestore module;
+  module.Restore(options);
 }
 
 std::string SavedText(std::size_t settings) {

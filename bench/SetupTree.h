@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -15,7 +16,8 @@ namespace Bench {
 /// groups below the top-level menu "Main", as many groups as a group has menus.
 [[nodiscard]] NodeMap MakeSetupTree(std::size_t settings);
 
-/// A back end over a tree in memory. It takes no writes.
+/// A back end over a tree in memory. It takes every write and keeps only their number, so that each
+/// restore of a file finds the same machine.
 class MemoryProvider final : public SDK::QueryProvider {
  public:
   /// Copies `tree`: a copy has no spare capacity, which matters where memory is counted.
@@ -27,8 +29,12 @@ class MemoryProvider final : public SDK::QueryProvider {
   void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;
   std::string PlatformName() override { return "CALDRA_PLATFORM"; }
 
+  /// How many settings have been written, the checks of the password left out.
+  [[nodiscard]] std::size_t Written() const { return written_; }
+
  private:
   NodeMap tree_;
+  std::size_t written_ = 0;
 };
 
 /// Makes a machine with this tree the one that the process talks to, as long as it lives.
@@ -38,6 +44,11 @@ class MountedMachine {
   MountedMachine(const MountedMachine&) = delete;
   MountedMachine& operator=(const MountedMachine&) = delete;
   ~MountedMachine();
+
+  [[nodiscard]] const MemoryProvider& Provider() const { return *provider_; }
+
+ private:
+  std::shared_ptr<MemoryProvider> provider_;
 };
 
 /// The path of a file in a folder of its own in memory, so that no disk is measured. The folder
@@ -65,6 +76,9 @@ class ScratchFile {
 
 /// Saves the BIOS settings of the mounted machine.
 void SaveBios(const std::string& path);
+
+/// Restores the BIOS settings from the file at `path`, without comparing [SYSTEM].
+void RestoreBios(const std::string& path);
 
 /// The text of the file that a save of a tree with `settings` settings makes.
 [[nodiscard]] std::string SavedText(std::size_t settings);

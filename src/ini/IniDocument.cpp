@@ -1,17 +1,11 @@
 #include "ini/IniDocument.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <limits>
-#include <system_error>
 #include <utility>
 
-#include "common/Descriptor.h"
+#include "common/WholeFile.h"
 #include "ini/IniEscape.h"
 
 namespace {
@@ -34,36 +28,14 @@ std::size_t CommentStart(std::string_view text) {
   return behindTab == std::string_view::npos ? text.size() : behindTab + 1;
 }
 
-/// Reads to the end of the file, at most one byte more than `limit`. False on a read error.
-bool ReadUpTo(int descriptor, std::size_t limit, std::size_t expected, std::vector<char>& text) {
-  constexpr std::size_t kStep = std::size_t{64} * 1024;
-  text.reserve(std::min(expected, limit) + kStep);  // room to meet the end without growing
-  for (;;) {
-    const std::size_t size = text.size();
-    const std::size_t room = std::min(std::max(kStep, text.capacity() - size), limit + 1 - size);
-    if (room == 0) return true;
-    text.resize(size + room);
-    const ssize_t got = read(descriptor, text.data() + size, room);
-    text.resize(size + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-    if (got == 0) return true;
-    if (got < 0 && errno != EINTR) return false;
-  }
-}
-
 }  // namespace
 
 IniDocument::Status IniDocument::Load(const char* path) {
   Clear();
-  // Non-blocking: opening a FIFO must not wait for a writer before it can be refused.
-  const Common::Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  struct stat facts = {};
-  if (!file.IsOpen() || fstat(file.Get(), &facts) != 0) {
-    return Fail(Status::CannotRead, std::generic_category().message(errno));
-  }
-  if (!S_ISREG(facts.st_mode)) return Fail(Status::CannotRead, "Not a regular file");
-  if (!ReadUpTo(file.Get(), kMaxBytes, static_cast<std::size_t>(facts.st_size), text_)) {
-    return Fail(Status::CannotRead, std::generic_category().message(errno));
-  }
+  const Common::WholeFileResult read = Common::ReadWholeFile(path, kMaxBytes, text_);
+  using Result = Common::WholeFileResult::Status;
+  if (read.status == Result::TooLarge) return Fail(Status::TooLarge, "Larger than 64 MiB");
+  if (read.status != Result::Ok) return Fail(Status::CannotRead, read.reason);
   return Index();
 }
 

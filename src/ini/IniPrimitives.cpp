@@ -1,7 +1,6 @@
 #include "ini/IniPrimitives.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 #include "ini/IniDocument.h"
@@ -23,9 +22,7 @@ std::string CommentText(std::string_view comment) {
 }
 
 void CopyCut(std::string_view text, char* out, unsigned short size) {
-  const std::size_t length = std::min<std::size_t>(text.size(), size - 1U);
-  std::memcpy(out, text.data(), length);
-  out[length] = '\0';
+  out[text.copy(out, size - 1U)] = '\0';
 }
 
 /// Sets `value` when the answer is INI_READ.

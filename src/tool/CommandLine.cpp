@@ -6,12 +6,14 @@
 #include <array>
 #include <cstdio>
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "common/Logger.h"
 #include "tool/Compare.h"
 #include "tool/Configuration.h"
+#include "tool/ConvertCommand.h"
 #include "tool/ExitCodes.h"
 #include "tool/FileCheck.h"
 #include "tool/Interrupt.h"
@@ -77,7 +79,8 @@ using Command = std::function<int(const Globals&, const Messages&)>;
 void AddSave(CLI::App& app, Command& chosen) {
   CLI::App* save = app.add_subcommand("save", "Save the target's configuration into a file");
   auto request = std::make_shared<SaveRequest>();
-  AddFile(*save, request->file, "The file to write; its name ends in .ini");
+  AddFile(*save, request->file,
+          "The file to write; its name ends in .ini, or in .scf for a stream file");
   AddMode(*save,
           "What to save: bios (with the boot order), bmc, or all; default: what the target has",
           [request](Mode mode) { request->mode = mode; });
@@ -193,6 +196,26 @@ void AddShow(CLI::App& app, Command& chosen) {
   });
 }
 
+void AddConvert(CLI::App& app, Command& chosen) {
+  CLI::App* convert = app.add_subcommand("convert", "Turn a text file into a stream file, or back");
+  auto request = std::make_shared<ConvertRequest>();
+  AddFile(*convert, request->from, "The file to read");
+  convert->add_option("OTHER", request->to, "The file to write, of the other form")
+      ->required()
+      ->type_name("");
+  convert->add_flag("--overwrite", request->overwrite, "Replace OTHER when it exists");
+  convert->footer(
+      "Text files end in .ini, stream files in .scf. Needs no target.\n\n"
+      "Example:\n"
+      "  saverestore convert server.ini server.scf\n");
+  convert->callback([request, &chosen] {
+    chosen = [request](const Globals&, const Messages& messages) {
+      RunConvert(*request, messages);
+      return int{ExitDone};
+    };
+  });
+}
+
 void AddTargets(CLI::App& app, Command& chosen) {
   CLI::App* targets = app.add_subcommand("targets", "List the kinds of target of this build");
   targets->footer("Example:\n  saverestore targets\n");
@@ -239,6 +262,7 @@ void Describe(CLI::App& app, Globals& globals, Command& chosen) {
   AddDiff(app, chosen);
   AddCheck(app, chosen);
   AddShow(app, chosen);
+  AddConvert(app, chosen);
   AddTargets(app, chosen);
   app.footer(
       "Example:\n"
@@ -270,9 +294,10 @@ bool Parse(CLI::App& app, int argc, const char* const* argv, int& exitCode) {
 
 int Run(const Command& command, const Globals& globals) {
   const Messages messages(globals.HowMuch());
+  std::set<std::string> warned;  // a restore and its rehearsal say the same
   LOGGER::Logger::CreateInstance()->SetSink([&](const LOGGER::LogRecord& record) {
     if (record.level <= LOGGER::Warning) {
-      messages.Warning(record.text);
+      if (warned.insert(record.text).second) messages.Warning(record.text);
     } else {
       messages.Detail(record.text);
     }

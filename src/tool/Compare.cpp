@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tool/ConfigurationFile.h"
 #include "tool/ExitCodes.h"
 
 namespace Tool {
@@ -103,9 +104,8 @@ Comparison Compare(const Configuration& left, const Configuration& right) {
 
 int RunDiff(const DiffRequest& request, const Messages& messages) {
   const bool withTarget = request.other.empty();
-  IniDocument document;
-  LoadFile(request.file, document);
-  const Configuration whole = ConfigurationOf(document);
+  const ConfigurationFile file(request.file);
+  const Configuration& whole = file.Content();
   const Mode mode = request.mode.value_or(withTarget ? ModeOf(whole) : ModeAll);
   const Configuration left = InMode(whole, mode);
   Configuration right;
@@ -114,8 +114,7 @@ int RunDiff(const DiffRequest& request, const Messages& messages) {
     right = ConfigurationOfTarget(mode);
     target.ThrowIfSilent();
   } else {
-    LoadFile(request.other, document);
-    right = InMode(ConfigurationOf(document), mode);
+    right = InMode(ConfigurationFile(request.other).Content(), mode);
   }
   const Comparison comparison = Compare(left, right);
   const Sides sides = withTarget ? Sides{"file", "machine"} : Sides{"first", "second"};

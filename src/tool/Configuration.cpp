@@ -1,11 +1,7 @@
 #include "tool/Configuration.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 
 #include "modules/save/Expansion.h"
 #include "modules/save/SaveRestore.h"
@@ -64,7 +60,7 @@ const char* NameOf(Mode mode) {
 }
 
 void Configuration::AddSection(const std::string& name) {
-  if (!HasSection(name)) sections_.push_back(name);
+  if (sectionNames_.insert(name).second) sections_.push_back(name);
 }
 
 void Configuration::Add(Setting setting) {
@@ -82,40 +78,15 @@ const Setting* Configuration::Find(const std::string& section, const std::string
 }
 
 bool Configuration::HasSection(const std::string& name) const {
-  return std::ranges::find(sections_, name) != sections_.end();
-}
-
-Configuration ConfigurationOf(const IniDocument& document) {
-  Configuration configuration;
-  for (const IniDocument::Section& section : document.Sections()) {
-    configuration.AddSection(std::string(section.name));
-  }
-  for (const IniDocument::Entry& entry : document.Entries()) {
-    configuration.Add({std::string(document.Sections()[entry.section].name), std::string(entry.key),
-                       std::string(entry.value), std::string(entry.comment), ""});
-  }
-  return configuration;
+  return sectionNames_.contains(name);
 }
 
 Configuration ConfigurationOfTarget(Mode mode) {
   return CollectingSaveRestore().Collect(mode);
 }
 
-void LoadFile(const std::string& path, IniDocument& document) {
-  switch (document.Load(path.c_str())) {
-    case IniDocument::Status::Ok:
-      return;
-    case IniDocument::Status::CannotRead: {
-      if (access(path.c_str(), F_OK) != 0 && errno == ENOENT) {
-        throw ToolError(ExitNoInput, "\"" + path + "\" does not exist");
-      }
-      const bool isFile = document.Reason() != "Not a regular file";
-      throw ToolError(isFile ? ExitNotPermitted : ExitBadInput,
-                      "\"" + path + "\" cannot be read: " + document.Reason());
-    }
-    default:
-      throw ToolError(ExitBadInput, "\"" + path + "\" is refused: " + document.Reason());
-  }
+bool IsBootOrder(const std::string& section) {
+  return section == "BIOS::BootOrder" || section == "BootOrder::Hard Disk";
 }
 
 bool IsBiosSection(const std::string& section) {

@@ -1,17 +1,20 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "ini/IniDocument.h"
 #include "modules/save/SaveRestore.h"
 
 namespace Tool {
 
 /// What to save or restore; the numbers are the module's.
 enum Mode : int { ModeBios = 0, ModeBmc = 1, ModeAll = 2 };
+
+/// Bytes of a value that a restore reads.
+inline constexpr std::size_t kLongestRead = 127;
 
 /// The names of the modes on the command line.
 struct ModeName {
@@ -48,19 +51,14 @@ class Configuration {
 
  private:
   std::vector<std::string> sections_;
+  std::set<std::string> sectionNames_;
   std::vector<Setting> settings_;
   std::map<std::pair<std::string, std::string>, std::size_t> index_;
 };
 
-/// The settings of a file.
-[[nodiscard]] Configuration ConfigurationOf(const IniDocument& document);
-
 /// The settings of the mounted target, as a save of `mode` would write them.
 /// \throws ResultStatus  what the save throws.
 [[nodiscard]] Configuration ConfigurationOfTarget(Mode mode);
-
-/// The file at `path`. \throws ToolError  no such file, not permitted, or not a text file.
-void LoadFile(const std::string& path, IniDocument& document);
 
 /// The mode that covers just what a file holds.
 [[nodiscard]] Mode ModeOf(const Configuration& file);
@@ -72,6 +70,10 @@ void LoadFile(const std::string& path, IniDocument& document);
 
 /// The module's options for a file. \throws ToolError  the file name is too long for them.
 [[nodiscard]] SDK::SavenRestoreOptions OptionsFor(const std::string& file, Mode mode);
+
+/// True for the two boot orders. Their keys are devices and their values positions, so their rows
+/// say nothing of what is written to a path.
+[[nodiscard]] bool IsBootOrder(const std::string& section);
 
 /// True for the sections of the BIOS part of a file.
 [[nodiscard]] bool IsBiosSection(const std::string& section);

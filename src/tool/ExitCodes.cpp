@@ -29,6 +29,7 @@ struct ErrorRow {
 constexpr auto kErrorTable = std::to_array<ErrorRow>({
     {ErrorManager::BadFileName, ExitUsage, ""},
     {ErrorManager::BadStreamMode, ExitUsage, ""},
+    {ErrorManager::BadStream, ExitBadInput, ""},
     {ErrorManager::CannotReadFile, ExitNoInput, ""},
     {ErrorManager::TargetMalformed, ExitBadInput,
      "Mend the machine file at that line, or take a machine file that this tool has written."},

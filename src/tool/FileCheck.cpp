@@ -14,8 +14,6 @@ namespace {
 
 using nlohmann::ordered_json;
 
-constexpr std::size_t kLongestRead = 127;  // bytes of a value that a restore reads
-
 std::string Upper(std::string_view text) {
   std::string upper(text);
   std::ranges::transform(upper, upper.begin(), [](unsigned char character) {
@@ -24,23 +22,10 @@ std::string Upper(std::string_view text) {
   return upper;
 }
 
-/// A section name of the catalogue's table fits with digits in the place of its "_".
-bool FitsCatalogue(std::string_view section, std::string_view pattern) {
-  pattern = pattern.substr(1, pattern.size() - 2);
-  const std::size_t slot = pattern.find('_');
-  if (slot == std::string_view::npos) return section == pattern;
-  const std::string_view head = pattern.substr(0, slot);
-  const std::string_view tail = pattern.substr(slot + 1);
-  if (section.size() <= head.size() + tail.size()) return false;
-  return section.starts_with(head) && section.ends_with(tail) &&
-         SDK::Expansion::IsNumber(
-             section.substr(head.size(), section.size() - head.size() - tail.size()));
-}
-
 bool IsKnownSection(const std::string& section) {
   return IsBiosSection(section) ||
          std::ranges::any_of(SDK::CatalogueTable(), [&](const SDK::CatalogueSection& known) {
-           return FitsCatalogue(section, known.name);
+           return SDK::Expansion::IsInstanceOf("[" + section + "]", known.name);
          });
 }
 
@@ -85,6 +70,38 @@ bool FitsComment(const std::string& comment, const std::string& value) {
   return true;
 }
 
+/// A key as it stands in a file.
+struct Key {
+  std::string name;
+  std::string value;
+  std::string comment;
+  std::uint32_t line;  ///< 0 in a stream file, which has no lines
+};
+
+/// Every key of a file, also those that a later one replaces.
+std::vector<Key> KeysOf(const ConfigurationFile& file) {
+  std::vector<Key> keys;
+  if (file.Lines() != nullptr) {
+    for (const IniDocument::Entry& entry : file.Lines()->Entries()) {
+      keys.push_back({std::string(entry.key), std::string(entry.value), std::string(entry.comment),
+                      entry.line});
+    }
+    return keys;
+  }
+  for (const Scf::Section& section : file.Sections()) {
+    for (const SDK::Row& row : section.rows) keys.push_back({row.key, row.value, row.comment, 0});
+  }
+  return keys;
+}
+
+/// The line of a section's first heading.
+std::uint32_t LineOf(const ConfigurationFile& file, const std::string& section) {
+  if (file.Lines() == nullptr) return 0;
+  const auto& sections = file.Lines()->Sections();
+  const auto found = std::ranges::find(sections, section, &IniDocument::Section::name);
+  return found == sections.end() ? 0 : found->line;
+}
+
 Finding FindingOf(const IniDocument::Problem& problem) {
   using Kind = IniDocument::Problem::Kind;
   const std::string text(problem.text);
@@ -125,30 +142,29 @@ void PrintFindings(const std::vector<Finding>& findings, const CheckRequest& req
 
 }  // namespace
 
-std::vector<Finding> CheckFile(const IniDocument& document) {
+std::vector<Finding> CheckFile(const ConfigurationFile& file) {
   std::vector<Finding> findings;
-  for (const IniDocument::Problem& problem : document.Problems()) {
-    findings.push_back(FindingOf(problem));
-  }
-  for (const IniDocument::Section& section : document.Sections()) {
-    if (section.name.empty() || IsKnownSection(std::string(section.name))) continue;
-    findings.push_back({Finding::Weight::Warning, section.line,
-                        "the section [" + std::string(section.name) + "] belongs to no server"});
-  }
-  for (const IniDocument::Entry& entry : document.Entries()) {
-    const std::string key(entry.key);
-    if (!FitsComment(std::string(entry.comment), std::string(entry.value))) {
-      findings.push_back({Finding::Weight::Warning, entry.line,
-                          "\"" + std::string(entry.value) +
-                              "\" is not among the options that the "
-                              "comment of \"" +
-                              key + "\" lists"});
+  if (file.Lines() != nullptr) {
+    for (const IniDocument::Problem& problem : file.Lines()->Problems()) {
+      findings.push_back(FindingOf(problem));
     }
-    if (entry.value.size() > kLongestRead) {
-      findings.push_back({Finding::Weight::Warning, entry.line,
-                          "the value of \"" + key +
-                              "\" is longer than 127 bytes; a restore "
-                              "leaves that setting as it is"});
+  }
+  for (const std::string& section : file.Content().Sections()) {
+    if (section.empty() || IsKnownSection(section)) continue;
+    findings.push_back({Finding::Weight::Warning, LineOf(file, section),
+                        "the section [" + section + "] belongs to no server"});
+  }
+  for (const Key& key : KeysOf(file)) {
+    if (!FitsComment(key.comment, key.value)) {
+      findings.push_back({Finding::Weight::Warning, key.line,
+                          "\"" + key.value + "\" is not among the options that the comment of \"" +
+                              key.name + "\" lists"});
+    }
+    if (file.Lines() != nullptr && key.value.size() > kLongestRead) {
+      findings.push_back({Finding::Weight::Warning, key.line,
+                          "the value of \"" + key.name +
+                              "\" is longer than 127 bytes; a restore leaves that setting as it "
+                              "is"});
     }
   }
   std::ranges::stable_sort(findings, {}, &Finding::line);
@@ -161,8 +177,10 @@ std::vector<Finding> CheckAgainstTarget(const RestoreChoice& choice, const Rehea
     findings.push_back({Finding::Weight::Error, 0, key + " is missing, and a restore needs it"});
   }
   for (const ResultStatus& failure : rehearsal.failures) {
-    findings.push_back({Finding::Weight::Error, 0,
-                        failure.message() + " (error " + std::to_string(failure.getval()) + ")"});
+    const std::string refused = rehearsal.refused.empty() ? "" : rehearsal.refused + "; ";
+    findings.push_back(
+        {Finding::Weight::Error, 0,
+         WithDetail(failure.message(), refused + "error " + std::to_string(failure.getval()))});
   }
   if (choice.skipSystemCheck) return findings;
   for (const SystemMismatch& mismatch : SystemMismatches(choice.file)) {
@@ -182,11 +200,10 @@ std::string Describe(const Finding& finding, const std::string& file) {
 }
 
 int RunCheck(CheckRequest request, const Messages& messages) {
-  IniDocument document;
-  LoadFile(request.choice.file, document);
-  std::vector<Finding> findings = CheckFile(document);
+  const ConfigurationFile file(request.choice.file);
+  std::vector<Finding> findings = CheckFile(file);
   if (request.openTarget) {
-    request.choice.mode = request.mode.value_or(ModeOf(ConfigurationOf(document)));
+    request.choice.mode = request.mode.value_or(ModeOf(file.Content()));
     const WatchedTarget target(request.openTarget, messages);
     const Rehearsal rehearsal = Rehearse(request.choice, target.Providers());
     const std::vector<Finding> more = CheckAgainstTarget(request.choice, rehearsal);
@@ -199,9 +216,8 @@ int RunCheck(CheckRequest request, const Messages& messages) {
 }
 
 int RunShow(const std::string& file, bool json, const Messages& messages) {
-  IniDocument document;
-  LoadFile(file, document);
-  const Configuration configuration = ConfigurationOf(document);
+  const ConfigurationFile read(file);
+  const Configuration& configuration = read.Content();
   ordered_json system = ordered_json::object();
   std::map<std::string, std::size_t> counts;
   for (const Setting& setting : configuration.Settings()) {
@@ -221,9 +237,9 @@ int RunShow(const std::string& file, bool json, const Messages& messages) {
     messages.Document(shown.dump(2, ' ', false, ordered_json::error_handler_t::replace));
     return ExitDone;
   }
-  messages.Result(file + ": " + std::to_string(configuration.Sections().size()) + " sections, " +
-                  std::to_string(configuration.Settings().size()) +
-                  " keys, to restore with --mode " + NameOf(ModeOf(configuration)));
+  messages.Result(file + ": " + Counted(configuration.Sections().size(), "section") + ", " +
+                  Counted(configuration.Settings().size(), "key") + ", to restore with --mode " +
+                  NameOf(ModeOf(configuration)));
   for (const auto& [key, value] : system.items()) {
     messages.Result("  " + key + " " + value.get<std::string>());
   }

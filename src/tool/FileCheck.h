@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "ini/IniDocument.h"
 #include "tool/Configuration.h"
+#include "tool/ConfigurationFile.h"
 #include "tool/Messages.h"
 #include "tool/Rehearsal.h"
 #include "tool/Targets.h"
@@ -26,7 +26,7 @@ struct Finding {
 
 /// What a file tells by itself: lines that are none, duplicates, values that are not among the
 /// options their comment lists, values longer than a restore reads, sections that no server has.
-[[nodiscard]] std::vector<Finding> CheckFile(const IniDocument& document);
+[[nodiscard]] std::vector<Finding> CheckFile(const ConfigurationFile& file);
 
 /// What keeps a file from being restored on the mounted target: every key that the restore needs
 /// and the file lacks, whatever else would end it, and, unless skipped, what of [SYSTEM] does not

@@ -16,6 +16,15 @@ void Print(FILE* stream, const char* prefix, const std::string& text) {
 
 }  // namespace
 
+std::string Counted(std::size_t count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string WithDetail(std::string sentence, const std::string& detail) {
+  if (sentence.ends_with('.')) sentence.pop_back();
+  return sentence + " (" + detail + ")";
+}
+
 std::string Printable(const std::string& text) {
   return Ini::Escape(text, Ini::Place::Comment);
 }

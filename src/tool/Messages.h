@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace Tool {
@@ -33,6 +34,12 @@ class Messages {
  private:
   Verbosity verbosity_;
 };
+
+/// "1 setting", "2 settings".
+[[nodiscard]] std::string Counted(std::size_t count, const std::string& noun);
+
+/// A sentence with `detail` in brackets in the place of its full stop.
+[[nodiscard]] std::string WithDetail(std::string sentence, const std::string& detail);
 
 /// `text` with its control characters escaped.
 [[nodiscard]] std::string Printable(const std::string& text);

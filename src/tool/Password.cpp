@@ -47,13 +47,16 @@ void ReadLine(int descriptor, std::size_t longest, const std::string& name, std:
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) RaiseErrno("the password cannot be read from " + name);
     if (got == 0 || character == '\n') break;
-    if (out.size() == longest) {
+    if (character == '\0') {
+      throw ToolError(ExitUsage, "the password from " + name + " holds a NUL byte");
+    }
+    if (out.size() == longest + 1 || (out.size() == longest && character != '\r')) {
       throw ToolError(ExitUsage, "the password from " + name + " is longer than " +
                                      std::to_string(longest) + " bytes");
     }
     out += character;
   }
-  if (out.ends_with('\r')) out.pop_back();
+  if (out.ends_with('\r')) out.pop_back();  // a file with the line ends of another system
 }
 
 }  // namespace
@@ -71,9 +74,9 @@ void ReadPassword(const PasswordSource& source, std::size_t longest, std::string
       throw ToolError(ExitUsage,
                       "there is no terminal to ask for a password; give it by file or descriptor");
     }
+    const WithoutEcho quiet(terminal.Get());  // before the prompt: nothing typed is shown or lost
     const std::string& prompt = source.prompt;
     static_cast<void>(write(terminal.Get(), prompt.data(), prompt.size()) < 0);
-    const WithoutEcho quiet(terminal.Get());
     ReadLine(terminal.Get(), longest, "the terminal", out);
     static_cast<void>(write(terminal.Get(), "\n", 1) < 0);
   }

@@ -2,11 +2,13 @@
 
 #include <map>
 
-#include "common/ErrorManager.h"
 #include "modules/save/SaveRestore.h"
+#include "tool/ExitCodes.h"
 
 namespace Tool {
 namespace {
+
+constexpr std::size_t kLongestFileName = 511;  // that a restore takes
 
 /// The restore, which goes on where it would fail for a missing key and keeps what it has to say.
 class RehearsedRestore final : public SDK::SaveRestore {
@@ -17,59 +19,56 @@ class RehearsedRestore final : public SDK::SaveRestore {
   void KeyMissing(const std::string& section, const std::string& key) override {
     rehearsal_.missingKeys.push_back(section + "::" + key);
   }
-  void PrintSkip(const std::string& text) override { rehearsal_.skipped.push_back(text); }
+  void ValueRefused(const std::string& section, const std::string& key) override {
+    rehearsal_.refused = section + "::" + key;
+  }
+  void PrintSkip(const std::string& text) override { AddOnce(rehearsal_.skipped, text); }
 
  private:
   Rehearsal& rehearsal_;
 };
 
-/// The module's comparison of [SYSTEM], item by item.
+/// The module's comparison of [SYSTEM], one item at a time so that none hides another.
 class SystemComparison final : public SDK::SaveRestore {
  public:
-  explicit SystemComparison(const std::string& file) {
+  std::vector<SystemMismatch> Compare(const std::string& file) {
     DefineSections(ModeBios);
-    Collect([&] { GetSystemInfoFromSystem(ofMachine_); }, ofMachine_);
-    Collect([&] { GetSystemInfoFromFile(ofFile_, file.c_str()); }, ofFile_);
-    for (const auto& [key, value] : ofMachine_) {
-      const auto other = ofFile_.find(key);
-      if (other == ofFile_.end()) continue;
+    std::vector<SystemMismatch> mismatches;
+    const std::vector<SDK::Data> items = sections.front().items;
+    for (const SDK::Data& item : items) {
+      sections.front().items = {item};
+      std::map<std::string, std::string> ofMachine;
+      std::map<std::string, std::string> ofFile;
       try {
-        CompareSystemValue(key, other->second, value);
+        GetSystemInfoFromSystem(ofMachine);
+        GetSystemInfoFromFile(ofFile, file.c_str());
+        if (ofMachine.empty()) break;  // a board that ends the comparison here
+        CompareSystemValue(item.key, ofFile[item.key], ofMachine[item.key]);
       } catch (const ResultStatus& failure) {
-        Add(failure, key + " is \"" + other->second + "\" in the file and \"" + value +
-                         "\" on this machine");
+        const std::string what = ofFile.empty() ? item.key
+                                                : item.key + " is \"" + ofFile[item.key] +
+                                                      "\" in the file and \"" +
+                                                      ofMachine[item.key] + "\" on this machine";
+        mismatches.push_back(
+            {failure.getval(),
+             WithDetail(failure.message(), what + "; error " + std::to_string(failure.getval()))});
       }
     }
+    return mismatches;
   }
-
-  [[nodiscard]] const std::vector<SystemMismatch>& Mismatches() const { return mismatches_; }
-
- private:
-  /// Reads one side, which stops at the first value that it cannot get.
-  template <typename Read>
-  void Collect(Read read, const std::map<std::string, std::string>& values) {
-    try {
-      read();
-    } catch (const ResultStatus& failure) {
-      for (const SDK::Data& item : sections.front().items) {
-        if (!values.contains(item.key)) return Add(failure, item.key);
-      }
-    }
-  }
-
-  void Add(const ResultStatus& failure, const std::string& what) {
-    mismatches_.push_back({failure.getval(), failure.message() + " (" + what + "; error " +
-                                                 std::to_string(failure.getval()) + ")"});
-  }
-
-  std::map<std::string, std::string> ofFile_;
-  std::map<std::string, std::string> ofMachine_;
-  std::vector<SystemMismatch> mismatches_;
 };
 
 }  // namespace
 
+void AddOnce(std::vector<std::string>& lines, const std::string& line) {
+  if (lines.empty() || lines.back() != line) lines.push_back(line);
+}
+
 Rehearsal Rehearse(const RestoreChoice& choice, const Mounts& target) {
+  if (choice.file.size() > kLongestFileName) {
+    throw ToolError(ExitUsage,
+                    "the file name is longer than " + std::to_string(kLongestFileName) + " bytes");
+  }
   Rehearsal rehearsal;
   MountTarget(Wrapped(target, [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
     return std::make_shared<RecordingProvider>(provider, rehearsal.writes);
@@ -87,7 +86,7 @@ Rehearsal Rehearse(const RestoreChoice& choice, const Mounts& target) {
 }
 
 std::vector<SystemMismatch> SystemMismatches(const std::string& file) {
-  return SystemComparison(file).Mismatches();
+  return SystemComparison().Compare(file);
 }
 
 }  // namespace Tool

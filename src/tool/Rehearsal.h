@@ -17,7 +17,12 @@ struct Rehearsal {
   std::vector<std::string> missingKeys;  ///< keys that the restore needs, "SECTION::KEY"
   std::vector<std::string> skipped;      ///< what the restore says about items it passes over
   std::vector<ResultStatus> failures;    ///< that would end it; at most one
+  std::string refused;                   ///< the key whose value it is about, if any
 };
+
+/// Adds a line unless it is the last one already: a restore says the same of each setting of a
+/// menu.
+void AddOnce(std::vector<std::string>& lines, const std::string& line);
 
 /// How a restore is to run.
 struct RestoreChoice {

@@ -9,12 +9,15 @@
 #include <filesystem>
 #include <iostream>
 #include <iterator>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <set>
 
 #include "common/ErrorManager.h"
 #include "common/Wipe.h"
+#include "modules/save/Expansion.h"
 #include "query/XDirector.h"
+#include "tool/ConfigurationFile.h"
 #include "tool/ExitCodes.h"
 #include "tool/FileCheck.h"
 #include "tool/Interrupt.h"
@@ -33,7 +36,7 @@ class ReportedRestore final : public SDK::SaveRestore {
   explicit ReportedRestore(std::vector<std::string>& skipped) : skipped_(skipped) {}
 
  protected:
-  void PrintSkip(const std::string& text) override { skipped_.push_back(text); }
+  void PrintSkip(const std::string& text) override { AddOnce(skipped_, text); }
 
  private:
   std::vector<std::string>& skipped_;
@@ -56,10 +59,15 @@ std::string PresentValue(const std::string& path) {
 }
 
 /// Refuses a file that cannot be restored as a whole. The list of reasons goes out first.
-void RefuseUnfitFile(const RestoreRequest& request, const IniDocument& document,
-                     const Rehearsal& rehearsal, const Messages& messages) {
-  std::vector<Finding> findings = CheckFile(document);
+void RefuseUnfitFile(const RestoreRequest& request, const ConfigurationFile& file,
+                     const Rehearsal& rehearsal, const WatchedTarget& target,
+                     const Messages& messages) {
+  for (const ResultStatus& failure : rehearsal.failures) {
+    if (failure.getval() == ErrorManager::BadFileName) throw ResultStatus(failure);
+  }
+  std::vector<Finding> findings = CheckFile(file);
   const std::vector<Finding> more = CheckAgainstTarget(request.choice, rehearsal);
+  target.ThrowIfSilent();  // what it has not told is no fault of the file
   findings.insert(findings.end(), more.begin(), more.end());
   for (const Finding& finding : findings) {
     const std::string text = Describe(finding, request.choice.file);
@@ -81,10 +89,18 @@ struct Change {
   std::string to;
 };
 
-std::vector<Change> ChangesOf(const Rehearsal& rehearsal) {
+/// `before` has most of the present values; it has retry intervals and boot orders in another form.
+std::vector<Change> ChangesOf(const Rehearsal& rehearsal, const Configuration& before) {
+  std::map<std::string, const std::string*> known;
+  for (const Setting& setting : before.Settings()) {
+    const bool isAsSent =
+        setting.key != SDK::Expansion::kRetryIntervalKey && !IsBootOrder(setting.section);
+    if (isAsSent) known.try_emplace(setting.path, &setting.value);
+  }
   std::vector<Change> changes;
   for (const RecordedWrite& write : rehearsal.writes) {
-    std::string present = PresentValue(write.path);
+    const auto found = known.find(write.path);
+    std::string present = found == known.end() ? PresentValue(write.path) : *found->second;
     if (present != write.value) changes.push_back({write.path, std::move(present), write.value});
   }
   return changes;
@@ -106,14 +122,54 @@ void ShowChanges(const RestoreRequest& request, const Rehearsal& rehearsal,
                             {"file", request.choice.file},
                             {"mode", NameOf(request.choice.mode)},
                             {"changes", list},
-                            {"writes", writes}}));
+                            {"writes", writes},
+                            {"messages", rehearsal.skipped}}));
     return;
   }
   for (const Change& change : changes) {
     messages.Result(change.path + ": \"" + change.from + "\" -> \"" + change.to + "\"");
   }
-  messages.Result(std::to_string(changes.size()) + " settings will change; " +
+  if (request.dryRun) {  // else the restore itself says them
+    for (const std::string& text : rehearsal.skipped) messages.Result(text);
+  }
+  messages.Result(Counted(changes.size(), "setting") + " will change; " +
                   std::to_string(rehearsal.writes.size()) + " will be written.");
+}
+
+/// `text` as a word of a shell command.
+std::string ShellWord(const std::string& text) {
+  constexpr const char* kPlain =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_./:,@%+=";
+  if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) return text;
+  std::string word = "'";
+  for (const char character : text) word += character == '\'' ? "'\\''" : std::string(1, character);
+  return word + "'";
+}
+
+/// The command that restores `backup` the way the request restores its file.
+std::string CommandBack(const RestoreRequest& request, const std::string& backup) {
+  std::string command = "saverestore";
+  for (const std::string& text : request.targets) command += " --target " + ShellWord(text);
+  command += std::string(" restore --mode ") + NameOf(request.choice.mode);
+  if (request.choice.skipSystemCheck) command += " --skip-system-check";
+  if (!request.password.file.empty()) {
+    command += " --password-file " + ShellWord(request.password.file);
+  } else if (request.password.ask || request.password.descriptor >= 0) {
+    command += " --ask-password";
+  }
+  return command + " " + ShellWord(backup);
+}
+
+/// A name in `folder` that no file has: NAME-before-DATE.ini, or with a number for a second restore
+/// within one second.
+std::string BackupName(const fs::path& folder, const std::string& name, const char* date) {
+  const std::string base = (folder / (name + "-before-" + date)).string();
+  std::string file = base + ".ini";
+  std::error_code error;
+  for (int number = 2; fs::exists(fs::symlink_status(file, error)); ++number) {
+    file = base + "-" + std::to_string(number) + ".ini";
+  }
+  return file;
 }
 
 /// Saves the machine's present configuration under a dated name. \return the file.
@@ -129,14 +185,12 @@ std::string Backup(const RestoreRequest& request, const WatchedTarget& target,
       request.backupDir.empty() ? file.parent_path() : fs::path(request.backupDir);
   SaveRequest save;
   save.openTarget = [&target] { return target.Providers(); };
-  save.file = (folder / (file.stem().string() + "-before-" + date.data() + ".ini")).string();
+  save.file = BackupName(folder, file.stem().string(), date.data());
   save.mode = request.choice.mode;
   RunSave(save, Messages(Verbosity::Quiet));
   MountTarget(target.Providers());
-  std::string targets;
-  for (const std::string& text : request.targets) targets += " --target " + text;
-  messages.Note("The present configuration is saved. To go back:\n  saverestore" + targets +
-                " restore --mode " + NameOf(request.choice.mode) + " " + save.file);
+  messages.Note("The present configuration is saved. To go back:\n  " +
+                CommandBack(request, save.file));
   return save.file;
 }
 
@@ -194,7 +248,7 @@ void PrintReport(const RestoreReport& report, const RestoreRequest& request,
   for (const ReportRow& row : report.rows) {
     const std::string text = row.section + "::" + row.key + ": " + NameOf(row.outcome) +
                              (row.reason.empty() ? "" : " (" + row.reason + ")");
-    if (row.outcome == Outcome::Unchanged || row.outcome == Outcome::Skipped) {
+    if (row.outcome == Outcome::Unchanged || row.reason == kNotNamed) {
       messages.Detail(text);
     } else {
       messages.Result(text);
@@ -239,15 +293,20 @@ void RestoreKeepingFailure(const RestoreRequest& request, Mode mode, const Watch
 
 /// Restores, reads the machine again, reports. \return the exit code.
 int RestoreAndReport(const RestoreRequest& request, const Configuration& file,
-                     const Rehearsal& rehearsal, const WatchedTarget& target,
-                     const std::string& password, const std::string& backup,
-                     const Messages& messages) {
-  const Configuration before = ConfigurationOfTarget(request.choice.mode);
+                     const Configuration& before, const Rehearsal& rehearsal,
+                     const WatchedTarget& target, const std::string& password,
+                     const std::string& backup, const Messages& messages) {
   Written written;
   RestoreKeepingFailure(request, request.choice.mode, target, password, written);
   std::set<std::string> sent;
   for (const RecordedWrite& write : rehearsal.writes) sent.insert(write.path);
   const Configuration after = ConfigurationOfTarget(request.choice.mode);
+  try {
+    target.ThrowIfSilent();
+  } catch (const ResultStatus&) {
+    messages.Error("the target fell silent; which of the settings were written is not known");
+    throw;
+  }
   const RestoreReport report = Report(file, before, after, sent, written.notes);
   PrintReport(report, request, backup, written.skipped, written.failure, messages);
   if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
@@ -259,9 +318,8 @@ int RestoreAndReport(const RestoreRequest& request, const Configuration& file,
 }  // namespace
 
 int RunRestore(RestoreRequest request, const Messages& messages) {
-  IniDocument document;
-  LoadFile(request.choice.file, document);
-  const Configuration file = ConfigurationOf(document);
+  const ConfigurationFile read(request.choice.file);
+  const Configuration& file = read.Content();
   request.choice.mode = request.mode.value_or(ModeOf(file));
   std::string password;
   const Common::WipeOnExit wipe(password);
@@ -270,8 +328,9 @@ int RunRestore(RestoreRequest request, const Messages& messages) {
   }
   const WatchedTarget target(request.openTarget, messages);
   const Rehearsal rehearsal = Rehearse(request.choice, target.Providers());
-  RefuseUnfitFile(request, document, rehearsal, messages);
-  const std::vector<Change> changes = ChangesOf(rehearsal);
+  RefuseUnfitFile(request, read, rehearsal, target, messages);
+  const Configuration before = ConfigurationOfTarget(request.choice.mode);
+  const std::vector<Change> changes = ChangesOf(rehearsal, before);
   target.ThrowIfSilent();
   if (request.dryRun) {
     ShowChanges(request, rehearsal, changes, messages);
@@ -281,7 +340,11 @@ int RunRestore(RestoreRequest request, const Messages& messages) {
   ShowChanges(request, rehearsal, changes, messages);
   AskForConsent(request, changes);
   ThrowIfInterrupted();
-  return RestoreAndReport(request, file, rehearsal, target, password, backup, messages);
+  try {
+    return RestoreAndReport(request, file, before, rehearsal, target, password, backup, messages);
+  } catch (const Interrupted&) {
+    throw ToolError(ExitFailed, "interrupted; what was written before stays written");
+  }
 }
 
 }  // namespace Tool

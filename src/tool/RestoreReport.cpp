@@ -1,6 +1,8 @@
 #include "tool/RestoreReport.h"
 
 #include <algorithm>
+#include <map>
+#include <type_traits>
 
 #include "modules/save/SectionCatalogue.h"
 
@@ -19,24 +21,39 @@ constexpr auto kOutcomeNames = std::to_array<OutcomeName>({
     {Outcome::Skipped, "skipped"},
 });
 
-/// Boot orders name positions, so their rows say nothing of the paths that are written.
-bool IsBootOrder(const std::string& section) {
-  return section == "BIOS::BootOrder" || section == "BootOrder::Hard Disk";
+/// What was sent to the machine and what it says of that, by query path.
+struct Sent {
+  const std::set<std::string>& paths;
+  std::map<std::string, const SDK::WriteNote*> notes;
+};
+
+/// The first entry at or below `setting`'s path, or the end. A row of a boot order stands for its
+/// device, so whatever is about any position of the order is about the row.
+template <typename Container>
+auto FindFor(const Setting& setting, const Container& byPath) {
+  if (!IsBootOrder(setting.section)) return byPath.find(setting.path);
+  const std::string order = setting.path.substr(0, setting.path.rfind('[') + 1);
+  const auto first = byPath.lower_bound(order);
+  const auto pathOf = [](const auto& entry) -> const std::string& {
+    if constexpr (std::is_same_v<Container, std::set<std::string>>) {
+      return entry;
+    } else {
+      return entry.first;
+    }
+  };
+  return first != byPath.end() && pathOf(*first).starts_with(order) ? first : byPath.end();
 }
 
-/// What the machine says of the write to `path`, or null. A row of a boot order stands for its
-/// device, so a note on any position of the order is one on the row.
-const SDK::WriteNote* NoteOn(const Setting& setting, const std::vector<SDK::WriteNote>& notes) {
-  const std::string order = setting.path.substr(0, setting.path.rfind('[') + 1);
-  const auto note = std::ranges::find_if(notes, [&](const SDK::WriteNote& candidate) {
-    return IsBootOrder(setting.section) ? candidate.path.starts_with(order)
-                                        : candidate.path == setting.path;
-  });
-  return note == notes.end() ? nullptr : &*note;
+/// Why a setting that the machine could have was not sent.
+std::string ReasonNotSent(const Setting& wanted) {
+  if (IsBootOrder(wanted.section)) return "the boot order is left alone";
+  if (wanted.value.size() > kLongestRead) return "its value is longer than a restore takes";
+  if (IsBiosSection(wanted.section) && wanted.value.empty()) return "its value is empty";
+  return "a rule keeps this setting as it is";
 }
 
 ReportRow RowFor(const Setting& wanted, const Configuration& before, const Configuration& after,
-                 const std::set<std::string>& sent, const std::vector<SDK::WriteNote>& notes) {
+                 const Sent& sent) {
   ReportRow row{wanted.section, wanted.key, Outcome::Skipped, wanted.value, "", ""};
   const Setting* was = before.Find(wanted.section, wanted.key);
   const Setting* now = after.Find(wanted.section, wanted.key);
@@ -48,15 +65,15 @@ ReportRow RowFor(const Setting& wanted, const Configuration& before, const Confi
   if (SameValue(wanted, *now)) {
     const bool same = was != nullptr && SameValue(wanted, *was);
     row.outcome = same ? Outcome::Unchanged : Outcome::Applied;
-  } else if (const SDK::WriteNote* note = NoteOn(*now, notes)) {
-    const bool pending = note->fate == SDK::WriteNote::Fate::Pending;
+  } else if (const auto note = FindFor(*now, sent.notes); note != sent.notes.end()) {
+    const bool pending = note->second->fate == SDK::WriteNote::Fate::Pending;
     row.outcome = pending ? Outcome::Pending : Outcome::NotApplied;
-    row.reason = note->reason;
-  } else if (IsBootOrder(wanted.section) || sent.contains(now->path)) {
+    row.reason = note->second->reason;
+  } else if (FindFor(*now, sent.paths) != sent.paths.end()) {
     row.outcome = Outcome::NotApplied;
     row.reason = "the machine keeps its value";
   } else {
-    row.reason = "a rule keeps this setting as it is";
+    row.reason = ReasonNotSent(wanted);
   }
   return row;
 }
@@ -75,14 +92,16 @@ RestoreReport Report(const Configuration& file, const Configuration& before,
                      const Configuration& after, const std::set<std::string>& sent,
                      const std::vector<SDK::WriteNote>& notes) {
   RestoreReport report;
+  Sent all{sent, {}};
+  for (const SDK::WriteNote& note : notes) all.notes.try_emplace(note.path, &note);
   for (const Setting& wanted : file.Settings()) {
     if (wanted.section == "SYSTEM") continue;
-    report.rows.push_back(RowFor(wanted, before, after, sent, notes));
+    report.rows.push_back(RowFor(wanted, before, after, all));
   }
   for (const Setting& setting : after.Settings()) {
     if (setting.section == "SYSTEM" || file.Find(setting.section, setting.key) != nullptr) continue;
-    report.rows.push_back({setting.section, setting.key, Outcome::Skipped, "", setting.value,
-                           "the file does not name it"});
+    report.rows.push_back(
+        {setting.section, setting.key, Outcome::Skipped, "", setting.value, kNotNamed});
   }
   return report;
 }

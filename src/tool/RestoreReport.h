@@ -18,6 +18,9 @@ inline constexpr auto kAllOutcomes =
 
 [[nodiscard]] const char* NameOf(Outcome outcome);
 
+/// The reason of a row that the machine has and the file has not.
+inline constexpr const char* kNotNamed = "the file does not name it";
+
 /// One setting of a restore.
 struct ReportRow {
   std::string section;

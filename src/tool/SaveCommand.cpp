@@ -1,14 +1,12 @@
 #include "tool/SaveCommand.h"
 
 #include <algorithm>
-#include <array>
-#include <filesystem>
-#include <string_view>
 
 #include "common/AtomicFile.h"
 #include "common/ErrorManager.h"
-#include "ini/IniDocument.h"
 #include "modules/save/SaveRestore.h"
+#include "tool/ConfigurationFile.h"
+#include "tool/Destination.h"
 #include "tool/ExitCodes.h"
 #include "tool/Interrupt.h"
 #include "tool/Progress.h"
@@ -16,8 +14,6 @@
 
 namespace Tool {
 namespace {
-
-constexpr auto kExtensions = std::to_array<std::string_view>({".ini", ".INI"});
 
 /// The module, showing which section it is at.
 class ShownSaveRestore final : public SDK::SaveRestore {
@@ -30,25 +26,6 @@ class ShownSaveRestore final : public SDK::SaveRestore {
  private:
   Progress& progress_;
 };
-
-void CheckDestination(const SaveRequest& request) {
-  const std::filesystem::path file(request.file);
-  const std::string extension = file.extension().string();
-  if (std::ranges::find(kExtensions, extension) == kExtensions.end()) {
-    throw ToolError(ExitUsage, "\"" + request.file + "\" must end in .ini");
-  }
-  std::error_code error;
-  const auto type = std::filesystem::symlink_status(file, error).type();
-  if (type == std::filesystem::file_type::not_found || type == std::filesystem::file_type::none) {
-    return;  // an unreadable folder shows when the file is created
-  }
-  if (!std::filesystem::is_regular_file(file, error)) {
-    throw ToolError(ExitFailed, "\"" + request.file + "\" exists and is not a regular file");
-  }
-  if (!request.overwrite) {
-    throw ToolError(ExitFailed, "\"" + request.file + "\" exists; --overwrite replaces it");
-  }
-}
 
 /// What a save has come to.
 struct Saved {
@@ -67,31 +44,31 @@ Saved SaveTo(const std::string& file, const SaveRequest& request, const Messages
 }
 
 /// Reads the saved file back, the way a restore will, and says what a person should know of it.
-std::string Review(const std::string& file, Mode mode, const Messages& messages) {
-  IniDocument document;
-  if (document.Load(file.c_str()) != IniDocument::Status::Ok || !document.IsWellFormed()) {
-    throw ToolError(ExitFailed, "the saved file cannot be read back: " + document.Reason());
+std::string Review(const std::string& path, Mode mode, const Messages& messages) {
+  const ConfigurationFile file(path);
+  if (file.Lines() != nullptr && !file.Lines()->IsWellFormed()) {
+    throw ToolError(ExitFailed, "the saved file cannot be read back");
   }
-  bool hasBios = false;
-  for (const IniDocument::Section& section : document.Sections()) {
-    hasBios = hasBios || (section.name.starts_with("BIOS::") && section.name != "BIOS::BootOrder");
-  }
-  for (const IniDocument::Entry& entry : document.Entries()) {
-    if (document.Sections()[entry.section].name != "SYSTEM" || !entry.value.empty()) continue;
-    messages.Warning("the target does not tell its " + std::string(entry.key) +
+  const Configuration& content = file.Content();
+  for (const Setting& setting : content.Settings()) {
+    if (setting.section != "SYSTEM" || !setting.value.empty()) continue;
+    messages.Warning("the target does not tell its " + setting.key +
                      ": a restore of this file will need --skip-system-check");
   }
+  const bool hasBios = std::ranges::any_of(content.Sections(), [](const std::string& section) {
+    return IsBiosSection(section) && !IsBootOrder(section);
+  });
   if (mode != ModeBmc && !hasBios) {
     messages.Warning("the target shows no BIOS setting that can be saved");
   }
-  return std::to_string(document.Sections().size()) + " sections, " +
-         std::to_string(document.Entries().size()) + " keys";
+  return Counted(content.Sections().size(), "section") + ", " +
+         Counted(content.Settings().size(), "key");
 }
 
 }  // namespace
 
 void RunSave(const SaveRequest& request, const Messages& messages) {
-  CheckDestination(request);
+  CheckDestination(request.file, request.overwrite);
   Common::AtomicFile file(request.file);
   const Saved saved = SaveTo(file.TemporaryPath(), request, messages);
   const std::string outcome = Review(file.TemporaryPath(), saved.mode, messages) + ", " +

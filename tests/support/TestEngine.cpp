@@ -45,28 +45,30 @@ void FakeProvider::Record(std::string how, const SDK::SettingMap& settings,
   for (const auto& [path, value] : settings) Set(below + path, value);
 }
 
-void FailingProvider::Count() {
-  if (++calls_ == failAt_) ErrorManager::Raise(code_, "the test", "the test", "the test");
+void FailingProvider::Count(bool isWrite) {
+  if (++calls_ != failAt_) return;
+  hasFailedWrite_ = isWrite;
+  ErrorManager::Raise(code_, "the test", "the test", "the test");
 }
 
 void FailingProvider::Read(const std::string& path, NodeMap& results) {
-  Count();
+  Count(false);
   inner_->Read(path, results);
 }
 
 void FailingProvider::Write(const SDK::SettingMap& settings, bool isBios, bool reserved) {
-  Count();
+  Count(true);
   inner_->Write(settings, isBios, reserved);
 }
 
 void FailingProvider::WriteAuthorised(const SDK::SettingMap& settings,
                                       const std::string& password) {
-  Count();
+  Count(true);
   inner_->WriteAuthorised(settings, password);
 }
 
 void FailingProvider::WriteGroup(const std::string& path, const SDK::SettingMap& settings) {
-  Count();
+  Count(true);
   inner_->WriteGroup(path, settings);
 }
 

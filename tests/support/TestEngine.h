@@ -57,6 +57,8 @@ class FailingProvider : public SDK::QueryProvider {
 
   /// How many reads and writes have come in.
   [[nodiscard]] int Calls() const { return calls_; }
+  /// True when the call that has failed was a write.
+  [[nodiscard]] bool HasFailedWrite() const { return hasFailedWrite_; }
 
   void Read(const std::string& path, NodeMap& results) override;
   void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override;
@@ -65,12 +67,13 @@ class FailingProvider : public SDK::QueryProvider {
   std::string PlatformName() override { return inner_->PlatformName(); }
 
  private:
-  void Count();
+  void Count(bool isWrite);
 
   std::shared_ptr<SDK::QueryProvider> inner_;
   int failAt_;
   int code_;
   int calls_ = 0;
+  bool hasFailedWrite_ = false;
 };
 
 /// The module with its protected operations and members open.
@@ -87,7 +90,10 @@ class OpenSaveRestore : public SDK::SaveRestore {
   using SaveRestore::ExecuteCalcQuery;
   using SaveRestore::ExecuteCountQuery;
   using SaveRestore::ExecuteGetQuery;
+  using SaveRestore::ExecuteSetLanAlertQuery;
   using SaveRestore::ExecuteSetMapQuery;
+  using SaveRestore::ExecuteSetPefFilterQuery;
+  using SaveRestore::ExecuteSetQuery;
   using SaveRestore::FillBiosMapSetQuery;
   using SaveRestore::FindIntFromString;
   using SaveRestore::GetStringPlaceInList;
@@ -100,6 +106,8 @@ class OpenSaveRestore : public SDK::SaveRestore {
   using SaveRestore::productName;
   using SaveRestore::readCache;
   using SaveRestore::readCacheEnabled;
+  using SaveRestore::RestoreBMCBootOrder;
+  using SaveRestore::RestoreBootOrder;
   using SaveRestore::SaveBiosConfiguration;
   using SaveRestore::SaveFile;
   using SaveRestore::Search;

@@ -15,9 +15,9 @@
 
 #include "ini/IniDocument.h"
 #include "providers/machine/MachineProvider.h"
-#include "support/TestEngine.h"
 #include "tool/ExitCodes.h"
 #include "tool/SaveCommand.h"
+#include "tool/ToolFixture.h"
 
 namespace Test {
 namespace {
@@ -26,48 +26,6 @@ namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
-
-const std::string kSource = SAVERESTORE_SOURCE_DIR;
-
-std::string Example(const std::string& name) {
-  return "machine:" + kSource + "/examples/machines/" + name + "-server.json";
-}
-
-/// What one run of the tool left behind.
-struct Outcome {
-  int exitCode;
-  std::string out;
-  std::string err;
-};
-
-class ToolTest : public EngineTest {
- protected:
-  /// Runs the tool in the test's folder, with `prefix` before it in the shell command.
-  [[nodiscard]] Outcome Run(const std::string& arguments, const std::string& prefix = "") const {
-    const std::string command = "cd '" + PathOf("") + "' && " + prefix + " " SAVERESTORE_TOOL " " +
-                                arguments + " >out.txt 2>err.txt </dev/null";
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(PathOf("out.txt")),
-            ReadText(PathOf("err.txt"))};
-  }
-
-  /// The files in the test's folder other than the tool's output.
-  [[nodiscard]] std::vector<std::string> Files() const {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(PathOf(""))) {
-      const std::string name = entry.path().filename().string();
-      if (name != "out.txt" && name != "err.txt") names.push_back(name);
-    }
-    std::ranges::sort(names);
-    return names;
-  }
-
-  static unsigned ModeBits(const std::string& path) {
-    struct stat facts = {};
-    EXPECT_EQ(stat(path.c_str(), &facts), 0) << path;
-    return facts.st_mode & 07777U;
-  }
-};
 
 TEST_F(ToolTest, SavesWhatTheModeSays) {
   for (const char* mode : {"bios", "bmc", "all"}) {
@@ -271,30 +229,6 @@ TEST(ExitCodes, AreTheShellsViewOfAFailure) {
   EXPECT_EQ(exitCode(ErrorManager::TargetMalformed), 65);
   EXPECT_EQ(exitCode(ErrorManager::CannotWriteFile), 2);
   EXPECT_EQ(exitCode(9999), 2);
-}
-
-/// Runs the tool with standard error on a terminal and returns what the terminal shows.
-std::string TerminalOutput(const std::vector<std::string>& arguments) {
-  int terminal = -1;
-  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
-  if (child == 0) {
-    std::vector<char*> argv;
-    for (const std::string& argument : arguments)
-      argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-    execv(argv[0], argv.data());
-    _exit(127);
-  }
-  std::string shown;
-  std::array<char, 4096> part = {};
-  for (ssize_t got = 0; (got = read(terminal, part.data(), part.size())) > 0;) {
-    shown.append(part.data(), static_cast<std::size_t>(got));
-  }
-  int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
-  close(terminal);
-  return shown;
 }
 
 TEST_F(ToolTest, ATerminalShowsProgressAndIsLeftClean) {

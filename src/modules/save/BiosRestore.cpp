@@ -47,22 +47,30 @@ std::string TrimmedKey(const std::string& key) {
 }  // namespace
 
 int SaveRestore::CommitBiosConfigurationFromINIFile(const char* fileName) {
+  QueueBiosSettings(fileName);
+  RestoreBootOrdersAndSend(fileName);
+  return 0;
+}
+
+void SaveRestore::QueueBiosSettings(const char* fileName) {
   ExecuteCountQuery("/BIOS");
   const NodeMap& nodes = CachedResult("/BIOS");
-  if (nodes.empty()) {
+  if (BiosTree::NodeAt(nodes, "/BIOS").values.empty()) {
     PrintSkip("The BIOS settings of this server cannot be read, no BIOS setting is restored.");
   }
   RestoreSearch("/", "/BIOS", nodes, fileName);
+}
+
+void SaveRestore::RestoreBootOrdersAndSend(const char* fileName) {
   if (!skipBootOrder) {
     RestoreBootOrder(fileName, 0);
     RestoreBMCBootOrder(fileName, 0);
   }
   ExecuteBiosSetMapQuery();
-  return 0;
 }
 
-void SaveRestore::RestoreSearch(std::string /*parent*/, std::string path, NodeMap nodes,
-                                const char* fileName) {
+void SaveRestore::RestoreSearch(const std::string& /*parent*/, const std::string& path,
+                                const NodeMap& nodes, const char* fileName) {
   std::set<std::string> visited;  // a menu listed twice, or below itself, is taken once
   for (const std::string& top : BiosTree::NodeAt(nodes, path).values) {
     if (!IsNeedToSaveRestore(top)) continue;
@@ -83,21 +91,18 @@ void SaveRestore::RestoreSearch(std::string /*parent*/, std::string path, NodeMa
   }
 }
 
-int SaveRestore::SaveBiosData(std::string parent, std::string path, NodeMap& nodes,
-                              const char* fileName) {
+int SaveRestore::SaveBiosData(const std::string& parent, const std::string& path,
+                              const NodeMap& nodes, const char* fileName) {
   const _XNode& setting = BiosTree::NodeAt(nodes, path);
   if (setting.kind != NODE_SETTING || setting.flag) return 0;
   BiosKey place{BiosTree::SectionName(parent), BiosTree::KeyOf(path, parent)};
   const std::string asNamed = std::exchange(place.key, TrimmedKey(place.key));
   if (BiosTree::IsPrivateKey(place.key)) return 0;
 
-  FileValue value = ReadFileValue(place.section, place.key, fileName);
-  if (value.status == INI_NO_KEY && asNamed != place.key) {
-    // The save keeps the blanks around a name, and so a file that it wrote is found here.
-    if (const FileValue exact = ReadFileValue(place.section, asNamed, fileName); exact.IsRead()) {
-      value = exact;
-    }
-  }
+  // The save keeps the blanks around a name, so that is how a file that it wrote has the key;
+  // beside it there may be another one that differs in these blanks only.
+  FileValue value = ReadFileValue(place.section, asNamed, fileName);
+  if (value.status == INI_NO_KEY) value = ReadFileValue(place.section, place.key, fileName);
   if (place.section.find(kSerialSection) != std::string::npos && value.IsAbsent()) {
     value = ReadSerialFallback(place, fileName);
   }
@@ -139,7 +144,7 @@ FileValue SaveRestore::ReadSerialFallback(BiosKey& place, const char* fileName) 
   if (serialBfound && IsPortResource(key)) place.key += "B";
   FileValue value = ReadFileValue(place.section, place.key, fileName);
   if (value.IsAbsent() && std::ranges::find(kSerialEnableKeys, key) != kSerialEnableKeys.end()) {
-    ErrorManager::Raise(ErrorManager::MissingKey);
+    KeyMissing(place.section, place.key);
   }
   if (!value.IsRead()) return value;
 
@@ -148,6 +153,7 @@ FileValue SaveRestore::ReadSerialFallback(BiosKey& place, const char* fileName) 
   const bool takenByPortA = (key == "Address" && value.text == Serial_A_Address) ||
                             (key == "IRQ" && value.text == Serial_A_IRQ);
   if (serialBfound && takenByPortA) {
+    ValueRefused(place.section, place.key);
     ErrorManager::Raise(ErrorManager::BadBiosValue, "/BIOS/Serial Port Configuration");
   }
   if (key == "Address") Serial_A_Address = value.text;

@@ -1,14 +1,12 @@
 // The BMC part of a restore: the walk over the catalogue that reads each key from the file and
 // hands its value to the set rules.
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <string_view>
 #include <utility>
 
 #include "common/ErrorManager.h"
 #include "ini/IniEscape.h"
-#include "ini/IniPrimitives.h"
 #include "modules/save/Expansion.h"
 #include "modules/save/SaveRestore.h"
 
@@ -24,26 +22,18 @@ bool Contains(std::string_view text, std::string_view word) {
 
 }  // namespace
 
-const IniDocument& SaveRestore::Snapshot(const char* fileName) {
-  if (snapshotName != fileName) {
-    snapshot.Load(fileName);
-    snapshotName = fileName;
+const SavedConfiguration& SaveRestore::Saved(const char* fileName) {
+  if (!saved || savedName != fileName) {
+    saved = ReadStream(fileName);
+    if (!saved) saved = std::make_unique<IniConfiguration>(fileName);
+    savedName = fileName;
   }
-  return snapshot;
+  return *saved;
 }
 
 FileValue SaveRestore::ReadFileValue(const std::string& section, const std::string& key,
                                      const char* fileName) {
-  constexpr unsigned short kReadSize = 128;
-  std::array<char, 256> buffer = {};
-  const IniDocument& document = Snapshot(fileName);
-  FileValue value;
-  value.status = GetRequiredProfileString(section.c_str(), key.c_str(), "DEFAULT", buffer.data(),
-                                          kReadSize, document, 0);
-  if (!value.IsRead()) return value;
-  value.text = buffer.data();
-  value.whole = document.Find(section, key)->value;
-  return value;
+  return Saved(fileName).Find(section, key);
 }
 
 void SaveRestore::PrintSkip(const std::string& text) {
@@ -170,7 +160,9 @@ void SaveRestore::RestoreInstance(const sectionData& section, const Instance& in
 }
 
 /// The details of IPv6 count where it will be enabled: by this restore, or else already. The save
-/// leaves them out where it is not, so a file whose own status is another may lack them.
+/// leaves them out where the status does not read exactly so, and a file may then lack them: one
+/// with another status, and one that has the machine's status as it was saved, "Enable" for
+/// example.
 void SaveRestore::RestoreIpv6Detail(const Instance& instance, const std::string& key,
                                     const std::string& query) {
   const std::string statusQuery =
@@ -181,7 +173,10 @@ void SaveRestore::RestoreIpv6Detail(const Instance& instance, const std::string&
   if (status != Expansion::kEnabled) return;
   const FileValue ofFile =
       ReadFileValue(instance.section, Expansion::kIpv6StatusKey, instance.fileName);
-  const bool isRequired = ofFile.IsRead() && StringToUpper(ofFile.text) == Expansion::kEnabled;
+  const bool isAsSaved =
+      ofFile.text != Expansion::kEnabled && ofFile.text == ExecuteGetQuery(statusQuery.c_str());
+  const bool isRequired =
+      ofFile.IsRead() && !isAsSaved && StringToUpper(ofFile.text) == Expansion::kEnabled;
   const KeyReading reading =
       isRequired ? ReadRequiredKey(instance, key, query) : ReadOptionalKey(instance, key, query);
   if (reading.outcome == KeyReading::Set) ExecuteSetQuery(query.c_str(), reading.value.c_str());
@@ -216,6 +211,7 @@ void SaveRestore::RestoreDestination(const std::vector<DestinationValue>& destin
   };
   if (std::ranges::none_of(destination, isSet)) return;
   std::vector<std::string> values;
+  values.reserve(destination.size());
   for (const DestinationValue& value : destination) {
     values.push_back(isSet(value) ? value.reading.value : ExecuteGetQuery(value.query.c_str()));
   }

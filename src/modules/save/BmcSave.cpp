@@ -1,15 +1,8 @@
 // The text save: the file itself, and the walk that turns the catalogue into sections and keys.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <array>
-#include <cstdio>
-#include <memory>
 #include <string_view>
 
-#include "common/ErrorManager.h"
 #include "modules/save/Expansion.h"
-#include "modules/save/FileHeader.h"
 #include "modules/save/SaveRestore.h"
 
 namespace SDK {
@@ -26,35 +19,6 @@ constexpr auto kDestinationMembers = std::to_array<const char*>({"[0]", "[1]"});
 bool Contains(std::string_view text, std::string_view word) {
   return text.find(word) != std::string_view::npos;
 }
-
-/// A configuration file that is being written.
-class OutputFile {
- public:
-  /// Creates the file for its owner alone, or empties it. \throws ResultStatus  1041.
-  explicit OutputFile(const char* path) {
-    constexpr unsigned kOwnerOnly = 0600;
-    const int descriptor = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kOwnerOnly);
-    if (descriptor >= 0) file_.reset(fdopen(descriptor, "w"));
-    if (descriptor >= 0 && !file_) close(descriptor);
-    if (!file_) ErrorManager::Raise(ErrorManager::CannotWriteFile);
-  }
-
-  [[nodiscard]] FILE* Get() const { return file_.get(); }
-
-  /// Closes the file and makes sure that everything has been written. \throws ResultStatus  1041.
-  void Finish() {
-    const bool failed = std::ferror(file_.get()) != 0;
-    if (std::fclose(file_.release()) != 0 || failed) {
-      ErrorManager::Raise(ErrorManager::CannotWriteFile);
-    }
-  }
-
- private:
-  struct Close {
-    void operator()(FILE* file) const { static_cast<void>(std::fclose(file)); }
-  };
-  std::unique_ptr<FILE, Close> file_;
-};
 
 /// The comment of a key of one instance. The first user's name is fixed, and on the products that
 /// keep the second user for themselves everything of that user but its status is.
@@ -76,11 +40,9 @@ const char* SubInstanceComment(const Data& item, const Data& subList, std::strin
 }  // namespace
 
 void SaveRestore::SaveFile(const char* path, int mode) {
-  OutputFile file(path);
-  std::fprintf(file.Get(), "%s\n", kFileHeader.data());
-  IniRowSink rows(file.Get(), [this](const std::string& name) { SectionStarted(name); });
-  SaveSections(rows);
-  if (mode == 0 || mode == 2) SaveBiosConfiguration(rows);
+  IniFile file(path, [this](const std::string& name) { SectionStarted(name); });
+  SaveSections(file.Rows());
+  if (mode == 0 || mode == 2) SaveBiosConfiguration(file.Rows());
   file.Finish();
 }
 

@@ -40,18 +40,31 @@ std::size_t IndexOf(const std::string& position, std::size_t count) {
   return number - 1;
 }
 
+/// The first device of this name that has no place yet; `live.size()` without one.
+std::size_t FindUnplaced(const std::vector<std::string>& live, const std::vector<bool>& placed,
+                         const std::string& name) {
+  const auto find = [&](auto fits) {
+    std::size_t source = 0;
+    while (source < live.size() && (placed[source] || !fits(live[source]))) ++source;
+    return source;
+  };
+  const std::size_t exact = find([&](const std::string& device) { return device == name; });
+  if (exact != live.size()) return exact;
+  return find([&](const std::string& device) { return Trimmed(device) == Trimmed(name); });
+}
+
 }  // namespace
 
 std::optional<std::vector<std::string>> BootOrder::Rearranged(
-    const std::vector<std::string>& live, const std::map<std::string, std::string>& wanted) {
+    const std::vector<std::string>& live, const std::map<std::string, std::string>& wanted,
+    std::string& entry) {
   std::vector<const std::string*> order(live.size(), nullptr);
   std::vector<bool> placed(live.size(), false);
   for (const auto& [name, position] : wanted) {
+    entry = name;
     const std::size_t place = IndexOf(position, live.size());
-    const std::string device = Trimmed(name);
-    if (order[place] != nullptr && Trimmed(*order[place]) == device) continue;
-    std::size_t source = 0;
-    while (source < live.size() && (placed[source] || Trimmed(live[source]) != device)) ++source;
+    if (order[place] != nullptr && Trimmed(*order[place]) == Trimmed(name)) continue;
+    const std::size_t source = FindUnplaced(live, placed, name);
     if (source == live.size() || order[place] != nullptr) {
       ErrorManager::Raise(ErrorManager::BadBootOrder);
     }
@@ -104,15 +117,24 @@ std::vector<SaveRestore::BootDevice> SaveRestore::LiveDiskOrder() {
   return devices;
 }
 
-/// The writes that bring `devices` into the order that `wanted` asks for: path to name for every
-/// position, or none when nothing changes. \throws as BootOrder::Rearranged.
+/// The writes that bring `devices` into the order that `wanted`, the file's `section`, asks for:
+/// path to name for every position, or none when nothing changes.
+/// \throws as BootOrder::Rearranged.
 std::map<std::string, std::string> SaveRestore::BootOrderWrites(
-    const std::vector<BootDevice>& devices, const std::map<std::string, std::string>& wanted) {
+    const std::string& section, const std::vector<BootDevice>& devices,
+    const std::map<std::string, std::string>& wanted) {
   std::vector<std::string> live;
   live.reserve(devices.size());
   for (const BootDevice& device : devices) live.push_back(device.name);
   std::map<std::string, std::string> writes;
-  const auto order = BootOrder::Rearranged(live, wanted);
+  std::optional<std::vector<std::string>> order;
+  std::string entry;
+  try {
+    order = BootOrder::Rearranged(live, wanted, entry);
+  } catch (const ResultStatus&) {
+    ValueRefused(section, entry);
+    throw;
+  }
   for (std::size_t position = 0; order && position < devices.size(); ++position) {
     writes.emplace(devices[position].path, (*order)[position]);
   }
@@ -122,33 +144,33 @@ std::map<std::string, std::string> SaveRestore::BootOrderWrites(
 int SaveRestore::RestoreBootOrder(const char* fileName, int /*flags*/) {
   const std::vector<BootDevice> devices = LiveBootOrder();
   if (devices.empty()) return 0;
-  std::map<std::string, std::string> wanted;
-  if (Snapshot(fileName).GetStatus() != IniDocument::Status::Ok) {
-    ErrorManager::Raise(ErrorManager::MissingKey);
-  }
-  GetRequiredProfileMap(kBootOrderSection, Snapshot(fileName), wanted);
+  const SavedConfiguration& file = Saved(fileName);
+  if (!file.IsReadable()) ErrorManager::Raise(ErrorManager::MissingKey);
+  // Of a file that is malformed elsewhere too: that is no fault of this section.
+  const std::map<std::string, std::string> wanted = file.Entries(kBootOrderSection);
   if (wanted.empty()) {
     PrintSkip("\"BIOS::BootOrder\" is empty, skip this item");
     return 0;
   }
-  for (const auto& [path, name] : BootOrderWrites(devices, wanted)) {
+  for (const auto& [path, name] : BootOrderWrites(kBootOrderSection, devices, wanted)) {
     FillBiosMapSetQuery(path, name);
   }
   return 0;
 }
 
 int SaveRestore::RestoreBMCBootOrder(const char* fileName, int /*flags*/) {
-  std::map<std::string, std::string> wanted;
-  const int status = GetRequiredProfileMap(kDiskOrderSection, Snapshot(fileName), wanted);
+  const SavedConfiguration& file = Saved(fileName);
+  const int status = file.MapStatus();
   if (status == INI_CANNOT_READ) ErrorManager::Raise(ErrorManager::MissingKey);
   if (status == INI_MALFORMED) ErrorManager::Raise(ErrorManager::BadSectionMap);
+  const std::map<std::string, std::string> wanted = file.Entries(kDiskOrderSection);
   if (wanted.empty()) {
     PrintSkip("\"BootOrder::Hard Disk\" is empty, skip this item");
     return 0;
   }
   const std::vector<BootDevice> disks = LiveDiskOrder();
   if (disks.empty()) return 0;
-  const auto writes = BootOrderWrites(disks, wanted);
+  const auto writes = BootOrderWrites(kDiskOrderSection, disks, wanted);
   if (writes.empty()) return 0;
   for (const auto& [path, name] : writes) bmcSetMap.insert_or_assign(path, name);
   ExecuteBmcQuery();

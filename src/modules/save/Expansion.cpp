@@ -66,6 +66,16 @@ bool IsIpv6Detail(std::string_view key) {
   return std::ranges::find(kIpv6DetailKeys, key) != kIpv6DetailKeys.end();
 }
 
+bool IsInstanceOf(std::string_view section, std::string_view pattern) {
+  const std::size_t slot = pattern.find('_');
+  if (slot == std::string_view::npos) return section == pattern;
+  const std::string_view head = pattern.substr(0, slot);
+  const std::string_view tail = pattern.substr(slot + 1);
+  if (section.size() <= head.size() + tail.size()) return false;
+  return section.starts_with(head) && section.ends_with(tail) &&
+         IsNumber(section.substr(head.size(), section.size() - head.size() - tail.size()));
+}
+
 std::string WithoutBrackets(std::string name) {
   std::erase_if(name, [](char character) { return character == '[' || character == ']'; });
   return name;

@@ -42,6 +42,10 @@ inline constexpr std::string_view kRetryIntervalKey = "SolRetryInterval";
 /// True for the keys that mean something only while IPv6 is enabled on their LAN channel.
 [[nodiscard]] bool IsIpv6Detail(std::string_view key);
 
+/// True when `section` is `pattern`, the name of a section of the catalogue with its brackets, with
+/// a number in the place of its "_".
+[[nodiscard]] bool IsInstanceOf(std::string_view section, std::string_view pattern);
+
 /// `name` without any "[" and "]": a section name as a reader of the file uses it.
 [[nodiscard]] std::string WithoutBrackets(std::string name);
 

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <string>
 
 namespace SDK {
@@ -40,6 +41,26 @@ class IniRowSink final : public RowSink {
  private:
   FILE* file_;
   SectionObserver observer_;
+};
+
+/// A text configuration file that is being written: the warning that every one begins with, then
+/// the rows that it is given.
+class IniFile {
+ public:
+  /// Creates the file for its owner alone, or empties it. \throws ResultStatus  1041.
+  explicit IniFile(const char* path, IniRowSink::SectionObserver observer = {});
+
+  [[nodiscard]] RowSink& Rows() { return rows_; }
+
+  /// Closes the file and makes sure that everything has been written. \throws ResultStatus  1041.
+  void Finish();
+
+ private:
+  struct Close {
+    void operator()(FILE* file) const { static_cast<void>(std::fclose(file)); }
+  };
+  std::unique_ptr<FILE, Close> file_;
+  IniRowSink rows_;
 };
 
 }  // namespace SDK

@@ -3,13 +3,15 @@
 #include <cstdint>
 #include <cstdio>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "ini/IniDocument.h"
+#include "modules/save/EfiGuid.h"
 #include "modules/save/FileValue.h"
 #include "modules/save/RowSink.h"
+#include "modules/save/SavedConfiguration.h"
 #include "modules/save/SectionCatalogue.h"
 #include "query/BMCConfigModule.h"
 #include "query/XEngine.h"
@@ -93,8 +95,9 @@ class SaveRestore {
   bool lanFailOver = false;  ///< the file turns LAN fail-over on
   Module::BMCConfig::BMCConfigModule bmcModule;
   Common::XEngine xEngine;
-  IniDocument snapshot;      ///< the file of a restore
-  std::string snapshotName;  ///< its name; empty before it is read
+  std::unique_ptr<SavedConfiguration> saved;  ///< the file of a restore
+  std::string savedName;                      ///< its name; empty before it is read
+  std::vector<unsigned char> streamBuffer;    ///< the bytes of a stream file, until the object dies
 
   // --- Text and list utilities: TextUtilities.cpp
 
@@ -223,10 +226,12 @@ class SaveRestore {
   /// Restores the BIOS settings and, unless skipped, the boot orders. \return 0.
   int CommitBiosConfigurationFromINIFile(const char* fileName);
   /// Walks every top-level menu that `path` lists and that takes part.
-  void RestoreSearch(std::string parent, std::string path, NodeMap nodes, const char* fileName);
+  void RestoreSearch(const std::string& parent, const std::string& path, const NodeMap& nodes,
+                     const char* fileName);
   /// Reads the setting at `path` in the menu at `parent` from the file and queues it when it
   /// differs. \return 0.
-  int SaveBiosData(std::string parent, std::string path, NodeMap& nodes, const char* fileName);
+  int SaveBiosData(const std::string& parent, const std::string& path, const NodeMap& nodes,
+                   const char* fileName);
   /// Queues the BIOS boot order of the file when it differs. \return 0.
   int RestoreBootOrder(const char* fileName, int flags);
   /// Writes the hard-disk order of the file when it differs. \return 0.
@@ -235,17 +240,30 @@ class SaveRestore {
   /// Called for a key that a restore needs and the file lacks: raises 1134. One that returns makes
   /// the restore go on without the key; for checks that want to know of all of them.
   virtual void KeyMissing(const std::string& section, const std::string& key);
+  /// Called before a value of the file is refused with 1134, 1263 or 1353, whose messages do not
+  /// name it; for messages that do.
+  virtual void ValueRefused(const std::string& /*section*/, const std::string& /*key*/) {}
   /// Says on standard output that an item is passed over.
   virtual void PrintSkip(const std::string& text);
 
-  // --- Stream files: modules/stream
+  // --- Stream files: modules/stream. Each returns 0, or non-zero when the file is at fault; what
+  // the engine throws passes unchanged, and so do 1133, 1134, 1263 and 1353.
 
-  /// Writes the stream file for `mode`. \return 0, or non-zero when it cannot.
+  /// Writes the stream file for `mode`, whole or not at all, mode 0600.
   int SaveSCFFile(const char* fileName, int mode);
-  /// Reads and checks the stream file. \return 0 with its bytes in `buffer` and `length`, or
-  /// non-zero when it is refused.
+  /// Reads the stream file, once, into a buffer that lives as long as this object, and checks it:
+  /// form, lengths, checksums, and, unless skipped, its [SYSTEM] block against the server.
   int ValidateStream(const char* fileName, const unsigned char*& buffer, unsigned int& length,
                      bool skipSystemCheck);
+  /// Queues every BIOS setting of the stream that differs on the server.
+  int RestoreBIOSConfigurationFromStream(const unsigned char* buffer, unsigned int length);
+  /// Restores the boot orders of the stream unless `skipBootOrder` is set, and sends all queued
+  /// BIOS settings in any case.
+  int RestoreBootOrderFromStream(const unsigned char* buffer, unsigned int length);
+  /// Hands the BMC settings of the block `guid` to the set rules. A block that says it is for
+  /// another `target` is refused.
+  int RestoreFWConfigurationFromStream(const unsigned char* buffer, unsigned int length,
+                                       EFI_GUID guid, const char* target);
 
  private:
   enum class OnMiss { AskAgain, Accept };
@@ -254,6 +272,12 @@ class SaveRestore {
   const _XNode* FindCached(const std::string& path, OnMiss onMiss, NodeMap& uncached);
 
   void RestoreStream(const char* fileName, const SavenRestoreOptions& options);
+  static std::unique_ptr<SavedConfiguration> ReadStream(const std::string& fileName);
+  void OpenStream(const unsigned char* buffer, unsigned int length);
+  bool OpenBlock(const unsigned char* buffer, unsigned int length, const EFI_GUID& guid,
+                 const char* target);
+  void QueueBiosSettings(const char* fileName);
+  void RestoreBootOrdersAndSend(const char* fileName);
   void SavePlainSection(const sectionData& section, RowSink& rows);
   void SaveListSection(const sectionData& section, RowSink& rows);
   void SaveInstance(const sectionData& section, const std::string& number, RowSink& rows);
@@ -274,7 +298,8 @@ class SaveRestore {
   void SaveBootDevices(const std::string& section, const std::vector<BootDevice>& devices,
                        RowSink& rows);
   std::map<std::string, std::string> BootOrderWrites(
-      const std::vector<BootDevice>& devices, const std::map<std::string, std::string>& wanted);
+      const std::string& section, const std::vector<BootDevice>& devices,
+      const std::map<std::string, std::string>& wanted);
 
   std::map<std::string, std::string> CurrentSettings(const std::string& node);
 
@@ -298,7 +323,7 @@ class SaveRestore {
     std::string query;
     KeyReading reading;
   };
-  const IniDocument& Snapshot(const char* fileName);
+  const SavedConfiguration& Saved(const char* fileName);
   FileValue ReadFileValue(const std::string& section, const std::string& key, const char* fileName);
   KeyReading ReadRequiredKey(const Instance& instance, const std::string& key,
                              const std::string& query);

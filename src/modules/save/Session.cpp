@@ -9,6 +9,7 @@
 #include "common/Platform.h"
 #include "common/Wipe.h"
 #include "modules/save/SaveRestore.h"
+#include "modules/save/StreamBlocks.h"
 
 namespace SDK {
 namespace {
@@ -120,9 +121,7 @@ void SaveRestore::Restore(SavenRestoreOptions options) {
     ErrorManager::Raise(ErrorManager::CannotReadFile);
   }
   std::fclose(file);
-  if (Snapshot(fileName.c_str()).GetStatus() != IniDocument::Status::Ok) {
-    ErrorManager::Raise(ErrorManager::CannotReadFile);
-  }
+  if (!Saved(fileName.c_str()).IsReadable()) ErrorManager::Raise(ErrorManager::CannotReadFile);
   DefineSections(options.mode);
   if (!options.skipSystemCheck && ValidateSystemInfo(fileName.c_str()) != 0) return;
   CommitConfigurationFromINIFile(fileName.c_str(), options.mode);
@@ -137,6 +136,18 @@ void SaveRestore::RestoreStream(const char* fileName, const SavenRestoreOptions&
   if (ValidateStream(fileName, buffer, length, options.skipSystemCheck) != 0) {
     ErrorManager::Raise(ErrorManager::BadStream);
   }
+  const auto require = [](int result) {
+    if (result != 0) ErrorManager::Raise(ErrorManager::StreamRestoreFailed);
+  };
+  if (options.mode != 1) {
+    require(RestoreBIOSConfigurationFromStream(buffer, length));
+    require(RestoreBootOrderFromStream(buffer, length));
+  }
+  if (options.mode == 0) return;
+  for (const StreamBlock& block : kBmcStreamBlocks) {
+    require(RestoreFWConfigurationFromStream(buffer, length, block.guid, block.target));
+  }
+  ExecuteBmcQuery();
 }
 
 }  // namespace SDK

@@ -82,7 +82,7 @@ TEST_F(SessionTest, EveryFailureThatASaveCanReach) {
   EXPECT_EQ(save(PathOf("missing/a.ini"), 2), 1041);
   std::filesystem::create_symlink("/dev/full", PathOf("full.ini"));
   EXPECT_EQ(save(PathOf("full.ini"), 2), 1041);
-  EXPECT_EQ(save("a.scf", 2), 1178);
+  EXPECT_EQ(save(PathOf("missing/a.scf"), 2), 1178);
   EXPECT_EQ(save("a.scf", 3), 1180);
   EXPECT_EQ(save("a.scf", -1), 1180);
   EXPECT_EQ(save(PathOf("mode3.ini"), 3), 0);

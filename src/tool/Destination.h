@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+namespace Tool {
+
+/// Checks that a configuration file may be written to `path`, before anything is read for it.
+/// \throws ToolError  its extension is none of a configuration file, it exists and is no regular
+///                    file, or it exists and is not to be overwritten.
+void CheckDestination(const std::string& path, bool overwrite);
+
+}  // namespace Tool

@@ -1,0 +1,420 @@
+// restore, diff, check and show as an administrator meets them.
+#include <fcntl.h>
+
+#include <nlohmann/json.hpp>
+
+#include "providers/machine/MachineProvider.h"
+#include "support/FileEdit.h"
+#include "tool/RestoreCommand.h"
+#include "tool/ToolFixture.h"
+
+namespace Test {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+/// A caldra machine of the test's own in m.json, a save of it in x.ini, its password in pw.
+class RestoreToolTest : public ToolTest {
+ protected:
+  RestoreToolTest() {
+    fs::copy_file(kSource + "/examples/machines/caldra-server.json", PathOf("m.json"));
+    machine = ReadText(PathOf("m.json"));
+    EXPECT_EQ(OnMachine("save x.ini").exitCode, 0);
+    saved = ReadText(PathOf("x.ini"));
+    WriteText(PathOf("pw"), "example-admin\n");
+  }
+
+  [[nodiscard]] Outcome OnMachine(const std::string& arguments) const {
+    return Run("--target machine:m.json " + arguments);
+  }
+  /// Restores a text with the right password and no backup.
+  [[nodiscard]] Outcome Restore(const std::string& text, const std::string& options = "") const {
+    WriteText(PathOf("x.ini"), text);
+    return OnMachine("restore --password-file pw --no-backup " + options + " x.ini");
+  }
+  [[nodiscard]] json JsonOf(const Outcome& outcome) const { return json::parse(outcome.out); }
+  [[nodiscard]] bool IsUntouched() const { return ReadText(PathOf("m.json")) == machine; }
+
+  std::string machine;
+  std::string saved;
+};
+
+TEST_F(RestoreToolTest, AnEditArrivesAndIsReported) {
+  std::string text = WithValue(saved, "BIOS::Main", "Quiet Boot", "0");
+  text = WithValue(text, "CHANNEL::LAN1", "HostIP", "192.0.2.99");
+  const Outcome first = Restore(text);
+  EXPECT_EQ(first.exitCode, 0) << first.err;
+  EXPECT_THAT(first.out,
+              StartsWith("/BIOS/Main/Quiet Boot: \"1\" -> \"0\"\n1 setting will change"));
+  EXPECT_THAT(first.out, HasSubstr("\nBIOS::Main::Quiet Boot: applied\n"));
+  EXPECT_THAT(first.out, HasSubstr("\nCHANNEL::LAN1::HostIP: skipped (a rule keeps this setting "
+                                   "as it is)\n"));
+  EXPECT_THAT(first.out, HasSubstr("1 applied, 0 pending until the next boot, 0 not applied, 1 "
+                                   "skipped.\n"));
+  EXPECT_THAT(Restore(text).out, StartsWith("0 settings will change"));
+  const Outcome diff = OnMachine("diff x.ini");
+  EXPECT_EQ(diff.exitCode, 1);
+  EXPECT_EQ(diff.out, "CHANNEL::LAN1::HostIP: file \"192.0.2.99\", machine \"192.0.2.10\"\n");
+}
+
+TEST_F(RestoreToolTest, ADryRunIsTheRestoresOwnWritesAndWritesNothing) {
+  WriteText(PathOf("x.ini"), WithValue(saved, "USERS::USER3", "UserName", "Other"));
+  const json dry = JsonOf(OnMachine("restore --dry-run --json x.ini"));
+  EXPECT_TRUE(IsUntouched());
+  EXPECT_EQ(dry["schema"], "saverestore-dry-run/1");
+  EXPECT_EQ(dry["changes"],
+            json::parse(R"([{"path": "/BMC/USER[3]/NAME", "from": "Mira.Holt", "to": "Other"}])"));
+  EXPECT_THAT(OnMachine("restore --dry-run x.ini").out,
+              HasSubstr("Failed to find section \"BIOS::Server Management::Console Redirection\""));
+
+  // The same writes as those that a restore sends.
+  auto server = std::make_shared<FakeProvider>();
+  const Machine::MachineImage image = Machine::LoadMachine(PathOf("m.json"));
+  server->tree = image.nodes;
+  server->platform = image.platform;
+  Tool::RestoreRequest request;
+  request.openTarget = [&] { return Tool::AllTrees(server); };
+  request.choice.file = PathOf("x.ini");
+  request.noBackup = request.yes = true;
+  EXPECT_EQ(RunRestore(request, Tool::Messages(Tool::Verbosity::Quiet)), 0);
+  std::vector<std::string> sent;
+  for (const auto& write : server->writes) {
+    const std::string below = write.how.starts_with("group(")
+                                  ? write.how.substr(6, write.how.size() - 7) + "/"
+                                  : std::string();
+    if (below == "/BIOS/AdminPw/") continue;
+    for (const auto& [path, value] : write.settings) sent.push_back(below + path + "=" + value);
+  }
+  std::vector<std::string> foretold;
+  for (const json& write : dry["writes"]) {
+    foretold.push_back(write["path"].get<std::string>() + "=" + write["value"].get<std::string>());
+  }
+  EXPECT_EQ(foretold, sent);
+  EXPECT_GT(sent.size(), 150U);
+}
+
+TEST_F(RestoreToolTest, TheMachineIsSavedFirstAndTheWayBackIsPrinted) {
+  WriteText(PathOf("it's new.ini"), WithValue(saved, "BIOS::Main", "Quiet Boot", "0"));
+  fs::create_directory(PathOf("kept"));
+  const Outcome outcome =
+      OnMachine("restore --password-file pw --backup-dir kept \"it's new.ini\"");
+  EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+  std::string backup;
+  for (const auto& entry : fs::directory_iterator(PathOf("kept"))) backup = entry.path();
+  EXPECT_EQ(ReadText(backup), saved);
+  EXPECT_EQ(ModeBits(backup), 0600U);
+  EXPECT_THAT(fs::path(backup).filename().string(),
+              ::testing::MatchesRegex("it's new-before-[0-9]{8}-[0-9]{6}.ini"));
+  // The printed command is one that a shell takes.
+  const std::size_t command = outcome.err.find("  saverestore ");
+  ASSERT_NE(command, std::string::npos);
+  const std::string arguments = outcome.err.substr(command + 14);
+  EXPECT_EQ(Run(arguments.substr(0, arguments.find('\n'))).exitCode, 0);
+  EXPECT_TRUE(IsUntouched());
+  // Twice within one second is no reason to refuse.
+  for (int time = 0; time < 3; ++time) {
+    EXPECT_EQ(OnMachine("restore --password-file pw x.ini").exitCode, 0);
+  }
+  EXPECT_THAT(Files(), ::testing::SizeIs(8));
+  EXPECT_EQ(OnMachine("restore --password-file pw --backup-dir nowhere x.ini").exitCode, 2);
+}
+
+TEST_F(RestoreToolTest, AWrongPasswordChangesNothing) {
+  WriteText(PathOf("x.ini"), WithValue(saved, "POWER", "PowerRestorePolicy", "OFF"));
+  WriteText(PathOf("wrong"), "guess");
+  for (const char* source : {"--password-file wrong", ""}) {
+    const Outcome outcome = OnMachine(std::string("restore --no-backup ") + source + " x.ini");
+    EXPECT_EQ(outcome.exitCode, 77);
+    EXPECT_THAT(outcome.err, HasSubstr("password is refused"));
+    EXPECT_THAT(outcome.out + outcome.err, Not(HasSubstr("guess")));
+    EXPECT_TRUE(IsUntouched());
+  }
+  // The BMC's settings need none.
+  EXPECT_EQ(OnMachine("restore --no-backup --mode bmc x.ini").exitCode, 0);
+  EXPECT_FALSE(IsUntouched());
+}
+
+TEST_F(RestoreToolTest, APasswordComesFromAFileADescriptorOrTheTerminal) {
+  const std::string restore = "--target machine:m.json restore --no-backup ";
+  EXPECT_EQ(Run(restore + "--password-fd 7 x.ini 7<pw").exitCode, 0);
+  WriteText(PathOf("pw"), "example-admin\r\nmore");
+  EXPECT_EQ(Run(restore + "--password-file pw x.ini").exitCode, 0);
+  WriteText(PathOf("long"), std::string(14, 'x') + "\r\n");
+  EXPECT_EQ(Run(restore + "--password-file long x.ini").exitCode, 77);  // read, and refused
+  WriteText(PathOf("longer"), std::string(15, 'x'));
+  WriteText(PathOf("nul"), std::string("example\0admin", 13));
+  for (const auto& [options, code] : {std::pair{"--password-file longer", 64},
+                                      {"--password-file nul", 64},
+                                      {"--password-file none", 66},
+                                      {"--password-fd 77", 77},
+                                      {"--ask-password", 64},
+                                      {"--password-file pw --ask-password", 64},
+                                      {"--password secret", 64}}) {
+    EXPECT_EQ(Run(restore + options + " x.ini", "setsid -w").exitCode, code) << options;
+  }
+  EXPECT_TRUE(IsUntouched());
+  const std::string shown =
+      TerminalOutput({SAVERESTORE_TOOL, "--target", "machine:" + PathOf("m.json"), "restore",
+                      "--no-backup", "--ask-password", PathOf("x.ini")},
+                     "example-admin\n");
+  EXPECT_THAT(shown, HasSubstr("BIOS administrator password: "));
+  EXPECT_THAT(shown, HasSubstr("332 unchanged"));
+}
+
+TEST_F(RestoreToolTest, ATerminalIsAskedBeforeAnythingIsWritten) {
+  WriteText(PathOf("x.ini"), WithValue(saved, "POWER", "PowerRestorePolicy", "OFF"));
+  std::vector<std::string> command = {SAVERESTORE_TOOL, "--target",   "machine:" + PathOf("m.json"),
+                                      "restore",        "--mode",     "bmc",
+                                      PathOf("x.ini"),  "--no-backup"};
+  for (const char* typed : {"n\n", "\n", "yess\n", "\x04"}) {
+    const std::string shown = TerminalOutput(command, typed, 2);
+    EXPECT_THAT(shown, HasSubstr("\"RESTORE\" -> \"OFF\""));
+    EXPECT_THAT(shown, HasSubstr("Write them? [y/N]"));
+    EXPECT_THAT(shown, HasSubstr("nothing was written"));
+    EXPECT_TRUE(IsUntouched());
+  }
+  EXPECT_THAT(TerminalOutput(command, "y\n"), HasSubstr("1 applied"));
+  EXPECT_THAT(TerminalOutput(command), Not(HasSubstr("Write them?")));  // nothing would change
+  WriteText(PathOf("m.json"), machine);
+  command.emplace_back("--yes");
+  EXPECT_THAT(TerminalOutput(command), Not(HasSubstr("Write them?")));
+  EXPECT_FALSE(IsUntouched());
+}
+
+TEST_F(RestoreToolTest, AFileThatWouldFailInItsMiddleIsRefusedBeforeTheFirstWrite) {
+  std::string text = WithValue(saved, "PEF::FILTERS", "Filter1", "DISABLE");  // is set at once
+  text = WithoutKey(text, "EMAILCONFIG::CHANNEL3::INFO", "Subject");
+  text = WithoutKey(text, "POWER", "PowerRestorePolicy");
+  text = WithValue(text, "BIOS::BootOrder", "USB Stick", "9");
+  const Outcome refused = Restore(text);
+  EXPECT_EQ(refused.exitCode, 65);
+  EXPECT_TRUE(IsUntouched());
+  const Outcome check = OnMachine("check x.ini");
+  EXPECT_EQ(check.exitCode, 65);
+  for (const std::string& said : {refused.err, check.out}) {
+    EXPECT_THAT(said, HasSubstr("x.ini: error: POWER::PowerRestorePolicy is missing"));
+    EXPECT_THAT(said, HasSubstr("EMAILCONFIG::CHANNEL3::INFO::Subject is missing"));
+    EXPECT_THAT(said, HasSubstr("(BIOS::BootOrder::USB Stick; error 1263)"));
+  }
+  EXPECT_THAT(refused.err, HasSubstr("nothing was written"));
+}
+
+TEST_F(RestoreToolTest, TheSerialPortSwitchIsAMissingKeyLikeAnyOther) {
+  std::string text =
+      WithoutKey(saved, "BIOS::Advanced::Serial Port Configuration", "Serial A Enable");
+  text = WithoutKey(text, "BIOS::Advanced::Serial Port Configuration", "Serial B Enable");
+  WriteText(PathOf("x.ini"), text);
+  const Outcome check = OnMachine("check x.ini");
+  EXPECT_EQ(check.exitCode, 65);
+  EXPECT_THAT(check.out, HasSubstr("Serial Port Configuration::Serial A Enable is missing"));
+  EXPECT_THAT(check.out, HasSubstr("Serial Port Configuration::Serial B Enable is missing"));
+}
+
+TEST_F(RestoreToolTest, AnotherPlatformsFileIsRefusedWithBothValues) {
+  std::string text = WithValue(saved, "SYSTEM", "BIOSVersion", "S11OSK.02");
+  text = WithValue(text, "SYSTEM", "FWOpcodeVersion", "0.61");
+  text = WithoutKey(text, "SYSTEM", "FWBootVersion");
+  const Outcome outcome = Restore(text);
+  EXPECT_EQ(outcome.exitCode, 65);
+  EXPECT_THAT(outcome.err, HasSubstr("(BIOSVersion is \"S11OSK.02\" in the file and "
+                                     "\"C41200.04.17.0031\" on this machine; error 1044)"));
+  EXPECT_THAT(outcome.err,
+              HasSubstr("(FWOpcodeVersion is \"0.61\" in the file and \"1.42.0007\" on "
+                        "this machine; error 1045)"));
+  EXPECT_THAT(outcome.err, HasSubstr("(FWBootVersion; error 1043)"));
+  EXPECT_TRUE(IsUntouched());
+  EXPECT_EQ(Restore(text, "--skip-system-check").exitCode, 0);
+  const Outcome near = Restore(WithValue(saved, "SYSTEM", "BIOSVersion", "C41200.99"));
+  EXPECT_EQ(near.exitCode, 0);
+  EXPECT_EQ(near.err,
+            "saverestore: warning: Warning! The BIOS version in INI file and the BIOS "
+            "version in the system do not match. Proceeding anyway\n");
+}
+
+TEST_F(RestoreToolTest, WhatTheMachineRefusesIsReportedAndFails) {
+  const Outcome outcome = Restore(WithValue(saved, "POWER", "PowerRestorePolicy", "SOMETIMES"));
+  EXPECT_EQ(outcome.exitCode, 2);
+  EXPECT_THAT(outcome.err, HasSubstr("RESTOREPOLICY cannot be set to \"SOMETIMES\""));
+  EXPECT_THAT(outcome.out, HasSubstr("POWER::PowerRestorePolicy: not applied"));
+  EXPECT_TRUE(IsUntouched());
+}
+
+/// A server that takes everything and acts on nothing, as some BMCs do, or says what it will do.
+class StubbornProvider final : public FakeProvider {
+ public:
+  std::vector<SDK::WriteNote> notes;
+  void Write(const SDK::SettingMap& settings, bool /*isBios*/, bool /*reserved*/) override {
+    for (const auto& [path, value] : settings) {
+      if (path.starts_with("/BIOS/Main")) {
+        notes.push_back({path, SDK::WriteNote::Fate::Pending, "at the next boot"});
+      }
+    }
+  }
+  void WriteAuthorised(const SDK::SettingMap& settings, const std::string& /*password*/) override {
+    Write(settings, true, false);
+  }
+  void WriteGroup(const std::string& /*path*/, const SDK::SettingMap& /*settings*/) override {}
+  std::vector<SDK::WriteNote> TakeWriteNotes() override { return std::exchange(notes, {}); }
+};
+
+TEST_F(RestoreToolTest, EverySettingHasItsOutcome) {
+  auto server = std::make_shared<StubbornProvider>();
+  const Machine::MachineImage image = Machine::LoadMachine(PathOf("m.json"));
+  server->tree = image.nodes;
+  server->platform = image.platform;
+  std::string text = WithValue(saved, "BIOS::Main", "Quiet Boot", "0");
+  text = WithValue(text, "POWER", "PowerRestorePolicy", "OFF");
+  text = WithValue(text, "BIOS::Main::System Labels", "Asset Tag", std::string(128, 'x'));
+  text = WithValue(text, "BIOS::BootOrder", "Internal Shell", "2");
+  text = WithValue(text, "BIOS::BootOrder", "Disk A 480 GB", "1");
+  text = WithValue(text, "BIOS::Nowhere", "Nothing", "1");
+  text = WithoutKey(text, "BIOS::Main", "POST Error Pause");
+  WriteText(PathOf("x.ini"), text);
+  Tool::RestoreRequest request;
+  request.openTarget = [&] { return Tool::AllTrees(server); };
+  request.choice.file = PathOf("x.ini");
+  request.choice.skipBootOrder = true;
+  request.noBackup = request.yes = request.json = true;
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(RunRestore(request, Tool::Messages(Tool::Verbosity::Normal)), 1);
+  const json report = json::parse(::testing::internal::GetCapturedStdout());
+  EXPECT_EQ(report["schema"], "saverestore-restore/1");
+  std::map<std::string, std::string> outcomes;
+  for (const json& row : report["settings"]) {
+    if (row["outcome"] == "unchanged") continue;
+    outcomes[row["key"].get<std::string>()] =
+        row["outcome"].get<std::string>() + ": " + row["reason"].get<std::string>();
+  }
+  EXPECT_EQ(outcomes, (std::map<std::string, std::string>{
+                          {"Quiet Boot", "pending until the next boot: at the next boot"},
+                          {"PowerRestorePolicy", "not applied: the machine keeps its value"},
+                          {"Asset Tag", "skipped: its value is longer than a restore takes"},
+                          {"Internal Shell", "skipped: the boot order is left alone"},
+                          {"Disk A 480 GB", "skipped: the boot order is left alone"},
+                          {"Nothing", "skipped: this machine has no such setting"},
+                          {"POST Error Pause", "skipped: the file does not name it"}}));
+  EXPECT_EQ(report["totals"]["skipped"], 5);
+}
+
+TEST_F(RestoreToolTest, ATargetThatFallsSilentFailsAndNothingIsClaimed) {
+  ::testing::internal::CaptureStderr();
+  int failAt = 1;
+  for (bool hasFailed = true; hasFailed; failAt += 7) {
+    const auto failing = std::make_shared<FailingProvider>(
+        std::make_shared<Machine::MachineProvider>(PathOf("m.json")), failAt,
+        ErrorManager::Unreachable);
+    Tool::RestoreRequest request;
+    request.openTarget = [&] { return Tool::AllTrees(failing); };
+    request.choice.file = PathOf("x.ini");
+    request.mode = Tool::ModeBmc;
+    request.noBackup = request.yes = true;
+    const int code = CodeOf([&] { RunRestore(request, Tool::Messages(Tool::Verbosity::Quiet)); });
+    hasFailed = failing->Calls() >= failAt;
+    ASSERT_EQ(code, hasFailed ? 2048 : 0) << failAt;
+  }
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("is not known"));
+  EXPECT_GT(failAt, 300);
+  EXPECT_TRUE(IsUntouched());
+}
+
+TEST_F(RestoreToolTest, DiffComparesAsARestoreWouldTakeIt) {
+  std::string text = WithValue(saved, "POWER", "PowerRestorePolicy", "restore");
+  text = WithValue(text, "CHANNEL::LAN1::SOL", "SolRetryInterval", "255");
+  WriteText(PathOf("x.ini"), text);
+  EXPECT_EQ(OnMachine("diff x.ini").exitCode, 0);
+  text = WithValue(text, "USERS::USER3", "UserName", "mira.holt");
+  text = WithValue(text, "BIOS::Extra", "Key", "1");
+  text = WithValue(text, "POWER", "Extra", "1");
+  text = WithoutKey(text, "BIOS::Main", "Quiet Boot");
+  WriteText(PathOf("x.ini"), text);
+  const Outcome outcome = OnMachine("diff x.ini");
+  EXPECT_EQ(outcome.exitCode, 1);
+  EXPECT_EQ(outcome.out,
+            "USERS::USER3::UserName: file \"mira.holt\", machine \"Mira.Holt\"\n"
+            "[BIOS::Extra]: in the file only\nPOWER::Extra: in the file only\n"
+            "BIOS::Main::Quiet Boot: in the machine only\n");
+  const json document = JsonOf(OnMachine("diff --json --mode bmc x.ini"));
+  EXPECT_EQ(document["schema"], "saverestore-diff/1");
+  EXPECT_EQ(document["different"].size(), 1U);
+  EXPECT_EQ(document["only_file"]["keys"][0]["key"], "Extra");
+  EXPECT_THAT(document["only_machine"]["keys"], IsEmpty());
+  // Two files need no target.
+  WriteText(PathOf("y.ini"), saved);
+  EXPECT_EQ(Run("diff y.ini y.ini").exitCode, 0);
+  EXPECT_THAT(Run("diff y.ini x.ini").out, HasSubstr("first \"Mira.Holt\", second \"mira.holt\""));
+  EXPECT_EQ(Run("diff y.ini none.ini").exitCode, 66);
+  EXPECT_EQ(Run("diff y.ini").exitCode, 64);
+}
+
+TEST_F(RestoreToolTest, CheckFindsWhatAFileTellsByItself) {
+  EXPECT_EQ(Run("check x.ini").exitCode, 0);
+  EXPECT_THAT(Run("check x.ini").out, IsEmpty());
+  std::string text = WithValue(saved, "BIOS::Main", "Quiet Boot", "7");
+  text = WithValue(text, "POWER", "PowerRestorePolicy", "Restor");
+  text = WithValue(text, "BIOS::Main::System Labels", "Asset Tag", std::string(128, 'x'));
+  text += "[POWER]\nPowerRestorePolicy=ON\n[USERS::USERX]\nA=1\n";
+  WriteText(PathOf("x.ini"), text);
+  const Outcome warned = Run("check x.ini");
+  EXPECT_EQ(warned.exitCode, 1);
+  for (const char* said :
+       {"warning: \"7\" is not among the options that the comment of \"Quiet Boot\" lists",
+        "warning: \"Restor\" is not among the options", "\"Asset Tag\" is longer than 127 bytes",
+        "the section [POWER] stands twice", "the key \"PowerRestorePolicy\" stands twice",
+        "[USERS::USERX] belongs to no server"}) {
+    EXPECT_THAT(warned.out, HasSubstr(said));
+  }
+  WriteText(PathOf("x.ini"), "Early=1\n[POWER]\nno line\n\x1b[2J\n");
+  const Outcome failed = Run("check x.ini");
+  EXPECT_EQ(failed.exitCode, 65);
+  EXPECT_THAT(failed.out, StartsWith("x.ini:1: error: the key \"Early\" is in no section\n"
+                                     "x.ini:3: error: \"no line\" is no section"));
+  EXPECT_THAT(failed.out, Not(HasSubstr("\x1b")));
+  const json document = JsonOf(Run("check --json x.ini"));
+  EXPECT_EQ(document["schema"], "saverestore-check/1");
+  EXPECT_EQ(document["findings"][0]["line"], 1);
+  EXPECT_EQ(document["findings"][0]["severity"], "error");
+}
+
+TEST_F(RestoreToolTest, ShowSaysWhatAFileIs) {
+  const Outcome outcome = Run("show x.ini");
+  EXPECT_EQ(outcome.exitCode, 0);
+  EXPECT_THAT(outcome.out, StartsWith("x.ini: 62 sections, 335 keys, to restore with --mode all\n"
+                                      "  BIOSVersion C41200.04.17.0031\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("\n  [PEF::FILTERS] 9\n"));
+  WriteText(PathOf("x.ini"), "[POWER]\nPowerRestorePolicy=ON\n");
+  EXPECT_THAT(Run("show x.ini").out,
+              StartsWith("x.ini: 1 section, 1 key, to restore with --mode bmc"));
+  EXPECT_EQ(JsonOf(Run("show --json x.ini"))["schema"], "saverestore-show/1");
+}
+
+TEST_F(RestoreToolTest, NoCommandTakesWhatIsNoConfiguration) {
+  WriteText(PathOf("nul.ini"), std::string("[a]\nb=\0\n", 8));
+  fs::create_directory(PathOf("folder.ini"));
+  ASSERT_EQ(mkfifo(PathOf("pipe.ini").c_str(), 0600), 0);
+  WriteText(PathOf("x.txt"), saved);
+  const std::string longName = std::string(200, 'a') + "/" + std::string(200, 'b');
+  fs::create_directories(PathOf(longName));
+  WriteText(PathOf(longName + "/" + std::string(120, 'c') + ".ini"), saved);
+  for (const auto& [file, code] : {std::pair<std::string, int>{"nul.ini", 65},
+                                   {"folder.ini", 65},
+                                   {"pipe.ini", 65},
+                                   {"none.ini", 66},
+                                   {"x.txt", 64},
+                                   {longName + "/" + std::string(120, 'c') + ".ini", 64}}) {
+    const Outcome outcome = OnMachine("restore --password-file pw --no-backup " + file);
+    EXPECT_EQ(outcome.exitCode, code) << file;
+    EXPECT_THAT(outcome.err, Not(IsEmpty())) << file;
+    if (code == 64) continue;  // such a name is wrong for a restore alone
+    EXPECT_EQ(Run("check " + file).exitCode, code) << file;
+  }
+  EXPECT_TRUE(IsUntouched());
+}
+
+}  // namespace
+}  // namespace Test

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <pty.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "support/TestEngine.h"
+
+/// The real program, run as a script or a person runs it.
+namespace Test {
+
+inline const std::string kSource = SAVERESTORE_SOURCE_DIR;
+
+inline std::string Example(const std::string& name) {
+  return "machine:" + kSource + "/examples/machines/" + name + "-server.json";
+}
+
+/// What one run of the tool left behind.
+struct Outcome {
+  int exitCode;
+  std::string out;
+  std::string err;
+};
+
+class ToolTest : public EngineTest {
+ protected:
+  /// Runs the tool in the test's folder, with `prefix` before it in the shell command.
+  [[nodiscard]] Outcome Run(const std::string& arguments, const std::string& prefix = "") const {
+    const std::string command = "cd '" + PathOf("") + "' && " + prefix + " " SAVERESTORE_TOOL " " +
+                                arguments + " >out.txt 2>err.txt </dev/null";
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(PathOf("out.txt")),
+            ReadText(PathOf("err.txt"))};
+  }
+
+  /// The files in the test's folder other than the tool's output.
+  [[nodiscard]] std::vector<std::string> Files() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(PathOf(""))) {
+      const std::string name = entry.path().filename().string();
+      if (name != "out.txt" && name != "err.txt") names.push_back(name);
+    }
+    std::ranges::sort(names);
+    return names;
+  }
+
+  static unsigned ModeBits(const std::string& path) {
+    struct stat facts = {};
+    EXPECT_EQ(stat(path.c_str(), &facts), 0) << path;
+    return facts.st_mode & 07777U;
+  }
+};
+
+/// Runs the tool on a terminal, types a text when it is asked, and returns what the terminal shows.
+inline std::string TerminalOutput(const std::vector<std::string>& arguments,
+                                  const std::string& typed = "", int exitCode = 0) {
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    std::vector<char*> argv;
+    for (const std::string& argument : arguments)
+      argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+  std::string shown;
+  bool isTyped = typed.empty();
+  std::array<char, 4096> part = {};
+  for (ssize_t got = 0; (got = read(terminal, part.data(), part.size())) > 0;) {
+    shown.append(part.data(), static_cast<std::size_t>(got));
+    if (isTyped || !(shown.ends_with(": ") || shown.ends_with("] "))) continue;
+    EXPECT_EQ(write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+    isTyped = true;
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(WEXITSTATUS(status), exitCode) << shown;
+  close(terminal);
+  return shown;
+}
+
+}  // namespace Test

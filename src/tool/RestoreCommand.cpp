@@ -304,7 +304,10 @@ int RestoreAndReport(const RestoreRequest& request, const Configuration& file,
   try {
     target.ThrowIfSilent();
   } catch (const ResultStatus&) {
-    messages.Error("the target fell silent; which of the settings were written is not known");
+    for (const SDK::WriteNote& note : written.notes) messages.Error(note.path + ": " + note.reason);
+    messages.Error(written.notes.empty()
+                       ? "the target fell silent; which of the settings were written is not known"
+                       : "the target fell silent; above is what it has not taken");
     throw;
   }
   const RestoreReport report = Report(file, before, after, sent, written.notes);

@@ -35,9 +35,14 @@ class ToolTest : public EngineTest {
  protected:
   /// Runs the tool in the test's folder, with `prefix` before it in the shell command.
   [[nodiscard]] Outcome Run(const std::string& arguments, const std::string& prefix = "") const {
-    const std::string command = "cd '" + PathOf("") + "' && " + prefix + " " SAVERESTORE_TOOL " " +
-                                arguments + " >out.txt 2>err.txt </dev/null";
-    const int status = std::system(command.c_str());
+    return Shell(prefix + " " SAVERESTORE_TOOL " " + arguments);
+  }
+
+  /// Runs a shell command in the test's folder.
+  [[nodiscard]] Outcome Shell(const std::string& command) const {
+    const std::string line =
+        "cd '" + PathOf("") + "' && " + command + " >out.txt 2>err.txt </dev/null";
+    const int status = std::system(line.c_str());  // NOLINT(cert-env33-c): the test's own words
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(PathOf("out.txt")),
             ReadText(PathOf("err.txt"))};
   }

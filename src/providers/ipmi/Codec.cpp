@@ -98,14 +98,14 @@ std::string DecodeMac(const FieldRow& field, const Bytes& page) {
 }
 
 std::string EncodeMac(const FieldRow& field, const std::string& text, Bytes& page) {
-  const std::string fault = "it must have the form xx-xx-xx-xx-xx-xx";
+  constexpr const char* kFault = "it must have the form xx-xx-xx-xx-xx-xx";
   std::array<std::uint8_t, 6> address = {};
-  if (text.size() != 3 * address.size() - 1) return fault;
+  if (text.size() != 3 * address.size() - 1) return kFault;
   for (std::size_t i = 0; i < address.size(); ++i) {
     const char* digits = text.data() + 3 * i;
     const bool isSeparated = i + 1 == address.size() || digits[2] == '-' || digits[2] == ':';
     const auto [stop, error] = std::from_chars(digits, digits + 2, address.at(i), 16);
-    if (!isSeparated || error != std::errc() || stop != digits + 2) return fault;
+    if (!isSeparated || error != std::errc() || stop != digits + 2) return kFault;
   }
   std::ranges::copy(address, page.begin() + field.offset);
   return {};
@@ -148,8 +148,8 @@ std::string DecodeVersion(const FieldRow& field, const Bytes& page) {
 /// Manufacturer (a private enterprise number, 20 bits) and product have no names in IPMI.
 std::string DecodeProduct(const FieldRow& field, const Bytes& page) {
   const std::uint8_t* id = page.data() + field.offset;
-  const unsigned manufacturer = id[0] + (id[1] << 8U) + ((id[2] & 0x0FU) << 16U);
-  const unsigned product = id[3] + (id[4] << 8U);
+  const unsigned manufacturer = id[0] + 0x100U * id[1] + 0x10000U * (id[2] & 0x0FU);
+  const unsigned product = id[3] + 0x100U * id[4];
   return "Manufacturer " + std::to_string(manufacturer) + " product " + std::to_string(product);
 }
 

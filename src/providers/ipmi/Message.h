@@ -13,14 +13,16 @@ using Bytes = std::vector<std::uint8_t>;
 struct Command {
   std::uint8_t netFn;
   std::uint8_t number;
-  auto operator<=>(const Command&) const = default;
+  // The check takes the comparison with 0 that is made here for one with a null pointer.
+  auto operator<=>(const Command&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
 /// A command with its request data.
 struct Request {
   Command command;
   Bytes data;
-  auto operator<=>(const Request&) const = default;
+  // The check takes the comparison with 0 that is made here for one with a null pointer.
+  auto operator<=>(const Request&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
 /// What the BMC says to a request: a completion code, 0 for done, and the data behind it.

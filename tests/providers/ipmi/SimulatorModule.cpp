@@ -256,7 +256,7 @@ Bytes DcmiHostName(std::uint8_t command, const Bytes& request) {
   static std::string staged;
   staged.resize(at);
   staged.append(request.begin() + 3, request.end());
-  if (staged.ends_with('\0')) name = staged.c_str();
+  if (staged.ends_with('\0')) name = staged.substr(0, staged.find('\0'));
   return Done({static_cast<std::uint8_t>(staged.size())});
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "common/Logger.h"
+#include "tool/CaptureCommand.h"
 #include "tool/Compare.h"
 #include "tool/Configuration.h"
 #include "tool/ConvertCommand.h"
@@ -196,6 +197,28 @@ void AddShow(CLI::App& app, Command& chosen) {
   });
 }
 
+void AddCapture(CLI::App& group, Command& chosen) {
+  CLI::App* capture =
+      group.add_subcommand("capture", "Keep all that a target has in a machine file");
+  auto request = std::make_shared<CaptureRequest>();
+  AddFile(*capture, request->file, "The machine file to write");
+  capture->add_flag("--overwrite", request->overwrite, "Replace FILE when it exists");
+  capture->footer(
+      "For rehearsals, tests and bug reports: --target machine:FILE then reads like the target.\n"
+      "Passwords are not kept. The file is written whole or not at all, readable by its owner\n"
+      "alone.\n\n"
+      "Example:\n"
+      "  saverestore --target local machine capture server.json\n");
+  capture->callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      request->openTarget = OpenerOf(globals);
+      request->targets = globals.targets;
+      RunCapture(*request, messages);
+      return int{ExitDone};
+    };
+  });
+}
+
 void AddConvert(CLI::App& app, Command& chosen) {
   CLI::App* convert = app.add_subcommand("convert", "Turn a text file into a stream file, or back");
   auto request = std::make_shared<ConvertRequest>();
@@ -214,6 +237,12 @@ void AddConvert(CLI::App& app, Command& chosen) {
       return int{ExitDone};
     };
   });
+}
+
+void AddMachine(CLI::App& app, Command& chosen) {
+  CLI::App* machine = app.add_subcommand("machine", "Make machine files");
+  machine->require_subcommand(1);
+  AddCapture(*machine, chosen);
 }
 
 void AddTargets(CLI::App& app, Command& chosen) {
@@ -262,6 +291,7 @@ void Describe(CLI::App& app, Globals& globals, Command& chosen) {
   AddDiff(app, chosen);
   AddCheck(app, chosen);
   AddShow(app, chosen);
+  AddMachine(app, chosen);
   AddConvert(app, chosen);
   AddTargets(app, chosen);
   app.footer(

@@ -15,11 +15,15 @@ constexpr auto kExtensions = std::to_array<std::string_view>({".ini", ".INI", ".
 }  // namespace
 
 void CheckDestination(const std::string& path, bool overwrite) {
-  const std::filesystem::path file(path);
-  const std::string extension = file.extension().string();
+  const std::string extension = std::filesystem::path(path).extension().string();
   if (std::ranges::find(kExtensions, extension) == kExtensions.end()) {
     throw ToolError(ExitUsage, "\"" + path + "\" must end in .ini or .scf");
   }
+  CheckReplaceable(path, overwrite);
+}
+
+void CheckReplaceable(const std::string& path, bool overwrite) {
+  const std::filesystem::path file(path);
   std::error_code error;
   const auto type = std::filesystem::symlink_status(file, error).type();
   if (type == std::filesystem::file_type::not_found || type == std::filesystem::file_type::none) {

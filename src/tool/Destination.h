@@ -9,4 +9,7 @@ namespace Tool {
 ///                    file, or it exists and is not to be overwritten.
 void CheckDestination(const std::string& path, bool overwrite);
 
+/// The same for a file of any other kind, whatever its extension. \throws ToolError
+void CheckReplaceable(const std::string& path, bool overwrite);
+
 }  // namespace Tool

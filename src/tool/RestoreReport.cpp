@@ -62,12 +62,17 @@ ReportRow RowFor(const Setting& wanted, const Configuration& before, const Confi
     return row;
   }
   row.present = now->value;
-  if (SameValue(wanted, *now)) {
-    const bool same = was != nullptr && SameValue(wanted, *was);
-    row.outcome = same ? Outcome::Unchanged : Outcome::Applied;
-  } else if (const auto note = FindFor(*now, sent.notes); note != sent.notes.end()) {
-    const bool pending = note->second->fate == SDK::WriteNote::Fate::Pending;
-    row.outcome = pending ? Outcome::Pending : Outcome::NotApplied;
+  const auto note = FindFor(*now, sent.notes);
+  const bool isNoted = note != sent.notes.end();
+  if (SameValue(wanted, *now) && was != nullptr && SameValue(wanted, *was)) {
+    row.outcome = Outcome::Unchanged;
+  } else if (isNoted && note->second->fate == SDK::WriteNote::Fate::Pending) {
+    row.outcome = Outcome::Pending;  // whichever value the machine shows until then
+    row.reason = note->second->reason;
+  } else if (SameValue(wanted, *now)) {
+    row.outcome = Outcome::Applied;
+  } else if (isNoted) {
+    row.outcome = Outcome::NotApplied;
     row.reason = note->second->reason;
   } else if (FindFor(*now, sent.paths) != sent.paths.end()) {
     row.outcome = Outcome::NotApplied;

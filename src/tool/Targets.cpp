@@ -2,11 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <string_view>
 #include <utility>
 
 #include "common/ErrorManager.h"
 #include "common/Platform.h"
+#ifdef SAVERESTORE_HOST
+#include "providers/host/HostProvider.h"
+#endif
 #include "providers/machine/MachineProvider.h"
 #include "query/XDirector.h"
 #include "tool/ExitCodes.h"
@@ -23,7 +27,27 @@ Mounts OpenMachine(const std::string& place, const TargetOptions& /*options*/) {
   return AllTrees(std::make_shared<Machine::MachineProvider>(place));
 }
 
+#ifdef SAVERESTORE_HOST
+/// The directories of the kernel, or those that a rehearsal or a test puts in their place.
+Host::HostRoots LocalRoots() {
+  Host::HostRoots roots;
+  if (const char* sysfs = std::getenv("SAVERESTORE_SYSFS")) roots.sysfs = sysfs;
+  roots.efivarfs = roots.sysfs / "firmware/efi/efivars";
+  if (const char* efivarfs = std::getenv("EFIVARFS_PATH")) roots.efivarfs = efivarfs;
+  return roots;
+}
+
+Mounts OpenLocal(const std::string& /*place*/, const TargetOptions& /*options*/) {
+  const auto provider = std::make_shared<Host::HostProvider>(LocalRoots());
+  return {{"BIOS", {provider}}, {"SMBIOS", {provider}}};
+}
+#endif
+
 constexpr auto kTargetKinds = std::to_array<TargetKind>({
+#ifdef SAVERESTORE_HOST
+    {"local", "local", "the BIOS of the machine that the tool runs on, as Linux shows it",
+     OpenLocal},
+#endif
     {"machine", "machine:FILE", "a simulated server that lives in a JSON file", OpenMachine},
 #ifdef SAVERESTORE_IPMI
     {"ipmi", "ipmi:[USER@]HOST[:PORT]", "a management controller (BMC), by IPMI 2.0", OpenIpmi},

@@ -130,12 +130,19 @@ class PayloadReader : public json::json_sax_t {
 
   /// The payload, once all of it has been read. \throws Damaged
   Payload Take() {
+    if (commentCount_ > comments_.size()) throw Damaged("a row has a comment that is not there");
     for (const Reference& reference : references_) Resolve(reference);
     return std::move(payload_);
   }
 
   bool start_object(std::size_t /*size*/) override { return Enter(true); }
-  bool start_array(std::size_t /*size*/) override { return Enter(false); }
+  bool start_array(std::size_t size) override {
+    if (!Enter(false)) return false;
+    // What a list says of its length is only believed to a point.
+    constexpr std::size_t kMostReserved = 1'000;
+    if (Here() == Place::Rows) payload_.sections.back().rows.reserve(std::min(size, kMostReserved));
+    return true;
+  }
   bool end_object() override { return Leave(); }
   bool end_array() override { return Leave(); }
 
@@ -219,11 +226,11 @@ class PayloadReader : public json::json_sax_t {
       Place to;
     };
     constexpr auto kSteps = std::to_array<Step>({
+        {Place::Rows, nullptr, false, Place::Row},  // first: there are many
         {Place::Payload, kComments, false, Place::Comments},
         {Place::Payload, kSections, false, Place::Sections},
         {Place::Sections, nullptr, true, Place::Section},
         {Place::Section, kRows, false, Place::Rows},
-        {Place::Rows, nullptr, false, Place::Row},
     });
     const auto* step = std::ranges::find_if(kSteps, [&](const Step& candidate) {
       return candidate.from == Here() && candidate.isMap == isMap &&
@@ -252,7 +259,8 @@ class PayloadReader : public json::json_sax_t {
     const Place left = Here();
     places_.pop_back();
     if (left == Place::Row) {
-      references_.push_back(reference_);
+      if (detail_ == Detail::Everything) references_.push_back(reference_);
+      commentCount_ = std::max(commentCount_, reference_.comment + 1);
       if (members_ < kFewestRowMembers) return false;
     } else if (left == Place::Ignored && !places_.empty() && Here() == Place::Row) {
       ++members_;
@@ -347,10 +355,6 @@ class PayloadReader : public json::json_sax_t {
   SDK::Row& Row() { return payload_.sections.back().rows.back(); }
 
   void Resolve(const Reference& reference) {
-    if (reference.comment >= comments_.size()) {
-      throw Damaged("a row has a comment that is not there");
-    }
-    if (detail_ == Detail::KeysAndValues) return;
     SDK::Row& row = payload_.sections[reference.section].rows[reference.row];
     row.comment = comments_[reference.comment];
     if (reference.hasPath && (row.path.empty() || row.path.front() == '/')) return;
@@ -362,6 +366,7 @@ class PayloadReader : public json::json_sax_t {
   Detail detail_;
   Payload payload_;
   std::vector<std::string> comments_;
+  std::size_t commentCount_ = 0;        // that the rows need
   std::vector<std::string> basePaths_;  // of the sections
   std::vector<Reference> references_;
   std::vector<Place> places_;

@@ -1,6 +1,7 @@
 #include "modules/stream/StreamConfiguration.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "ini/IniPrimitives.h"
@@ -12,6 +13,7 @@ StreamConfiguration::StreamConfiguration(Scf::Bytes bytes) {
     targets_.push_back({block.guid, std::move(block.payload.target)});
     for (Scf::Section& section : block.payload.sections) Add(section);
   }
+  for (auto& [name, rows] : sections_) std::ranges::stable_sort(rows, {}, &Row::key);
 }
 
 void StreamConfiguration::Add(Scf::Section& section) {
@@ -19,11 +21,17 @@ void StreamConfiguration::Add(Scf::Section& section) {
   if (name.size() < 2 || name.front() != '[' || name.back() != ']') {
     throw Scf::Damaged("the section \"" + name + "\" has no brackets");
   }
-  Values& values = sections_[name.substr(1, name.size() - 2)];
-  values.reserve(values.size() + section.rows.size());
-  for (Row& row : section.rows) {
-    values.insert_or_assign(std::move(row.key), std::move(row.value));
+  Rows& rows = sections_[name.substr(1, name.size() - 2)];
+  if (rows.empty()) {
+    rows = std::move(section.rows);
+  } else {
+    std::ranges::move(section.rows, std::back_inserter(rows));
   }
+}
+
+const StreamConfiguration::Rows* StreamConfiguration::RowsOf(const std::string& section) const {
+  const auto rows = sections_.find(section);
+  return rows == sections_.end() ? nullptr : &rows->second;
 }
 
 const std::string* StreamConfiguration::TargetOf(const EFI_GUID& guid) const {
@@ -40,17 +48,20 @@ int StreamConfiguration::MapStatus() const {
 }
 
 FileValue StreamConfiguration::Find(const std::string& section, const std::string& key) const {
-  const auto values = sections_.find(section);
-  if (values == sections_.end()) return {INI_NO_SECTION, "", ""};
-  const auto value = values->second.find(key);
-  if (value == values->second.end()) return {INI_NO_KEY, "", ""};
-  return {INI_READ, value->second, value->second};
+  const Rows* rows = RowsOf(section);
+  if (rows == nullptr) return {INI_NO_SECTION, "", ""};
+  const auto behind = std::ranges::upper_bound(*rows, key, {}, &Row::key);
+  if (behind == rows->begin() || std::prev(behind)->key != key) return {INI_NO_KEY, "", ""};
+  const std::string& value = std::prev(behind)->value;
+  return {INI_READ, value, value};
 }
 
 std::map<std::string, std::string> StreamConfiguration::Entries(const std::string& section) const {
-  const auto values = sections_.find(section);
-  if (values == sections_.end()) return {};
-  return {values->second.begin(), values->second.end()};
+  std::map<std::string, std::string> entries;
+  const Rows* rows = RowsOf(section);
+  if (rows == nullptr) return entries;
+  for (const Row& row : *rows) entries.insert_or_assign(row.key, row.value);
+  return entries;
 }
 
 }  // namespace SDK::Stream

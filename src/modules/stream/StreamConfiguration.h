@@ -26,15 +26,16 @@ class StreamConfiguration final : public SavedConfiguration {
       const std::string& section) const override;
 
  private:
-  using Values = std::unordered_map<std::string, std::string>;
+  using Rows = std::vector<Row>;
   void Add(Scf::Section& section);
+  [[nodiscard]] const Rows* RowsOf(const std::string& section) const;
 
   struct BlockTarget {
     EFI_GUID guid;
     std::string target;
   };
   std::vector<BlockTarget> targets_;
-  std::unordered_map<std::string, Values> sections_;  // without brackets
+  std::unordered_map<std::string, Rows> sections_;  // without brackets; rows in order of their keys
 };
 
 }  // namespace SDK::Stream

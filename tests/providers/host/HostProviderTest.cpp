@@ -1,0 +1,98 @@
+// The machine as a whole: its facts, the read contract, and a save and a restore of it.
+#include "providers/host/HostProvider.h"
+
+#include <gmock/gmock.h>
+
+#include "HostTest.h"
+#include "providers/host/DmiFacts.h"
+
+namespace Test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class HostProviderTest : public HostTest {
+ protected:
+  void SetServer() {
+    host.SetDmi("bios_version", "C41200.04.17.0031");
+    host.SetDmi("board_name", " R7740HCA ");
+    host.SetDmi("product_name", "Server CALDRA X2");
+    SetEnumeration("Quiet", "Enabled", "Disabled;Enabled");
+    SetEnumeration("Wake", "Off", "Off;On");
+    host.SetBootEntry(0, "Debian");
+    host.SetBootEntry(1, "Network");
+    host.SetBootOrder({0, 1});
+  }
+};
+
+TEST_F(HostProviderTest, AMachineWithoutAnyOfItHasLittleInItsTrees) {
+  EXPECT_THAT(Read("/BIOS").at("/BIOS").values, IsEmpty());
+  for (const char* path : {"/BIOS/BootOrder", "/BIOS/PlatformID", "/SMBIOS", "/BIOS/Advanced",
+                           "/BIOS/No/@children", "/BMC"}) {
+    EXPECT_EQ(CodeOf([&] { static_cast<void>(Read(path)); }), ErrorManager::NoSuchNode) << path;
+  }
+  EXPECT_EQ(provider->PlatformName(), "");
+  provider->Write({}, true, false);
+  provider->WriteGroup("/BIOS/AdminPw", {{"ADMIN_PW", ""}, {"SETVALUE", ""}});
+  EXPECT_THAT(TakeNotes(), IsEmpty());
+}
+
+TEST_F(HostProviderTest, TellsWhatTheFirmwareSaysOfTheMachine) {
+  SetServer();
+  EXPECT_EQ(Value("/SMBIOS/Type0/BIOSVersion"), "C41200.04.17.0031");
+  EXPECT_EQ(Value("/BIOS/PlatformID"), "R7740HCA");
+  EXPECT_EQ(provider->PlatformName(), "CALDRA_PLATFORM");
+  EXPECT_EQ(Host::PlatformOf("TARVEN 9"), "TARVEN_PLATFORM");
+  EXPECT_EQ(Host::PlatformOf("caldra"), "");
+  host.SetDmi("board_name", "");
+  host.SetDmi("product_name", "Standard PC");
+  const Host::HostProvider other({host.Sysfs(), host.Efivarfs()});
+  EXPECT_EQ(provider->PlatformName(), "");
+}
+
+TEST_F(HostProviderTest, ChildrenAreListedAndDeeperReadsYieldTheirPartOnly) {
+  SetServer();
+  const NodeMap children = Read("/BIOS/Advanced/board/@children");
+  EXPECT_THAT(children.at(kMenu).values,
+              ElementsAre("/BIOS/Advanced/board/Quiet", "/BIOS/Advanced/board/Wake"));
+  EXPECT_EQ(children.size(), 1U);
+  NodeMap results;
+  results["/BIOS/Advanced/board/Quiet"].values = {"mine"};
+  provider->Read("/BIOS/Advanced/board/Quiet", results);
+  EXPECT_EQ(results.size(), 1U);
+  EXPECT_EQ(results.begin()->second.values.front(), "mine");
+}
+
+TEST_F(HostProviderTest, ASavedFileRestoresSettingsAndBootOrder) {
+  SetServer();
+  Mount(provider);
+  OpenSaveRestore().Save(Options(PathOf("x.ini"), 0));
+  std::string text = ReadText(PathOf("x.ini"));
+  EXPECT_THAT(text, HasSubstr("[BIOS::Advanced]\n[BIOS::Advanced::board]\n"
+                              "Quiet=Enabled\t;Options: Disabled=Disabled: Enabled=Enabled\n"
+                              "Wake=Off\t;Options: Off=Off: On=On\n"));
+  EXPECT_THAT(text, HasSubstr("[BIOS::BootOrder]\nDebian=1\nNetwork=2\n"));
+
+  const auto replace = [&](const std::string& from, const std::string& to) {
+    ASSERT_NE(text.find(from), std::string::npos) << from;
+    text.replace(text.find(from), from.size(), to);
+  };
+  replace("Wake=Off", "Wake=On");
+  replace("Debian=1", "Debian=2");
+  replace("Network=2", "Network=1");
+  WriteText(PathOf("x.ini"), text);
+  SDK::SavenRestoreOptions options = Options(PathOf("x.ini"), 0);
+  options.skipSystemCheck = true;
+  OpenSaveRestore().Restore(options);
+  EXPECT_EQ(host.Value(kDriver, "Wake"), "On");
+  EXPECT_EQ(host.Value(kDriver, "Quiet"), "Enabled");
+  EXPECT_THAT(host.Variable("BootOrder"), ::testing::EndsWith(std::string("\1\0\0\0", 4)));
+  OpenSaveRestore().Save(Options(PathOf("y.ini"), 0));
+  EXPECT_THAT(ReadText(PathOf("y.ini")), HasSubstr("Wake=On"));
+  EXPECT_THAT(ReadText(PathOf("y.ini")), HasSubstr("Network=1\nDebian=2\n"));
+}
+
+}  // namespace
+}  // namespace Test

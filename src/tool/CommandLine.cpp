@@ -88,6 +88,7 @@ std::vector<std::string> WordsOf(const TargetOptions& options) {
   add("--cacert", options.redfish.caFile);
   add("--pinned-key", options.redfish.pinnedKey);
   if (options.redfish.insecure) words.emplace_back("--insecure");
+  for (const std::string& name : options.ipmiWorkarounds) add("--ipmi-workaround", name);
   return words;
 }
 

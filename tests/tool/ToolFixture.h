@@ -8,12 +8,12 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "support/TestEngine.h"
+#include "support/ToolRun.h"
 
 /// The real program, run as a script or a person runs it.
 namespace Test {
@@ -24,12 +24,7 @@ inline std::string Example(const std::string& name) {
   return "machine:" + kSource + "/examples/machines/" + name + "-server.json";
 }
 
-/// What one run of the tool left behind.
-struct Outcome {
-  int exitCode;
-  std::string out;
-  std::string err;
-};
+using Outcome = ToolOutcome;
 
 class ToolTest : public EngineTest {
  protected:
@@ -40,11 +35,7 @@ class ToolTest : public EngineTest {
 
   /// Runs a shell command in the test's folder.
   [[nodiscard]] Outcome Shell(const std::string& command) const {
-    const std::string line =
-        "cd '" + PathOf("") + "' && " + command + " >out.txt 2>err.txt </dev/null";
-    const int status = std::system(line.c_str());  // NOLINT(cert-env33-c): the test's own words
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(PathOf("out.txt")),
-            ReadText(PathOf("err.txt"))};
+    return RunShell(PathOf(""), command);
   }
 
   /// The files in the test's folder other than the tool's output.

@@ -245,7 +245,9 @@ class Execution {
         WriteTogether({at, end});
       } catch (const ResultStatus& failure) {
         if (failure.getval() != ErrorManager::Unreachable) throw;
-        NoteLoss({at, end}, "the session was lost while it was written");
+        NoteLoss({at, end}, at->stage < Stage::OwnAccount
+                                ? "the session was lost while it was written"
+                                : "it was sent, and the session ended, which can be its effect");
         NoteLoss({end, changes.end()}, "it was not sent: the session was lost before");
         throw;
       }

@@ -197,6 +197,14 @@ TEST_F(ToolRedfishTest, AFailureInTheMiddleWritesNothing) {
   }
 }
 
+TEST_F(ToolRedfishTest, ACaptureSavesLikeTheServerByteForByte) {
+  ASSERT_EQ(RunRemote("save server.ini").exitCode, 0);
+  ASSERT_EQ(RunRemote("machine capture m.json").exitCode, 0);
+  ASSERT_EQ(Run("--target machine:m.json save --mode bios m.ini").exitCode, 0);
+  EXPECT_EQ(ReadText(PathOf("m.ini")), ReadText(PathOf("server.ini")));
+  EXPECT_THAT(ReadText(PathOf("m.json")), Not(HasSubstr(RedfishService::kPassword)));
+}
+
 TEST_F(ToolRedfishTest, ARegistryBecomesAMachineThatSavesLikeTheServer) {
   ASSERT_EQ(RunRemote("save server.ini").exitCode, 0);
   const auto fetch = [this](const std::string& path) {

@@ -2,8 +2,9 @@
 
 #include <benchmark/benchmark.h>
 
-#include <cstdlib>
+#include <cstddef>
 #include <ctime>
+#include <memory>
 
 namespace Bench {
 
@@ -11,9 +12,8 @@ namespace Bench {
 /// charge one measure with what another one left behind.
 inline void SettleHeap() {
   constexpr std::size_t kLarge = std::size_t{64} * 1024;
-  void* memory = std::malloc(kLarge);
-  benchmark::DoNotOptimize(memory);
-  std::free(memory);
+  const auto memory = std::make_unique_for_overwrite<char[]>(kLarge);
+  benchmark::DoNotOptimize(memory.get());
 }
 
 /// The processor time, user and system, that `work` takes, with everything it leaves to be freed.

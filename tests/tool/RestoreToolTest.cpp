@@ -13,7 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::json;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;

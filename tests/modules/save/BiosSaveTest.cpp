@@ -10,7 +10,6 @@ namespace Test {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 class BiosSaveTest : public EngineTest {
  protected:

@@ -41,19 +41,19 @@ class CollectingSaveRestore final : public SDK::SaveRestore {
   }
 };
 
-std::string Upper(std::string text) {
-  std::ranges::transform(text, text.begin(), [](unsigned char character) {
-    return static_cast<char>(std::toupper(character));
-  });
-  return text;
-}
-
 /// Of the sections of the BMC part only [SYSTEM] says nothing of the BMC's settings.
 bool IsBmcSection(const std::string& section) {
   return section != "SYSTEM" && !IsBiosSection(section);
 }
 
 }  // namespace
+
+std::string Upper(std::string text) {
+  std::ranges::transform(text, text.begin(), [](unsigned char character) {
+    return static_cast<char>(std::toupper(character));
+  });
+  return text;
+}
 
 const char* NameOf(Mode mode) {
   return std::ranges::find(kModeNames, mode, &ModeName::mode)->name;

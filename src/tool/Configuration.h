@@ -65,6 +65,9 @@ class Configuration {
 /// The mode that covers just what a file holds.
 [[nodiscard]] Mode ModeOf(const Configuration& file);
 
+/// `text` in upper case, as a restore makes it of most BMC values.
+[[nodiscard]] std::string Upper(std::string text);
+
 /// True when a restore of the value `ofFile` leaves a machine that has `ofMachine` as it is: BMC
 /// values compare without case where a restore does not keep it, retry intervals in the steps that
 /// the BMC has.

@@ -2,11 +2,7 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
-#include <map>
-#include <string_view>
 
 #include "modules/stream/StreamFile.h"
 #include "tool/ExitCodes.h"

@@ -1,7 +1,6 @@
 #include "tool/FileCheck.h"
 
 #include <algorithm>
-#include <cctype>
 #include <nlohmann/json.hpp>
 #include <string_view>
 
@@ -13,14 +12,6 @@ namespace Tool {
 namespace {
 
 using nlohmann::ordered_json;
-
-std::string Upper(std::string_view text) {
-  std::string upper(text);
-  std::ranges::transform(upper, upper.begin(), [](unsigned char character) {
-    return static_cast<char>(std::toupper(character));
-  });
-  return upper;
-}
 
 bool IsKnownSection(const std::string& section) {
   return IsBiosSection(section) ||
@@ -48,7 +39,7 @@ bool IsAmongBmcOptions(std::string_view options, std::string_view value) {
   for (std::size_t at = list.find(" or "); at != std::string::npos; at = list.find(" or ")) {
     list.replace(at, 4, ", ");
   }
-  const std::string wanted = Upper(value);
+  const std::string wanted = Upper(std::string(value));
   for (std::size_t start = 0; start < list.size();) {
     const std::size_t end = std::min(list.find(',', start), list.size());
     std::string option = list.substr(start, end - start);

@@ -9,11 +9,12 @@
 #include "providers/host/DmiFacts.h"
 #include "providers/host/FirmwareAttributes.h"
 #include "query/NodeTree.h"
+#include "query/PasswordRequest.h"
 
 namespace Host {
 namespace {
 
-constexpr const char* kPasswordPath = "/BIOS/AdminPw";
+using Query::kPasswordPath;
 
 /// The writes of a batch that change something, by what takes them.
 struct Changes {
@@ -96,13 +97,7 @@ void HostProvider::Read(const std::string& path, NodeMap& results) {
 void HostProvider::Write(const SDK::SettingMap& settings, bool /*isBios*/, bool /*reserved*/) {
   const auto request = settings.find(kPasswordPath);
   if (request != settings.end()) {
-    // The password twice, with a hyphen between.
-    const std::string_view twice = request->second;
-    const std::string_view once = twice.substr(0, twice.size() / 2);
-    if (twice.size() % 2 == 0 || twice[once.size()] != '-' ||
-        twice.substr(once.size() + 1) != once) {
-      ErrorManager::Raise(ErrorManager::PasswordRefused, "it must be given twice");
-    }
+    const std::string_view once = Query::PasswordIn(request->second);
     CheckPassword(once);
     Common::Wipe(password_);
     password_.assign(once);

@@ -6,11 +6,12 @@
 
 #include "common/ErrorManager.h"
 #include "query/NodeTree.h"
+#include "query/PasswordRequest.h"
 
 namespace Machine {
 namespace {
 
-constexpr const char* kPasswordPath = "/BIOS/AdminPw";
+using Query::kPasswordPath;
 
 bool IsWithin(const Limits& limits, std::int64_t number) {
   return limits.low <= number && number <= limits.high;
@@ -59,14 +60,7 @@ void MachineProvider::Read(const std::string& path, NodeMap& results) {
 void MachineProvider::Write(const SDK::SettingMap& settings, bool /*isBios*/, bool /*reserved*/) {
   const auto request = settings.find(kPasswordPath);
   if (request == settings.end()) return Apply(settings);
-  // The password twice, with a hyphen between.
-  const std::string_view twice = request->second;
-  const std::size_t half = twice.size() / 2;
-  if (twice.size() % 2 == 0 || twice[half] != '-' ||
-      twice.substr(0, half) != twice.substr(half + 1)) {
-    ErrorManager::Raise(ErrorManager::PasswordRefused, "it must be given twice");
-  }
-  CheckPassword(twice.substr(0, half));
+  CheckPassword(Query::PasswordIn(request->second));
   SDK::SettingMap others;  // without the password: a copy of it would stay in memory
   for (const auto& [path, value] : settings) {
     if (path != kPasswordPath) others.emplace(path, value);

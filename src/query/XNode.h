@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "query/Limits.h"
+
 /// What a node of the query path space is. Other numbers are neither.
 enum NodeKind : int { NODE_SETTING = 0, NODE_MENU = 1 };
 
@@ -23,6 +25,9 @@ struct _XNode {  // NOLINT(bugprone-reserved-identifier): the name callers know
 
   /// What a person who edits the value should know beyond its options; part of a sentence.
   std::string remark = {};
+
+  /// What a setting takes beyond its options (`Query::Objection` checks a value against both).
+  Query::Limits limits = {};
 
   bool operator==(const _XNode&) const = default;
 };

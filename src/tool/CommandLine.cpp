@@ -11,21 +11,23 @@
 #include <vector>
 
 #include "common/Logger.h"
-#include "tool/CaptureCommand.h"
-#include "tool/Compare.h"
-#include "tool/Configuration.h"
-#include "tool/ConvertCommand.h"
+#include "plan/Configuration.h"
+#include "plan/Failure.h"
 #include "tool/ExitCodes.h"
-#include "tool/FileCheck.h"
-#include "tool/Interrupt.h"
-#include "tool/Messages.h"
+#include "tool/commands/CaptureCommand.h"
+#include "tool/commands/CheckCommand.h"
+#include "tool/commands/ConvertCommand.h"
+#include "tool/commands/DiffCommand.h"
+#include "tool/commands/ShowCommand.h"
+#include "tool/terminal/Interrupt.h"
+#include "tool/terminal/Messages.h"
 #ifdef SAVERESTORE_REDFISH
-#include "tool/RegistryCommand.h"
+#include "tool/commands/RegistryCommand.h"
 #endif
-#include "tool/RestoreCommand.h"
-#include "tool/SaveCommand.h"
-#include "tool/Targets.h"
-#include "tool/VerifyCommand.h"
+#include "tool/commands/RestoreCommand.h"
+#include "tool/commands/SaveCommand.h"
+#include "tool/commands/VerifyCommand.h"
+#include "tool/targets/Targets.h"
 
 namespace Tool {
 namespace {
@@ -426,6 +428,9 @@ int Run(const Command& command, const Globals& globals) {
   } catch (const ToolError& fault) {
     messages.Error(fault.what());
     return fault.code;
+  } catch (const Failure& fault) {
+    messages.Error(fault.what());
+    return ExitCodeOf(fault.kind);
   } catch (const ResultStatus& failure) {
     messages.Error("error " + std::to_string(failure.getval()) + ": " + failure.message());
     if (const std::string advice = AdviceOn(failure); !advice.empty()) messages.Error(advice);

@@ -61,6 +61,20 @@ ExitCode ExitCodeOf(const ResultStatus& failure) {
   return row == nullptr ? ExitFailed : row->code;
 }
 
+ExitCode ExitCodeOf(Failure::Kind kind) {
+  switch (kind) {
+    case Failure::Kind::Usage:
+      return ExitUsage;
+    case Failure::Kind::BadInput:
+      return ExitBadInput;
+    case Failure::Kind::NoInput:
+      return ExitNoInput;
+    case Failure::Kind::NotPermitted:
+      return ExitNotPermitted;
+  }
+  return ExitFailed;
+}
+
 std::string AdviceOn(const ResultStatus& failure) {
   const ErrorRow* row = Find(failure.getval());
   return row == nullptr ? "" : row->advice;

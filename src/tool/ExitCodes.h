@@ -5,6 +5,7 @@
 #include <string>
 
 #include "common/ResultStatus.h"
+#include "plan/Failure.h"
 
 namespace Tool {
 
@@ -29,6 +30,9 @@ struct ExitRow {
 
 /// The exit code for a failure of the module or of a back end.
 [[nodiscard]] ExitCode ExitCodeOf(const ResultStatus& failure);
+
+/// The exit code for a plan that was refused.
+[[nodiscard]] ExitCode ExitCodeOf(Failure::Kind kind);
 
 /// What a person can do about a failure; empty where its own text says it all.
 [[nodiscard]] std::string AdviceOn(const ResultStatus& failure);

@@ -1,5 +1,5 @@
 // machine capture: what it keeps reads like the target, and when it keeps nothing.
-#include "tool/CaptureCommand.h"
+#include "tool/commands/CaptureCommand.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>

@@ -5,8 +5,8 @@
 
 #include "providers/machine/MachineProvider.h"
 #include "support/FileEdit.h"
-#include "tool/RestoreCommand.h"
 #include "tool/ToolFixture.h"
+#include "tool/commands/RestoreCommand.h"
 
 namespace Test {
 namespace {

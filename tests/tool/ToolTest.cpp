@@ -16,8 +16,8 @@
 #include "ini/IniDocument.h"
 #include "providers/machine/MachineProvider.h"
 #include "tool/ExitCodes.h"
-#include "tool/SaveCommand.h"
 #include "tool/ToolFixture.h"
+#include "tool/commands/SaveCommand.h"
 
 namespace Test {
 namespace {

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "plan/Configuration.h"
+
+namespace Tool {
+
+/// How two configurations differ.
+struct Comparison {
+  struct Difference {
+    const Setting* left;
+    const Setting* right;
+  };
+  std::vector<Difference> different;  ///< in both, with different values
+  std::vector<std::string> onlyLeftSections;
+  std::vector<std::string> onlyRightSections;
+  std::vector<const Setting*> onlyLeftKeys;  ///< in a section that both have
+  std::vector<const Setting*> onlyRightKeys;
+
+  [[nodiscard]] bool IsEmpty() const {
+    return different.empty() && onlyLeftSections.empty() && onlyRightSections.empty() &&
+           onlyLeftKeys.empty() && onlyRightKeys.empty();
+  }
+};
+
+/// Compares `left` (a file) with `right` (a machine or another file). The result points into both.
+[[nodiscard]] Comparison Compare(const Configuration& left, const Configuration& right);
+
+}  // namespace Tool

@@ -1,0 +1,77 @@
+#include "plan/Mounts.h"
+
+#include <array>
+#include <utility>
+
+#include "common/Platform.h"
+#include "plan/Failure.h"
+#include "query/XDirector.h"
+
+namespace Tool {
+namespace {
+
+constexpr const char* kBmcTree = "BMC";
+constexpr const char* kBiosTree = "BIOS";
+constexpr auto kTrees = std::to_array<const char*>({kBmcTree, kBiosTree, "SMBIOS"});
+
+/// True when a target is there for `tree`; a stand-in is not worth one.
+bool Covers(const Mounts& mounts, const char* tree) {
+  const auto mount = mounts.find(tree);
+  return mount != mounts.end() && !mount->second.isStandIn;
+}
+
+}  // namespace
+
+Mounts AllTrees(const std::shared_ptr<SDK::QueryProvider>& provider) {
+  Mounts mounts;
+  for (const char* tree : kTrees) mounts[tree] = {provider};
+  return mounts;
+}
+
+void MountTarget(const Mounts& mounts) {
+  auto* director = SDK::XDirectorImpl::CreateInstance();
+  director->UnmountAll();
+  for (const auto& [tree, mount] : mounts) director->Mount(tree, mount.provider);
+  Platform::PlatformImpl::inst = nullptr;  // the platform of an earlier target is forgotten
+}
+
+Mounts Wrapped(const Mounts& mounts, const Wrapper& wrap) {
+  std::map<SDK::QueryProvider*, std::shared_ptr<SDK::QueryProvider>> wrappers;
+  Mounts wrapped;
+  for (const auto& [tree, mount] : mounts) {
+    auto& wrapper = wrappers[mount.provider.get()];
+    if (!wrapper) wrapper = wrap(mount.provider);
+    wrapped[tree] = {wrapper, mount.isStandIn};
+  }
+  return wrapped;
+}
+
+std::vector<SDK::WriteNote> TakeWriteNotes(const Mounts& mounts) {
+  std::vector<SDK::WriteNote> all;
+  for (const auto& [tree, mount] : mounts) {
+    // A provider of several trees gives its notes at the first of them.
+    for (SDK::WriteNote& note : mount.provider->TakeWriteNotes()) all.push_back(std::move(note));
+  }
+  return all;
+}
+
+Mode ModeOf(const Mounts& mounts) {
+  const bool hasBios = Covers(mounts, kBiosTree);
+  if (hasBios == Covers(mounts, kBmcTree)) return ModeAll;
+  return hasBios ? ModeBios : ModeBmc;
+}
+
+void CheckMode(const Mounts& mounts, Mode mode) {
+  struct Need {
+    const char* tree;
+    Mode without;  ///< the mode that does without it
+  };
+  for (const Need& need : std::to_array<Need>({{kBiosTree, ModeBmc}, {kBmcTree, ModeBios}})) {
+    if (mode == need.without || Covers(mounts, need.tree)) continue;
+    throw Failure(Failure::Kind::Usage, std::string("the target has no ") + need.tree +
+                                            "; use --mode " + NameOf(need.without) +
+                                            ", or add a --target that has one");
+  }
+}
+
+}  // namespace Tool

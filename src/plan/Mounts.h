@@ -1,0 +1,45 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "plan/Configuration.h"
+#include "query/QueryProvider.h"
+
+namespace Tool {
+
+/// A provider for one tree.
+struct Mount {
+  std::shared_ptr<SDK::QueryProvider> provider;
+  /// It knows little of the tree, and answers for it while no other target does.
+  bool isStandIn = false;
+};
+
+/// Which provider answers for which tree ("BMC", "BIOS", "SMBIOS").
+using Mounts = std::map<std::string, Mount>;
+
+/// `provider` for all trees.
+[[nodiscard]] Mounts AllTrees(const std::shared_ptr<SDK::QueryProvider>& provider);
+
+/// Mounts providers in the place of all earlier ones.
+void MountTarget(const Mounts& mounts);
+
+/// The same mounts with `wrap` around each provider, once for one that has several trees.
+using Wrapper = std::function<std::shared_ptr<SDK::QueryProvider>(
+    const std::shared_ptr<SDK::QueryProvider>& provider)>;
+[[nodiscard]] Mounts Wrapped(const Mounts& mounts, const Wrapper& wrap);
+
+/// The notes of all providers on their writes (`QueryProvider::TakeWriteNotes`).
+[[nodiscard]] std::vector<SDK::WriteNote> TakeWriteNotes(const Mounts& mounts);
+
+/// The mode that covers what is mounted; a stand-in is not worth one.
+[[nodiscard]] Mode ModeOf(const Mounts& mounts);
+
+/// A part that nothing is mounted for would be saved as empty, or restored to nobody.
+/// \throws Failure  usage: `mode` asks for such a part.
+void CheckMode(const Mounts& mounts, Mode mode);
+
+}  // namespace Tool

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <optional>
+
+#include "plan/Rehearsal.h"
+#include "tool/targets/Targets.h"
+#include "tool/terminal/Messages.h"
+
+namespace Tool {
+
+/// What `saverestore check` is asked to do.
+struct CheckRequest {
+  TargetOpener openTarget;  ///< empty to look at the file alone
+  RestoreChoice choice;
+  std::optional<Mode> mode;
+  bool json = false;
+};
+
+/// Prints what is wrong with a file. \return ExitDone, ExitDifferent for warnings, ExitBadInput for
+/// errors.
+int RunCheck(CheckRequest request, const Messages& messages);
+
+}  // namespace Tool

@@ -1,0 +1,74 @@
+#include "tool/commands/ConvertCommand.h"
+
+#include <vector>
+
+#include "common/AtomicFile.h"
+#include "modules/save/RowSink.h"
+#include "modules/stream/StreamFile.h"
+#include "plan/ConfigurationFile.h"
+#include "tool/Destination.h"
+#include "tool/ExitCodes.h"
+
+namespace Tool {
+namespace {
+
+void WriteText(const Common::AtomicFile& file, const std::vector<Scf::Section>& sections) {
+  SDK::IniFile text(file.TemporaryPath().c_str());
+  for (const Scf::Section& section : sections) {
+    text.Rows().BeginSection(section.name);
+    for (const SDK::Row& row : section.rows) text.Rows().Write(row);
+  }
+  text.Finish();
+}
+
+/// A stream holds what belongs to a server; anything else in a text file has no place in it.
+void WarnOfStrangers(const std::vector<Scf::Section>& sections, const Messages& messages) {
+  for (const Scf::Section& section : sections) {
+    if (SDK::Stream::BlockOf(section.name) != nullptr) continue;
+    messages.Warning("the section " + section.name +
+                     " belongs to no server and has no place in a stream file; it is left out");
+  }
+}
+
+void WriteStream(Common::AtomicFile& file, const ConfigurationFile& source,
+                 const Messages& messages) {
+  WarnOfStrangers(source.Sections(), messages);
+  try {
+    const std::vector<unsigned char> bytes =
+        SDK::Stream::Encode(source.Sections(), ModeOf(source.Content()));
+    file.Write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  } catch (const Scf::Damaged& fault) {
+    throw ToolError(ExitFailed, std::string("the stream file cannot be written: ") + fault.what());
+  }
+}
+
+}  // namespace
+
+void RunConvert(const ConvertRequest& request, const Messages& messages) {
+  const bool toStream = IsStreamName(request.to);
+  if (toStream == IsStreamName(request.from)) {
+    throw ToolError(ExitUsage,
+                    "one of the two files must be a stream file, ending in .scf, and "
+                    "the other a text file, ending in .ini");
+  }
+  CheckDestination(request.to, request.overwrite);
+  const ConfigurationFile source(request.from);
+  if (source.Lines() != nullptr && !source.Lines()->IsWellFormed()) {
+    throw ToolError(ExitBadInput, "\"" + request.from +
+                                      "\" has lines that are none; \"saverestore check\" names "
+                                      "them");
+  }
+  Common::AtomicFile file(request.to);
+  if (toStream) {
+    WriteStream(file, source, messages);
+  } else {
+    WriteText(file, source.Sections());
+  }
+  file.Commit(request.overwrite ? Common::AtomicFile::Existing::Replace
+                                : Common::AtomicFile::Existing::Keep);
+  messages.Result("Converted " + request.from + " to " + request.to + ": " +
+                  Counted(source.Content().Sections().size(), "section") + ", " +
+                  Counted(source.Content().Settings().size(), "key") + ".");
+}
+
+}  // namespace Tool

@@ -1,0 +1,104 @@
+#include "tool/commands/RegistryCommand.h"
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "providers/machine/MachineFile.h"
+#include "providers/redfish/Json.h"
+#include "providers/redfish/SetupTree.h"
+#include "tool/ExitCodes.h"
+
+namespace Tool {
+namespace {
+
+using nlohmann::json;
+
+constexpr const char* kUnknown = "unknown";
+
+json ReadJson(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::exists(path, error)) {
+    throw ToolError(ExitNoInput, "\"" + path + "\" does not exist");
+  }
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw ToolError(ExitNotPermitted, "\"" + path + "\" cannot be opened");
+  json content = json::parse(file, nullptr, false);
+  if (!content.is_object()) throw ToolError(ExitBadInput, "\"" + path + "\" is no JSON object");
+  return content;
+}
+
+json ReadRegistry(const std::string& path) {
+  json registry = ReadJson(path);
+  if (!Redfish::At(registry, {"RegistryEntries", "Attributes"}).is_array()) {
+    throw ToolError(ExitBadInput, "\"" + path +
+                                      "\" is no attribute registry: it has no list "
+                                      "\"RegistryEntries\" / \"Attributes\"");
+  }
+  return registry;
+}
+
+json ReadValues(const std::string& path) {
+  json values = ReadJson(path);
+  const json& attributes = Redfish::At(values, {"Attributes"});
+  return attributes.is_object() ? attributes : values;
+}
+
+Machine::Constraint ConstraintOf(const Redfish::Attribute& attribute) {
+  Machine::Constraint constraint;
+  constraint.writable = !attribute.isReadOnly;
+  if (!attribute.bounds) return constraint;
+  const Machine::Limits limits{attribute.bounds->first, attribute.bounds->second};
+  if (attribute.type == Redfish::ValueType::Integer) constraint.range = limits;
+  if (attribute.type == Redfish::ValueType::Text) constraint.length = limits;
+  return constraint;
+}
+
+void SetValue(NodeMap& nodes, const char* path, const std::string& value) {
+  nodes[path].values = {value.empty() ? kUnknown : value};
+}
+
+Machine::MachineImage MachineOf(const json& attributes, const json& registry) {
+  Redfish::SetupTree tree = Redfish::BuildSetupTree(attributes, registry);
+  Machine::MachineImage machine;
+  machine.nodes = std::move(tree.nodes);
+  for (const auto& [path, attribute] : tree.attributes) {
+    const Machine::Constraint constraint = ConstraintOf(attribute);
+    if (constraint != Machine::Constraint{}) machine.constraints.emplace(path, constraint);
+  }
+  _XNode& root = machine.nodes["/BIOS"];
+  root.kind = NODE_MENU;
+  root.values = {Redfish::kSetupRoot};
+  machine.nodes["/BIOS/UEFI231Aware"].values = {"True"};
+  std::string version;
+  if (const json& systems = Redfish::At(registry, {"SupportedSystems"});
+      systems.is_array() && !systems.empty()) {
+    version = Redfish::TextAt(systems.front(), {"FirmwareVersion"});
+  }
+  SetValue(machine.nodes, "/SMBIOS/Type0/BIOSVersion", version);
+  SetValue(machine.nodes, "/BMC/INFO/VERSION", "");
+  return machine;
+}
+
+}  // namespace
+
+void RunFromRegistry(const RegistryRequest& request, const Messages& messages) {
+  std::error_code error;
+  if (!request.overwrite &&
+      std::filesystem::exists(std::filesystem::symlink_status(request.out, error))) {
+    throw ToolError(ExitFailed, "\"" + request.out + "\" exists; --overwrite replaces it");
+  }
+  const json registry = ReadRegistry(request.registry);
+  const json attributes =
+      request.values.empty() ? Redfish::AttributesOfRegistry(registry) : ReadValues(request.values);
+  const Machine::MachineImage machine = MachineOf(attributes, registry);
+  Machine::StoreMachine(machine, request.out);
+  std::size_t settings = 0;
+  for (const auto& [path, node] : machine.nodes) {
+    if (node.kind == NODE_SETTING && path.starts_with(Redfish::kSetupRoot)) ++settings;
+  }
+  messages.Result("Wrote " + request.out + ": " + Counted(settings, "setting") + " of " +
+                  Counted(attributes.size(), "attribute") + ".");
+}
+
+}  // namespace Tool

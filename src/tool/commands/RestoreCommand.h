@@ -1,0 +1,37 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "plan/Configuration.h"
+#include "plan/Rehearsal.h"
+#include "tool/targets/Targets.h"
+#include "tool/terminal/Messages.h"
+#include "tool/terminal/Password.h"
+
+namespace Tool {
+
+/// What `saverestore restore` is asked to do.
+struct RestoreRequest {
+  TargetOpener openTarget;
+  std::vector<std::string> targets;      ///< as given, for the command that goes back
+  std::vector<std::string> targetWords;  ///< the options that reach them, likewise
+  RestoreChoice choice;
+  std::optional<Mode> mode;  ///< without one, the mode of the file
+  PasswordSource password;
+  bool dryRun = false;
+  bool noBackup = false;
+  std::string backupDir;  ///< empty: beside the file
+  bool yes = false;
+  bool json = false;
+};
+
+/// Checks the file, saves the machine's present configuration, shows what will change, restores,
+/// reads the machine again and reports what became of each setting.
+/// \return ExitDone when all is as wanted, ExitDifferent when some setting is not.
+/// \throws ToolError, ResultStatus, Interrupted  the file is refused (nothing is written then), or
+///                                               the restore has failed.
+int RunRestore(RestoreRequest request, const Messages& messages);
+
+}  // namespace Tool

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "plan/Configuration.h"
+#include "tool/targets/Targets.h"
+#include "tool/terminal/Messages.h"
+
+namespace Tool {
+
+/// What `saverestore save` is asked to do.
+struct SaveRequest {
+  TargetOpener openTarget;
+  std::string file;
+  std::optional<Mode> mode;  ///< without one, what the target has
+  bool overwrite = false;    ///< replace an existing file
+};
+
+/// Saves the target's configuration into a file, whole or not at all.
+/// \throws ToolError, ResultStatus, Interrupted  nothing has been written then.
+void RunSave(const SaveRequest& request, const Messages& messages);
+
+}  // namespace Tool

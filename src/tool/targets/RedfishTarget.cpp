@@ -1,0 +1,98 @@
+#include "tool/targets/RedfishTarget.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+
+#include "common/Wipe.h"
+#include "providers/redfish/RedfishProvider.h"
+#include "tool/ExitCodes.h"
+
+namespace Tool {
+namespace {
+
+constexpr std::size_t kLongestPassword = 1024;
+constexpr const char* kPinPrefix = "sha256//";
+
+struct RedfishPlace {
+  std::string user;
+  std::string host;
+  int port = 443;
+  std::string system;
+};
+
+[[noreturn]] void RefusePlace(const std::string& place, const std::string& why) {
+  throw ToolError(ExitUsage, "\"redfish:" + place + "\" is no target: " + why +
+                                 "; the form is redfish:[USER@]HOST[:PORT][/SYSTEM]");
+}
+
+/// Takes a place apart. A user's name may hold "@" itself; an IPv6 address stands in brackets.
+RedfishPlace Parse(const std::string& place) {
+  RedfishPlace parsed;
+  std::string host = place;
+  if (const std::size_t at = place.rfind('@'); at != std::string::npos) {
+    parsed.user = place.substr(0, at);
+    host = place.substr(at + 1);
+  }
+  if (host.starts_with("//") || parsed.user.find("//") != std::string::npos) {
+    RefusePlace(place, "it is no address of the web");
+  }
+  if (const std::size_t slash = host.find('/'); slash != std::string::npos) {
+    parsed.system = host.substr(slash + 1);
+    host.resize(slash);
+  }
+  const std::size_t bracket = host.starts_with('[') ? host.find(']') : 0;
+  if (bracket == std::string::npos) RefusePlace(place, "the \"]\" of the address is missing");
+  const std::size_t colon = host.find(':', bracket);
+  parsed.host = host.substr(0, colon);
+  constexpr const char* kHostCharacters =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.-_[]:%";
+  if (parsed.host.empty()) RefusePlace(place, "the host is missing");
+  if (parsed.host.find_first_not_of(kHostCharacters) != std::string::npos) {
+    RefusePlace(place, "the host is none");
+  }
+  if (colon == std::string::npos) return parsed;
+  const char* end = host.data() + host.size();
+  const auto [stop, error] = std::from_chars(host.data() + colon + 1, end, parsed.port);
+  if (error != std::errc() || stop != end || parsed.port < 1 || parsed.port > 65535) {
+    RefusePlace(place, "the port is no number from 1 to 65535");
+  }
+  return parsed;
+}
+
+Redfish::Trust TrustOf(const RedfishOptions& options) {
+  if (!options.pinnedKey.empty() && !options.pinnedKey.starts_with(kPinPrefix)) {
+    throw ToolError(ExitUsage, std::string("--pinned-key takes \"") + kPinPrefix +
+                                   "\" and the base64 text of a public key's SHA-256");
+  }
+  if (!options.caFile.empty() && !std::filesystem::exists(options.caFile)) {
+    throw ToolError(ExitNoInput,
+                    "the file of --cacert, \"" + options.caFile + "\", does not exist");
+  }
+  return {options.caFile, options.pinnedKey, options.insecure};
+}
+
+}  // namespace
+
+Mounts OpenRedfish(const std::string& place, const TargetOptions& options) {
+  const RedfishPlace parsed = Parse(place);
+  Redfish::Endpoint endpoint;
+  endpoint.host = parsed.host;
+  endpoint.port = parsed.port;
+  endpoint.trust = TrustOf(options.redfish);
+  const std::chrono::seconds wait(options.redfish.timeout);
+  endpoint.limits.stall = wait;
+  endpoint.limits.connect = std::min(endpoint.limits.connect, wait);
+  endpoint.limits.total = 6 * wait;
+  Redfish::Credentials credentials{parsed.user, ""};
+  const Common::WipeOnExit wipe(credentials.password);
+  PasswordSource source = options.bmcPassword;
+  const bool isGiven = !source.file.empty() || source.descriptor >= 0;
+  source.ask = !isGiven && !parsed.user.empty();
+  ReadPassword(source, kLongestPassword, credentials.password);
+  const auto provider =
+      std::make_shared<Redfish::RedfishProvider>(endpoint, credentials, parsed.system);
+  return {{"BIOS", {provider}}, {"SMBIOS", {provider}}, {"BMC", {provider, true}}};
+}
+
+}  // namespace Tool

@@ -1,0 +1,85 @@
+#include "tool/terminal/Password.h"
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "common/Descriptor.h"
+#include "tool/ExitCodes.h"
+
+namespace Tool {
+namespace {
+
+/// Turns a terminal's echo off until the scope ends.
+class WithoutEcho {
+ public:
+  explicit WithoutEcho(int terminal) : terminal_(terminal) {
+    tcgetattr(terminal_, &before_);
+    termios quiet = before_;
+    quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    tcsetattr(terminal_, TCSAFLUSH, &quiet);
+  }
+  WithoutEcho(const WithoutEcho&) = delete;
+  WithoutEcho& operator=(const WithoutEcho&) = delete;
+  ~WithoutEcho() { tcsetattr(terminal_, TCSAFLUSH, &before_); }
+
+ private:
+  int terminal_;
+  termios before_ = {};
+};
+
+[[noreturn]] void RaiseErrno(const std::string& what) {
+  const int error = errno;
+  throw ToolError(error == ENOENT ? ExitNoInput : ExitNotPermitted,
+                  what + ": " + std::generic_category().message(error));
+}
+
+/// Reads up to the end of the line, byte by byte: nothing of what follows is taken, and no buffer
+/// keeps a copy.
+void ReadLine(int descriptor, std::size_t longest, const std::string& name, std::string& out) {
+  out.reserve(longest + 1);
+  char character = 0;
+  for (;;) {
+    const ssize_t got = read(descriptor, &character, 1);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) RaiseErrno("the password cannot be read from " + name);
+    if (got == 0 || character == '\n') break;
+    if (character == '\0') {
+      throw ToolError(ExitUsage, "the password from " + name + " holds a NUL byte");
+    }
+    if (out.size() == longest + 1 || (out.size() == longest && character != '\r')) {
+      throw ToolError(ExitUsage, "the password from " + name + " is longer than " +
+                                     std::to_string(longest) + " bytes");
+    }
+    out += character;
+  }
+  if (out.ends_with('\r')) out.pop_back();  // a file with the line ends of another system
+}
+
+}  // namespace
+
+void ReadPassword(const PasswordSource& source, std::size_t longest, std::string& out) {
+  if (!source.file.empty()) {
+    const Common::Descriptor file(open(source.file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file.IsOpen()) RaiseErrno("the password file \"" + source.file + "\" cannot be opened");
+    ReadLine(file.Get(), longest, "\"" + source.file + "\"", out);
+  } else if (source.descriptor >= 0) {
+    ReadLine(source.descriptor, longest, "descriptor " + std::to_string(source.descriptor), out);
+  } else if (source.ask) {
+    const Common::Descriptor terminal(open("/dev/tty", O_RDWR | O_CLOEXEC));
+    if (!terminal.IsOpen()) {
+      throw ToolError(ExitUsage,
+                      "there is no terminal to ask for a password; give it by file or descriptor");
+    }
+    const WithoutEcho quiet(terminal.Get());  // before the prompt: nothing typed is shown or lost
+    const std::string& prompt = source.prompt;
+    static_cast<void>(write(terminal.Get(), prompt.data(), prompt.size()) < 0);
+    ReadLine(terminal.Get(), longest, "the terminal", out);
+    static_cast<void>(write(terminal.Get(), "\n", 1) < 0);
+  }
+}
+
+}  // namespace Tool

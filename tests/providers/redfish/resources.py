@@ -1,66 +1,51 @@
-"""The resources of the tests' Redfish service: one system with a BIOS, its manager, registries and
-sessions; which requests they take, and what makes them odd or broken.
+"""The tests' Redfish service without its transport: who may ask, what it shows, what it changes.
+
+Its resources are the files of resources/: path to content, as GET shows it less "@odata.id". What a
+change comes to waits in the settings object of a resource that has one, until the system restarts.
 """
 import base64
+import copy
 import json
+import pathlib
 import re
 import secrets
-import threading
+import time
 
-from bios import Bios, message
-
-# What the service can be made to do. A value of PATH is a path, one that ends in "*" for all that
-# begin so, and may have a method before it: "PATCH /redfish/v1/Systems/*".
+# What the service can be made to do; anything else is odd in its data, which a test may edit. A
+# value of REQUEST is a path, one that ends in "*" for all that begin so, and may have a method
+# before it: "PATCH /redfish/v1/Systems/*".
 KNOBS = {
-    "menu-path": "own (usual) or parent: what the MenuPath of a menu is",
-    "no-menu-path": "the registry has no menus",
-    "no-registry": "there is no attribute registry",
-    "registry-id": "the registry stands under another id than the BIOS names",
-    "duplicate-attribute": "the registry lists ProcTurbo twice",
-    "unlisted-attribute": "the BIOS has the attribute OemBootCount, its registry has not",
-    "values-spelling": "the registry says Values instead of Value",
-    "no-display-texts": "the registry has names only",
-    "current-not-listed": "the value of ProcTurbo is none of its list",
-    "broken-dependencies": "the registry has dependencies that make no sense",
-    "other-links": "links differ in case, and the settings object is called Pending",
-    "second-system": "there is a second system, without BIOS",
-    "expand": "the service offers $expand",
-    "no-settings": "the BIOS has no settings object",
-    "settings-all": "the settings object shows all attributes, not only those that wait",
-    "system-settings": "a changed boot order waits in a settings object of the system",
-    "no-sessions": "there is no session service",
+    "rename": "OLD=NEW: each address that holds OLD is NEW instead",
     "session-requests": "a session ends after this number of requests",
     "etag": "on (usual), off or required: needs If-Match",
-    "no-apply-times": "@Redfish.SettingsApplyTime is unknown",
+    "settings-all": "a settings object shows all attributes, not only those that wait",
+    "delete": "DELETE of a settings object forgets what waits",
+    "jobs": "a change becomes a job; until the restart all others are refused",
+    "task": "a change is taken by a task that is done after this number of questions",
     "refuse": "the attribute of this name is refused",
     "refuse-unnamed": "changes with this attribute are refused by a message that does not name it",
+    "refuse-all": "every change of attributes is refused by a message that names none",
     "first-refusal": "a refusal names the first attribute only",
-    "naming": "both (usual), args or related: where a refusal names the attribute",
-    "fail-apply": "the attribute of this name does not take effect at the reset",
-    "gzip": "asked (usual) or always: when the registry is compressed",
+    "naming": "both (usual), args, related or id: where a refusal names the attribute; id: no text",
+    "fail-apply": "the attribute of this name does not take effect at the restart",
+    "boot-requests": "after a restart this number of requests is answered by 503",
+    "busy": "this number of requests is answered by 503",
     "slow": "each answer comes after this number of milliseconds",
-    "stall": "PATH never answers",
-    "stall-body": "PATH stops in the middle of its answer",
-    "close": "PATH closes the connection in the middle of its answer",
-    "garbage": "PATH answers what is no JSON",
-    "flood": "PATH answers 10 MB of what is no JSON",
-    "error": "PATH answers 500",
-    "redirect": "PATH answers 302, to /redfish/v1/Elsewhere",
+    "status": "STATUS REQUEST: is answered with this status",
+    "stall": "REQUEST is never answered",
+    "stall-body": "the answer to REQUEST stops in its middle",
+    "close": "the connection closes in the middle of the answer to REQUEST",
+    "garbage": "the answer to REQUEST is no JSON",
+    "flood": "the answer to REQUEST is 10 MB of what is no JSON",
 }
 
-SYSTEM_NAMES = {"systems": "/redfish/v1/Systems", "system": "/redfish/v1/Systems/1",
-                "bios": "/redfish/v1/Systems/1/Bios",
-                "settings": "/redfish/v1/Systems/1/Bios/Settings",
-                "registry": "/redfish/v1/Registries/BiosAttributeRegistry.v1_0_0"}
-OTHER_NAMES = {"systems": "/redfish/v1/systems", "system": "/redfish/v1/systems/Node-A",
-               "bios": "/redfish/v1/systems/Node-A/BIOS",
-               "settings": "/redfish/v1/systems/Node-A/BIOS/Pending",
-               "registry": "/redfish/v1/registries/biosattributeregistry.V1_0_0"}
-REGISTRY_PATH = "/redfish/v1/RegistryStore/bios.json"
-REGISTRY_ID = "BiosAttributeRegistry.v1_0_0"
-APPLY_TIMES = ["OnReset", "AtMaintenanceWindowStart"]
-RESET_TYPES = ["On", "ForceRestart", "GracefulRestart"]
-SYSTEM_TYPE = "ComputerSystem.v1_20_0.ComputerSystem"
+HERE = pathlib.Path(__file__).parent
+SESSIONS = "/redfish/v1/SessionService/Sessions"
+TASKS = "/redfish/v1/TaskService/Tasks/"
+REGISTRY = "/redfish/v1/RegistryStore/bios.json"
+MESSAGES = "/redfish/v1/RegistryStore/base.json"
+APPLY_TIME = "@Redfish.SettingsApplyTime"
+OPEN_TO_ALL = {("GET", "/redfish"), ("GET", "/redfish/v1"), ("POST", SESSIONS)}
 
 
 class Refused(Exception):
@@ -68,498 +53,333 @@ class Refused(Exception):
 
     def __init__(self, status, *messages, headers=None):
         super().__init__(status)
-        self.status = status
-        self.messages = messages
-        self.headers = headers or {}
+        self.status, self.messages, self.headers = status, messages, headers or {}
 
 
-class Answer:
-    """What is sent back. The body becomes text at once: what it shows may change later."""
-
-    def __init__(self, body=None, status=200, headers=None, etag=None, compress=False):
-        self.headers = dict(headers or {})
-        self.compress = compress
-        if etag:
-            self.headers["ETag"] = etag
-            body["@odata.etag"] = etag
-        if body is None:
-            self.status, self.content = 204, b""
+def merge(target, patch):
+    """A JSON merge patch: null removes a member."""
+    for name, value in patch.items():
+        if value is None:
+            target.pop(name, None)
+        elif isinstance(value, dict) and isinstance(target.get(name), dict):
+            merge(target[name], value)
         else:
-            self.status, self.content = status, json.dumps(body).encode()
-            self.headers["Content-Type"] = "application/json"
-
-
-# --- Parts of resources and errors
-
-def link(path):
-    return {"@odata.id": path}
-
-
-def settings_link(path):
-    return {"@odata.type": "#Settings.v1_3_5.Settings", "SettingsObject": link(path)}
-
-
-def resource(path, kind, name=None, **properties):
-    named = {"Name": name} if name else {}
-    return {"@odata.id": path, "@odata.type": "#" + kind, **named, **properties}
-
-
-def registry_file(path, name, locations):
-    return resource(path, "MessageRegistryFile.v1_1_3.MessageRegistryFile", name, Id=name,
-                    Registry=name, Languages=["en"], Location=locations)
-
-
-def base_registry_file():
-    return registry_file("/redfish/v1/Registries/Base.1.18.0", "Base.1.18.0", [])
-
-
-def missing(path):
-    return Refused(404, message("ResourceMissingAtURI", path))
-
-
-def unauthorised():
-    return Refused(401, message("NoValidSession"),
-                   headers={"WWW-Authenticate": 'Basic realm="Redfish"'})
-
-
-def order_refused(key, order):
-    return Refused(400, message(key, order, "BootOrder", related="#/Boot/BootOrder"))
-
-
-def not_allowed(methods):
-    return Refused(405, message("OperationNotAllowed"), headers={"Allow": ", ".join(methods)})
-
-
-def only_properties(body, needed, optional=()):
-    """Refuses an object without the needed properties or with others than these."""
-    if not isinstance(body, dict):
-        raise Refused(400, message("MalformedJSON"))
-    unknown = [name for name in body if name not in needed and name not in optional]
-    absent = [name for name in needed if name not in body]
-    if unknown or absent:
-        raise Refused(400, *[message("PropertyUnknown", name) for name in unknown],
-                      *[message("PropertyMissing", name) for name in absent])
-
-
-def check_apply_time(value):
-    only_properties(value, ["ApplyTime"])
-    if value["ApplyTime"] not in APPLY_TIMES:
-        raise Refused(400, message("PropertyValueNotInList", value["ApplyTime"], "ApplyTime"))
-
-
-def error_body(messages):
-    return {"error": {"code": messages[0]["MessageId"], "message": messages[0]["Message"],
-                      "@Message.ExtendedInfo": list(messages)}}
+            target[name] = copy.deepcopy(value)
 
 
 class Service:
-    """The server and everything it knows. One lock guards it: requests are handled one by one."""
+    def __init__(self, user, password):
+        self.credentials = (user, password)
+        self.basic = "Basic " + base64.b64encode(f"{user}:{password}".encode()).decode()
+        self.connections, self.requests = 0, []
+        self.renew()
 
-    def __init__(self, options, data):
-        self.credentials = (options.user, options.password)
-        self.basic = "Basic " + base64.b64encode(":".join(self.credentials).encode()).decode()
-        self.lock = threading.Lock()
-        self.knobs = {}
-        self.bios = Bios(data, self.knobs)
-        self.boot_options = {option["BootOptionReference"]: option
-                             for option in data["BootOptions"]}
-        self.boot_order = list(self.boot_options)
-        self.waiting_order = None
-        self.order_revision = 1
-        self.sessions = {}  # id: {"token", "left"}
-        self.sessions_made = 0
-        self.resets = 0
-        self.connections = 0
-        self.requests = []
-        for text in options.knob:
-            name, _, value = text.partition("=")
-            self.set_knob(name, value)
+    def renew(self):
+        """The service as it starts."""
+        self.tree = {}
+        for file in sorted((HERE / "resources").glob("*.json")):
+            self.tree.update(json.loads(file.read_text(encoding="utf-8")))
+        self.knobs, self.sessions, self.tasks, self.revisions = {}, {}, {}, {}
+        self.made = self.restarts = 0
 
     def set_knob(self, name, value):
         if name not in KNOBS:
-            raise KeyError(name)
+            raise Refused(400, self.message("PropertyUnknown", name))
         self.knobs.pop(name, None)
-        if value is not False and value is not None:
+        if value is not False:
             self.knobs[name] = str(value)
 
-    @property
-    def paths(self):
-        names = dict(OTHER_NAMES if "other-links" in self.knobs else SYSTEM_NAMES)
-        names["root"] = "/redfish/v1"
-        names["sessions"] = "/redfish/v1/SessionService/Sessions"
-        names["options"] = names["system"] + "/BootOptions"
-        return names
+    def count_down(self, knob):
+        """True as often as the knob says."""
+        left = int(self.knobs.get(knob) or 0)
+        self.knobs[knob] = str(max(left - 1, 0))
+        return left > 0
 
-    def matches(self, knob, method, path):
-        """Whether the knob is set for this request."""
-        wanted = self.knobs.get(knob)
-        if wanted is None:
-            return False
-        if " " in wanted:
-            only, wanted = wanted.split(" ", 1)
-            if only != method:
-                return False
-        return path.startswith(wanted[:-1]) if wanted.endswith("*") else path == wanted
+    def edit(self, path, patch):
+        """Merges into a resource, which may be new; null removes the resource."""
+        if patch is None:
+            self.tree.pop(path)
+        else:
+            merge(self.tree.setdefault(path, {}), patch)
 
-    # --- Authentication
+    def message(self, key, *args, about=None):
+        """One element of @Message.ExtendedInfo. What it is about stands where the knob says; the
+        messages on lengths have no argument for it."""
+        where = self.knobs.get("naming", "both")
+        known = self.tree[MESSAGES]["Messages"][key]
+        args = [str(arg) for arg in args]
+        if about and where == "related":
+            args = ["this attribute" if arg == about else arg for arg in args]
+        text = known["Message"]
+        for place, arg in enumerate(args, 1):
+            text = text.replace(f"%{place}", arg)
+        said = {"MessageId": "Base.1.18." + key, "Message": text, "MessageArgs": args,
+                "Severity": known["MessageSeverity"], "MessageSeverity": known["MessageSeverity"]}
+        if where == "id":
+            del said["Message"]
+        if about and (where != "args" or key.startswith("StringValue")):
+            said["RelatedProperties"] = ["#/Attributes/" + about]
+        return said
 
-    def authenticate(self, headers):
-        """Refuses a request that nobody who may has sent."""
-        token, basic = headers.get("X-Auth-Token"), headers.get("Authorization")
-        if token:
-            for key, session in self.sessions.items():
-                if session["token"] == token:
-                    self.use_session(key, session)
-                    return
-        if token or basic != self.basic:
-            raise unauthorised()
+    # --- Who asks
 
-    def use_session(self, key, session):
-        if "session-requests" in self.knobs:
-            session["left"] = session.get("left", int(self.knobs["session-requests"])) - 1
-            if session["left"] < 0:
-                del self.sessions[key]
-                raise unauthorised()
+    def authenticate(self, request):
+        token = request.headers.get("X-Auth-Token")
+        for key, session in self.sessions.items():
+            if token and session["token"] == token:
+                session["used"] += 1
+                if session["used"] > int(self.knobs.get("session-requests", session["used"])):
+                    del self.sessions[key]
+                    break
+                return
+        if token or request.headers.get("Authorization") != self.basic:
+            raise Refused(401, self.message("NoValidSession"))
 
     def log_in(self, request):
-        if "no-sessions" in self.knobs:
-            raise missing(request.path)
         body = request.json()
-        given = (body.get("UserName"), body.get("Password"))
-        if given != self.credentials:
-            raise unauthorised()
-        self.sessions_made += 1
-        key, token = str(self.sessions_made), secrets.token_hex(16)
-        self.sessions[key] = {"token": token}
-        path = self.paths["sessions"] + "/" + key
-        return Answer(self.session(key), 201, {"X-Auth-Token": token, "Location": path})
+        if (body.get("UserName"), body.get("Password")) != self.credentials:
+            raise Refused(401, self.message("NoValidSession"))
+        self.made += 1
+        path, token = f"{SESSIONS}/{self.made}", secrets.token_hex(16)
+        self.sessions[path] = {"token": token, "used": 0}
+        return 201, {"@odata.id": path}, {"X-Auth-Token": token, "Location": path}
 
-    def session(self, key):
-        return resource(self.paths["sessions"] + "/" + key, "Session.v1_5_0.Session", "Session",
-                        Id=key, UserName=self.credentials[0])
+    # --- What is asked
 
-    def get_session(self, request, key):
-        if key not in self.sessions:
-            raise missing(request.path)
-        return Answer(self.session(key))
+    def answer(self, request):
+        """Status, content and headers. Who asks is checked before anything is told."""
+        method, path = request.command, request.path
+        if (method, path) not in OPEN_TO_ALL:
+            self.authenticate(request)
+        if not request.query.startswith("$expand=.") or not self.expands():
+            if request.query:
+                raise Refused(501, self.message("QueryNotSupported"))
+        if method == "POST" and path == SESSIONS and path in self.tree:
+            return self.log_in(request)
+        if method == "DELETE" and self.sessions.pop(path, None):
+            return 204, None, {}
+        if path.startswith(TASKS) and path in self.tasks:
+            return self.ask_task(path)
+        if method == "POST" and path.endswith("/Actions/ComputerSystem.Reset"):
+            return self.reset_system(request)
+        if path not in self.tree:
+            raise Refused(404, self.message("ResourceMissingAtURI", path))
+        handler = {"GET": self.get, "PATCH": self.patch, "DELETE": self.forget}.get(method)
+        if not handler:
+            raise Refused(405, self.message("OperationNotAllowed"))
+        return handler(request)
 
-    def log_out(self, request, key):
-        if self.sessions.pop(key, None) is None:
-            raise missing(request.path)
-        return Answer()
+    def expands(self):
+        return self.tree["/redfish/v1"]["ProtocolFeaturesSupported"]["ExpandQuery"]["NoLinks"]
 
-    # --- Resources that only show
+    def view(self, path):
+        content = {"@odata.id": path, **copy.deepcopy(self.tree[path])}
+        owner = self.owner_of(path)
+        if owner and "settings-all" in self.knobs and "Attributes" in content:
+            content["Attributes"] = {**self.tree[owner]["Attributes"], **content["Attributes"]}
+        return content
 
-    def versions(self, _request):
-        return Answer({"v1": "/redfish/v1/"})
+    def get(self, request):
+        content = self.view(request.path)
+        if request.query:
+            content["Members"] = [self.view(link["@odata.id"]) for link in content["Members"]]
+        return 200, content, self.etag_headers(request.path)
 
-    def get_root(self, _request):
-        root = resource("/redfish/v1/", "ServiceRoot.v1_9_0.ServiceRoot", "Root Service",
-                        Id="RootService", RedfishVersion="1.18.0",
-                        Systems=link(self.paths["systems"]), Managers=link("/redfish/v1/Managers"),
-                        Registries=link("/redfish/v1/Registries"),
-                        ProtocolFeaturesSupported={"ExpandQuery": {
-                            "NoLinks": "expand" in self.knobs, "Levels": "expand" in self.knobs}},
-                        Links={})
-        if "no-sessions" not in self.knobs:
-            root["SessionService"] = link("/redfish/v1/SessionService")
-            root["Links"]["Sessions"] = link(self.paths["sessions"])
-        if "no-registry" in self.knobs:
-            del root["Registries"]
-        return Answer(root)
+    def etag(self, path):
+        return f'W/"{self.revisions.get(path, 0):08x}"'
 
-    def get_session_service(self, request):
-        if "no-sessions" in self.knobs:
-            raise missing(request.path)
-        return Answer(resource(request.path, "SessionService.v1_1_6.SessionService", "Sessions",
-                               SessionTimeout=1800, Sessions=link(self.paths["sessions"])))
+    def etag_headers(self, path):
+        changes = self.is_changeable(path) and self.knobs.get("etag") != "off"
+        return {"ETag": self.etag(path)} if changes else {}
 
-    def get_sessions(self, request):
-        return self.collection(request, "SessionCollection", [
-            self.session(key) for key in self.sessions])
+    # --- What is changed
 
-    def get_systems(self, request):
-        members = [self.system()]
-        if "second-system" in self.knobs:
-            members.append(self.other_system())
-        return self.collection(request, "ComputerSystemCollection", members)
+    def settings_of(self, path):
+        link = self.tree[path].get("@Redfish.Settings", {}).get("SettingsObject", {})
+        return link.get("@odata.id")
 
-    def get_other_system(self, request):
-        if "second-system" not in self.knobs:
-            raise missing(request.path)
-        return Answer(self.other_system())
+    def owner_of(self, path):
+        return next((owner for owner in self.tree if self.settings_of(owner) == path), None)
 
-    def other_system(self):
-        return resource(self.paths["systems"] + "/Second", SYSTEM_TYPE, "Second", Id="Second",
-                        BiosVersion="0.1", Boot={"BootOrder": []})
+    def is_changeable(self, path):
+        if self.settings_of(path):
+            return False
+        return "Boot" in self.tree[path] or path.endswith(("/Settings", "/SD", "/Pending"))
 
-    def get_managers(self, request):
-        return self.collection(request, "ManagerCollection", [self.manager()])
-
-    def get_manager(self, _request):
-        return Answer(self.manager())
-
-    def manager(self):
-        return resource("/redfish/v1/Managers/BMC", "Manager.v1_17_0.Manager", "Manager", Id="BMC",
-                        ManagerType="BMC", FirmwareVersion="2.84.1")
-
-    def get_registries(self, request):
-        self.need_registry(request)
-        return self.collection(request, "MessageRegistryFileCollection", [
-            base_registry_file(), self.bios_registry_file()])
-
-    def get_base_registry_file(self, request):
-        self.need_registry(request)
-        return Answer(base_registry_file())
-
-    def get_registry_file(self, request):
-        self.need_registry(request)
-        return Answer(self.bios_registry_file())
-
-    def bios_registry_file(self):
-        return registry_file(self.paths["registry"], self.registry_id(),
-                             [{"Uri": REGISTRY_PATH, "Language": "en"}])
-
-    def get_registry(self, request):
-        self.need_registry(request)
-        return Answer({"@odata.type": "#AttributeRegistry.v1_3_6.AttributeRegistry",
-                       "Id": self.registry_id(),
-                       "Name": "BIOS Attribute Registry", "Language": "en", "OwningEntity": "Test",
-                       "RegistryVersion": "1.0.0", "RegistryEntries": self.bios.registry()},
-                      compress=True)
-
-    def need_registry(self, request):
-        if "no-registry" in self.knobs:
-            raise missing(request.path)
-
-    def registry_id(self):
-        return "BiosAttributeRegistryT2.v1_4_0" if "registry-id" in self.knobs else REGISTRY_ID
-
-    def collection(self, request, kind, members):
-        """A collection; with its members in full when the query asks for it and the knob allows."""
-        expanded = request.query.startswith("$expand=.")
-        return Answer(resource(request.path, f"{kind}.{kind}", kind, **{
-            "Members": members if expanded else [link(member["@odata.id"]) for member in members],
-            "Members@odata.count": len(members)}))
-
-    # --- The system and its boot order
-
-    def get_system(self, _request):
-        return Answer(self.system(), etag=self.order_etag())
-
-    def system(self):
-        path = self.paths["system"]
-        system = resource(path, SYSTEM_TYPE, "System", Id=path.rpartition("/")[2],
-                          Manufacturer="Test", Model="Test Server 2U", SKU="TS2U",
-                          SerialNumber="TS-00042",
-                          BiosVersion="1.22.333", PowerState="On", Bios=link(self.paths["bios"]),
-                          Boot={"BootOrder": self.boot_order,
-                                "BootOptions": link(self.paths["options"])},
-                          Links={"ManagedBy": [link("/redfish/v1/Managers/BMC")]},
-                          Actions={"#ComputerSystem.Reset": {
-                              "target": path + "/Actions/ComputerSystem.Reset",
-                              "ResetType@Redfish.AllowableValues": RESET_TYPES}})
-        if "system-settings" in self.knobs:
-            system["@Redfish.Settings"] = settings_link(path + "/Settings")
-        return system
-
-    def get_system_settings(self, request):
-        self.need("system-settings", request)
-        order = self.waiting_order or self.boot_order
-        return Answer(resource(request.path, SYSTEM_TYPE, "System Settings", Id="Settings",
-                               Boot={"BootOrder": order}),
-                      etag=self.order_etag())
-
-    def patch_system(self, request):
-        if "system-settings" in self.knobs:
-            raise not_allowed(["GET"])
-        self.boot_order = self.checked_order(request)
-        return self.get_system(request)
-
-    def patch_system_settings(self, request):
-        self.need("system-settings", request)
-        self.waiting_order = self.checked_order(request)
-        return self.get_system_settings(request)
-
-    def checked_order(self, request):
-        """The boot order of the request: each of the options, once."""
-        self.check_match(request, self.order_etag())
-        body = request.json()
-        only_properties(body, ["Boot"])
-        only_properties(body["Boot"], ["BootOrder"])
-        order = body["Boot"]["BootOrder"]
-        if not isinstance(order, list) or not all(isinstance(name, str) for name in order):
-            raise order_refused("PropertyValueTypeError", order)
-        if sorted(order) != sorted(self.boot_options):
-            raise order_refused("PropertyValueNotInList", order)
-        self.order_revision += 1
-        return order
-
-    def get_options(self, request):
-        return self.collection(request, "BootOptionCollection", [
-            self.option(name) for name in self.boot_options])
-
-    def get_option(self, request, name):
-        if name not in self.boot_options:
-            raise missing(request.path)
-        return Answer(self.option(name))
-
-    def option(self, name):
-        return resource(self.paths["options"] + "/" + name, "BootOption.v1_0_4.BootOption",
-                        Id=name, BootOptionEnabled=True, **self.boot_options[name])
-
-    def order_etag(self):
-        return None if self.knobs.get("etag") == "off" else f'"boot-{self.order_revision}"'
-
-    # --- The BIOS
-
-    def get_bios(self, request):
-        actions = {"#Bios.ResetBios": {"target": self.paths["bios"] + "/Actions/Bios.ResetBios"}}
-        bios = resource(request.path, "Bios.v1_2_0.Bios", "BIOS", Id="Bios",
-                        AttributeRegistry=REGISTRY_ID, Attributes=self.bios.attributes(),
-                        Actions=actions)
-        if "no-registry" in self.knobs:
-            del bios["AttributeRegistry"]
-        if "no-settings" not in self.knobs:
-            bios["@Redfish.Settings"] = settings_link(self.paths["settings"])
-            if "no-apply-times" not in self.knobs:
-                bios["@Redfish.Settings"]["SupportedApplyTimes"] = APPLY_TIMES
-            bios["@Redfish.Settings"].update(self.bios.applied or {"Messages": []})
-        return Answer(bios)
-
-    def get_settings(self, request):
-        if "no-settings" in self.knobs:
-            raise missing(request.path)
-        return Answer(resource(request.path, "Bios.v1_2_0.Bios", "BIOS Settings", Id="Settings",
-                               AttributeRegistry=REGISTRY_ID, Attributes=self.bios.waiting()),
-                      etag=self.settings_etag())
-
-    def settings_etag(self):
-        return None if self.knobs.get("etag") == "off" else self.bios.etag()
-
-    def patch_settings(self, request):
-        """Accepts all of the changes, or refuses all of them."""
-        if "no-settings" in self.knobs:
-            raise missing(request.path)
-        self.check_match(request, self.settings_etag())
-        body = request.json()
-        times = [] if "no-apply-times" in self.knobs else ["@Redfish.SettingsApplyTime"]
-        only_properties(body, ["Attributes"], times)
-        if "@Redfish.SettingsApplyTime" in body:
-            check_apply_time(body["@Redfish.SettingsApplyTime"])
-        changes = body["Attributes"]
-        if not isinstance(changes, dict):
-            raise Refused(400, message("PropertyValueTypeError", changes, "Attributes"))
-        request.log["attributes"] = sorted(changes)
-        if refusals := self.bios.check(changes):
-            raise Refused(400, *refusals)
-        self.bios.stage(changes)
-        return self.get_settings(request)
-
-    def check_match(self, request, etag):
+    def patch(self, request):
+        """Accepts all of a change, or refuses all of it."""
+        path, body = request.path, request.json()
+        request.log["body"] = body
+        resource = self.tree[path]
+        if not self.is_changeable(path):
+            raise Refused(405, self.message("OperationNotAllowed"))
         wanted = request.headers.get("If-Match")
         if wanted is None and self.knobs.get("etag") == "required":
-            raise Refused(428, message("PreconditionRequired"))
-        if wanted not in (None, "*", etag):
-            raise Refused(412, message("PreconditionFailed"))
+            raise Refused(428, self.message("PreconditionRequired"))
+        if wanted not in (None, "*", self.etag(path)):
+            raise Refused(412, self.message("PreconditionFailed"))
+        if "jobs" in self.knobs and self.knobs["jobs"] == "taken":
+            raise Refused(400, self.message("AlreadyCommitted"))
+        if faults := self.faults(path, resource, dict(body)):
+            raise Refused(400, *faults)
+        body.pop(APPLY_TIME, None)
+        if "jobs" in self.knobs:
+            self.knobs["jobs"] = "taken"
+        if "task" in self.knobs:
+            return self.start_task(path, body)
+        self.take(path, body)
+        return 200, self.view(path), self.etag_headers(path)
 
-    def reset_bios(self, _request):
-        self.bios.stage_defaults()
-        return Answer()
+    def take(self, path, body):
+        merge(self.tree[path], body)
+        self.revisions[path] = self.revisions.get(path, 0) + 1
+
+    def faults(self, path, resource, body):
+        owner = self.tree[self.owner_of(path) or path]
+        times = owner.get("@Redfish.Settings", {}).get("SupportedApplyTimes", [])
+        if APPLY_TIME in body and times:
+            if body.pop(APPLY_TIME) not in [{"ApplyTime": name} for name in times]:
+                return [self.message("PropertyValueNotInList", "ApplyTime", APPLY_TIME)]
+        faults = [self.message("PropertyUnknown", name) for name in body if name not in resource]
+        if "Boot" in body and body["Boot"].keys() != {"BootOrder"}:
+            faults.append(self.message("PropertyUnknown", "Boot"))
+        elif "Boot" in body and (sorted(map(str, body["Boot"]["BootOrder"]))
+                                 != sorted(owner["Boot"]["BootOrder"])):
+            faults.append(self.message("PropertyValueNotInList", "it", "BootOrder"))
+        if "Attributes" in body:
+            faults += self.attribute_faults(owner["Attributes"], body["Attributes"])
+        return faults
+
+    def attribute_faults(self, current, changes):
+        if self.knobs.get("refuse-unnamed") in changes or "refuse-all" in self.knobs:
+            return [self.message("GeneralError")]
+        entries = {entry["AttributeName"]: entry
+                   for entry in self.tree[REGISTRY]["RegistryEntries"]["Attributes"]}
+        faults = []
+        for name, value in changes.items():
+            fault = value_fault(entries.get(name), value)
+            if name not in current:
+                fault = "PropertyUnknown", name
+            elif name == self.knobs.get("refuse"):
+                fault = "PropertyValueError", name
+            elif name in entries and self.is_grey(name, current):
+                fault = "PropertyNotWritable", name
+            if fault:
+                faults.append(self.message(*fault, about=name))
+        return faults[:1] if "first-refusal" in self.knobs else faults
+
+    def is_grey(self, name, values):
+        """Whether a dependency of the simplest kind, and there are no others here, greys it out."""
+        for entry in self.tree[REGISTRY]["RegistryEntries"]["Dependencies"]:
+            wanted = entry["Dependency"]
+            if wanted["MapToAttribute"] == name and wanted["MapToProperty"] == "GrayOut":
+                if all(values[term["MapFromAttribute"]] == term["MapFromValue"]
+                       for term in wanted["MapFrom"]):
+                    return True
+        return False
+
+    def forget(self, request):
+        owner = self.owner_of(request.path)
+        if not owner or "delete" not in self.knobs:
+            raise Refused(405, self.message("OperationNotAllowed"))
+        self.clear(owner, request.path)
+        return 204, None, {}
+
+    def clear(self, owner, settings):
+        for name, nothing in (("Attributes", {}), ("Boot", self.tree[owner].get("Boot"))):
+            if name in self.tree[settings]:
+                self.tree[settings][name] = copy.deepcopy(nothing)
+        self.revisions[settings] = self.revisions.get(settings, 0) + 1
+
+    def start_task(self, path, body):
+        task = TASKS + str(len(self.tasks) + 1)
+        self.tasks[task] = {"left": int(self.knobs["task"]), "path": path, "body": body}
+        return 202, {"@odata.id": task, "TaskState": "Running"}, {"Location": task,
+                                                                  "Retry-After": "0"}
+
+    def ask_task(self, path):
+        task = self.tasks[path]
+        task["left"] -= 1
+        if task["left"] > 0:
+            return 202, {"@odata.id": path, "TaskState": "Running"}, {"Retry-After": "0"}
+        if task["left"] == 0:
+            self.take(task["path"], task["body"])
+        return 200, {"@odata.id": path, "TaskState": "Completed",
+                     "Messages": [self.message("Success")]}, {}
+
+    # --- The restart
 
     def reset_system(self, request):
-        body = request.json()
-        only_properties(body, ["ResetType"])
-        if body["ResetType"] not in RESET_TYPES:
-            raise Refused(400, message("PropertyValueNotInList", body["ResetType"], "ResetType"))
-        return self.restart(request)
+        kind = request.json().get("ResetType")
+        request.log["body"] = {"ResetType": kind}
+        action = self.tree[request.path.partition("/Actions")[0]]["Actions"]["#ComputerSystem.Reset"]
+        if kind not in action["ResetType@Redfish.AllowableValues"]:
+            raise Refused(400, self.message("PropertyValueNotInList", kind, "ResetType"))
+        self.restart()
+        return 204, None, {}
 
-    def restart(self, _request):
-        self.resets += 1
-        self.bios.reset()
-        self.boot_order = self.waiting_order or self.boot_order
-        self.waiting_order = None
-        return Answer()
-
-    def need(self, knob, request):
-        if knob not in self.knobs:
-            raise missing(request.path)
+    def restart(self):
+        """What waits takes effect, except for what the knob makes fail."""
+        self.restarts += 1
+        self.knobs["busy"] = self.knobs.get("boot-requests", 0)
+        if "jobs" in self.knobs:
+            self.knobs["jobs"] = ""
+        for owner in list(self.tree):
+            settings = self.settings_of(owner)
+            if not settings:
+                continue
+            waiting = {name: self.tree[settings].get(name) for name in ("Attributes", "Boot")}
+            attributes = waiting["Attributes"] or {}
+            failing = self.knobs.get("fail-apply")
+            said = [self.message("Success")]
+            if attributes.pop(failing, None) is not None:
+                said = [self.message("PropertyNotUpdated", failing, about=failing)]
+            for name, value in attributes.items():
+                self.tree[owner]["Attributes"][name] = value
+            if waiting["Boot"]:
+                merge(self.tree[owner]["Boot"], waiting["Boot"])
+            self.clear(owner, settings)
+            merge(self.tree[owner]["@Redfish.Settings"], {
+                "Time": time.strftime("%Y-%m-%dT%H:%M:%S+00:00", time.gmtime()), "Messages": said})
 
     # --- For tests
 
-    def get_requests(self, _request):
-        return Answer(self.requests)
+    def for_test(self, request):
+        if request.command == "POST":
+            for order in request.json()["orders"]:
+                name, *values = order
+                {"knob": self.set_knob, "edit": self.edit, "restart": self.restart,
+                 "renew": self.renew, "forget-requests": self.forget_requests}[name](*values)
+        return 200, {"tree": self.tree, "requests": self.requests, "sessions": len(self.sessions),
+                     "connections": self.connections, "restarts": self.restarts}, {}
 
-    def reset_counts(self, _request):
-        self.requests = []
-        self.connections = 0
-        return Answer()
-
-    def get_state(self, _request):
-        return Answer({"attributes": self.bios.current, "pending": self.bios.pending,
-                       "bootOrder": self.boot_order, "sessions": len(self.sessions),
-                       "sessionsMade": self.sessions_made, "connections": self.connections,
-                       "resets": self.resets, "knobs": self.knobs})
-
-    def post_knob(self, request):
-        body = request.json()
-        try:
-            self.set_knob(body["name"], body.get("value", ""))
-        except KeyError as unknown:
-            raise Refused(400, message("PropertyUnknown", unknown)) from None
-        return Answer()
+    def forget_requests(self):
+        self.connections, self.requests = 0, []
 
 
-# Method, path ("{name}" is one of Service.paths, "*" any last part), handler, and who may call it.
-ROUTES = (
-    ("GET", "/redfish", Service.versions, "all"),
-    ("GET", "{root}", Service.get_root, "all"),
-    ("GET", "/redfish/v1/SessionService", Service.get_session_service, "user"),
-    ("GET", "{sessions}", Service.get_sessions, "user"),
-    ("POST", "{sessions}", Service.log_in, "all"),
-    ("GET", "{sessions}/*", Service.get_session, "user"),
-    ("DELETE", "{sessions}/*", Service.log_out, "user"),
-    ("GET", "{systems}", Service.get_systems, "user"),
-    ("GET", "{systems}/Second", Service.get_other_system, "user"),
-    ("GET", "{system}", Service.get_system, "user"),
-    ("PATCH", "{system}", Service.patch_system, "user"),
-    ("GET", "{system}/Settings", Service.get_system_settings, "user"),
-    ("PATCH", "{system}/Settings", Service.patch_system_settings, "user"),
-    ("POST", "{system}/Actions/ComputerSystem.Reset", Service.reset_system, "user"),
-    ("GET", "{options}", Service.get_options, "user"),
-    ("GET", "{options}/*", Service.get_option, "user"),
-    ("GET", "{bios}", Service.get_bios, "user"),
-    ("POST", "{bios}/Actions/Bios.ResetBios", Service.reset_bios, "user"),
-    ("GET", "{settings}", Service.get_settings, "user"),
-    ("PATCH", "{settings}", Service.patch_settings, "user"),
-    ("GET", "/redfish/v1/Managers", Service.get_managers, "user"),
-    ("GET", "/redfish/v1/Managers/BMC", Service.get_manager, "user"),
-    ("GET", "/redfish/v1/Registries", Service.get_registries, "user"),
-    ("GET", "/redfish/v1/Registries/Base.1.18.0", Service.get_base_registry_file, "user"),
-    ("GET", "{registry}", Service.get_registry_file, "user"),
-    ("GET", REGISTRY_PATH, Service.get_registry, "user"),
-    ("GET", "/test/requests", Service.get_requests, "test"),
-    ("GET", "/test/state", Service.get_state, "test"),
-    ("POST", "/test/reset-counts", Service.reset_counts, "test"),
-    ("POST", "/test/knob", Service.post_knob, "test"),
-    ("POST", "/test/reset", Service.restart, "test"),
-)
+TYPES = {"Enumeration": str, "String": str, "Password": str, "Integer": int, "Boolean": bool}
 
 
-def find_route(service, method, path):
-    """The handler of a request, the parts of its path, and who may call it."""
-    allowed = []
-    for its_method, template, handler, audience in ROUTES:
-        pattern = re.escape(template.format(**service.paths)).replace(r"\*", "([^/]+)")
-        if match := re.fullmatch(pattern, path):
-            if its_method == method:
-                return handler, match.groups(), audience
-            allowed.append(its_method)
-    return refuse(not_allowed(allowed) if allowed else missing(path)), (), "user"
-
-
-def refuse(refusal):
-    """A handler that refuses whatever it is asked, once it is known who asks."""
-    def handler(_service, _request):
-        raise refusal
-    return handler
+def value_fault(entry, value):
+    """What is wrong with `value` for the attribute: key and arguments of a message, or None."""
+    if not entry:
+        return None
+    name = entry["AttributeName"]
+    if entry.get("ReadOnly") or entry.get("GrayOut"):
+        return "PropertyNotWritable", name
+    shown = "******" if entry["Type"] == "Password" else value
+    if type(value) is not TYPES[entry["Type"]]:
+        return "PropertyValueTypeError", shown, name
+    if "Value" in entry and value not in [known["ValueName"] for known in entry["Value"]]:
+        return "PropertyValueNotInList", shown, name
+    if entry["Type"] == "Integer":
+        low, step = entry["LowerBound"], entry.get("ScalarIncrement", 0)
+        if not low <= value <= entry["UpperBound"] or (step and (value - low) % step):
+            return "PropertyValueOutOfRange", shown, name
+    if "MaxLength" in entry and len(value) > entry["MaxLength"]:
+        return "StringValueTooLong", shown, entry["MaxLength"]
+    if len(value) < entry.get("MinLength", 0) if isinstance(value, str) else False:
+        return "StringValueTooShort", shown, entry["MinLength"]
+    if "ValueExpression" in entry and not re.fullmatch(entry["ValueExpression"], value):
+        return "PropertyValueFormatError", shown, name
+    return None

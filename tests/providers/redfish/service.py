@@ -3,31 +3,30 @@
 
     service.py --cert FILE --key FILE [--user NAME] [--password TEXT] [--knob NAME[=VALUE]]...
 
-Prints "PORT n" when it listens, and serves until it is ended. `--list-knobs` says what can be made
-odd or broken. Beside its resources it serves tests without authentication:
+Prints "PORT n" when it listens, and serves until it is ended, or nobody reads its output any more.
+`--list-knobs` says what it can be made to do. Without authentication, tests ask `GET /test` for its
+resources, requests and counts, and send `POST /test` with {"orders": [[NAME, ARGUMENT...], ...]}:
 
-    GET  /test/requests        the requests that came in, in their order, never with credentials
-    POST /test/reset-counts    forgets them
-    GET  /test/state           current and waiting values, boot order, open sessions, connections
-    POST /test/knob            {"name": ..., "value": ...} sets a knob; a value of false unsets it
-    POST /test/reset           restarts the system: what waits takes effect
+    ["knob", NAME, VALUE]      sets a knob; a value of false unsets it
+    ["edit", PATH, PATCH]      merges into a resource; null removes it
+    ["restart"]                restarts the system: what waits takes effect
+    ["renew"]                  makes the service what it was at its start
+    ["forget-requests"]        forgets the requests and counts
 """
 import argparse
 import gzip
 import http.server
 import json
 import os
-import pathlib
+import select
 import ssl
 import sys
 import threading
 import time
 from urllib.parse import urlsplit
 
-from bios import message
-from resources import KNOBS, Answer, Refused, Service, error_body, find_route
+from resources import KNOBS, Refused, Service
 
-JSON_TYPE = {"Content-Type": "application/json"}
 LONG = 600  # seconds; longer than any client waits
 
 
@@ -36,73 +35,84 @@ class Handler(http.server.BaseHTTPRequestHandler):
     wbufsize = -1  # an answer leaves in one piece
     disable_nagle_algorithm = True
     timeout = 300
-
-    def setup(self):
-        super().setup()
-        self.service = self.server.service
-        self.counted = False
+    counted = False
 
     def do_request(self):
+        service = self.server.service
+        self.rename(backwards=True)
         target = urlsplit(self.path)
         self.path, self.query = target.path.rstrip("/"), target.query
         self.content = self.rfile.read(int(self.headers.get("Content-Length", 0)))
-        self.log = {"method": self.command, "path": target.path, "query": target.query,
-                    "authentication": self.authentication(), "ifMatch": "If-Match" in self.headers}
-        with self.service.lock:
-            self.note()
+        with service.lock:
+            if self.path == "/test":
+                return self.send(*self.guarded(service.for_test))
+            self.note(target)
             failure = next((fail for knob, fail in self.FAILURES if self.hit(knob)), None)
-            answer = None if failure else self.answer()
+            answer = None if failure else self.guarded(self.answer)
         if failure:
-            failure(self)
-        else:
-            self.send(answer)
+            return failure(self)
+        self.log["status"] = answer[0]
+        time.sleep(int(service.knobs.get("slow", 0)) / 1000)
+        return self.send(*answer)
 
     do_GET = do_POST = do_PATCH = do_PUT = do_DELETE = do_request
 
-    def for_test(self):
-        return self.path.startswith("/test/")
+    def rename(self, backwards=False):
+        old, _, new = self.server.service.knobs.get("rename", "=").partition("=")
+        if backwards and new:
+            self.path = self.path.replace(new, old)
+        return lambda text: text.replace(old, new) if new else text
 
-    def note(self):
-        if not self.for_test():
-            self.service.requests.append(self.log)
-            self.service.connections += not self.counted
-            self.counted = True
-
-    def authentication(self):
-        if "X-Auth-Token" in self.headers:
-            return "session"
-        return "basic" if "Authorization" in self.headers else "none"
+    def note(self, target):
+        way = "session" if "X-Auth-Token" in self.headers else "none"
+        if "Authorization" in self.headers:
+            way = "basic"
+        line = f"{self.command} {target.path}" + (f"?{self.query}" if self.query else "")
+        self.log = {"line": line, "authentication": way, "ifMatch": "If-Match" in self.headers,
+                    "status": 0, "body": None}
+        self.server.service.requests.append(self.log)
+        self.server.service.connections += not self.counted
+        self.counted = True
 
     def json(self):
         """The object in the body."""
-        if self.headers.get_content_type() != "application/json":
-            raise Refused(415, message("UnsupportedMediaType"))
         try:
             body = json.loads(self.content)
         except ValueError:
             body = None
-        if not isinstance(body, dict):
-            raise Refused(400, message("MalformedJSON"))
+        if not isinstance(body, dict) or self.headers.get_content_type() != "application/json":
+            raise Refused(400, self.server.service.message("MalformedJSON"))
         return body
 
-    def answer(self):
-        """What the service says. Who asks is checked before anything is told."""
-        service = self.service
-        handler, parts, audience = find_route(service, self.command, self.path)
-        try:
-            if audience == "user":
-                service.authenticate(self.headers)
-            expands = "expand" in service.knobs and self.query.startswith("$expand=.")
-            if self.query and not expands:
-                raise Refused(501, message("QueryNotSupported"))
-            answer = handler(service, self, *parts)
-        except Refused as refusal:
-            answer = Answer(error_body(refusal.messages), refusal.status, refusal.headers)
-        self.log["status"] = answer.status
-        return answer
+    def answer(self, _request):
+        service = self.server.service
+        if status := self.status_of_knob():
+            raise Refused(status, service.message("InternalError"))
+        if service.count_down("busy"):
+            raise Refused(503, service.message("Busy"), headers={"Retry-After": "0"})
+        return service.answer(self)
 
-    def hit(self, knob):
-        return self.service.matches(knob, self.command, self.path)
+    def guarded(self, handler):
+        try:
+            return handler(self)
+        except Refused as refusal:
+            return refusal.status, {"error": {
+                "code": refusal.messages[0]["MessageId"], "message": "See the messages.",
+                "@Message.ExtendedInfo": list(refusal.messages)}}, refusal.headers
+
+    def hit(self, knob, wanted=None):
+        """Whether the knob is set for this request."""
+        wanted = wanted or self.server.service.knobs.get(knob)
+        if wanted is None:
+            return False
+        method, _, path = wanted.rpartition(" ")
+        asked = self.path + (f"?{self.query}" if self.query else "")
+        is_it = asked.startswith(path[:-1]) if path.endswith("*") else asked == path
+        return is_it and method in ("", self.command)
+
+    def status_of_knob(self):
+        status, _, wanted = self.server.service.knobs.get("status", "").partition(" ")
+        return int(status) if wanted and self.hit("status", wanted) else None
 
     # --- Failures that come instead of an answer: nothing has been done
 
@@ -110,47 +120,36 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.close_connection = True
         time.sleep(LONG)
 
-    def send_error_500(self):
-        self.send(Answer(error_body([message("InternalError")]), 500))
-
-    def send_redirect(self):
-        address = f"https://127.0.0.1:{self.server.server_port}/redfish/v1/Elsewhere"
-        self.send(Answer({}, 302, {"Location": address}))
-
     def send_garbage(self):
-        self.send_bytes(200, JSON_TYPE, b'<html>\x00\xff{"Attributes": {')
+        self.send_bytes(200, {}, b'<html>\x00\xff{"Attributes": {')
 
     def send_flood(self):
-        self.send_bytes(200, JSON_TYPE, b'["junk",' * (10 * 1024 * 1024 // 8))
+        self.send_bytes(200, {}, b'["junk",' * (10 * 1024 * 1024 // 8))
 
-    FAILURES = (("stall", stall), ("error", send_error_500), ("redirect", send_redirect),
-                ("garbage", send_garbage), ("flood", send_flood))
+    FAILURES = (("stall", stall), ("garbage", send_garbage), ("flood", send_flood))
 
     # --- Sending
 
-    def send(self, answer):
-        content, headers = answer.content, answer.headers
-        if answer.compress and self.wants_gzip():
-            content, headers["Content-Encoding"] = gzip.compress(content), "gzip"
-        if "slow" in self.service.knobs and not self.for_test():
-            time.sleep(int(self.service.knobs["slow"]) / 1000)
-        self.send_bytes(answer.status, headers, content)
-
-    def wants_gzip(self):
-        asked = "gzip" in self.headers.get("Accept-Encoding", "")
-        return asked or self.service.knobs.get("gzip") == "always"
+    def send(self, status, content, headers):
+        text = b"" if content is None else self.rename()(json.dumps(content)).encode()
+        headers = {name: self.rename()(value) for name, value in headers.items()}
+        if 300 <= status < 400:
+            headers["Location"] = f"https://127.0.0.1:{self.server.server_port}/redfish/v1"
+        if "gzip" in self.headers.get("Accept-Encoding", ""):
+            text, headers["Content-Encoding"] = gzip.compress(text), "gzip"
+        self.send_bytes(status, headers, text)
 
     def send_bytes(self, status, headers, content):
         self.send_response(status)
-        self.send_header("OData-Version", "4.0")
-        self.send_header("Cache-Control", "no-store")
+        headers["Content-Type"] = "application/json"
         for name, value in headers.items():
             self.send_header(name, value)
         if status != 204:
             self.send_header("Content-Length", str(len(content)))
         self.end_headers()
         cut = self.hit("close") or self.hit("stall-body")
-        self.wfile.write(content[:len(content) // 2] if cut else content)
+        if status != 204:
+            self.wfile.write(content[:len(content) // 2] if cut else content)
         self.wfile.flush()
         if cut:
             self.close_connection = True
@@ -169,18 +168,29 @@ class Server(http.server.ThreadingHTTPServer):
             super().handle_error(_request, _address)
 
 
-def listen(options, service):
+def listen(options):
     server = Server(("127.0.0.1", options.port), Handler)
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     context.load_cert_chain(options.cert, options.key)
     # The handshake is left to each connection's own thread.
     server.socket = context.wrap_socket(server.socket, server_side=True,
                                         do_handshake_on_connect=False)
-    server.service = service
+    server.service = Service(options.user, options.password)
+    server.service.lock = threading.Lock()
+    for knob in options.knob:
+        server.service.set_knob(*(knob.split("=", 1) + [""])[:2])
     return server
 
 
-def parse(arguments):
+def end_with_reader():
+    """Ends with whoever reads the output, so that nobody forgets the service."""
+    output = select.poll()
+    output.register(sys.stdout, 0)
+    output.poll()
+    os._exit(0)
+
+
+def main():
     parser = argparse.ArgumentParser(description="A strict Redfish service for tests.")
     parser.add_argument("--cert", help="the server's certificate, PEM")
     parser.add_argument("--key", help="its key, PEM")
@@ -188,30 +198,13 @@ def parse(arguments):
     parser.add_argument("--user", default="admin")
     parser.add_argument("--password", default="redfish-password")
     parser.add_argument("--knob", action="append", default=[], metavar="NAME[=VALUE]")
-    parser.add_argument("--end-with-stdin", action="store_true",
-                        help="end when the standard input does, so that nobody forgets the service")
     parser.add_argument("--list-knobs", action="store_true", help="list the knobs and end")
-    options = parser.parse_args(arguments)
-    for knob in options.knob:
-        if knob.partition("=")[0] not in KNOBS:
-            parser.error(f"there is no knob {knob}; --list-knobs lists them")
-    return options
-
-
-def end_with_stdin():
-    sys.stdin.buffer.read()
-    os._exit(0)
-
-
-def main():
-    options = parse(sys.argv[1:])
+    options = parser.parse_args()
     if options.list_knobs:
         print("\n".join(f"{name:22}{text}" for name, text in KNOBS.items()))
         return
-    data = pathlib.Path(__file__).with_name("attributes.json").read_text(encoding="utf-8")
-    server = listen(options, Service(options, json.loads(data)))
-    if options.end_with_stdin:
-        threading.Thread(target=end_with_stdin, daemon=True).start()
+    server = listen(options)
+    threading.Thread(target=end_with_reader, daemon=True).start()
     print("PORT", server.server_port, flush=True)
     server.serve_forever()
 

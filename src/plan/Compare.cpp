@@ -1,6 +1,6 @@
 #include "plan/Compare.h"
 
-namespace Tool {
+namespace Planning {
 namespace {
 
 void CollectOneSided(const Configuration& from, const Configuration& other,
@@ -17,6 +17,21 @@ void CollectOneSided(const Configuration& from, const Configuration& other,
 
 }  // namespace
 
+Configuration InMode(const Configuration& whole, Mode mode) {
+  Configuration part;
+  const auto covered = [&](const std::string& section) {
+    if (section == "SYSTEM") return true;
+    return IsBiosSection(section) ? mode != ModeBmc : mode != ModeBios;
+  };
+  for (const std::string& section : whole.Sections()) {
+    if (covered(section)) part.AddSection(section);
+  }
+  for (const Setting& setting : whole.Settings()) {
+    if (covered(setting.section)) part.Add(setting);
+  }
+  return part;
+}
+
 Comparison Compare(const Configuration& left, const Configuration& right) {
   Comparison comparison;
   for (const Setting& setting : left.Settings()) {
@@ -30,4 +45,4 @@ Comparison Compare(const Configuration& left, const Configuration& right) {
   return comparison;
 }
 
-}  // namespace Tool
+}  // namespace Planning

@@ -5,7 +5,7 @@
 
 #include "plan/Configuration.h"
 
-namespace Tool {
+namespace Planning {
 
 /// How two configurations differ.
 struct Comparison {
@@ -25,7 +25,10 @@ struct Comparison {
   }
 };
 
+/// The settings that a comparison in `mode` is about.
+[[nodiscard]] Configuration InMode(const Configuration& whole, Mode mode);
+
 /// Compares `left` (a file) with `right` (a machine or another file). The result points into both.
 [[nodiscard]] Comparison Compare(const Configuration& left, const Configuration& right);
 
-}  // namespace Tool
+}  // namespace Planning

@@ -7,7 +7,7 @@
 #include "modules/save/SaveRestore.h"
 #include "plan/Failure.h"
 
-namespace Tool {
+namespace Planning {
 namespace {
 
 /// Collects the rows of a save.
@@ -86,6 +86,13 @@ bool Configuration::HasSection(const std::string& name) const {
   return sectionNames_.contains(name);
 }
 
+std::map<std::string, std::size_t> Configuration::KeysPerSection() const {
+  std::map<std::string, std::size_t> counts;
+  for (const std::string& section : sections_) counts[section] = 0;
+  for (const Setting& setting : settings_) ++counts[setting.section];
+  return counts;
+}
+
 Configuration ConfigurationOfTarget(Mode mode) {
   return CollectingSaveRestore().Collect(mode);
 }
@@ -130,4 +137,4 @@ bool SameValue(const Setting& ofFile, const Setting& ofMachine) {
   return Upper(ofFile.value) == Upper(ofMachine.value);
 }
 
-}  // namespace Tool
+}  // namespace Planning

@@ -8,7 +8,7 @@
 
 #include "modules/save/SaveRestore.h"
 
-namespace Tool {
+namespace Planning {
 
 /// What to save or restore; the numbers are the module's.
 enum Mode : int { ModeBios = 0, ModeBmc = 1, ModeAll = 2 };
@@ -48,6 +48,7 @@ class Configuration {
   /// The name of the setting that was read at a query path; the path itself without one.
   [[nodiscard]] std::string NameOf(const std::string& path) const;
   [[nodiscard]] bool HasSection(const std::string& name) const;
+  [[nodiscard]] std::map<std::string, std::size_t> KeysPerSection() const;
   [[nodiscard]] const std::vector<Setting>& Settings() const { return settings_; }
   [[nodiscard]] const std::vector<std::string>& Sections() const { return sections_; }
 
@@ -83,4 +84,4 @@ class Configuration {
 /// True for the sections of the BIOS part of a file.
 [[nodiscard]] bool IsBiosSection(const std::string& section);
 
-}  // namespace Tool
+}  // namespace Planning

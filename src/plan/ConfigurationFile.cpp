@@ -7,7 +7,7 @@
 #include "modules/stream/StreamFile.h"
 #include "plan/Failure.h"
 
-namespace Tool {
+namespace Planning {
 namespace {
 
 void ThrowIfMissing(const std::string& path) {
@@ -78,4 +78,4 @@ ConfigurationFile::ConfigurationFile(const std::string& path) {
   content_ = ConfigurationOf(sections_);
 }
 
-}  // namespace Tool
+}  // namespace Planning

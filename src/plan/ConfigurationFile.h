@@ -8,7 +8,7 @@
 #include "modules/stream/ScfPayload.h"
 #include "plan/Configuration.h"
 
-namespace Tool {
+namespace Planning {
 
 /// True when the name says that it is a stream file: it ends in .scf or .SCF.
 [[nodiscard]] bool IsStreamName(const std::string& path);
@@ -32,4 +32,4 @@ class ConfigurationFile {
   Configuration content_;
 };
 
-}  // namespace Tool
+}  // namespace Planning

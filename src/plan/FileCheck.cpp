@@ -6,7 +6,7 @@
 #include "modules/save/Expansion.h"
 #include "modules/save/SectionCatalogue.h"
 
-namespace Tool {
+namespace Planning {
 namespace {
 
 bool IsKnownSection(const std::string& section) {
@@ -140,24 +140,6 @@ std::vector<Finding> CheckFile(const ConfigurationFile& file) {
   return findings;
 }
 
-std::vector<Finding> CheckAgainstTarget(const RestoreChoice& choice, const Rehearsal& rehearsal) {
-  std::vector<Finding> findings;
-  for (const std::string& key : rehearsal.missingKeys) {
-    findings.push_back({Finding::Weight::Error, 0, key + " is missing, and a restore needs it"});
-  }
-  for (const ResultStatus& failure : rehearsal.failures) {
-    const std::string refused = rehearsal.refused.empty() ? "" : rehearsal.refused + "; ";
-    findings.push_back(
-        {Finding::Weight::Error, 0,
-         WithDetail(failure.message(), refused + "error " + std::to_string(failure.getval()))});
-  }
-  if (choice.skipSystemCheck) return findings;
-  for (const SystemMismatch& mismatch : SystemMismatches(choice.file)) {
-    findings.push_back({Finding::Weight::Error, 0, mismatch.text});
-  }
-  return findings;
-}
-
 bool HasErrors(const std::vector<Finding>& findings) {
   return std::ranges::any_of(
       findings, [](const Finding& finding) { return finding.weight == Finding::Weight::Error; });
@@ -168,4 +150,4 @@ std::string Describe(const Finding& finding, const std::string& file) {
          (finding.weight == Finding::Weight::Error ? " error: " : " warning: ") + finding.text;
 }
 
-}  // namespace Tool
+}  // namespace Planning

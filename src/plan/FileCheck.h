@@ -4,11 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "plan/Configuration.h"
 #include "plan/ConfigurationFile.h"
-#include "plan/Rehearsal.h"
 
-namespace Tool {
+namespace Planning {
 
 /// One thing that is wrong with a file, or may be.
 struct Finding {
@@ -25,15 +23,9 @@ struct Finding {
 /// options their comment lists, values longer than a restore reads, sections that no server has.
 [[nodiscard]] std::vector<Finding> CheckFile(const ConfigurationFile& file);
 
-/// What keeps a file from being restored on the mounted target: every key that the restore needs
-/// and the file lacks, whatever else would end it, and, unless skipped, what of [SYSTEM] does not
-/// fit.
-[[nodiscard]] std::vector<Finding> CheckAgainstTarget(const RestoreChoice& choice,
-                                                      const Rehearsal& rehearsal);
-
 [[nodiscard]] bool HasErrors(const std::vector<Finding>& findings);
 
 /// How a finding reads: "x.ini:12: error: ...".
 [[nodiscard]] std::string Describe(const Finding& finding, const std::string& file);
 
-}  // namespace Tool
+}  // namespace Planning

@@ -7,7 +7,7 @@
 #include "plan/Failure.h"
 #include "query/XDirector.h"
 
-namespace Tool {
+namespace Planning {
 namespace {
 
 constexpr const char* kBmcTree = "BMC";
@@ -74,4 +74,4 @@ void CheckMode(const Mounts& mounts, Mode mode) {
   }
 }
 
-}  // namespace Tool
+}  // namespace Planning

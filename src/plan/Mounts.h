@@ -9,7 +9,7 @@
 #include "plan/Configuration.h"
 #include "query/QueryProvider.h"
 
-namespace Tool {
+namespace Planning {
 
 /// A provider for one tree.
 struct Mount {
@@ -42,4 +42,4 @@ using Wrapper = std::function<std::shared_ptr<SDK::QueryProvider>(
 /// \throws Failure  usage: `mode` asks for such a part.
 void CheckMode(const Mounts& mounts, Mode mode);
 
-}  // namespace Tool
+}  // namespace Planning

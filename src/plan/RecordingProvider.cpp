@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace Tool {
+namespace Planning {
 namespace {
 
 constexpr const char* kPasswordPath = "/BIOS/AdminPw";
@@ -45,4 +45,4 @@ std::vector<SDK::BootMessage> RecordingProvider::BootMessages() {
   return inner_->BootMessages();
 }
 
-}  // namespace Tool
+}  // namespace Planning

@@ -6,7 +6,7 @@
 
 #include "query/QueryProvider.h"
 
-namespace Tool {
+namespace Planning {
 
 /// A write that a restore sends.
 struct RecordedWrite {
@@ -34,4 +34,4 @@ class RecordingProvider final : public SDK::QueryProvider {
   std::vector<RecordedWrite>& log_;
 };
 
-}  // namespace Tool
+}  // namespace Planning

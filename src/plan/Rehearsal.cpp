@@ -5,7 +5,7 @@
 #include "modules/save/SaveRestore.h"
 #include "plan/Failure.h"
 
-namespace Tool {
+namespace Planning {
 namespace {
 
 constexpr std::size_t kLongestFileName = 511;  // that a restore takes
@@ -69,8 +69,8 @@ std::string WithDetail(std::string sentence, const std::string& detail) {
   return sentence + " (" + detail + ")";
 }
 
-Rehearsal Rehearse(const RestoreChoice& choice, const Mounts& target) {
-  if (choice.file.size() > kLongestFileName) {
+Rehearsal Rehearse(const Request& request, const Mounts& target) {
+  if (request.file.size() > kLongestFileName) {
     throw Failure(Failure::Kind::Usage,
                   "the file name is longer than " + std::to_string(kLongestFileName) + " bytes");
   }
@@ -78,9 +78,9 @@ Rehearsal Rehearse(const RestoreChoice& choice, const Mounts& target) {
   MountTarget(Wrapped(target, [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
     return std::make_shared<RecordingProvider>(provider, rehearsal.writes);
   }));
-  SDK::SavenRestoreOptions options = OptionsFor(choice.file, choice.mode);
+  SDK::SavenRestoreOptions options = OptionsFor(request.file, request.mode);
   options.skipSystemCheck = true;
-  options.skipBootOrder = choice.skipBootOrder;
+  options.skipBootOrder = request.skipBootOrder;
   try {
     RehearsedRestore(rehearsal).Restore(options);
   } catch (const ResultStatus& failure) {
@@ -94,4 +94,4 @@ std::vector<SystemMismatch> SystemMismatches(const std::string& file) {
   return SystemComparison().Compare(file);
 }
 
-}  // namespace Tool
+}  // namespace Planning

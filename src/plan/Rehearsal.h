@@ -4,11 +4,11 @@
 #include <vector>
 
 #include "common/ResultStatus.h"
-#include "plan/Configuration.h"
 #include "plan/Mounts.h"
 #include "plan/RecordingProvider.h"
+#include "plan/Request.h"
 
-namespace Tool {
+namespace Planning {
 
 /// What a restore of a file would do to a machine, found out by running that very restore over a
 /// provider that keeps the writes to itself.
@@ -27,17 +27,9 @@ void AddOnce(std::vector<std::string>& lines, const std::string& line);
 /// A sentence with `detail` in brackets in the place of its full stop.
 [[nodiscard]] std::string WithDetail(std::string sentence, const std::string& detail);
 
-/// How a restore is to run.
-struct RestoreChoice {
-  std::string file;
-  Mode mode = ModeAll;
-  bool skipSystemCheck = false;
-  bool skipBootOrder = false;
-};
-
 /// Rehearses the restore over `target`, which is mounted again afterwards. The comparison of
 /// [SYSTEM] is left out: `SystemMismatches` does that in full.
-[[nodiscard]] Rehearsal Rehearse(const RestoreChoice& choice, const Mounts& target);
+[[nodiscard]] Rehearsal Rehearse(const Request& request, const Mounts& target);
 
 /// One way in which the [SYSTEM] section of a file does not fit the mounted target.
 struct SystemMismatch {
@@ -48,4 +40,4 @@ struct SystemMismatch {
 /// All of them; none when a restore would go on.
 [[nodiscard]] std::vector<SystemMismatch> SystemMismatches(const std::string& file);
 
-}  // namespace Tool
+}  // namespace Planning

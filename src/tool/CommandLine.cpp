@@ -55,16 +55,16 @@ std::string ExitCodeHelp() {
   return text;
 }
 
-Mode ModeOf(const std::string& name) {
-  const auto* mode = std::ranges::find(kModeNames, name, &ModeName::name);
-  if (mode == std::end(kModeNames)) {
+Planning::Mode ModeOf(const std::string& name) {
+  const auto* mode = std::ranges::find(Planning::kModeNames, name, &Planning::ModeName::name);
+  if (mode == std::end(Planning::kModeNames)) {
     throw CLI::ValidationError("\"" + name + "\" is not bios, bmc or all");
   }
   return mode->mode;
 }
 
 CLI::Option* AddMode(CLI::App& command, const std::string& description,
-                     std::function<void(Mode)> take) {
+                     std::function<void(Planning::Mode)> take) {
   return command.add_option("--mode")
       ->description(description)
       ->type_name("bios|bmc|all")
@@ -104,7 +104,7 @@ void AddSave(CLI::App& app, Command& chosen) {
           "The file to write; its name ends in .ini, or in .scf for a stream file");
   AddMode(*save,
           "What to save: bios (with the boot order), bmc, or all; default: what the target has",
-          [request](Mode mode) { request->mode = mode; });
+          [request](Planning::Mode mode) { request->mode = mode; });
   save->add_flag("--overwrite", request->overwrite, "Replace FILE when it exists");
   save->footer(
       "The file is written whole or not at all, readable by its owner alone.\n\n"
@@ -125,11 +125,11 @@ constexpr const char* kModeOfFile =
 void AddRestore(CLI::App& app, Command& chosen) {
   CLI::App* restore = app.add_subcommand("restore", "Write a file back into the target");
   auto request = std::make_shared<RestoreRequest>();
-  AddFile(*restore, request->choice.file, "The file to restore");
+  AddFile(*restore, request->file, "The file to restore");
   AddMode(*restore,
           "What to restore: bios (with the boot order), bmc, or all; default: what FILE "
           "holds",
-          [request](Mode mode) { request->mode = mode; });
+          [request](Planning::Mode mode) { request->mode = mode; });
   auto* password = restore->add_option_group("password");
   password->add_option("--password-file", request->password.file,
                        "Read the BIOS administrator password from the first line of this file");
@@ -137,9 +137,9 @@ void AddRestore(CLI::App& app, Command& chosen) {
                        "Read it from this open file descriptor");
   password->add_flag("--ask-password", request->password.ask, "Ask for it on the terminal");
   password->require_option(0, 1);
-  restore->add_flag("--skip-system-check", request->choice.skipSystemCheck,
+  restore->add_flag("--skip-system-check", request->skipSystemCheck,
                     "Do not compare [SYSTEM] with the target");
-  restore->add_flag("--skip-boot-order", request->choice.skipBootOrder,
+  restore->add_flag("--skip-boot-order", request->skipBootOrder,
                     "Leave the boot order and the hard-disk order alone");
   restore->add_flag("--dry-run", request->dryRun, "Show what would be written, and write nothing");
   restore->add_flag("--no-backup", request->noBackup,
@@ -169,7 +169,7 @@ void AddDiff(CLI::App& app, Command& chosen) {
   AddFile(*diff, request->file, "The file");
   diff->add_option("OTHER", request->other, "Another file, to compare without a target")
       ->type_name("");
-  AddMode(*diff, kModeOfFile, [request](Mode mode) { request->mode = mode; });
+  AddMode(*diff, kModeOfFile, [request](Planning::Mode mode) { request->mode = mode; });
   diff->add_flag("--json", request->json, "Print JSON");
   diff->footer(
       "Values compare as a restore would take them.\n\n"
@@ -188,7 +188,7 @@ void AddVerify(CLI::App& app, Command& chosen) {
       app.add_subcommand("verify", "Show what of a restored file has taken effect at the boot");
   auto request = std::make_shared<VerifyRequest>();
   AddFile(*verify, request->file, "The file that was restored");
-  AddMode(*verify, kModeOfFile, [request](Mode mode) { request->mode = mode; });
+  AddMode(*verify, kModeOfFile, [request](Planning::Mode mode) { request->mode = mode; });
   verify->add_flag("--json", request->json, "Print JSON");
   verify->footer(
       "Settings that the target has and FILE does not name are no difference. With the\n"
@@ -206,8 +206,8 @@ void AddVerify(CLI::App& app, Command& chosen) {
 void AddCheck(CLI::App& app, Command& chosen) {
   CLI::App* check = app.add_subcommand("check", "Look for what is wrong with a file");
   auto request = std::make_shared<CheckRequest>();
-  AddFile(*check, request->choice.file, "The file");
-  AddMode(*check, kModeOfFile, [request](Mode mode) { request->mode = mode; });
+  AddFile(*check, request->file, "The file");
+  AddMode(*check, kModeOfFile, [request](Planning::Mode mode) { request->mode = mode; });
   check->add_flag("--json", request->json, "Print JSON");
   check->footer(
       "With a --target it also tells whether FILE can be restored there.\n\n"
@@ -428,7 +428,7 @@ int Run(const Command& command, const Globals& globals) {
   } catch (const ToolError& fault) {
     messages.Error(fault.what());
     return fault.code;
-  } catch (const Failure& fault) {
+  } catch (const Planning::Failure& fault) {
     messages.Error(fault.what());
     return ExitCodeOf(fault.kind);
   } catch (const ResultStatus& failure) {

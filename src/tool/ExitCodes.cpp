@@ -61,16 +61,18 @@ ExitCode ExitCodeOf(const ResultStatus& failure) {
   return row == nullptr ? ExitFailed : row->code;
 }
 
-ExitCode ExitCodeOf(Failure::Kind kind) {
+ExitCode ExitCodeOf(Planning::Failure::Kind kind) {
   switch (kind) {
-    case Failure::Kind::Usage:
+    case Planning::Failure::Kind::Usage:
       return ExitUsage;
-    case Failure::Kind::BadInput:
+    case Planning::Failure::Kind::BadInput:
       return ExitBadInput;
-    case Failure::Kind::NoInput:
+    case Planning::Failure::Kind::NoInput:
       return ExitNoInput;
-    case Failure::Kind::NotPermitted:
+    case Planning::Failure::Kind::NotPermitted:
       return ExitNotPermitted;
+    case Planning::Failure::Kind::Failed:
+      break;
   }
   return ExitFailed;
 }

@@ -32,7 +32,7 @@ struct ExitRow {
 [[nodiscard]] ExitCode ExitCodeOf(const ResultStatus& failure);
 
 /// The exit code for a plan that was refused.
-[[nodiscard]] ExitCode ExitCodeOf(Failure::Kind kind);
+[[nodiscard]] ExitCode ExitCodeOf(Planning::Failure::Kind kind);
 
 /// What a person can do about a failure; empty where its own text says it all.
 [[nodiscard]] std::string AdviceOn(const ResultStatus& failure);

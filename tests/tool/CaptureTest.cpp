@@ -45,7 +45,7 @@ class CaptureTest : public ToolTest {
 
   /// Captures what `provider` answers for into c.json.
   void Capture(const std::shared_ptr<SDK::QueryProvider>& provider) {
-    Tool::RunCapture({[&] { return Tool::AllTrees(provider); }, PathOf("c.json"), false, {}},
+    Tool::RunCapture({[&] { return Planning::AllTrees(provider); }, PathOf("c.json"), false, {}},
                      Tool::Messages(Tool::Verbosity::Quiet));
   }
 

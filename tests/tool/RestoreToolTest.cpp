@@ -78,8 +78,8 @@ TEST_F(RestoreToolTest, ADryRunIsTheRestoresOwnWritesAndWritesNothing) {
   server->tree = image.nodes;
   server->platform = image.platform;
   Tool::RestoreRequest request;
-  request.openTarget = [&] { return Tool::AllTrees(server); };
-  request.choice.file = PathOf("x.ini");
+  request.openTarget = [&] { return Planning::AllTrees(server); };
+  request.file = PathOf("x.ini");
   request.noBackup = request.yes = true;
   EXPECT_EQ(RunRestore(request, Tool::Messages(Tool::Verbosity::Quiet)), 0);
   std::vector<std::string> sent;
@@ -276,9 +276,9 @@ TEST_F(RestoreToolTest, EverySettingHasItsOutcome) {
   text = WithoutKey(text, "BIOS::Main", "POST Error Pause");
   WriteText(PathOf("x.ini"), text);
   Tool::RestoreRequest request;
-  request.openTarget = [&] { return Tool::AllTrees(server); };
-  request.choice.file = PathOf("x.ini");
-  request.choice.skipBootOrder = true;
+  request.openTarget = [&] { return Planning::AllTrees(server); };
+  request.file = PathOf("x.ini");
+  request.skipBootOrder = true;
   request.noBackup = request.yes = request.json = true;
   ::testing::internal::CaptureStdout();
   EXPECT_EQ(RunRestore(request, Tool::Messages(Tool::Verbosity::Normal)), 1);
@@ -309,9 +309,9 @@ TEST_F(RestoreToolTest, ATargetThatFallsSilentFailsAndNothingIsClaimed) {
         std::make_shared<Machine::MachineProvider>(PathOf("m.json")), failAt,
         ErrorManager::Unreachable);
     Tool::RestoreRequest request;
-    request.openTarget = [&] { return Tool::AllTrees(failing); };
-    request.choice.file = PathOf("x.ini");
-    request.mode = Tool::ModeBmc;
+    request.openTarget = [&] { return Planning::AllTrees(failing); };
+    request.file = PathOf("x.ini");
+    request.mode = Planning::ModeBmc;
     request.noBackup = request.yes = true;
     const int code = CodeOf([&] { RunRestore(request, Tool::Messages(Tool::Verbosity::Quiet)); });
     hasFailed = failing->Calls() >= failAt;
@@ -339,10 +339,10 @@ TEST_F(RestoreToolTest, DiffComparesAsARestoreWouldTakeIt) {
             "[BIOS::Extra]: in the file only\nPOWER::Extra: in the file only\n"
             "BIOS::Main::Quiet Boot: in the machine only\n");
   const json document = JsonOf(OnMachine("diff --json --mode bmc x.ini"));
-  EXPECT_EQ(document["schema"], "saverestore-diff/1");
+  EXPECT_EQ(document["schema"], "saverestore-diff/2");
   EXPECT_EQ(document["different"].size(), 1U);
   EXPECT_EQ(document["only_file"]["keys"][0]["key"], "Extra");
-  EXPECT_THAT(document["only_machine"]["keys"], IsEmpty());
+  EXPECT_THAT(document["only_other"]["keys"], IsEmpty());
   // Two files need no target.
   WriteText(PathOf("y.ini"), saved);
   EXPECT_EQ(Run("diff y.ini y.ini").exitCode, 0);

@@ -206,9 +206,9 @@ TEST_F(ToolTest, ATargetThatFallsSilentIsNeverSavedAsEmpty) {
     for (int failAt = 1; failAt <= calls; ++failAt) {
       Tool::SaveRequest request;
       request.file = PathOf("x.ini");
-      request.mode = Tool::ModeBmc;
+      request.mode = Planning::ModeBmc;
       request.openTarget = [&] {
-        return Tool::AllTrees(std::make_shared<FailingProvider>(
+        return Planning::AllTrees(std::make_shared<FailingProvider>(
             std::make_shared<Machine::MachineProvider>(machine), failAt, code));
       };
       ASSERT_EQ(CodeOf([&] { RunSave(request, Tool::Messages(Tool::Verbosity::Quiet)); }), code)

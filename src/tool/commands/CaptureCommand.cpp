@@ -77,13 +77,13 @@ void TryRead(const std::string& path) {
   try {
     SDK::XDirectorImpl::CreateInstance()->ProcessXQuery(path, nodes);
   } catch (const ResultStatus&) {
-    return;  // a target that says nothing is found out by WatchedTarget
+    return;  // a target that says nothing is found out by Server
   }
 }
 
 /// The paths to read for everything to be seen: the trees, and all nodes on the way to what a save
 /// asks for, since a back end may find its nodes by asking for them.
-std::set<std::string> PlacesToRead(const Mounts& mounts) {
+std::set<std::string> PlacesToRead(const Planning::Mounts& mounts) {
   std::set<std::string> places(kOrders.begin(), kOrders.end());
   for (const auto& [tree, mount] : mounts) places.insert("/" + tree);
   for (const SDK::CatalogueSection& section : SDK::CatalogueTable()) {
@@ -106,7 +106,7 @@ std::set<std::string> OpenLinks(const NodeMap& nodes) {
   return links;
 }
 
-void ReadEverything(const Mounts& mounts, const NodeMap& kept) {
+void ReadEverything(const Planning::Mounts& mounts, const NodeMap& kept) {
   std::set<std::string> asked;
   std::set<std::string> places = PlacesToRead(mounts);
   while (!places.empty()) {
@@ -144,12 +144,13 @@ void Clean(NodeMap& nodes) {
 
 /// The first thing that a save of `one` writes and one of `other` does not; empty when there is
 /// none.
-std::string FirstDifference(const Configuration& one, const Configuration& other) {
+std::string FirstDifference(const Planning::Configuration& one,
+                            const Planning::Configuration& other) {
   for (const std::string& section : one.Sections()) {
     if (!other.HasSection(section)) return "[" + section + "]";
   }
-  for (const Setting& setting : one.Settings()) {
-    const Setting* same = other.Find(setting.section, setting.key);
+  for (const Planning::Setting& setting : one.Settings()) {
+    const Planning::Setting* same = other.Find(setting.section, setting.key);
     if (same == nullptr || same->value != setting.value || same->comment != setting.comment) {
       return setting.Name();
     }
@@ -158,9 +159,9 @@ std::string FirstDifference(const Configuration& one, const Configuration& other
 }
 
 /// Makes sure that the machine file at `file` is what a save finds at the target.
-void CheckCapture(const std::string& file, const Configuration& ofTarget) {
-  MountTarget(AllTrees(std::make_shared<Machine::MachineProvider>(file)));
-  const Configuration ofFile = ConfigurationOfTarget(ModeAll);
+void CheckCapture(const std::string& file, const Planning::Configuration& ofTarget) {
+  Planning::MountTarget(Planning::AllTrees(std::make_shared<Machine::MachineProvider>(file)));
+  const Planning::Configuration ofFile = Planning::ConfigurationOfTarget(Planning::ModeAll);
   SDK::XDirectorImpl::CreateInstance()->UnmountAll();
   std::string difference = FirstDifference(ofTarget, ofFile);
   if (difference.empty()) difference = FirstDifference(ofFile, ofTarget);
@@ -185,8 +186,8 @@ void RefuseOwnTarget(const CaptureRequest& request) {
 }
 
 /// True when the target itself has told the value of some setting.
-bool HasSettings(const Configuration& saved, const NodeMap& nodes) {
-  return std::ranges::any_of(saved.Settings(), [&](const Setting& setting) {
+bool HasSettings(const Planning::Configuration& saved, const NodeMap& nodes) {
+  return std::ranges::any_of(saved.Settings(), [&](const Planning::Setting& setting) {
     return setting.section != "SYSTEM" && nodes.contains(setting.path);
   });
 }
@@ -199,22 +200,20 @@ void RunCapture(const CaptureRequest& request, const Messages& messages) {
   Common::AtomicFile file(request.file);
   Machine::MachineImage image;
   Answers answers;
-  Configuration saved;
+  Planning::Configuration saved;
   unsigned queries = 0;
   {
-    const TargetOpener openKept = [&] {
-      return Wrapped(request.openTarget(),
-                     [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
-                       return std::make_shared<KeepingProvider>(provider, answers);
-                     });
-    };
     Progress progress(messages.ShowsProgress());
-    const WatchedTarget target(openKept, messages, &progress);
+    const Planning::Mounts kept =
+        Wrapped(request.openTarget(), [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
+          return std::make_shared<KeepingProvider>(provider, answers);
+        });
+    const Planning::Server server(kept, Watching(messages, &progress));
     image.platform = SDK::XDirectorImpl::CreateInstance()->PlatformName();
-    saved = ConfigurationOfTarget(ModeAll);
-    ReadEverything(target.Providers(), answers.nodes);
-    target.ThrowIfSilent();
-    queries = target.Queries();
+    saved = Planning::ConfigurationOfTarget(Planning::ModeAll);
+    ReadEverything(server.Providers(), answers.nodes);
+    server.ThrowIfSilent();
+    queries = server.Queries();
   }
   AddListings(answers);
   Clean(answers.nodes);

@@ -1,52 +1,30 @@
 #include "tool/commands/CheckCommand.h"
 
-#include <nlohmann/json.hpp>
-#include <string>
 #include <vector>
 
-#include "plan/ConfigurationFile.h"
-#include "plan/FileCheck.h"
+#include "plan/Document.h"
+#include "plan/Plan.h"
 #include "tool/ExitCodes.h"
+#include "tool/render/TextPlan.h"
 
 namespace Tool {
-namespace {
 
-using nlohmann::ordered_json;
-
-void PrintFindings(const std::vector<Finding>& findings, const CheckRequest& request,
-                   const Messages& messages) {
-  if (!request.json) {
-    for (const Finding& finding : findings) {
-      messages.Result(Describe(finding, request.choice.file));
-    }
-    return;
-  }
-  ordered_json list = ordered_json::array();
-  for (const Finding& finding : findings) {
-    list.push_back({{"severity", finding.weight == Finding::Weight::Error ? "error" : "warning"},
-                    {"line", finding.line},
-                    {"text", finding.text}});
-  }
-  const ordered_json document = {
-      {"schema", "saverestore-check/1"}, {"file", request.choice.file}, {"findings", list}};
-  messages.Document(document.dump(2, ' ', false, ordered_json::error_handler_t::replace));
-}
-
-}  // namespace
-
-int RunCheck(CheckRequest request, const Messages& messages) {
-  const ConfigurationFile file(request.choice.file);
-  std::vector<Finding> findings = CheckFile(file);
+int RunCheck(const CheckRequest& request, const Messages& messages) {
+  const Planning::Request wanted = Planning::RequestOfFile(request.file, request.mode);
+  std::vector<Planning::Finding> findings = wanted.findings;
   if (request.openTarget) {
-    request.choice.mode = request.mode.value_or(ModeOf(file.Content()));
-    const WatchedTarget target(request.openTarget, messages);
-    CheckMode(target.Providers(), request.choice.mode);
-    const Rehearsal rehearsal = Rehearse(request.choice, target.Providers());
-    const std::vector<Finding> more = CheckAgainstTarget(request.choice, rehearsal);
-    target.ThrowIfSilent();
+    const Planning::Server server(request.openTarget(), Watching(messages));
+    CheckMode(server.Providers(), wanted.mode);
+    const Planning::Rehearsal rehearsal = Planning::Rehearse(wanted, server.Providers());
+    const std::vector<Planning::Finding> more = CheckAgainstServer(wanted, rehearsal);
+    server.ThrowIfSilent();
     findings.insert(findings.end(), more.begin(), more.end());
   }
-  PrintFindings(findings, request, messages);
+  if (request.json) {
+    messages.Document(Planning::CheckDocument(findings, request.file));
+  } else {
+    ShowFindings(findings, request.file, messages);
+  }
   if (HasErrors(findings)) return ExitBadInput;
   return findings.empty() ? ExitDone : ExitDifferent;
 }

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
-#include "plan/Rehearsal.h"
+#include "plan/Configuration.h"
 #include "tool/targets/Targets.h"
 #include "tool/terminal/Messages.h"
 
@@ -11,13 +12,13 @@ namespace Tool {
 /// What `saverestore check` is asked to do.
 struct CheckRequest {
   TargetOpener openTarget;  ///< empty to look at the file alone
-  RestoreChoice choice;
-  std::optional<Mode> mode;
+  std::string file;
+  std::optional<Planning::Mode> mode;
   bool json = false;
 };
 
 /// Prints what is wrong with a file. \return ExitDone, ExitDifferent for warnings, ExitBadInput for
 /// errors.
-int RunCheck(CheckRequest request, const Messages& messages);
+int RunCheck(const CheckRequest& request, const Messages& messages);
 
 }  // namespace Tool

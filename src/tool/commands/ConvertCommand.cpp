@@ -30,7 +30,7 @@ void WarnOfStrangers(const std::vector<Scf::Section>& sections, const Messages& 
   }
 }
 
-void WriteStream(Common::AtomicFile& file, const ConfigurationFile& source,
+void WriteStream(Common::AtomicFile& file, const Planning::ConfigurationFile& source,
                  const Messages& messages) {
   WarnOfStrangers(source.Sections(), messages);
   try {
@@ -45,14 +45,14 @@ void WriteStream(Common::AtomicFile& file, const ConfigurationFile& source,
 }  // namespace
 
 void RunConvert(const ConvertRequest& request, const Messages& messages) {
-  const bool toStream = IsStreamName(request.to);
-  if (toStream == IsStreamName(request.from)) {
+  const bool toStream = Planning::IsStreamName(request.to);
+  if (toStream == Planning::IsStreamName(request.from)) {
     throw ToolError(ExitUsage,
                     "one of the two files must be a stream file, ending in .scf, and "
                     "the other a text file, ending in .ini");
   }
   CheckDestination(request.to, request.overwrite);
-  const ConfigurationFile source(request.from);
+  const Planning::ConfigurationFile source(request.from);
   if (source.Lines() != nullptr && !source.Lines()->IsWellFormed()) {
     throw ToolError(ExitBadInput, "\"" + request.from +
                                       "\" has lines that are none; \"saverestore check\" names "

@@ -14,7 +14,7 @@ struct DiffRequest {
   TargetOpener openTarget;
   std::string file;
   std::string other;  ///< a second file; empty to compare with the target
-  std::optional<Mode> mode;
+  std::optional<Planning::Mode> mode;
   bool json = false;
 };
 

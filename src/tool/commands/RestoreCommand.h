@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "plan/Configuration.h"
-#include "plan/Rehearsal.h"
 #include "tool/targets/Targets.h"
 #include "tool/terminal/Messages.h"
 #include "tool/terminal/Password.h"
@@ -17,8 +16,10 @@ struct RestoreRequest {
   TargetOpener openTarget;
   std::vector<std::string> targets;      ///< as given, for the command that goes back
   std::vector<std::string> targetWords;  ///< the options that reach them, likewise
-  RestoreChoice choice;
-  std::optional<Mode> mode;  ///< without one, the mode of the file
+  std::string file;
+  std::optional<Planning::Mode> mode;  ///< without one, the mode of the file
+  bool skipSystemCheck = false;
+  bool skipBootOrder = false;
   PasswordSource password;
   bool dryRun = false;
   bool noBackup = false;
@@ -30,8 +31,8 @@ struct RestoreRequest {
 /// Checks the file, saves the machine's present configuration, shows what will change, restores,
 /// reads the machine again and reports what became of each setting.
 /// \return ExitDone when all is as wanted, ExitDifferent when some setting is not.
-/// \throws ToolError, ResultStatus, Interrupted  the file is refused (nothing is written then), or
-///                                               the restore has failed.
-int RunRestore(RestoreRequest request, const Messages& messages);
+/// \throws ToolError, Failure, ResultStatus, Interrupted  the file is refused (nothing is written
+///                                                        then), or the restore has failed.
+int RunRestore(const RestoreRequest& request, const Messages& messages);
 
 }  // namespace Tool

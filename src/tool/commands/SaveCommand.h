@@ -13,8 +13,8 @@ namespace Tool {
 struct SaveRequest {
   TargetOpener openTarget;
   std::string file;
-  std::optional<Mode> mode;  ///< without one, what the target has
-  bool overwrite = false;    ///< replace an existing file
+  std::optional<Planning::Mode> mode;  ///< without one, what the target has
+  bool overwrite = false;              ///< replace an existing file
 };
 
 /// Saves the target's configuration into a file, whole or not at all.

@@ -1,46 +1,27 @@
 #include "tool/commands/ShowCommand.h"
 
-#include <map>
-#include <nlohmann/json.hpp>
-
-#include "plan/Configuration.h"
 #include "plan/ConfigurationFile.h"
+#include "plan/Document.h"
 #include "tool/ExitCodes.h"
 
 namespace Tool {
 
-using nlohmann::ordered_json;
-
 int RunShow(const std::string& file, bool json, const Messages& messages) {
-  const ConfigurationFile read(file);
-  const Configuration& configuration = read.Content();
-  ordered_json system = ordered_json::object();
-  std::map<std::string, std::size_t> counts;
-  for (const Setting& setting : configuration.Settings()) {
-    ++counts[setting.section];
-    if (setting.section == "SYSTEM") system[setting.key] = setting.value;
-  }
+  const Planning::ConfigurationFile read(file);
+  const Planning::Configuration& content = read.Content();
   if (json) {
-    ordered_json sections = ordered_json::array();
-    for (const std::string& section : configuration.Sections()) {
-      sections.push_back({{"section", section}, {"keys", counts[section]}});
-    }
-    const ordered_json shown = {{"schema", "saverestore-show/1"},
-                                {"file", file},
-                                {"mode", NameOf(ModeOf(configuration))},
-                                {"system", system},
-                                {"sections", sections}};
-    messages.Document(shown.dump(2, ' ', false, ordered_json::error_handler_t::replace));
+    messages.Document(Planning::ShowDocument(content, file));
     return ExitDone;
   }
-  messages.Result(file + ": " + Counted(configuration.Sections().size(), "section") + ", " +
-                  Counted(configuration.Settings().size(), "key") + ", to restore with --mode " +
-                  NameOf(ModeOf(configuration)));
-  for (const auto& [key, value] : system.items()) {
-    messages.Result("  " + key + " " + value.get<std::string>());
+  messages.Result(file + ": " + Counted(content.Sections().size(), "section") + ", " +
+                  Counted(content.Settings().size(), "key") + ", to restore with --mode " +
+                  NameOf(ModeOf(content)));
+  for (const Planning::Setting& setting : content.Settings()) {
+    if (setting.section == "SYSTEM") messages.Result("  " + setting.key + " " + setting.value);
   }
-  for (const std::string& section : configuration.Sections()) {
-    messages.Result("  [" + section + "] " + std::to_string(counts[section]));
+  const auto counts = content.KeysPerSection();
+  for (const std::string& section : content.Sections()) {
+    messages.Result("  [" + section + "] " + std::to_string(counts.at(section)));
   }
   return ExitDone;
 }

@@ -13,7 +13,7 @@ namespace Tool {
 struct VerifyRequest {
   TargetOpener openTarget;
   std::string file;
-  std::optional<Mode> mode;  ///< without one, the mode of the file
+  std::optional<Planning::Mode> mode;  ///< without one, the mode of the file
   bool json = false;
 };
 

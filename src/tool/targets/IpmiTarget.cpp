@@ -52,7 +52,7 @@ void CheckWorkarounds(const std::vector<std::string>& names) {
 
 }  // namespace
 
-Mounts OpenIpmi(const std::string& place, const TargetOptions& options) {
+Planning::Mounts OpenIpmi(const std::string& place, const TargetOptions& options) {
   Ipmi::RemoteAddress address = AddressOf(place);
   CheckWorkarounds(options.ipmiWorkarounds);
   address.workarounds = options.ipmiWorkarounds;

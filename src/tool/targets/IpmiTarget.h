@@ -12,7 +12,7 @@ namespace Tool {
 /// none.
 /// \throws ToolError     the place or a workaround is malformed, or there is no password.
 /// \throws ResultStatus  what logging in throws.
-[[nodiscard]] Mounts OpenIpmi(const std::string& place, const TargetOptions& options);
+[[nodiscard]] Planning::Mounts OpenIpmi(const std::string& place, const TargetOptions& options);
 
 /// Opens the BMC of the machine that the tool runs on, through the kernel's `device`.
 /// \throws ResultStatus  Unreachable when there is none, NotPermitted.

@@ -74,7 +74,7 @@ Redfish::Trust TrustOf(const RedfishOptions& options) {
 
 }  // namespace
 
-Mounts OpenRedfish(const std::string& place, const TargetOptions& options) {
+Planning::Mounts OpenRedfish(const std::string& place, const TargetOptions& options) {
   const RedfishPlace parsed = Parse(place);
   Redfish::Endpoint endpoint;
   endpoint.host = parsed.host;

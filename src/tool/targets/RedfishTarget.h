@@ -11,6 +11,6 @@ namespace Tool {
 /// terminal; without a user nobody logs in.
 /// \throws ToolError     the place or an option is malformed, or there is no password.
 /// \throws ResultStatus  what connecting and logging in throw.
-[[nodiscard]] Mounts OpenRedfish(const std::string& place, const TargetOptions& options);
+[[nodiscard]] Planning::Mounts OpenRedfish(const std::string& place, const TargetOptions& options);
 
 }  // namespace Tool

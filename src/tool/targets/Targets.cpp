@@ -6,16 +6,12 @@
 #include <string_view>
 #include <utility>
 
-#include "common/ErrorManager.h"
 #include "common/Logger.h"
-#include "common/Platform.h"
 #ifdef SAVERESTORE_HOST
 #include "providers/host/HostProvider.h"
 #endif
 #include "providers/machine/MachineProvider.h"
-#include "query/XDirector.h"
 #include "tool/ExitCodes.h"
-#include "tool/targets/ObservedProvider.h"
 #include "tool/terminal/Interrupt.h"
 #ifdef SAVERESTORE_IPMI
 #include "tool/targets/IpmiTarget.h"
@@ -27,8 +23,8 @@
 namespace Tool {
 namespace {
 
-Mounts OpenMachine(const std::string& place, const TargetOptions& /*options*/) {
-  return AllTrees(std::make_shared<Machine::MachineProvider>(place));
+Planning::Mounts OpenMachine(const std::string& place, const TargetOptions& /*options*/) {
+  return Planning::AllTrees(std::make_shared<Machine::MachineProvider>(place));
 }
 
 #ifdef SAVERESTORE_HOST
@@ -50,9 +46,9 @@ std::string LocalBmcDevice() {
 #endif
 
 /// A machine without a BMC, or without the driver for it, has its BIOS all the same.
-Mounts OpenLocal(const std::string& /*place*/, const TargetOptions& /*options*/) {
+Planning::Mounts OpenLocal(const std::string& /*place*/, const TargetOptions& /*options*/) {
   const auto provider = std::make_shared<Host::HostProvider>(LocalRoots());
-  Mounts mounts = {{"BIOS", {provider}}, {"SMBIOS", {provider}}};
+  Planning::Mounts mounts = {{"BIOS", {provider}}, {"SMBIOS", {provider}}};
 #ifdef SAVERESTORE_IPMI
   try {
     mounts["BMC"] = {OpenLocalBmc(LocalBmcDevice())};
@@ -91,7 +87,7 @@ std::string HowToChoose() {
   return text + ". \"saverestore targets\" says what each is.";
 }
 
-Mounts OpenOne(const std::string& target, const TargetOptions& options) {
+Planning::Mounts OpenOne(const std::string& target, const TargetOptions& options) {
   const std::size_t colon = std::min(target.find(':'), target.size());
   const auto* kind = std::ranges::find(kTargetKinds, target.substr(0, colon), &TargetKind::scheme);
   const std::string place = target.substr(std::min(colon + 1, target.size()));
@@ -107,12 +103,13 @@ std::span<const TargetKind> TargetKinds() {
   return kTargetKinds;
 }
 
-Mounts OpenTargets(const std::vector<std::string>& targets, const TargetOptions& options) {
+Planning::Mounts OpenTargets(const std::vector<std::string>& targets,
+                             const TargetOptions& options) {
   if (targets.empty()) throw ToolError(ExitUsage, "no --target is given. " + HowToChoose());
-  Mounts mounts;
+  Planning::Mounts mounts;
   for (const std::string& target : targets) {
     for (auto& [tree, opened] : OpenOne(target, options)) {
-      Mount& mount = mounts[tree];
+      Planning::Mount& mount = mounts[tree];
       if (mount.provider && opened.isStandIn) continue;
       if (mount.provider && !mount.isStandIn) {
         throw ToolError(ExitUsage, "\"" + target + "\" is for " + tree +
@@ -124,31 +121,17 @@ Mounts OpenTargets(const std::vector<std::string>& targets, const TargetOptions&
   return mounts;
 }
 
-WatchedTarget::WatchedTarget(const TargetOpener& open, const Messages& messages,
-                             Progress* progress) {
-  QueryObserver observer;
-  observer.onQuery = [this, &messages, progress](const std::string& path) {
+Planning::QueryObserver Watching(const Messages& messages, Progress* progress) {
+  Planning::QueryObserver observer;
+  observer.onQuery = [&messages, progress](const std::string& path) {
     ThrowIfInterrupted();
-    ++queries_;
     if (progress != nullptr) progress->Query();
     messages.Detail("query " + path);
   };
-  observer.onFailure = [this, &messages](const std::string& path, const ResultStatus& failure) {
+  observer.onFailure = [&messages](const std::string& path, const ResultStatus& failure) {
     messages.Detail("query " + path + ": " + failure.message());
-    if (ErrorManager::SaysNothing(failure.getval()) && !silence_) silence_ = failure;
   };
-  mounts_ = Wrapped(open(), [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
-    return std::make_shared<ObservedProvider>(provider, observer);
-  });
-  MountTarget(mounts_);
-}
-
-WatchedTarget::~WatchedTarget() {
-  SDK::XDirectorImpl::CreateInstance()->UnmountAll();
-}
-
-void WatchedTarget::ThrowIfSilent() const {
-  if (silence_) throw ResultStatus(*silence_);
+  return observer;
 }
 
 }  // namespace Tool

@@ -1,13 +1,11 @@
 #pragma once
 
 #include <functional>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
-#include "common/ResultStatus.h"
-#include "plan/Mounts.h"
+#include "plan/Server.h"
 #include "tool/terminal/Messages.h"
 #include "tool/terminal/Password.h"
 #include "tool/terminal/Progress.h"
@@ -35,7 +33,7 @@ struct TargetKind {
   const char* form;     ///< how it is written behind --target; without ":" it takes no place
   const char* summary;  ///< one line
   /// Opens the target at `place`, what stands behind the ":". \throws ToolError, ResultStatus
-  Mounts (*open)(const std::string& place, const TargetOptions& options);
+  Planning::Mounts (*open)(const std::string& place, const TargetOptions& options);
 };
 
 [[nodiscard]] std::span<const TargetKind> TargetKinds();
@@ -43,33 +41,15 @@ struct TargetKind {
 /// Opens the targets that the `--target` texts name.
 /// \throws ToolError     usage: none is given, there is no such kind, or two are for one tree.
 /// \throws ResultStatus  what opening them throws.
-[[nodiscard]] Mounts OpenTargets(const std::vector<std::string>& targets,
-                                 const TargetOptions& options);
+[[nodiscard]] Planning::Mounts OpenTargets(const std::vector<std::string>& targets,
+                                           const TargetOptions& options);
 
 /// Opens the targets of a command, once its arguments are known to be right.
-using TargetOpener = std::function<Mounts()>;
+using TargetOpener = std::function<Planning::Mounts()>;
 
-/// The targets of a command: opened, mounted, and watched. Every query is counted, shown with
-/// --verbose, and stopped when the user has interrupted the command.
-class WatchedTarget {
- public:
-  /// \throws ToolError, ResultStatus  from opening them.
-  WatchedTarget(const TargetOpener& open, const Messages& messages, Progress* progress = nullptr);
-  WatchedTarget(const WatchedTarget&) = delete;
-  WatchedTarget& operator=(const WatchedTarget&) = delete;
-  ~WatchedTarget();
-
-  [[nodiscard]] const Mounts& Providers() const { return mounts_; }
-  [[nodiscard]] unsigned Queries() const { return queries_; }
-
-  /// Throws the first failure with which the target has said nothing: it could not be reached, or
-  /// did not permit a read. Reads swallow that, and an empty value must not pass for an answer.
-  void ThrowIfSilent() const;
-
- private:
-  Mounts mounts_;
-  std::optional<ResultStatus> silence_;
-  unsigned queries_ = 0;
-};
+/// Shows every query to a server with --verbose, and as progress, and stops when the user has
+/// interrupted the command.
+[[nodiscard]] Planning::QueryObserver Watching(const Messages& messages,
+                                               Progress* progress = nullptr);
 
 }  // namespace Tool

@@ -8,7 +8,7 @@
 #include "common/ResultStatus.h"
 #include "query/QueryProvider.h"
 
-namespace Tool {
+namespace Planning {
 
 /// Sees every query that goes to the target.
 struct QueryObserver {
@@ -39,4 +39,4 @@ class ObservedProvider final : public SDK::QueryProvider {
   QueryObserver observer_;
 };
 
-}  // namespace Tool
+}  // namespace Planning

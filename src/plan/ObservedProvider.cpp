@@ -1,8 +1,8 @@
-#include "tool/targets/ObservedProvider.h"
+#include "plan/ObservedProvider.h"
 
 #include <utility>
 
-namespace Tool {
+namespace Planning {
 
 ObservedProvider::ObservedProvider(std::shared_ptr<SDK::QueryProvider> inner,
                                    QueryObserver observer)
@@ -48,4 +48,4 @@ std::vector<SDK::BootMessage> ObservedProvider::BootMessages() {
   return inner_->BootMessages();
 }
 
-}  // namespace Tool
+}  // namespace Planning

@@ -1,12 +1,13 @@
-#include "plan/RestoreReport.h"
+#include "plan/Report.h"
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <type_traits>
 
 #include "modules/save/SectionCatalogue.h"
 
-namespace Tool {
+namespace Planning {
 namespace {
 
 struct OutcomeName {
@@ -23,9 +24,15 @@ constexpr auto kOutcomeNames = std::to_array<OutcomeName>({
 
 /// What was sent to the machine and what it says of that, by query path.
 struct Sent {
-  const std::set<std::string>& paths;
+  std::set<std::string> paths;
   std::map<std::string, const SDK::WriteNote*> notes;
 };
+
+std::set<std::string> PathsOf(const std::vector<RecordedWrite>& writes) {
+  std::set<std::string> paths;
+  for (const RecordedWrite& write : writes) paths.insert(write.path);
+  return paths;
+}
 
 /// The first entry at or below `setting`'s path, or the end. A row of a boot order stands for its
 /// device, so whatever is about any position of the order is about the row.
@@ -89,26 +96,40 @@ const char* NameOf(Outcome outcome) {
   return std::ranges::find(kOutcomeNames, outcome, &OutcomeName::outcome)->name;
 }
 
-std::size_t RestoreReport::Count(Outcome outcome) const {
+std::size_t Report::Count(Outcome outcome) const {
   return static_cast<std::size_t>(std::ranges::count(rows, outcome, &ReportRow::outcome));
 }
 
-RestoreReport Report(const Configuration& file, const Configuration& before,
-                     const Configuration& after, const std::set<std::string>& sent,
-                     const std::vector<SDK::WriteNote>& notes) {
-  RestoreReport report;
-  Sent all{sent, {}};
-  for (const SDK::WriteNote& note : notes) all.notes.try_emplace(note.path, &note);
-  for (const Setting& wanted : file.Settings()) {
-    if (wanted.section == "SYSTEM") continue;
-    report.rows.push_back(RowFor(wanted, before, after, all));
+Report ReportOf(const Plan& plan, const Written& written, const Server& server) {
+  Report report;
+  report.present = ConfigurationOfTarget(plan.request.mode);
+  report.silence = server.Silence();
+  if (report.silence) return report;
+  const Configuration& wanted = plan.request.wanted;
+  Sent sent{PathsOf(plan.writes), {}};
+  for (const SDK::WriteNote& note : written.notes) sent.notes.try_emplace(note.path, &note);
+  for (const Setting& setting : wanted.Settings()) {
+    if (setting.section == "SYSTEM") continue;
+    report.rows.push_back(RowFor(setting, plan.present, report.present, sent));
   }
-  for (const Setting& setting : after.Settings()) {
-    if (setting.section == "SYSTEM" || file.Find(setting.section, setting.key) != nullptr) continue;
+  for (const Setting& setting : report.present.Settings()) {
+    if (setting.section == "SYSTEM" || wanted.Find(setting.section, setting.key) != nullptr) {
+      continue;
+    }
     report.rows.push_back(
         {setting.section, setting.key, Outcome::Skipped, "", setting.value, kNotNamed});
   }
   return report;
 }
 
-}  // namespace Tool
+std::vector<SDK::BootMessage> WaitingFromBefore(const Plan& plan, const Server& server) {
+  if (plan.request.mode == ModeBmc) return {};
+  const std::set<std::string> sent = PathsOf(plan.writes);
+  std::vector<SDK::BootMessage> waiting = server.BootMessages();
+  std::erase_if(waiting, [&](const SDK::BootMessage& message) {
+    return !message.isWaiting || sent.contains(message.path);
+  });
+  return waiting;
+}
+
+}  // namespace Planning

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "plan/Configuration.h"
+#include "plan/Plan.h"
+#include "plan/Server.h"
+
+namespace Planning {
+
+/// A configuration that was saved into a file.
+struct Saved {
+  std::string file;
+  std::size_t sections = 0;
+  std::size_t keys = 0;
+  std::vector<std::string> warnings;  ///< what a person should know of it
+};
+
+/// Hears of each section as it is read; its name carries its brackets.
+using SectionObserver = std::function<void(const std::string& name)>;
+
+/// Saves the mounted server's configuration into `file`, of the form that its name says.
+/// \throws Failure, ResultStatus  the file is then not to be used.
+void SaveInto(const std::string& file, Mode mode, const Server& server,
+              const SectionObserver& observer = {});
+
+/// Reads a saved file back, the way a restore will.
+/// \throws Failure  that is not possible.
+[[nodiscard]] Saved ReviewSaved(const std::string& file, Mode mode);
+
+/// Saves what the server has before `plan` is carried out, whole or not at all, under a dated name
+/// in `folder`: beside the file of the plan when that is empty.
+/// \throws Failure, ResultStatus  nothing has been written then.
+[[nodiscard]] Saved SaveBackup(const Plan& plan, const std::string& folder, const Server& server);
+
+}  // namespace Planning

@@ -1,0 +1,138 @@
+#include "plan/Document.h"
+
+#include <map>
+#include <nlohmann/json.hpp>
+
+namespace Planning {
+namespace {
+
+using nlohmann::ordered_json;
+
+std::string Dump(const ordered_json& document) {
+  return document.dump(2, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+ordered_json OneSided(const std::vector<std::string>& sections,
+                      const std::vector<const Setting*>& settings) {
+  ordered_json keys = ordered_json::array();
+  for (const Setting* setting : settings) {
+    keys.push_back(
+        {{"section", setting->section}, {"key", setting->key}, {"value", setting->value}});
+  }
+  return {{"sections", sections}, {"keys", keys}};
+}
+
+}  // namespace
+
+std::string DryRunDocument(const Plan& plan) {
+  ordered_json writes = ordered_json::array();
+  for (const RecordedWrite& write : plan.writes) {
+    writes.push_back({{"path", write.path}, {"value", write.value}});
+  }
+  ordered_json changes = ordered_json::array();
+  for (const Change& change : plan.changes) {
+    changes.push_back({{"path", change.path}, {"from", change.from}, {"to", change.to}});
+  }
+  return Dump({{"schema", "saverestore-dry-run/1"},
+               {"file", plan.request.name},
+               {"mode", NameOf(plan.request.mode)},
+               {"changes", changes},
+               {"writes", writes},
+               {"messages", plan.skipped}});
+}
+
+std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written& written,
+                            const Report& report) {
+  ordered_json totals;
+  for (const Outcome outcome : kAllOutcomes) totals[NameOf(outcome)] = report.Count(outcome);
+  ordered_json settings = ordered_json::array();
+  for (const ReportRow& row : report.rows) {
+    settings.push_back({{"section", row.section},
+                        {"key", row.key},
+                        {"outcome", NameOf(row.outcome)},
+                        {"wanted", row.wanted},
+                        {"present", row.present},
+                        {"reason", row.reason}});
+  }
+  ordered_json document = {{"schema", "saverestore-restore/1"},
+                           {"file", plan.request.name},
+                           {"mode", NameOf(plan.request.mode)},
+                           {"backup", backup.file},
+                           {"totals", totals},
+                           {"settings", settings},
+                           {"messages", written.skipped}};
+  if (written.failure) {
+    document["failure"] = {{"code", written.failure->getval()},
+                           {"text", written.failure->message()}};
+  }
+  return Dump(document);
+}
+
+std::string DiffDocument(const Comparison& comparison, const std::string& file,
+                         const std::optional<std::string>& other) {
+  ordered_json different = ordered_json::array();
+  for (const auto& [ofFile, ofOther] : comparison.different) {
+    different.push_back({{"section", ofFile->section},
+                         {"key", ofFile->key},
+                         {"file", ofFile->value},
+                         {"other", ofOther->value}});
+  }
+  return Dump({{"schema", "saverestore-diff/2"},
+               {"file", file},
+               {"other", other ? ordered_json(*other) : ordered_json()},
+               {"different", different},
+               {"only_file", OneSided(comparison.onlyLeftSections, comparison.onlyLeftKeys)},
+               {"only_other", OneSided(comparison.onlyRightSections, comparison.onlyRightKeys)}});
+}
+
+std::string VerifyDocument(const Verification& verification, const std::string& file, Mode mode) {
+  ordered_json different = ordered_json::array();
+  for (const Verification::Missed& missed : verification.missed) {
+    different.push_back({{"section", missed.section},
+                         {"key", missed.key},
+                         {"file", missed.wanted},
+                         {"machine", missed.present ? ordered_json(*missed.present) : nullptr}});
+  }
+  ordered_json messages = ordered_json::array();
+  for (const SDK::BootMessage& message : verification.messages) {
+    messages.push_back({{"setting", verification.present.NameOf(message.path)},
+                        {"time", message.time},
+                        {"fault", message.isFault},
+                        {"text", message.text}});
+  }
+  return Dump({{"schema", "saverestore-verify/1"},
+               {"file", file},
+               {"mode", NameOf(mode)},
+               {"compared", verification.compared},
+               {"different", different},
+               {"messages", messages}});
+}
+
+std::string CheckDocument(const std::vector<Finding>& findings, const std::string& file) {
+  ordered_json list = ordered_json::array();
+  for (const Finding& finding : findings) {
+    list.push_back({{"severity", finding.weight == Finding::Weight::Error ? "error" : "warning"},
+                    {"line", finding.line},
+                    {"text", finding.text}});
+  }
+  return Dump({{"schema", "saverestore-check/1"}, {"file", file}, {"findings", list}});
+}
+
+std::string ShowDocument(const Configuration& content, const std::string& file) {
+  ordered_json system = ordered_json::object();
+  for (const Setting& setting : content.Settings()) {
+    if (setting.section == "SYSTEM") system[setting.key] = setting.value;
+  }
+  ordered_json sections = ordered_json::array();
+  const std::map<std::string, std::size_t> counts = content.KeysPerSection();
+  for (const std::string& section : content.Sections()) {
+    sections.push_back({{"section", section}, {"keys", counts.at(section)}});
+  }
+  return Dump({{"schema", "saverestore-show/1"},
+               {"file", file},
+               {"mode", NameOf(ModeOf(content))},
+               {"system", system},
+               {"sections", sections}});
+}
+
+}  // namespace Planning

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "plan/Backup.h"
+#include "plan/Compare.h"
+#include "plan/FileCheck.h"
+#include "plan/Plan.h"
+#include "plan/Report.h"
+#include "plan/Verification.h"
+#include "plan/Write.h"
+
+// The JSON documents of all commands, as text. docs/json.md describes every member; a change of a
+// member is a new version of its schema. Bytes that are no UTF-8 become the replacement character.
+
+namespace Planning {
+
+/// What a restore would do: "saverestore-dry-run/1".
+[[nodiscard]] std::string DryRunDocument(const Plan& plan);
+
+/// What a restore has done: "saverestore-restore/1". `backup` has no file when none was saved.
+[[nodiscard]] std::string RestoreDocument(const Plan& plan, const Saved& backup,
+                                          const Written& written, const Report& report);
+
+/// How `file` differs from another file, or, without a name, from a server: "saverestore-diff/2".
+[[nodiscard]] std::string DiffDocument(const Comparison& comparison, const std::string& file,
+                                       const std::optional<std::string>& other);
+
+/// What of a restored file has taken effect: "saverestore-verify/1".
+[[nodiscard]] std::string VerifyDocument(const Verification& verification, const std::string& file,
+                                         Mode mode);
+
+/// What is wrong with a file: "saverestore-check/1".
+[[nodiscard]] std::string CheckDocument(const std::vector<Finding>& findings,
+                                        const std::string& file);
+
+/// What a file is: "saverestore-show/1".
+[[nodiscard]] std::string ShowDocument(const Configuration& content, const std::string& file);
+
+}  // namespace Planning

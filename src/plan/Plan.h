@@ -1,0 +1,54 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "plan/Configuration.h"
+#include "plan/FileCheck.h"
+#include "plan/Rehearsal.h"
+#include "plan/Request.h"
+#include "plan/Server.h"
+
+// A restore goes through stages, each of which hands a value on:
+//
+//     const Plan plan = MakePlan(request, server);          // reads only
+//     const Saved backup = SaveBackup(plan, folder, server);  // Backup.h
+//     const Written written = Write(plan, password, server);  // Write.h
+//     const Report report = ReportOf(plan, written, server);  // Report.h
+//
+// None of them prints or asks. Whoever calls them shows the values and decides whether to go on.
+
+namespace Planning {
+
+/// A write that changes something.
+struct Change {
+  std::string path;
+  std::string from;  ///< the present value
+  std::string to;
+};
+
+/// What a restore would do to a server.
+struct Plan {
+  Request request;
+  std::vector<Finding> findings;  ///< of the file by itself, then of the file on this server
+  // The rest is empty when the findings hold errors: nothing is planned then.
+  Configuration present;              ///< what the server has
+  std::vector<RecordedWrite> writes;  ///< all that would be sent
+  std::vector<Change> changes;        ///< those of them that change something
+  std::vector<std::string> skipped;   ///< what the restore says about items it passes over
+
+  [[nodiscard]] bool IsRefused() const { return HasErrors(findings); }
+};
+
+/// Works out what a restore would do, by rehearsing it. Writes nothing.
+/// \throws Failure       the server has no such part, or the file's name is too long.
+/// \throws ResultStatus  the server has fallen silent, or the file's name has another form.
+[[nodiscard]] Plan MakePlan(const Request& request, const Server& server);
+
+/// What keeps a file from being restored on the mounted server: every key that the restore needs
+/// and the file lacks, whatever else would end it, and, unless skipped, what of [SYSTEM] does not
+/// fit.
+[[nodiscard]] std::vector<Finding> CheckAgainstServer(const Request& request,
+                                                      const Rehearsal& rehearsal);
+
+}  // namespace Planning

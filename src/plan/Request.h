@@ -1,0 +1,27 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "plan/Configuration.h"
+#include "plan/FileCheck.h"
+
+namespace Planning {
+
+/// What is wanted of a server, and how it is to be written.
+struct Request {
+  std::string name;               ///< how people call it; of a file its name
+  std::string file;               ///< a configuration file of either form, for the restore to read
+  Configuration wanted;           ///< what that file holds
+  std::vector<Finding> findings;  ///< what it tells by itself
+  Mode mode = ModeAll;
+  bool skipSystemCheck = false;  ///< do not compare [SYSTEM] with the server
+  bool skipBootOrder = false;    ///< leave the boot order and the hard-disk order alone
+};
+
+/// The request for a file as it is. Without a mode it is the one that covers what the file holds.
+/// \throws Failure, ResultStatus  as ConfigurationFile.
+[[nodiscard]] Request RequestOfFile(const std::string& path, std::optional<Mode> mode);
+
+}  // namespace Planning

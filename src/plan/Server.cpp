@@ -1,0 +1,42 @@
+#include "plan/Server.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "common/ErrorManager.h"
+#include "query/XDirector.h"
+
+namespace Planning {
+
+Server::Server(const Mounts& mounts, QueryObserver observer) {
+  QueryObserver watch;
+  watch.onQuery = [this, observer](const std::string& path) {
+    if (observer.onQuery) observer.onQuery(path);
+    ++queries_;
+  };
+  watch.onFailure = [this, observer](const std::string& path, const ResultStatus& failure) {
+    if (observer.onFailure) observer.onFailure(path, failure);
+    if (ErrorManager::SaysNothing(failure.getval()) && !silence_) silence_ = failure;
+  };
+  mounts_ = Wrapped(mounts, [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
+    return std::make_shared<ObservedProvider>(provider, watch);
+  });
+  MountTarget(mounts_);
+}
+
+Server::~Server() {
+  SDK::XDirectorImpl::CreateInstance()->UnmountAll();
+}
+
+void Server::ThrowIfSilent() const {
+  if (silence_) throw ResultStatus(*silence_);
+}
+
+std::vector<SDK::BootMessage> Server::BootMessages() const {
+  const auto bios = mounts_.find("BIOS");
+  if (bios == mounts_.end()) return {};
+  return bios->second.provider->BootMessages();
+}
+
+}  // namespace Planning

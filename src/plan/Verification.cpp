@@ -1,0 +1,36 @@
+#include "plan/Verification.h"
+
+#include "plan/Compare.h"
+
+namespace Planning {
+namespace {
+
+/// The part of the file that a restore in `mode` writes: not [SYSTEM], which is not written.
+bool IsWritten(const Setting& setting, Mode mode) {
+  if (setting.section == "SYSTEM") return false;
+  if (IsBiosSection(setting.section)) {
+    // An empty value of the BIOS is not restored.
+    return mode != ModeBmc && !setting.value.empty();
+  }
+  return mode != ModeBios;
+}
+
+}  // namespace
+
+Verification Verify(const Configuration& file, Mode mode, const Server& server) {
+  Verification verification;
+  verification.present = ConfigurationOfTarget(mode);
+  server.ThrowIfSilent();
+  for (const Setting& wanted : file.Settings()) {
+    if (!IsWritten(wanted, mode)) continue;
+    ++verification.compared;
+    const Setting* present = verification.present.Find(wanted.section, wanted.key);
+    if (present != nullptr && SameValue(wanted, *present)) continue;
+    verification.missed.push_back({wanted.section, wanted.key, wanted.value, std::nullopt});
+    if (present != nullptr) verification.missed.back().present = present->value;
+  }
+  if (mode != ModeBmc) verification.messages = server.BootMessages();
+  return verification;
+}
+
+}  // namespace Planning

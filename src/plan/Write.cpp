@@ -1,0 +1,66 @@
+#include "plan/Write.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include "common/ErrorManager.h"
+#include "modules/save/SaveRestore.h"
+
+namespace Planning {
+namespace {
+
+/// The module, with its messages about skipped items kept for the report.
+class ReportedRestore final : public SDK::SaveRestore {
+ public:
+  explicit ReportedRestore(std::vector<std::string>& skipped) : skipped_(skipped) {}
+
+ protected:
+  void PrintSkip(const std::string& text) override { AddOnce(skipped_, text); }
+
+ private:
+  std::vector<std::string>& skipped_;
+};
+
+/// Runs the module's restore. \throws what it throws; the password is wiped in any case.
+void RestoreNow(const Request& request, Mode mode, const std::string& password,
+                std::vector<std::string>& skipped) {
+  SDK::SavenRestoreOptions options = OptionsFor(request.file, mode);
+  options.skipSystemCheck = request.skipSystemCheck;
+  options.skipBootOrder = request.skipBootOrder;
+  password.copy(options.password, sizeof options.password - 1);
+  struct Wipe {
+    SDK::SavenRestoreOptions& record;
+    ~Wipe() { explicit_bzero(record.password, sizeof record.password); }
+  } wipe{options};
+  ReportedRestore(skipped).Restore(options);
+}
+
+bool IsOfBios(const SDK::WriteNote& note) {
+  return note.path.starts_with("/BIOS/");
+}
+
+void RestoreKeepingFailure(const Request& request, Mode mode, const std::string& password,
+                           const Server& server, Written& written) {
+  try {
+    RestoreNow(request, mode, password, written.skipped);
+  } catch (const ResultStatus& thrown) {
+    written.failure = thrown;
+  }
+  std::ranges::move(TakeWriteNotes(server.Providers()), std::back_inserter(written.notes));
+  const bool onlyBmcRefused = written.failure &&
+                              written.failure->getval() == ErrorManager::WritesRefused &&
+                              std::ranges::none_of(written.notes, IsOfBios);
+  if (mode != ModeAll || !onlyBmcRefused) return;
+  RestoreKeepingFailure(request, ModeBios, password, server, written);
+}
+
+}  // namespace
+
+Written Write(const Plan& plan, const std::string& password, const Server& server) {
+  Written written;
+  RestoreKeepingFailure(plan.request, plan.request.mode, password, server, written);
+  return written;
+}
+
+}  // namespace Planning

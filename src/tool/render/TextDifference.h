@@ -1,0 +1,21 @@
+#pragma once
+
+#include "plan/Compare.h"
+#include "plan/Verification.h"
+#include "tool/terminal/Messages.h"
+
+namespace Tool {
+
+/// How the two sides of a comparison are called.
+struct Sides {
+  const char* left;
+  const char* right;
+};
+
+void ShowComparison(const Planning::Comparison& comparison, const Sides& sides,
+                    const Messages& messages);
+
+/// Shows what of a restored file has not taken effect, and what the server says of that.
+void ShowVerification(const Planning::Verification& verification, const Messages& messages);
+
+}  // namespace Tool

@@ -40,6 +40,14 @@ std::string ObservedProvider::PlatformName() {
   return inner_->PlatformName();
 }
 
+std::vector<SDK::WriteForesight> ObservedProvider::Foresee(const SDK::SettingMap& settings) {
+  return inner_->Foresee(settings);
+}
+
+void ObservedProvider::UsePasswords(const SDK::SettingMap& passwords) {
+  inner_->UsePasswords(passwords);
+}
+
 std::vector<SDK::WriteNote> ObservedProvider::TakeWriteNotes() {
   return inner_->TakeWriteNotes();
 }

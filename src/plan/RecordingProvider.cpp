@@ -37,6 +37,14 @@ std::string RecordingProvider::PlatformName() {
   return inner_->PlatformName();
 }
 
+std::vector<SDK::WriteForesight> RecordingProvider::Foresee(const SDK::SettingMap& settings) {
+  return inner_->Foresee(settings);
+}
+
+void RecordingProvider::UsePasswords(const SDK::SettingMap& passwords) {
+  inner_->UsePasswords(passwords);
+}
+
 std::vector<SDK::WriteNote> RecordingProvider::TakeWriteNotes() {
   return inner_->TakeWriteNotes();
 }

@@ -26,6 +26,8 @@ class RecordingProvider final : public SDK::QueryProvider {
   void WriteAuthorised(const SDK::SettingMap& settings, const std::string& password) override;
   void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;
   std::string PlatformName() override;
+  std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings) override;
+  void UsePasswords(const SDK::SettingMap& passwords) override;
   std::vector<SDK::WriteNote> TakeWriteNotes() override;
   std::vector<SDK::BootMessage> BootMessages() override;
 

@@ -32,6 +32,21 @@ struct BootMessage {
   bool isWaiting = false;  ///< it is about a value that takes effect at the next boot
 };
 
+/// What a write would lead to beyond its own value, told before anything is written.
+struct WriteForesight {
+  enum class Kind {
+    LocksOut,       ///< the way to the server that is in use ends, or gets too weak to go back
+    OpensAccount,   ///< an account can be used that could not be, or by another name; its password
+                    ///< is set with it
+    NeedsPassword,  ///< the same, but it would have whatever password its slot had before
+    CannotTake,     ///< the server has no way to take it; the rest can be written
+  };
+  std::string path;
+  Kind kind;
+  std::string text;     ///< a part of a sentence, about the path
+  std::string account;  ///< the account's name after the write, where it is about one
+};
+
 /// One back end for one or more trees of the query path space ("BMC", "BIOS", "SMBIOS").
 ///
 /// The director is its only caller and hands it the paths of the trees it is mounted for, from one
@@ -90,6 +105,15 @@ class QueryProvider {
   /// The platform name of the server, for example "CALDRA_PLATFORM"; empty when this back end does
   /// not know it.
   virtual std::string PlatformName() = 0;
+
+  /// What writing `settings` as one batch would lead to, in the order of the writes; nothing for
+  /// what is already as it should be. It changes nothing, and names no fault that `Write` would
+  /// raise before it has sent anything. \throws as Read.
+  virtual std::vector<WriteForesight> Foresee(const SettingMap& /*settings*/) { return {}; }
+
+  /// Passwords, by the name of the account, for those accounts that later writes open: each is set
+  /// before its account can be used. The provider wipes its copy.
+  virtual void UsePasswords(const SettingMap& /*passwords*/) {}
 
   /// The notes on the writes since the last call; a write without one is done.
   virtual std::vector<WriteNote> TakeWriteNotes() { return {}; }

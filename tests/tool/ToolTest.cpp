@@ -18,6 +18,7 @@
 #include "tool/ExitCodes.h"
 #include "tool/ToolFixture.h"
 #include "tool/commands/SaveCommand.h"
+#include "tool/terminal/Messages.h"
 
 namespace Test {
 namespace {
@@ -154,6 +155,25 @@ TEST_F(ToolTest, HelpAndVersionGoToStandardOutput) {
   EXPECT_THAT(Run("targets").out, HasSubstr("machine:FILE"));
 }
 
+TEST_F(ToolTest, AClosedStreamNeverBecomesTheFile) {
+  const std::string target = "--target " + Example("oskent");
+  EXPECT_EQ(Run(target + " save whole.ini").exitCode, 0);
+  const Outcome outcome =
+      Shell("(exec <&- >&- 2>&-; " SAVERESTORE_TOOL " -v " + target + " save x.ini)");
+  EXPECT_EQ(outcome.exitCode, 0);
+  EXPECT_EQ(ReadText(PathOf("x.ini")), ReadText(PathOf("whole.ini")));
+}
+
+TEST_F(ToolTest, OutputThatCannotBeWrittenIsAFailure) {
+  EXPECT_EQ(Run("--target " + Example("oskent") + " save x.ini").exitCode, 0);
+  for (const char* command :
+       {"show x.ini", "check --json x.ini", "--help", "--version", "targets"}) {
+    const Outcome outcome = Shell("(" SAVERESTORE_TOOL " " + std::string(command) + " >/dev/full)");
+    EXPECT_EQ(outcome.exitCode, 2) << command;
+    EXPECT_THAT(outcome.err, HasSubstr("standard output could not be written")) << command;
+  }
+}
+
 TEST_F(ToolTest, EveryExitCodeStandsInHelpReadmeAndManual) {
   const std::string help = Run("--help").out;
   const std::string table = help.substr(help.find("Exit codes:"));
@@ -192,10 +212,11 @@ TEST_F(ToolTest, TextsOfAMachineCannotSteerTheTerminal) {
             "{\"format\": \"saverestore-machine/1\", \"platform\": \"\", \"nodes\": {\"/BMC/LAN\": "
             "{\"values\": [\"/BMC/LAN[1]\"]}, \"/BIOS\": {\"kind\": 1, \"values\": "
             "[\"/BIOS/Main\"]}, \"/BIOS/Main\": {\"kind\": 1, \"values\": "
-            "[\"/BIOS/Main/\\u001b[2J\\n[POWER]\"]}}}");
+            "[\"/BIOS/Main/\\u001b[2J\\n[POWER]\", \"/BIOS/Main/\\u00e9\\u009b2J\"]}}}");
   const Outcome outcome = Run("-v --target machine:m.json save x.ini");
   EXPECT_EQ(outcome.exitCode, 0);
   EXPECT_THAT(outcome.err, Not(HasSubstr("\x1b")));
+  EXPECT_EQ(Tool::Printable("\u00e9\u20ac\u009b2J\x9b"), "\u00e9\u20ac\\xC2\\x9B2J\\x9B");
   EXPECT_THAT(ReadText(PathOf("x.ini")), HasSubstr("\\x1B[2J\\x0A[POWER]="));
 }
 
@@ -229,6 +250,16 @@ TEST(ExitCodes, AreTheShellsViewOfAFailure) {
   EXPECT_EQ(exitCode(ErrorManager::TargetMalformed), 65);
   EXPECT_EQ(exitCode(ErrorManager::CannotWriteFile), 2);
   EXPECT_EQ(exitCode(9999), 2);
+}
+
+TEST_F(ToolTest, AnInterruptAtThePasswordPromptEndsAtOnce) {
+  EXPECT_EQ(Run("--target " + Example("oskent") + " save x.ini").exitCode, 0);
+  for (const char* typed : {"secret\x03", "\x1c"}) {  // Ctrl-C, Ctrl-backslash
+    EXPECT_THAT(TerminalOutput({SAVERESTORE_TOOL, "--target", Example("oskent"), "restore",
+                                "--ask-password", PathOf("x.ini")},
+                               typed, 2),
+                HasSubstr("interrupted; nothing was written"));
+  }
 }
 
 TEST_F(ToolTest, ATerminalShowsProgressAndIsLeftClean) {

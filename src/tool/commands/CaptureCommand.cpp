@@ -205,7 +205,7 @@ void RunCapture(const CaptureRequest& request, const Messages& messages) {
   Planning::Configuration saved;
   unsigned queries = 0;
   {
-    Progress progress(messages.ShowsProgress());
+    Progress progress(messages);
     const Planning::Mounts kept =
         Wrapped(request.openTarget(), [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
           return std::make_shared<KeepingProvider>(provider, answers);

@@ -22,7 +22,7 @@ struct Outcome {
 
 /// Saves the target into `file`. \throws as RunSave.
 Outcome SaveTo(const std::string& file, const SaveRequest& request, const Messages& messages) {
-  Progress progress(messages.ShowsProgress());
+  Progress progress(messages);
   const Planning::Server server(request.openTarget(), Watching(messages, &progress));
   const Planning::Mode mode = request.mode.value_or(ModeOf(server.Providers()));
   CheckMode(server.Providers(), mode);

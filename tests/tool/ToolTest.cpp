@@ -15,6 +15,7 @@
 
 #include "ini/IniDocument.h"
 #include "providers/machine/MachineProvider.h"
+#include "support/Paths.h"
 #include "tool/ExitCodes.h"
 #include "tool/ToolFixture.h"
 #include "tool/commands/SaveCommand.h"
@@ -159,7 +160,7 @@ TEST_F(ToolTest, AClosedStreamNeverBecomesTheFile) {
   const std::string target = "--target " + Example("oskent");
   EXPECT_EQ(Run(target + " save whole.ini").exitCode, 0);
   const Outcome outcome =
-      Shell("(exec <&- >&- 2>&-; " SAVERESTORE_TOOL " -v " + target + " save x.ini)");
+      Shell("(exec <&- >&- 2>&-; " + ToolProgram() + " -v " + target + " save x.ini)");
   EXPECT_EQ(outcome.exitCode, 0);
   EXPECT_EQ(ReadText(PathOf("x.ini")), ReadText(PathOf("whole.ini")));
 }
@@ -168,7 +169,8 @@ TEST_F(ToolTest, OutputThatCannotBeWrittenIsAFailure) {
   EXPECT_EQ(Run("--target " + Example("oskent") + " save x.ini").exitCode, 0);
   for (const char* command :
        {"show x.ini", "check --json x.ini", "--help", "--version", "targets"}) {
-    const Outcome outcome = Shell("(" SAVERESTORE_TOOL " " + std::string(command) + " >/dev/full)");
+    const Outcome outcome =
+        Shell("(" + ToolProgram() + " " + std::string(command) + " >/dev/full)");
     EXPECT_EQ(outcome.exitCode, 2) << command;
     EXPECT_THAT(outcome.err, HasSubstr("standard output could not be written")) << command;
   }
@@ -255,7 +257,7 @@ TEST(ExitCodes, AreTheShellsViewOfAFailure) {
 TEST_F(ToolTest, AnInterruptAtThePasswordPromptEndsAtOnce) {
   EXPECT_EQ(Run("--target " + Example("oskent") + " save x.ini").exitCode, 0);
   for (const char* typed : {"secret\x03", "\x1c"}) {  // Ctrl-C, Ctrl-backslash
-    EXPECT_THAT(TerminalOutput({SAVERESTORE_TOOL, "--target", Example("oskent"), "restore",
+    EXPECT_THAT(TerminalOutput({ToolProgram(), "--target", Example("oskent"), "restore",
                                 "--ask-password", PathOf("x.ini")},
                                typed, 2),
                 HasSubstr("interrupted; nothing was written"));
@@ -264,13 +266,13 @@ TEST_F(ToolTest, AnInterruptAtThePasswordPromptEndsAtOnce) {
 
 TEST_F(ToolTest, ATerminalShowsProgressAndIsLeftClean) {
   const std::string shown =
-      TerminalOutput({SAVERESTORE_TOOL, "--target", Example("caldra"), "save", PathOf("x.ini")});
+      TerminalOutput({ToolProgram(), "--target", Example("caldra"), "save", PathOf("x.ini")});
   EXPECT_THAT(shown, HasSubstr(" queries"));
   const std::size_t cleared = shown.rfind("\r\x1b[K");
   ASSERT_NE(cleared, std::string::npos);
   EXPECT_THAT(shown.substr(cleared + 4), ::testing::StartsWith("Saved "));
-  const std::string quiet = TerminalOutput(
-      {SAVERESTORE_TOOL, "-q", "--target", Example("caldra"), "save", PathOf("y.ini")});
+  const std::string quiet =
+      TerminalOutput({ToolProgram(), "-q", "--target", Example("caldra"), "save", PathOf("y.ini")});
   EXPECT_THAT(quiet, IsEmpty());
 }
 

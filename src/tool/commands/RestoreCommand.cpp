@@ -9,11 +9,9 @@
 #include "plan/Document.h"
 #include "plan/Plan.h"
 #include "plan/Report.h"
-#include "plan/Verification.h"
 #include "plan/Write.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
-#include "tool/render/TextDifference.h"
 #include "tool/render/TextPlan.h"
 #include "tool/render/TextReport.h"
 #include "tool/terminal/Interrupt.h"
@@ -29,6 +27,8 @@ Planning::Request PlanRequest(const RestoreRequest& request) {
   Planning::Request wanted = Planning::RequestOfFile(request.file, request.mode);
   wanted.skipSystemCheck = request.skipSystemCheck;
   wanted.skipBootOrder = request.skipBootOrder;
+  wanted.keepsGoing = request.keepsGoing;
+  wanted.ignoresUnknown = request.ignoresUnknown;
   return wanted;
 }
 
@@ -69,25 +69,11 @@ Planning::Saved Backup(const RestoreRequest& request, const Plan& plan, const Se
   return backup;
 }
 
-/// Has what waits take effect, and shows what has. With --json the report was the one document.
-int RestartAndVerify(const RestoreRequest& request, const Plan& plan, const Server& server,
-                     const Messages& messages) {
-  RestartServer(server, request.force, std::chrono::seconds(kRestartSeconds), messages);
-  const Planning::Verification verification =
-      Planning::Verify(plan.request.wanted, plan.request.mode, server);
-  if (!request.json) ShowVerification(verification, messages);
-  return verification.missed.empty() ? ExitDone : ExitDifferent;
-}
-
 /// Writes, reads the machine again, reports. \return the exit code.
 int WriteAndReport(const RestoreRequest& request, const Plan& plan, const Planning::Saved& backup,
                    const std::string& password, const Server& server, const Messages& messages) {
   const Planning::Written written = Planning::Write(plan, password, server);
   const Planning::Report report = Planning::ReportOf(plan, written, server);
-  if (report.silence) {
-    ShowSilence(written, messages);
-    throw ResultStatus(*report.silence);
-  }
   if (request.json) {
     messages.Document(Planning::RestoreDocument(plan, backup, written, report));
   } else {
@@ -97,14 +83,11 @@ int WriteAndReport(const RestoreRequest& request, const Plan& plan, const Planni
     messages.Warning("from an earlier change, of " + report.present.NameOf(message.path) + ", " +
                      message.text);
   }
+  if (report.silence) throw ResultStatus(*report.silence);
   if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
     throw ResultStatus(*written.failure);
   }
-  const bool isAllApplied = report.Count(Planning::Outcome::NotApplied) == 0;
-  if (!request.reboot || report.Count(Planning::Outcome::Pending) == 0) {
-    return isAllApplied ? ExitDone : ExitDifferent;
-  }
-  return RestartAndVerify(request, plan, server, messages);
+  return report.IsAsWanted() ? ExitDone : ExitDifferent;
 }
 
 }  // namespace
@@ -118,7 +101,12 @@ int RunRestore(const RestoreRequest& request, const Messages& messages) {
   const Plan plan = Planning::MakePlan(wanted, server);
   ShowRefusal(plan, messages);
   if (plan.IsRefused()) {
-    throw ToolError(ExitBadInput, "the file does not fit this target; nothing was written");
+    throw HasErrors(plan.findings)
+        ? ToolError(ExitBadInput, "the file does not fit this target; nothing was written")
+        : ToolError(
+              ExitDifferent,
+              "the file has names that this target does not know; --ignore-unknown passes over "
+              "them; nothing was written");
   }
   if (request.dryRun) {
     if (request.json) {
@@ -159,16 +147,16 @@ void AddRestore(CLI::App& command, Command& chosen) {
                    "Do not compare [SYSTEM] with the target");
   command.add_flag("--skip-boot-order", request->skipBootOrder,
                    "Leave the boot order and the hard-disk order alone");
+  command.add_flag("--keep-going", request->keepsGoing,
+                   "Restore the rest where the target cannot take some values");
+  command.add_flag("--ignore-unknown", request->ignoresUnknown,
+                   "Pass over sections and keys that the target does not know");
   command.add_flag("--dry-run", request->dryRun, "Show what would be written, and write nothing");
   command.add_flag("--no-backup", request->noBackup, "Do not save the present configuration first");
   command.add_option("--backup-dir", request->backupDir,
                      "Where the present configuration is saved; default: beside FILE");
   command.add_flag("--yes", request->yes, "Do not ask");
   command.add_flag("--json", request->json, "Report as JSON");
-  auto* reboot = command.add_flag("--reboot", request->reboot,
-                                  "Restart the server where settings wait for that, and verify");
-  command.add_flag("--force", request->force, "That restart does not ask the operating system")
-      ->needs(reboot);
   command.footer(
       "Checks FILE, saves the present configuration into a dated file, shows what will\n"
       "change, asks on a terminal, restores, and reports what became of each setting.\n\n"

@@ -21,13 +21,13 @@ struct RestoreRequest {
   bool skipSystemCheck = false;
   bool skipBootOrder = false;
   PasswordSource password;
+  bool keepsGoing = false;
+  bool ignoresUnknown = false;
   bool dryRun = false;
   bool noBackup = false;
   std::string backupDir;  ///< empty: beside the file
   bool yes = false;
   bool json = false;
-  bool reboot = false;  ///< restart the server where something waits for that, and verify
-  bool force = false;   ///< that restart does not ask the operating system
 };
 
 /// Checks the file, saves the machine's present configuration, shows what will change, restores,

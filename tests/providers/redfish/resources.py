@@ -183,16 +183,14 @@ class Service:
         content = self.view(request.path)
         if request.query:
             content["Members"] = [self.view(link["@odata.id"]) for link in content["Members"]]
-        return 200, content, self.state_headers(request.path)
+        return 200, content, self.etag_headers(request.path)
 
     def etag(self, path):
         return f'W/"{self.revisions.get(path, 0):08x}"'
 
-    def state_headers(self, path):
-        headers = {"Allow": "GET, PATCH, DELETE" if "delete" in self.knobs else "GET, PATCH"}
-        if self.is_changeable(path) and self.knobs.get("etag") != "off":
-            headers["ETag"] = self.etag(path)
-        return headers
+    def etag_headers(self, path):
+        changes = self.is_changeable(path) and self.knobs.get("etag") != "off"
+        return {"ETag": self.etag(path)} if changes else {}
 
     # --- What is changed
 
@@ -230,7 +228,7 @@ class Service:
         if "task" in self.knobs:
             return self.start_task(path, body)
         self.take(path, body)
-        return 200, self.view(path), self.state_headers(path)
+        return 200, self.view(path), self.etag_headers(path)
 
     def take(self, path, body):
         merge(self.tree[path], body)

@@ -81,7 +81,10 @@ class Machine(Process):
                    "-no-user-config", "-display", "none", "-kernel", "../vmlinuz", "-initrd", "../initrd",
                    "-append", "console=ttyS0 loglevel=4 panic=-1",
                    "-smbios", "type=0,vendor=Firmware in a box,version=VM.1.2.3",
-                   "-acpitable", "file=../setup.aml", "-serial", "file:console.log", "-serial", "stdio", *disk]
+                   "-smbios", "type=11,value=Dell System",  # for its driver
+                   "-acpitable", "file=../think-lmi.aml", "-acpitable", "file=../dell-wmi-sysman.aml",
+                   "-chardev", "file,id=debug,path=firmware.log", "-device", "isa-debugcon,chardev=debug",
+                   "-serial", "file:console.log", "-serial", "stdio", *disk]
         if bmc:
             shutil.copy(EMPTY_VARIABLES, self.variables)
             command += ["-drive", f"if=pflash,format=raw,readonly=on,file={FIRMWARE}",
@@ -122,6 +125,11 @@ class Machine(Process):
     def reboot(self):
         self.send("reboot -f")
         self.wait_for("READY")
+
+    def wrong_passwords(self):
+        """How many wrong passwords the firmware has met, by the tables in the folder `firmware`."""
+        with open(f"{self.folder}/firmware.log") as log:
+            return log.read().count("!")
 
     def variable(self, name):
         """A UEFI variable as the firmware keeps it in its flash: headers of authenticated variables

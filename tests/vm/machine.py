@@ -104,22 +104,22 @@ class Machine(Process):
             lines.append(text)
             if text.startswith("EXIT"):
                 break
-        raise AssertionError(f"no {word} from the machine; see console.log and qemu.log in {self.folder}; it said {lines}")
+        raise AssertionError(f"no {word} from the machine (see {self.folder}/*.log), but {lines}")
 
     def send(self, command):
         self.process.stdin.write(command.encode() + b"\n")
         self.process.stdin.flush()
 
     def run(self, command, code=0, says=()):
-        """Runs a command in the machine, and holds its exit code and parts of its output against these."""
+        """Runs a command in the machine; checks its exit code, and that its output has `says` in this order."""
         begin = time.monotonic()
         self.send(command)
         lines, exit_code = self.wait_for("EXIT")
         output = "\n".join(lines).strip()
         print(f"# {command}\n{output}\n[exit code {exit_code}, {time.monotonic() - begin:.1f} s]", flush=True)
-        missing = [part for part in ([says] if isinstance(says, str) else says) if part not in output]
-        if int(exit_code) != code or missing:
-            raise AssertionError(f"{command}: exit code {exit_code}, not {code}; without {missing}:\n{output}")
+        order = [output.find(part) for part in ([says] if isinstance(says, str) else says)]
+        if int(exit_code) != code or -1 in order or order != sorted(order):
+            raise AssertionError(f"{command}: not {code}, or not {says} in this order; see the transcript")
         return output
 
     def reboot(self):

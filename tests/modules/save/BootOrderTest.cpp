@@ -59,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(
         OrderRow{"NoNumber", {"a"}, {{"a", "first"}}, {}, 1263, "a"},
         OrderRow{"HalfANumber", {"a"}, {{"a", "1st"}}, {}, 1263, "a"},
         OrderRow{"OnePositionForTwo", {"a", "b"}, {{"a", "1"}, {"b", "1"}}, {}, 1263, "b"},
-        OrderRow{"MoreOfANameThanThereAre", {"a", "b"}, {{"a", "1"}, {" a", "2"}}, {}, 1263, "a"},
+        OrderRow{"MoreOfANameThanThereAre", {"a", "b"}, {{"a", "1"}, {" a", "2"}}, {}, 1263, " a"},
         OrderRow{"EmptyPosition", {"a"}, {{"a", ""}}, {}, 1134, "a"},
         OrderRow{"BlankPosition", {"a"}, {{"a", " \t"}}, {}, 1134, "a"}),
     [](const auto& row) { return row.param.name; });

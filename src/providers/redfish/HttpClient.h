@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -28,6 +29,8 @@ struct Endpoint {
   int port = 443;
   Trust trust;
   TimeLimits limits;
+  std::function<bool()>
+      isHurried;  ///< true: an answer is no longer waited for. Asked while waiting
 };
 
 struct HttpRequest {
@@ -61,7 +64,8 @@ class HttpClient {
   /// Sends each request from now on with this name and password. The caller wipes its copy.
   void UseBasic(const std::string& user, const std::string& password);
 
-  /// Makes every later exchange as short as `limit`.
+  /// Makes every later exchange as short as `limit`, half a second where somebody is in a
+  /// hurry.
   void Hurry(std::chrono::seconds limit);
 
   /// One exchange. Any status is an answer.

@@ -1,9 +1,6 @@
 #include "plan/Backup.h"
 
 #include <algorithm>
-#include <array>
-#include <ctime>
-#include <filesystem>
 
 #include "common/ErrorManager.h"
 #include "modules/save/SaveRestore.h"
@@ -12,8 +9,6 @@
 
 namespace Planning {
 namespace {
-
-namespace fs = std::filesystem;
 
 /// The module, telling which section it is at.
 class ShownSaveRestore final : public SDK::SaveRestore {
@@ -28,28 +23,6 @@ class ShownSaveRestore final : public SDK::SaveRestore {
  private:
   const SectionObserver& observer_;
 };
-
-/// The present time, in the form that sorts.
-std::string Now() {
-  std::array<char, 32> date = {};
-  const std::time_t now = std::time(nullptr);
-  std::tm parts = {};
-  localtime_r(&now, &parts);
-  std::strftime(date.data(), date.size(), "%Y%m%d-%H%M%S", &parts);
-  return date.data();
-}
-
-/// A name in `folder` that no file has: NAME-before-DATE.ini, or with a number for a second restore
-/// within one second.
-std::string BackupName(const fs::path& folder, const std::string& name) {
-  const std::string base = (folder / (name + "-before-" + Now())).string();
-  std::string file = base + ".ini";
-  std::error_code error;
-  for (int number = 2; fs::exists(fs::symlink_status(file, error)); ++number) {
-    file = base + "-" + std::to_string(number) + ".ini";
-  }
-  return file;
-}
 
 }  // namespace
 
@@ -88,13 +61,10 @@ Saved ReviewSaved(const std::string& path, Mode mode) {
   return saved;
 }
 
-Saved SaveBackup(const Plan& plan, const std::string& folder, const Server& server) {
-  const fs::path wanted(plan.request.name);
-  const std::string name =
-      BackupName(folder.empty() ? wanted.parent_path() : fs::path(folder), wanted.stem().string());
+Saved SaveBackup(const std::string& name, Mode mode, const Server& server) {
   Common::AtomicFile file(name);
-  SaveInto(file, plan.request.mode, server);
-  Saved saved = ReviewSaved(file.TemporaryPath(), plan.request.mode);
+  SaveInto(file, mode, server);
+  Saved saved = ReviewSaved(file.TemporaryPath(), mode);
   file.Commit(Common::AtomicFile::Existing::Keep);
   saved.file = name;
   return saved;

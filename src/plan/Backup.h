@@ -32,9 +32,8 @@ void SaveInto(Common::AtomicFile& file, Mode mode, const Server& server,
 /// \throws Failure  that is not possible.
 [[nodiscard]] Saved ReviewSaved(const std::string& file, Mode mode);
 
-/// Saves what the server has before `plan` is carried out, whole or not at all, under a dated name
-/// in `folder`: beside the file of the plan when that is empty.
-/// \throws Failure, ResultStatus  nothing has been written then.
-[[nodiscard]] Saved SaveBackup(const Plan& plan, const std::string& folder, const Server& server);
+/// Saves what the server has before something is written to it, whole or not at all, as the new
+/// file `name`. \throws Failure, ResultStatus  nothing has been written then.
+[[nodiscard]] Saved SaveBackup(const std::string& name, Mode mode, const Server& server);
 
 }  // namespace Planning

@@ -155,4 +155,15 @@ std::string ShowDocument(const Configuration& content, const std::string& file) 
                {"sections", sections}});
 }
 
+std::string HistoryDocument(const std::vector<HistoryRecord>& records) {
+  ordered_json list = ordered_json::array();
+  for (const HistoryRecord& record : records) {
+    ordered_json one = ordered_json::parse(RecordDocument(record));
+    one.erase("schema");
+    one["backup"] = record.backup;
+    list.push_back(std::move(one));
+  }
+  return Dump({{"schema", "saverestore-history/1"}, {"records", list}});
+}
+
 }  // namespace Planning

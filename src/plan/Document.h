@@ -7,6 +7,7 @@
 #include "plan/Backup.h"
 #include "plan/Compare.h"
 #include "plan/FileCheck.h"
+#include "plan/History.h"
 #include "plan/Plan.h"
 #include "plan/Report.h"
 #include "plan/Verification.h"
@@ -38,5 +39,8 @@ namespace Planning {
 
 /// What a file is: "saverestore-show/1".
 [[nodiscard]] std::string ShowDocument(const Configuration& content, const std::string& file);
+
+/// What was written to a server: "saverestore-history/1", with all changes of each record.
+[[nodiscard]] std::string HistoryDocument(const std::vector<HistoryRecord>& records);
 
 }  // namespace Planning

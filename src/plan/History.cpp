@@ -26,7 +26,7 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::ordered_json;
 
-constexpr const char* kSchema = "saverestore-history/1";
+constexpr const char* kSchema = "saverestore-record/1";
 
 std::string TimeText(const char* format) {
   std::array<char, 32> text = {};
@@ -132,7 +132,7 @@ void History::Begin(HistoryRecord& record) const {
 
 void History::Keep(const HistoryRecord& record) const {
   Common::AtomicFile file(BaseOf(record) + ".json");
-  file.Write(ToJson(record).dump(2, ' ', false, ordered_json::error_handler_t::replace) + "\n");
+  file.Write(RecordDocument(record) + "\n");
   file.Commit(Common::AtomicFile::Existing::Replace);
 }
 
@@ -144,6 +144,10 @@ void History::Prune(std::size_t most) const {
     fs::remove(records[at].backup, error);
     fs::remove(BaseOf(records[at]) + ".json", error);
   }
+}
+
+std::string RecordDocument(const HistoryRecord& record) {
+  return ToJson(record).dump(2, ' ', false, ordered_json::error_handler_t::replace);
 }
 
 std::string HistoryFolder(const std::string& target) {

@@ -2,11 +2,15 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "plan/Change.h"
 
 namespace Planning {
+
+/// How many records a history keeps unless it is told otherwise.
+inline constexpr std::size_t kKeptRecords = 50;
 
 /// One write to a server, as its history keeps it.
 struct HistoryRecord {
@@ -50,6 +54,9 @@ class History {
  private:
   std::string folder_;
 };
+
+/// A record as text, the JSON document that stands beside its backup.
+[[nodiscard]] std::string RecordDocument(const HistoryRecord& record);
 
 /// Where the history of a server is kept: below $XDG_STATE_HOME, else ~/.local/state; of root below
 /// /var/lib. `target` is how the server is named.

@@ -75,7 +75,8 @@ Plan MakePlan(const Request& request, const Server& server) {
   std::move(more.begin(), more.end(), std::back_inserter(plan.findings));
   plan.changes = ChangesOf(rehearsal.writes, plan.present);
   plan.writes = std::move(rehearsal.writes);
-  plan.skipped = std::move(rehearsal.skipped);
+  // Of a part, the file is ours: what it lacks says nothing to anybody.
+  if (!request.isPart) plan.skipped = std::move(rehearsal.skipped);
   FindObstacles(plan);
   Foresee(plan, server);
   server.ThrowIfSilent();

@@ -76,6 +76,7 @@ Written Write(const Plan& plan, const std::string& password, const Server& serve
   }));
   const MountedAgain again{server.Providers()};
   RestoreKeepingFailure(plan.request, plan.request.mode, password, server, written);
+  if (plan.request.isPart) written.skipped.clear();
   return written;
 }
 

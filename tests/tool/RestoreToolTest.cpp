@@ -111,31 +111,29 @@ TEST_F(RestoreToolTest, ADryRunIsTheRestoresOwnWritesAndWritesNothing) {
 
 TEST_F(RestoreToolTest, TheMachineIsSavedFirstAndTheWayBackIsPrinted) {
   WriteText(PathOf("it's new.ini"), WithValue(saved, "BIOS::Main", "Quiet Boot", "0"));
-  fs::create_directory(PathOf("kept"));
   const Outcome outcome =
-      OnMachine("restore --yes --password-file pw --backup-dir kept \"it's new.ini\"");
+      OnMachine("restore --yes --password-file pw --backup-dir \"it's kept\" \"it's new.ini\"");
   EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
   std::string backup;
-  for (const auto& entry : fs::directory_iterator(PathOf("kept"))) backup = entry.path();
+  for (const auto& entry : fs::directory_iterator(PathOf("it's kept"))) {
+    if (entry.path().extension() == ".ini") backup = entry.path();
+  }
   EXPECT_EQ(ReadText(backup), saved);
   EXPECT_EQ(ModeBits(backup), 0600U);
+  EXPECT_EQ(ModeBits(PathOf("it's kept")), 0700U);
   EXPECT_THAT(fs::path(backup).filename().string(),
-              ::testing::MatchesRegex("it's new-before-[0-9]{8}-[0-9]{6}.ini"));
+              ::testing::MatchesRegex("000001-[0-9]{8}-[0-9]{6}-restore.ini"));
   // The printed command is one that a shell takes.
   const std::size_t command = outcome.err.find("  saverestore ");
   ASSERT_NE(command, std::string::npos);
   const std::string arguments = outcome.err.substr(command + 14);
   EXPECT_EQ(Run(arguments.substr(0, arguments.find('\n')) + " --yes").exitCode, 0);
   EXPECT_TRUE(IsUntouched());
-  // Twice within one second is no reason to refuse.
-  const std::string restore = "restore --yes --password-file pw \"it's new.ini\"";
-  for (int time = 0; time < 3; ++time) {
-    WriteText(PathOf("m.json"), machine);
-    EXPECT_EQ(OnMachine(restore).exitCode, 0);
-  }
-  EXPECT_THAT(Files(), ::testing::SizeIs(8));
-  WriteText(PathOf("m.json"), machine);
-  EXPECT_EQ(OnMachine(restore + " --backup-dir nowhere").exitCode, 2);
+  WriteText(PathOf("file"), "");
+  EXPECT_EQ(
+      OnMachine("restore --yes --password-file pw --backup-dir file/x \"it's new.ini\"").exitCode,
+      77);
+  EXPECT_TRUE(IsUntouched());
 }
 
 TEST_F(RestoreToolTest, AWrongPasswordChangesNothing) {

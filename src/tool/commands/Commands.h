@@ -45,6 +45,9 @@ void AddCommands(CLI::App& parent, std::span<const CommandRow> rows, Command& ch
 
 void AddSave(CLI::App& command, Command& chosen);
 void AddRestore(CLI::App& command, Command& chosen);
+void AddApply(CLI::App& command, Command& chosen);
+void AddUndo(CLI::App& command, Command& chosen);
+void AddHistory(CLI::App& command, Command& chosen);
 void AddDiff(CLI::App& command, Command& chosen);
 void AddVerify(CLI::App& command, Command& chosen);
 void AddCheck(CLI::App& command, Command& chosen);

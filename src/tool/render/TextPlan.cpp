@@ -19,6 +19,11 @@ std::string NameIn(const Planning::Plan& plan, const std::string& path) {
 
 }  // namespace
 
+/// A part writes what it changes; a whole file also what is as it says already.
+std::size_t WrittenBy(const Planning::Plan& plan) {
+  return plan.request.isPart ? plan.changes.size() : plan.writes.size() - plan.obstacles.size();
+}
+
 std::string TextOf(const Planning::Plan& plan, bool isAll, const Style& style) {
   std::vector<ListedSetting> rows;
   for (const Planning::Change& change : plan.changes) {
@@ -38,7 +43,7 @@ std::string TextOf(const Planning::Plan& plan, bool isAll, const Style& style) {
     text += Printable(NameIn(plan, foreseen.path) + ": " + foreseen.text) + ".\n";
   }
   return text + Counted(plan.changes.size(), "setting") + " will change; " +
-         std::to_string(plan.writes.size() - plan.obstacles.size()) + " will be written.\n";
+         std::to_string(WrittenBy(plan)) + " will be written.\n";
 }
 
 void ShowPlan(const Planning::Plan& plan, bool isAll, const Messages& messages) {

@@ -1,0 +1,149 @@
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "plan/Document.h"
+#include "plan/History.h"
+#include "plan/Layers.h"
+#include "tool/ExitCodes.h"
+#include "tool/commands/Commands.h"
+#include "tool/commands/Writing.h"
+#include "tool/render/TextHistory.h"
+
+// history and undo: what was written to a target, and the way back.
+
+namespace Tool {
+namespace {
+
+using Planning::HistoryRecord;
+
+/// What `saverestore history` is asked to do.
+struct HistoryRequest {
+  std::string backupDir;
+  std::optional<unsigned> number;
+  std::optional<std::size_t> keep;
+  bool json = false;
+};
+
+/// Those of the folder's records that are of the targets: a folder may hold those of several.
+std::vector<HistoryRecord> RecordsOf(const std::vector<std::string>& targets,
+                                     const Planning::History& history) {
+  std::vector<HistoryRecord> records = history.Records();
+  const std::string target = JoinedTargets(targets);
+  std::erase_if(records, [&](const HistoryRecord& record) { return record.target != target; });
+  return records;
+}
+
+/// \throws ToolError  there is no such record.
+HistoryRecord Chosen(const std::vector<HistoryRecord>& records, std::optional<unsigned> number,
+                     const std::string& folder) {
+  if (records.empty()) {
+    throw ToolError(ExitNoInput,
+                    "nothing was written to this target that \"" + folder + "\" has a record of");
+  }
+  if (!number) return records.back();
+  const auto record = std::ranges::find(records, *number, &HistoryRecord::number);
+  if (record == records.end()) {
+    throw ToolError(ExitNoInput, "the history has no number " + std::to_string(*number) +
+                                     "; \"history\" lists them");
+  }
+  return *record;
+}
+
+int RunHistory(const HistoryRequest& request, const std::vector<std::string>& targets,
+               const Messages& messages) {
+  if (targets.empty()) throw ToolError(ExitUsage, "no --target is given: whose history?");
+  const Planning::History history(HistoryFolderOf(targets, request.backupDir));
+  if (request.keep) history.Prune(*request.keep);
+  std::vector<HistoryRecord> records = RecordsOf(targets, history);
+  if (request.number) records = {Chosen(records, request.number, history.Folder())};
+  if (request.json) {
+    messages.Document(Planning::HistoryDocument(records));
+  } else if (request.number) {
+    ShowRecord(records.front(), messages);
+  } else {
+    ShowHistory(records, messages);
+  }
+  return ExitDone;
+}
+
+/// What `saverestore undo` is asked to do.
+struct UndoRequest : WriteOptions {
+  std::optional<unsigned> number;
+};
+
+int RunUndo(UndoRequest request, const Messages& messages) {
+  const Planning::History history(HistoryFolderOf(request.targets, request.backupDir));
+  const HistoryRecord record =
+      Chosen(RecordsOf(request.targets, history), request.number, history.Folder());
+  request.files = {record.backup};
+  const std::vector<Planning::Layer> layers = {Planning::ReadLayer(record.backup, {})};
+  Planning::LaidRequest laid;  // its file outlives the writing
+  const auto make = [&](const Planning::Server& server) {
+    const Planning::Configuration present =
+        Planning::ConfigurationOfTarget(ModeOf(layers.front().content));
+    server.ThrowIfSilent();
+    laid = Planning::RequestOfLayers(layers, {}, present);
+    return laid.request;
+  };
+  messages.Note("Back to the state before " + record.command + " " + std::to_string(record.number) +
+                " of " + record.time + ".");
+  return CarryOut(request, make, messages);
+}
+
+void AddBackupDir(CLI::App& command, std::string& folder) {
+  command
+      .add_option("--backup-dir", folder,
+                  "Where the history is kept; default: below $XDG_STATE_HOME, of root below "
+                  "/var/lib")
+      ->type_name("DIR");
+}
+
+}  // namespace
+
+void AddHistory(CLI::App& command, Command& chosen) {
+  auto request = std::make_shared<HistoryRequest>();
+  AddBackupDir(command, request->backupDir);
+  command.add_flag("--json", request->json, "Print JSON");
+  command.add_option("--keep", request->keep, "Remove all but the newest N records first")
+      ->type_name("N");
+  CLI::App* show = command.add_subcommand("show", "Show one record with its changes");
+  show->add_option("NUMBER", request->number, "Its number")->required()->type_name("");
+  command.require_subcommand(0, 1);
+  command.footer(
+      "Each restore, apply and undo leaves the state before it and a record here. The\n"
+      "newest 50 are kept.\n\n"
+      "Example:\n"
+      "  saverestore --target machine:server.json history show 3\n");
+  command.callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      return RunHistory(*request, globals.targets.Names(), messages);
+    };
+  });
+}
+
+void AddUndo(CLI::App& command, Command& chosen) {
+  auto request = std::make_shared<UndoRequest>();
+  request->command = "undo";
+  command
+      .add_option("NUMBER", request->number,
+                  "Which write to take back, by its number in the history; default: the last")
+      ->type_name("");
+  AddWriteOptions(command, *request);
+  command.footer(
+      "Brings back the state before that write, and writes only what differs from it. An\n"
+      "undo can be undone.\n\n"
+      "Example:\n"
+      "  saverestore --target machine:server.json undo\n");
+  command.callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      TakeTargets(globals, *request);
+      return RunUndo(*request, messages);
+    };
+  });
+}
+
+}  // namespace Tool

@@ -1,0 +1,324 @@
+#include "tool/commands/Writing.h"
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <set>
+#include <string_view>
+
+#include "common/ErrorManager.h"
+#include "common/Wipe.h"
+#include "plan/Backup.h"
+#include "plan/Document.h"
+#include "plan/History.h"
+#include "plan/PasswordCheck.h"
+#include "plan/Plan.h"
+#include "plan/Report.h"
+#include "plan/Write.h"
+#include "tool/ExitCodes.h"
+#include "tool/commands/Consent.h"
+#include "tool/render/TextPlan.h"
+#include "tool/render/TextReport.h"
+#include "tool/terminal/Interrupt.h"
+#include "tool/terminal/Progress.h"
+#include "tool/terminal/UserPasswords.h"
+
+namespace Tool {
+namespace {
+
+using Planning::Plan;
+using Planning::Server;
+
+/// `text` as a word of a shell command.
+std::string ShellWord(const std::string& text) {
+  constexpr const char* kPlain =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_./:,@%+=";
+  if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) return text;
+  std::string word = "'";
+  for (const char character : text) word += character == '\'' ? "'\\''" : std::string(1, character);
+  return word + "'";
+}
+
+/// The command that takes back what the options write.
+std::string CommandBack(const WriteOptions& options, unsigned number) {
+  std::string command = "saverestore";
+  for (const std::string& text : options.targets) command += " --target " + ShellWord(text);
+  for (const std::string& word : options.targetWords) command += " " + ShellWord(word);
+  command += " undo";
+  if (!options.backupDir.empty()) command += " --backup-dir " + ShellWord(options.backupDir);
+  if (options.skipSystemCheck) command += " --skip-system-check";
+  if (!options.password.file.empty()) {
+    command += " --password-file " + ShellWord(options.password.file);
+  } else if (options.password.ask || options.password.descriptor >= 0) {
+    command += " --ask-password";
+  }
+  if (!options.userPasswordFile.empty()) {
+    command += " --user-password-file " + ShellWord(options.userPasswordFile);
+  }
+  return command + " " + std::to_string(number);
+}
+
+/// What a restore knows and must not leave behind.
+struct Secrets {
+  std::string password;      ///< of the BIOS administrator
+  SDK::SettingMap accounts;  ///< of accounts of the BMC, by name
+
+  Secrets() = default;
+  Secrets(const Secrets&) = delete;
+  Secrets& operator=(const Secrets&) = delete;
+  ~Secrets() {
+    Common::Wipe(password);
+    Common::Wipe(accounts);
+  }
+};
+
+void UseAccounts(const SDK::SettingMap& accounts, const Server& server) {
+  for (const auto& [tree, mount] : server.Providers()) mount.provider->UsePasswords(accounts);
+}
+
+/// Has a password for each account that the plan opens: one that is open with a password which
+/// nobody here knows is worse than none.
+void RequireAccounts(Plan& plan, const Server& server, Secrets& secrets) {
+  std::set<std::string> names;
+  for (const SDK::WriteForesight& foreseen : plan.foresight) {
+    if (foreseen.kind != SDK::WriteForesight::Kind::NeedsPassword) continue;
+    if (!Terminal::Open()) {
+      throw ToolError(ExitUsage, plan.present.NameOf(foreseen.path) + ": " + foreseen.text +
+                                     "; give its password with --user-password-file; nothing was "
+                                     "written");
+    }
+    names.insert(foreseen.account);
+  }
+  if (names.empty()) return;
+  AskUserPasswords(names, secrets.accounts);
+  UseAccounts(secrets.accounts, server);
+  SDK::SettingMap settings;
+  for (const Planning::Change& change : plan.changes) settings.emplace(change.path, change.to);
+  plan.foresight = server.Foresee(settings);
+}
+
+/// Refuses a plan that the file or the target is not fit for.
+void ThrowIfRefused(const Plan& plan, const Messages& messages) {
+  ShowRefusal(plan, messages);
+  if (!plan.IsRefused()) return;
+  if (HasErrors(plan.findings)) {
+    throw ToolError(ExitBadInput, "the file does not fit this target; nothing was written");
+  }
+  throw ToolError(ExitDifferent,
+                  "the file has names that this target does not know; --ignore-unknown passes over "
+                  "them; nothing was written");
+}
+
+/// One write, stage by stage.
+class Stages {
+ public:
+  Stages(const WriteOptions& options, const Server& server, Progress& progress,
+         const Messages& messages)
+      : options_(options), server_(server), progress_(progress), messages_(messages) {}
+
+  /// \return the exit code.
+  int Run(const Planning::Request& wanted, Secrets& secrets) {
+    progress_.Begin("reading the target");
+    Plan plan = Planning::MakePlan(wanted, server_);
+    queriesOfPlan_ = server_.Queries();
+    progress_.End();
+    ThrowIfRefused(plan, messages_);
+    if (options_.dryRun) return ShowDryRun(plan);
+    if (plan.changes.empty()) return SayThatNothingChanges(plan);
+    const bool isPlanShown = !options_.json && !messages_.IsQuiet();
+    const Consent consent(plan, {options_.yes, options_.allowLockout, isPlanShown});
+    Planning::CheckAdminPassword(plan, secrets.password, server_);
+    RequireAccounts(plan, server_, secrets);
+    Planning::Saved backup;
+    if (!options_.noBackup) backup = Backup(plan);
+    if (!options_.json) ShowPlan(plan, false, messages_);  // the report will be the one document
+    consent.Ask(messages_);
+    const std::vector<Planning::Change> changed = Planning::ChangedSince(plan.changes);
+    server_.ThrowIfSilent();
+    consent.AskAgain(changed, messages_);
+    ThrowIfInterrupted();
+    try {
+      return WriteAndReport(plan, backup, secrets);
+    } catch (const Interrupted&) {
+      Record("interrupted");
+      throw ToolError(ExitFailed, "interrupted; what was written before stays written");
+    }
+  }
+
+ private:
+  int ShowDryRun(const Plan& plan) {
+    if (options_.json) {
+      messages_.Document(Planning::DryRunDocument(plan));
+    } else {
+      ShowPlan(plan, true, messages_);
+    }
+    return ExitDone;
+  }
+
+  int SayThatNothingChanges(const Plan& plan) {
+    Planning::Written nothing;
+    nothing.skipped = plan.skipped;
+    const int exitCode = Report(plan, {}, nothing);
+    if (!options_.json) messages_.Result("Nothing would change, so nothing was written.");
+    return exitCode;
+  }
+
+  /// Saves the present configuration as what a new record of the history goes back to, and says
+  /// how.
+  Planning::Saved Backup(const Plan& plan) {
+    const unsigned before = server_.Queries();
+    record_.command = options_.command;
+    record_.target = JoinedTargets(options_.targets);
+    record_.version = SAVERESTORE_VERSION;
+    record_.changes = plan.changes;
+    for (const std::string& file : options_.files) {
+      record_.files.push_back({file, Planning::Sha256OfFile(file)});
+    }
+    history_.Begin(record_);
+    progress_.Begin("saving the present configuration");
+    Planning::Saved backup = Planning::SaveBackup(record_.backup, plan.request.mode, server_);
+    progress_.End();
+    history_.Keep(record_);
+    queriesOfSave_ = server_.Queries() - before;
+    for (const std::string& text : backup.warnings) messages_.Warning(text);
+    ThrowIfInterrupted();
+    messages_.Note("The present configuration is saved as " + backup.file + ". To go back:\n  " +
+                   CommandBack(options_, record_.number));
+    return backup;
+  }
+
+  /// Says in the history how it ended. A write that is done is not undone for want of a note.
+  void Record(const std::string& outcome) {
+    if (record_.number == 0) return;
+    record_.outcome = outcome;
+    try {
+      history_.Keep(record_);
+      history_.Prune(Planning::kKeptRecords);
+    } catch (const ResultStatus& failure) {
+      messages_.Warning("the history does not know how this ended: " + failure.message());
+    }
+  }
+
+  int WriteAndReport(const Plan& plan, const Planning::Saved& backup, const Secrets& secrets) {
+    // A restore asks what its rehearsal has asked; reading again asks what a save does.
+    progress_.Begin("writing", queriesOfSave_ == 0 ? 0 : queriesOfPlan_ - queriesOfSave_);
+    const Planning::Written written = Planning::Write(plan, secrets.password, server_);
+    return Report(plan, backup, written);
+  }
+
+  /// Reads the machine again and reports.
+  int Report(const Plan& plan, const Planning::Saved& backup, const Planning::Written& written) {
+    progress_.Begin("reading the target again", queriesOfSave_);
+    const Planning::Report report = Planning::ReportOf(plan, written, server_);
+    const std::vector<SDK::BootMessage> waiting = Planning::WaitingFromBefore(plan, server_);
+    progress_.End();
+    if (options_.json) {
+      messages_.Document(Planning::RestoreDocument(plan, backup, written, report));
+    } else {
+      ShowReport(plan, written, report, messages_);
+    }
+    for (const SDK::BootMessage& message : waiting) {
+      messages_.Warning("from an earlier change, of " + report.present.NameOf(message.path) + ", " +
+                        message.text);
+    }
+    Record(report.silence        ? "the target could not be read afterwards"
+           : report.IsAsWanted() ? "done"
+                                 : "some settings were not applied");
+    if (report.silence) throw ResultStatus(*report.silence);
+    if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
+      throw ResultStatus(*written.failure);
+    }
+    return report.IsAsWanted() ? ExitDone : ExitDifferent;
+  }
+
+  const WriteOptions& options_;
+  const Planning::History history_{HistoryFolderOf(options_.targets, options_.backupDir)};
+  Planning::HistoryRecord record_;  ///< its number is 0 until the present state is saved
+  const Server& server_;
+  Progress& progress_;
+  const Messages& messages_;
+  unsigned queriesOfPlan_ = 0;
+  unsigned queriesOfSave_ = 0;  ///< 0 without a backup
+};
+
+}  // namespace
+
+std::string JoinedTargets(const std::vector<std::string>& targets) {
+  std::string joined;
+  for (const std::string& target : targets) {
+    constexpr std::string_view kFile = "machine:";
+    const bool isFile = target.starts_with(kFile);
+    joined += (joined.empty() ? "" : "+") +
+              (isFile ? std::string(kFile) +
+                            std::filesystem::absolute(target.substr(kFile.size())).string()
+                      : target);
+  }
+  return joined;
+}
+
+std::string HistoryFolderOf(const std::vector<std::string>& targets, const std::string& backupDir) {
+  return backupDir.empty() ? Planning::HistoryFolder(JoinedTargets(targets)) : backupDir;
+}
+
+void TakeTargets(const Globals& globals, WriteOptions& options) {
+  options.openTarget = OpenerOf(globals);
+  options.targets = globals.targets.Names();
+  options.targetWords = globals.targets.GivenOptions();
+}
+
+int CarryOut(const WriteOptions& options, const RequestMaker& make, const Messages& messages) {
+  Secrets secrets;
+  if (!options.dryRun) {
+    ReadPassword(options.password, Planning::kLongestAdminPassword, secrets.password);
+  }
+  if (!options.userPasswordFile.empty()) {
+    ReadUserPasswords(options.userPasswordFile, secrets.accounts);
+  }
+  Progress progress(messages);
+  const Server server(options.openTarget(), Watching(messages, &progress));
+  if (!secrets.accounts.empty()) UseAccounts(secrets.accounts, server);
+  progress.Begin("reading the target");
+  Planning::Request wanted = make(server);
+  wanted.skipSystemCheck = wanted.skipSystemCheck || options.skipSystemCheck;
+  wanted.skipBootOrder = options.skipBootOrder;
+  wanted.keepsGoing = options.keepsGoing;
+  wanted.ignoresUnknown = options.ignoresUnknown;
+  return Stages(options, server, progress, messages).Run(wanted, secrets);
+}
+
+void AddWriteOptions(CLI::App& command, WriteOptions& options) {
+  CLI::Option* file =
+      command.add_option("--password-file", options.password.file,
+                         "Read the BIOS administrator password from the first line of this file");
+  CLI::Option* descriptor = command.add_option("--password-fd", options.password.descriptor,
+                                               "Read it from this open file descriptor");
+  CLI::Option* ask =
+      command.add_flag("--ask-password", options.password.ask, "Ask for it on the terminal");
+  file->type_name("FILE")->excludes(descriptor)->excludes(ask);
+  descriptor->type_name("N")->excludes(ask);
+  command
+      .add_option("--user-password-file", options.userPasswordFile,
+                  "Passwords of accounts that are opened, as lines NAME:PASSWORD; default: ask on "
+                  "the terminal")
+      ->type_name("FILE");
+  command.add_flag("--skip-system-check", options.skipSystemCheck,
+                   "Do not compare [SYSTEM] with the target");
+  command.add_flag("--skip-boot-order", options.skipBootOrder,
+                   "Leave the boot order and the hard-disk order alone");
+  command.add_flag("--keep-going", options.keepsGoing,
+                   "Write the rest where the target cannot take some values");
+  command.add_flag("--ignore-unknown", options.ignoresUnknown,
+                   "Pass over sections and keys that the target does not know");
+  command.add_flag("--dry-run", options.dryRun, "Show what would be written, and write nothing");
+  command.add_flag("--no-backup", options.noBackup, "Do not save the present configuration first");
+  command
+      .add_option("--backup-dir", options.backupDir,
+                  "Where the history with the present configuration is kept; default: below "
+                  "$XDG_STATE_HOME, of root below /var/lib")
+      ->type_name("DIR");
+  command.add_flag("--yes", options.yes, "Do not ask; without a terminal it must be given");
+  command.add_flag("--allow-lockout", options.allowLockout,
+                   "Write also what cuts off the way to the target, without asking");
+  command.add_flag("--json", options.json, "Report as JSON");
+}
+
+}  // namespace Tool

@@ -23,9 +23,12 @@ ordered_json OneSided(const std::vector<std::string>& sections,
 }
 
 ordered_json ChangeObject(const Change& change) {
-  return {{"path", change.path},     {"section", change.section},    {"key", change.key},
-          {"from", change.from},     {"from_text", change.fromText}, {"to", change.to},
-          {"to_text", change.toText}};
+  ordered_json object = {
+      {"path", change.path},     {"section", change.section},    {"key", change.key},
+      {"from", change.from},     {"from_text", change.fromText}, {"to", change.to},
+      {"to_text", change.toText}};
+  if (change.waiting) object["waiting"] = *change.waiting;
+  return object;
 }
 
 }  // namespace

@@ -43,4 +43,13 @@ namespace Planning {
 /// What was written to a server: "saverestore-history/1", with all changes of each record.
 [[nodiscard]] std::string HistoryDocument(const std::vector<HistoryRecord>& records);
 
+/// A setting that waits for the next boot.
+struct Waiting {
+  std::string name;   ///< "SECTION::KEY"
+  std::string value;  ///< that it will have
+};
+
+/// `pending --json`.
+[[nodiscard]] std::string PendingDocument(const std::vector<Waiting>& waiting);
+
 }  // namespace Planning

@@ -1,6 +1,7 @@
 #include "tool/commands/Writing.h"
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <filesystem>
 #include <set>
 #include <string_view>
@@ -13,9 +14,11 @@
 #include "plan/PasswordCheck.h"
 #include "plan/Plan.h"
 #include "plan/Report.h"
+#include "plan/Verification.h"
 #include "plan/Write.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Consent.h"
+#include "tool/render/TextDifference.h"
 #include "tool/render/TextPlan.h"
 #include "tool/render/TextReport.h"
 #include "tool/terminal/Interrupt.h"
@@ -227,7 +230,19 @@ class Stages {
     if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
       throw ResultStatus(*written.failure);
     }
+    if (options_.reboot && report.Count(Planning::Outcome::Pending) > 0) {
+      return RestartAndVerify(plan);
+    }
     return report.IsAsWanted() ? ExitDone : ExitDifferent;
+  }
+
+  /// Has what waits take effect, and shows what has. With --json the report was the one document.
+  int RestartAndVerify(const Plan& plan) {
+    RestartServer(server_, options_.force, std::chrono::seconds(kRestartSeconds), messages_);
+    const Planning::Verification verification =
+        Planning::Verify(plan.request.wanted, plan.request.mode, server_);
+    if (!options_.json) ShowVerification(verification, messages_);
+    return verification.missed.empty() ? ExitDone : ExitDifferent;
   }
 
   const WriteOptions& options_;
@@ -319,6 +334,10 @@ void AddWriteOptions(CLI::App& command, WriteOptions& options) {
   command.add_flag("--allow-lockout", options.allowLockout,
                    "Write also what cuts off the way to the target, without asking");
   command.add_flag("--json", options.json, "Report as JSON");
+  auto* reboot = command.add_flag("--reboot", options.reboot,
+                                  "Restart the server where settings wait for that, and verify");
+  command.add_flag("--force", options.force, "That restart does not ask the operating system")
+      ->needs(reboot);
 }
 
 }  // namespace Tool

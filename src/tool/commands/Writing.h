@@ -34,6 +34,8 @@ struct WriteOptions {
   std::string backupDir;  ///< empty: where the history of the target is kept
   bool yes = false;
   bool json = false;
+  bool reboot = false;  ///< restart the server where something waits for that, and verify
+  bool force = false;   ///< that restart does not ask the operating system
 };
 
 /// Adds the options to a command. `options` outlives the parse.

@@ -8,7 +8,9 @@ namespace Tool {
 namespace {
 
 std::string ValuesOf(const Planning::Change& change) {
-  return Arrow(Shown(change.from, change.fromText), Shown(change.to, change.toText));
+  const std::string waits =
+      change.waiting ? " (\"" + *change.waiting + "\" waits for the boot)" : "";
+  return Arrow(Shown(change.from, change.fromText) + waits, Shown(change.to, change.toText));
 }
 
 /// How the file calls the setting at `path`.

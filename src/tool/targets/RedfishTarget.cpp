@@ -22,6 +22,7 @@ struct RedfishOptions {
   std::string pinnedKey;  ///< "sha256//BASE64"; empty for none
   bool insecure = false;  ///< trust any server
   unsigned timeout = 30;  ///< seconds without a sign of life
+  std::string authentication = "auto";
 };
 
 struct RedfishPlace {
@@ -82,6 +83,11 @@ Redfish::Trust TrustOf(const RedfishOptions& options) {
   return {options.caFile, options.pinnedKey, options.insecure};
 }
 
+Redfish::Authentication WayOf(const std::string& name) {
+  if (name == "session") return Redfish::Authentication::Session;
+  return name == "basic" ? Redfish::Authentication::Basic : Redfish::Authentication::Auto;
+}
+
 class RedfishKind final : public TargetKind {
  public:
   void AddOptions(CLI::App& app) override {
@@ -96,6 +102,9 @@ class RedfishKind final : public TargetKind {
                    "Seconds to wait for a sign of life of a Redfish service; default 30")
         ->option_text("SECONDS")
         ->check(CLI::Range(1, 600));
+    app.add_option("--auth", options_.authentication,
+                   "How to log in to a Redfish service: auto, session or basic; default auto")
+        ->check(CLI::IsMember({"auto", "session", "basic"}));
   }
 
   [[nodiscard]] std::vector<std::string> GivenOptions() const override {
@@ -103,6 +112,7 @@ class RedfishKind final : public TargetKind {
     AddWords(words, "--cacert", options_.caFile);
     AddWords(words, "--pinned-key", options_.pinnedKey);
     if (options_.insecure) words.emplace_back("--insecure");
+    if (options_.authentication != "auto") AddWords(words, "--auth", options_.authentication);
     return words;
   }
 
@@ -118,7 +128,8 @@ class RedfishKind final : public TargetKind {
     endpoint.limits.connect = std::min(endpoint.limits.connect, wait);
     endpoint.limits.total = 6 * wait;
     endpoint.isHurried = IsHurried;
-    Redfish::Credentials credentials{parsed.user, ""};
+    endpoint.checkpoint = ThrowIfInterrupted;
+    Redfish::Credentials credentials{parsed.user, "", WayOf(options_.authentication)};
     const Common::WipeOnExit wipe(credentials.password);
     ReadPassword(SourceFor(parsed.user, bmcPassword), kLongestPassword, credentials.password);
     const auto provider =

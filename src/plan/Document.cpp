@@ -169,4 +169,12 @@ std::string HistoryDocument(const std::vector<HistoryRecord>& records) {
   return Dump({{"schema", "saverestore-history/1"}, {"records", list}});
 }
 
+std::string PendingDocument(const std::vector<Waiting>& waiting) {
+  ordered_json list = ordered_json::array();
+  for (const Waiting& setting : waiting) {
+    list.push_back({{"setting", setting.name}, {"value", setting.value}});
+  }
+  return Dump({{"schema", "saverestore-pending/1"}, {"waiting", list}});
+}
+
 }  // namespace Planning

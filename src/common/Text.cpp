@@ -36,7 +36,7 @@ std::size_t CharacterLength(std::string_view text) {
 
 bool IsControl(std::string_view character) {
   const unsigned last = ByteAt(character, character.size() - 1);
-  if (character.size() == 1) return last < 0x20 || (last >= 0x7F && last < 0xA0);
+  if (character.size() == 1) return last < 0x20 || (last >= 0x7F && last < 0xC0);
   return ByteAt(character, 0) == 0xC2 && last < 0xA0;
 }
 

@@ -19,8 +19,8 @@ namespace Common {
 }
 
 /// `text` as it may go to a terminal, whatever machine or file it comes from: the bytes of control
-/// characters become `\xNN`, those of U+0080 to U+009F as well, also where they stand outside
-/// UTF-8; so does a "\" that could be taken for the start of such a form.
+/// characters become `\xNN`, those of U+0080 to U+009F and bytes that continue no UTF-8 character
+/// as well; so does a "\" that could be taken for the start of such a form.
 [[nodiscard]] std::string Printable(std::string_view text);
 
 }  // namespace Common

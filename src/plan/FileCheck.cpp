@@ -4,6 +4,7 @@
 #include <ranges>
 #include <string_view>
 
+#include "modules/save/BootOrder.h"
 #include "modules/save/Expansion.h"
 #include "modules/save/SectionCatalogue.h"
 #include "plan/Failure.h"
@@ -146,6 +147,20 @@ void CheckEnd(const ConfigurationFile& file, std::vector<Finding>& findings) {
 
 }  // namespace
 
+std::vector<std::string> LostPositions(const ConfigurationFile& file) {
+  std::vector<std::string> lost;
+  for (const Scf::Section& section : file.Sections()) {
+    if (!IsBootOrder(SDK::Expansion::WithoutBrackets(section.name))) continue;
+    std::vector<std::pair<std::string, std::string>> lines;
+    for (const SDK::Row& row : section.rows) lines.emplace_back(row.key, row.value);
+    for (const std::string& name : SDK::BootOrder::NamesAtTwoPositions(lines)) {
+      lost.push_back("\"" + name + "\" stands at two positions in " + section.name +
+                     "; a restore keeps its last one only");
+    }
+  }
+  return lost;
+}
+
 std::vector<Finding> CheckFile(const ConfigurationFile& file, Extent extent) {
   std::vector<Finding> findings;
   if (extent == Extent::Whole) findings = UnknownAnywhere(file.Content());
@@ -161,6 +176,9 @@ std::vector<Finding> CheckFile(const ConfigurationFile& file, Extent extent) {
   }
   for (const Key& key : KeysOf(file)) CheckKey(key, file.Lines() != nullptr, findings);
   if (extent == Extent::Whole) CheckEnd(file, findings);
+  for (const std::string& text : LostPositions(file)) {
+    findings.push_back({Finding::Weight::Warning, 0, text});
+  }
   std::ranges::stable_sort(findings, {}, &Finding::line);
   return findings;
 }

@@ -68,6 +68,7 @@ Request RequestOfFile(const std::string& path, std::optional<Mode> mode) {
   request.name = request.file = path;
   request.wanted = file.Content();
   request.findings = CheckFile(file);
+  request.lost = LostPositions(file);
   request.mode = mode.value_or(ModeOf(request.wanted));
   return request;
 }
@@ -85,12 +86,17 @@ Plan MakePlan(const Request& request, const Server& server) {
   server.ThrowIfSilent();  // what it has not told is no fault of the file
   std::move(more.begin(), more.end(), std::back_inserter(plan.findings));
   plan.present = request.present ? *request.present : ConfigurationOfTarget(request.mode);
-  more = UnknownOnServer(request, plan.present);
+  plan.taken = std::move(rehearsal.taken);
+  Request asRead = request;
+  asRead.wanted = WithTakenValues(request.wanted, plan.present, plan.taken);
+  more = UnknownOnServer(asRead, plan.present);
   std::move(more.begin(), more.end(), std::back_inserter(plan.findings));
   plan.changes = ChangesOf(rehearsal.writes, plan.present, WaitingOn(server));
   plan.writes = std::move(rehearsal.writes);
+  if (!request.skipBootOrder && request.mode != ModeBmc) plan.lost = request.lost;
+  plan.skipped = plan.lost;
   // Of a part, the file is ours: what it lacks says nothing to anybody.
-  if (!request.isPart) plan.skipped = std::move(rehearsal.skipped);
+  if (!request.isPart) std::ranges::move(rehearsal.skipped, std::back_inserter(plan.skipped));
   FindObstacles(plan);
   Foresee(plan, server);
   server.ThrowIfSilent();

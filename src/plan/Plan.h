@@ -31,6 +31,8 @@ struct Plan {
   std::vector<Obstacle> obstacles;    ///< what would change too, but cannot
   std::vector<SDK::WriteForesight> foresight;  ///< what the changes lead to beyond themselves
   std::vector<std::string> skipped;            ///< what the restore says about items it passes over
+  std::vector<std::string> lost;  ///< what of the file it cannot keep; also in `skipped`
+  std::vector<TakenValue> taken;  ///< values that it takes from other keys
 
   [[nodiscard]] bool IsRefused() const {
     return HasErrors(findings) || (HasUnknown(findings) && !request.ignoresUnknown);

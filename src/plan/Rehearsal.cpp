@@ -1,8 +1,10 @@
 #include "plan/Rehearsal.h"
 
+#include <algorithm>
 #include <map>
 
 #include "modules/save/SaveRestore.h"
+#include "modules/save/SerialPorts.h"
 
 namespace Planning {
 namespace {
@@ -18,6 +20,10 @@ class RehearsedRestore final : public SDK::SaveRestore {
   }
   void ValueRefused(const std::string& section, const std::string& key) override {
     rehearsal_.refused = section + "::" + key;
+  }
+  void ValueTakenFrom(const std::string& path, const std::string& section, const std::string& key,
+                      const std::string& value) override {
+    rehearsal_.taken.push_back({path, section, key, value});
   }
   void PrintSkip(const std::string& text) override { AddOnce(rehearsal_.skipped, text); }
 
@@ -83,6 +89,7 @@ Rehearsal Rehearse(const Request& request, const Mounts& target) {
   options.skipSystemCheck = true;
   options.skipBootOrder = request.skipBootOrder;
   const AheadView ahead(target);
+  const SDK::SerialPortMemory memory;  // the restore that follows starts where this one did
   try {
     RehearsedRestore(rehearsal).Restore(options);
   } catch (const ResultStatus& failure) {
@@ -90,6 +97,28 @@ Rehearsal Rehearse(const Request& request, const Mounts& target) {
   }
   MountTarget(target);
   return rehearsal;
+}
+
+Configuration WithTakenValues(const Configuration& file, const Configuration& machine,
+                              const std::vector<TakenValue>& taken) {
+  const auto isTaken = [&](const Setting& setting) {
+    return std::ranges::any_of(taken, [&](const TakenValue& value) {
+      return value.section == setting.section && value.key == setting.key;
+    });
+  };
+  Configuration asRead;
+  for (const std::string& section : file.Sections()) asRead.AddSection(section);
+  for (const Setting& setting : file.Settings()) {
+    const bool isOwn = machine.Find(setting.section, setting.key) != nullptr;
+    if (isOwn || !isTaken(setting)) asRead.Add(setting);
+  }
+  for (const Setting& setting : machine.Settings()) {
+    const auto value = std::ranges::find(taken, setting.path, &TakenValue::path);
+    if (value == taken.end()) continue;
+    asRead.AddSection(setting.section);
+    asRead.Add({setting.section, setting.key, value->value, "", ""});
+  }
+  return asRead;
 }
 
 std::vector<SystemMismatch> SystemMismatches(const std::string& file) {

@@ -10,12 +10,21 @@
 
 namespace Planning {
 
+/// A value that a restore takes from another key than the one that a save writes for its setting.
+struct TakenValue {
+  std::string path;     ///< of the setting
+  std::string section;  ///< where the file has the value
+  std::string key;
+  std::string value;  ///< as the restore takes it
+};
+
 /// What a restore of a file would do to a machine, found out by running that very restore over a
 /// provider that keeps the writes to itself.
 struct Rehearsal {
   std::vector<RecordedWrite> writes;
   std::vector<std::string> missingKeys;  ///< keys that the restore needs, "SECTION::KEY"
   std::vector<std::string> skipped;      ///< what the restore says about items it passes over
+  std::vector<TakenValue> taken;         ///< values from other keys
   std::vector<ResultStatus> failures;    ///< that would end it; at most one
   std::string refused;                   ///< the key whose value it is about, if any
 };
@@ -30,6 +39,11 @@ void AddOnce(std::vector<std::string>& lines, const std::string& line);
 /// Rehearses the restore over `target`, which is mounted again afterwards. The comparison of
 /// [SYSTEM] is left out: `SystemMismatches` does that in full.
 [[nodiscard]] Rehearsal Rehearse(const Request& request, const Mounts& target);
+
+/// The configuration `file` with each taken value under the key that `machine` has for its setting,
+/// so that the two can be compared.
+[[nodiscard]] Configuration WithTakenValues(const Configuration& file, const Configuration& machine,
+                                            const std::vector<TakenValue>& taken);
 
 /// One way in which the [SYSTEM] section of a file does not fit the mounted target.
 struct SystemMismatch {

@@ -159,14 +159,36 @@ ReportRow BlindRowFor(const Change& change, const Sent& sent) {
   return row;
 }
 
+/// Reports the values that are taken from the key of `setting`, under that key; `reported` gets the
+/// paths of their settings. \return whether there are any.
+bool AddTaken(const Setting& setting, const Sent& sent, Report& report,
+              std::set<std::string>& reported) {
+  const std::size_t before = report.rows.size();
+  for (const TakenValue& value : sent.plan.taken) {
+    if (value.section != setting.section || value.key != setting.key) continue;
+    const auto now = std::ranges::find(report.present.Settings(), value.path, &Setting::path);
+    if (now == report.present.Settings().end()) continue;
+    ReportRow row = RowFor({now->section, now->key, value.value, "", ""}, report.present, sent);
+    row.section = setting.section;
+    row.key = setting.key;
+    report.rows.push_back(std::move(row));
+    reported.insert(value.path);
+  }
+  return report.rows.size() != before;
+}
+
 void AddRows(const Configuration& wanted, const Sent& sent, Report& report) {
+  std::set<std::string> reported;  // settings whose value stands under another key
   for (const Setting& setting : wanted.Settings()) {
     if (setting.section == "SYSTEM") continue;
+    const bool isTaken = AddTaken(setting, sent, report, reported);
+    if (isTaken && report.present.Find(setting.section, setting.key) == nullptr) continue;
     report.rows.push_back(RowFor(setting, report.present, sent));
   }
   if (sent.plan.request.isPart) return;
   for (const Setting& setting : report.present.Settings()) {
-    if (setting.section == "SYSTEM" || wanted.Find(setting.section, setting.key) != nullptr) {
+    if (setting.section == "SYSTEM" || wanted.Find(setting.section, setting.key) != nullptr ||
+        reported.contains(setting.path)) {
       continue;
     }
     report.rows.push_back(

@@ -15,6 +15,7 @@ struct Request {
   std::string file;               ///< a configuration file of either form, for the restore to read
   Configuration wanted;           ///< what that file holds
   std::vector<Finding> findings;  ///< what it tells by itself
+  std::vector<std::string> lost;  ///< what of it no restore can keep, a sentence each
   Mode mode = ModeAll;
   bool skipSystemCheck = false;  ///< do not compare [SYSTEM] with the server
   bool skipBootOrder = false;    ///< leave the boot order and the hard-disk order alone

@@ -66,6 +66,7 @@ struct MountedAgain {
 
 Written Write(const Plan& plan, const std::string& password, const Server& server) {
   Written written;
+  written.skipped = plan.lost;
   Filter filter{plan.obstacles};
   if (plan.request.isPart) {
     filter.only.emplace();

@@ -72,6 +72,35 @@ TEST_F(RestoreToolTest, AnEditArrivesAndIsReported) {
             "CHANNEL::LAN1::HostIP  192.0.2.10 → 192.0.2.99\n1 value differs (machine → file).\n");
 }
 
+TEST_F(RestoreToolTest, ValuesFromAnotherKeyAreReportedUnderIt) {
+  const std::string menu = "/BIOS/Advanced/Serial Port Configuration";
+  const std::string section = "BIOS::Advanced::Serial Port Configuration";
+  json edited = json::parse(machine);
+  edited["nodes"][menu]["values"] = {menu + "/Port A"};
+  edited["nodes"][menu + "/Port A"] = {{"kind", 1}, {"values", {menu + "/Port A/IRQ"}}};
+  edited["nodes"][menu + "/Port A/IRQ"] = {{"values", {"9"}}};
+  WriteText(PathOf("m.json"), edited.dump());
+  EXPECT_EQ(OnMachine("save --overwrite x.ini").exitCode, 0);
+  std::string text = ReadText(PathOf("x.ini"));
+  const std::string heading = "[" + section + "::Port A]\n";
+  text.erase(text.find(heading), heading.size());
+  text = WithValue(text, section, "IRQ", "4");  // which stands for 3
+  text += "Internal Shell=2\nInternal Shell=1\n";
+  WriteText(PathOf("x.ini"), text);
+  EXPECT_THAT(OnMachine("diff x.ini").out,
+              HasSubstr(section + "::Port A::IRQ: file \"3\", machine \"9\"\n"));
+  const Outcome restored = Restore(text);
+  EXPECT_EQ(restored.exitCode, 0) << restored.err;
+  EXPECT_THAT(restored.out, HasSubstr("\n" + section + "::IRQ: applied\n"));
+  EXPECT_THAT(restored.out, Not(HasSubstr("Port A::IRQ: skipped")));
+  const std::string lost =
+      "\"Internal Shell\" stands at two positions in [BIOS::BootOrder]; a "
+      "restore keeps its last one only\n";
+  EXPECT_THAT(restored.out, HasSubstr(lost));
+  EXPECT_THAT(OnMachine("check x.ini").out, HasSubstr(lost));
+  EXPECT_THAT(OnMachine("diff x.ini").out, Not(HasSubstr("Serial Port")));
+}
+
 TEST_F(RestoreToolTest, ADryRunIsTheRestoresOwnWritesAndWritesNothing) {
   WriteText(PathOf("x.ini"), WithValue(saved, "USERS::USER3", "UserName", "Other"));
   const json dry = JsonOf(OnMachine("restore --dry-run --json x.ini"));

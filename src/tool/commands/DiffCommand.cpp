@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -7,6 +8,7 @@
 #include "plan/ConfigurationFile.h"
 #include "plan/Document.h"
 #include "plan/FileCheck.h"
+#include "plan/Rehearsal.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
 #include "tool/render/TextDifference.h"
@@ -27,13 +29,30 @@ struct DiffRequest {
   bool json = false;
 };
 
-Configuration ReadTarget(const DiffRequest& request, Planning::Mode mode,
-                         const Messages& messages) {
+/// True when the target has BIOS settings that the file does not name.
+bool LacksBiosKeys(const Configuration& file, const Configuration& target) {
+  return std::ranges::any_of(target.Settings(), [&](const Planning::Setting& setting) {
+    return Planning::IsBiosSection(setting.section) &&
+           file.Find(setting.section, setting.key) == nullptr;
+  });
+}
+
+/// Reads the target. Settings that a restore finds under other keys of `file` get the keys of the
+/// target in it.
+Configuration ReadTarget(const DiffRequest& request, Planning::Mode mode, const Messages& messages,
+                         Configuration& file) {
   Progress progress(messages);
   const Planning::Server server(request.openTarget(), Watching(messages, &progress));
   progress.Begin("reading the target");
   CheckMode(server.Providers(), mode);
   Configuration configuration = Planning::ConfigurationOfTarget(mode);
+  if (LacksBiosKeys(file, configuration)) {
+    Planning::Request restore;
+    restore.file = request.file;
+    restore.mode = mode;
+    restore.skipBootOrder = true;
+    file = WithTakenValues(file, configuration, Rehearse(restore, server.Providers()).taken);
+  }
   server.ThrowIfSilent();
   return configuration;
 }
@@ -45,9 +64,9 @@ int RunDiff(const DiffRequest& request, const Messages& messages) {
   const ConfigurationFile file = Planning::WellFormed(request.file);
   const Configuration& whole = file.Content();
   const Planning::Mode mode = request.mode.value_or(withTarget ? ModeOf(whole) : Planning::ModeAll);
-  const Configuration left = InMode(whole, mode);
+  Configuration left = InMode(whole, mode);
   const Configuration right = withTarget
-                                  ? ReadTarget(request, mode, messages)
+                                  ? ReadTarget(request, mode, messages, left)
                                   : InMode(Planning::WellFormed(request.other).Content(), mode);
   const Planning::Comparison comparison = Compare(left, right);
   if (request.json) {

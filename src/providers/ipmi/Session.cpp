@@ -29,8 +29,9 @@ constexpr auto kWorkarounds = std::to_array<Workaround>({
     {"nochecksumcheck", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_NO_CHECKSUM_CHECK},
 });
 
-/// Best first: SHA-256 with AES, SHA-1 with AES. Suite 0 has no authentication at all.
-constexpr auto kCipherSuites = std::to_array<std::uint8_t>({17, 3});
+/// IPMI 2.0, table 22-20, those with authentication, integrity and encryption: SHA-256 with AES,
+/// SHA-1 with AES, and for BMCs that have neither, MD5 with AES.
+constexpr auto kCipherSuites = std::to_array<std::uint8_t>({17, 3, 8, 12});
 
 /// What a failure of the library is to the callers of this one.
 struct FailureRow {
@@ -46,7 +47,7 @@ constexpr auto kFailures = std::to_array<FailureRow>({
     {IPMI_ERR_PASSWORD_VERIFICATION_TIMEOUT, ErrorManager::NotPermitted,
      "it broke off the login, mostly because the password is wrong"},
     {IPMI_ERR_K_G_INVALID, ErrorManager::NotPermitted,
-     "it wants a BMC key (K_g), which is not supported"},
+     "it wants a BMC key (K_g), and not the one that was given"},
     {IPMI_ERR_PRIVILEGE_LEVEL_INSUFFICIENT, ErrorManager::NotPermitted,
      "the privilege of the user is too low"},
     {IPMI_ERR_PRIVILEGE_LEVEL_CANNOT_BE_OBTAINED, ErrorManager::NotPermitted,
@@ -55,7 +56,7 @@ constexpr auto kFailures = std::to_array<FailureRow>({
     {IPMI_ERR_AUTHENTICATION_TYPE_UNAVAILABLE, ErrorManager::NotPermitted,
      "it offers no way to log in with this privilege; some BMCs need the workaround \"authcap\""},
     {IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE, ErrorManager::NotPermitted,
-     "it offers neither cipher suite 17 nor 3"},
+     "it offers none of the cipher suites that were tried"},
     {IPMI_ERR_IPMI_2_0_UNAVAILABLE, ErrorManager::BadAnswer, "it does not speak IPMI 2.0"},
     {IPMI_ERR_CONNECTION_TIMEOUT, ErrorManager::Unreachable, "no answer"},
     {IPMI_ERR_SESSION_TIMEOUT, ErrorManager::Unreachable, "the session is lost"},
@@ -86,6 +87,28 @@ Context MakeContext() {
   return context;
 }
 
+/// What a login that has failed means for the next try.
+enum class Login { Done, Refused, NoSuite, Silent, Doubtful };
+
+Login Judge(int number) {
+  switch (number) {
+    case 0:
+      return Login::Done;
+    case IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE:  // BMCs without a suite say so in different ways
+    case IPMI_ERR_BAD_RMCPPLUS_STATUS_CODE:
+    case IPMI_ERR_IPMI_ERROR:
+      return Login::NoSuite;
+    case IPMI_ERR_CONNECTION_TIMEOUT:
+    case IPMI_ERR_SESSION_TIMEOUT:
+    case IPMI_ERR_MESSAGE_TIMEOUT:
+      return Login::Silent;
+    case IPMI_ERR_PASSWORD_VERIFICATION_TIMEOUT:  // a wrong password, or a datagram was lost
+      return Login::Doubtful;
+    default:  // not tried again: BMCs lock accounts
+      return Login::Refused;
+  }
+}
+
 /// Sends over an open context. \return false when the library fails; its number says why.
 bool SendOver(ipmi_ctx_t context, const Request& request, Answer& answer) {
   Bytes buffer = {request.command.number};
@@ -104,7 +127,7 @@ bool SendOver(ipmi_ctx_t context, const Request& request, Answer& answer) {
 class RemoteSession final : public Transport {
  public:
   // A copy: what is moved from would keep a short password.
-  explicit RemoteSession(const RemoteAddress& address) : address_(address) { Open(); }
+  explicit RemoteSession(const RemoteAddress& address) : address_(address) { LogIn(); }
   RemoteSession(const RemoteSession&) = delete;
   RemoteSession& operator=(const RemoteSession&) = delete;
   ~RemoteSession() override = default;
@@ -113,13 +136,12 @@ class RemoteSession final : public Transport {
     if (!context_) RaiseFailure(address_.host, IPMI_ERR_SESSION_TIMEOUT, {});
     // A person has been asked something meanwhile: the library takes a pause for a lost session,
     // and a BMC ends one after a minute.
-    if (Clock::now() - lastAnswer_ > address_.patience / 2) Open();
+    if (Clock::now() - lastAnswer_ > way_.patience / 2) LogInAgain(way_);
     Answer answer;
     if (!SendOver(context_.get(), request, answer)) {
-      const int number = ipmi_ctx_errnum(context_.get());
-      const std::string detail = ipmi_ctx_errormsg(context_.get());
-      context_.reset();  // every further request would wait in vain
-      RaiseFailure(address_.host, number, detail + " at " + Describe(request.command));
+      if (Judge(ipmi_ctx_errnum(context_.get())) != Login::Silent) Lose(request);
+      LogInAgain({way_.suite, address_.patience, kSlowResend});
+      if (!SendOver(context_.get(), request, answer)) Lose(request);
     }
     lastAnswer_ = Clock::now();
     return answer;
@@ -130,7 +152,57 @@ class RemoteSession final : public Transport {
   [[nodiscard]] bool IsRemote() const override { return true; }
 
  private:
-  void Open() {
+  /// How a login is tried, and the session then kept.
+  struct Way {
+    std::uint8_t suite;
+    std::chrono::milliseconds patience;
+    /// A datagram without an answer is sent again after that. An answer to the first one no longer
+    /// counts then, so it must be longer than the BMC takes.
+    std::chrono::milliseconds resendAfter;
+  };
+  static constexpr std::chrono::milliseconds kQuickResend{500};
+  static constexpr std::chrono::milliseconds kSlowResend{2000};
+  static constexpr std::chrono::milliseconds kBrief{3000};
+
+  /// Every suite gets a short time, and when the BMC was silent, once more what is left of its
+  /// patience.
+  void LogIn() {
+    const auto end = Clock::now() + address_.patience;
+    std::vector<std::uint8_t> suites(kCipherSuites.begin(), kCipherSuites.end());
+    if (address_.cipherSuite != 0) suites = {address_.cipherSuite};
+    for (const bool isSecond : {false, true}) {
+      bool wasSilent = false;
+      for (const std::uint8_t suite : suites) {
+        auto patience = std::min(kBrief, address_.patience / 3);
+        if (isSecond) {
+          const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
+          patience = std::max(left, patience);
+        }
+        const Login login = Try({suite, patience, isSecond ? kSlowResend : kQuickResend});
+        if (login == Login::Done) return;
+        if (login == Login::Refused || (login == Login::Doubtful && isSecond)) break;
+        wasSilent |= login != Login::NoSuite;
+        if (login == Login::Doubtful || (wasSilent && suite == kCipherSuites[1])) break;
+        if (isSecond && Clock::now() > end) break;
+      }
+      if (!wasSilent) break;
+    }
+    RaiseFailure(address_.host, number_, detail_);
+  }
+
+  /// \throws ResultStatus  Unreachable, whatever the reason: the session is lost.
+  void LogInAgain(const Way& way) {
+    if (Try(way) == Login::Done || Try(way) == Login::Done) return;
+    try {
+      RaiseFailure(address_.host, number_, detail_);
+    } catch (const ResultStatus& failure) {
+      ErrorManager::Raise(ErrorManager::Unreachable,
+                          address_.host + ": the session is lost, and another one cannot be "
+                                          "opened (" + failure.message() + ")");
+    }
+  }
+
+  [[nodiscard]] Login Try(const Way& way) {
     context_.reset();
     unsigned workarounds = 0;
     for (const Workaround& workaround : kWorkarounds) {
@@ -138,36 +210,44 @@ class RemoteSession final : public Transport {
         workarounds |= workaround.flag;
       }
     }
-    int number = 0;
-    std::string detail;
-    for (const std::uint8_t suite : kCipherSuites) {
-      Context context = MakeContext();
-      const auto patience = static_cast<unsigned>(address_.patience.count());
-      const auto resendAfter = static_cast<unsigned>(address_.resendAfter.count());
-      if (ipmi_ctx_open_outofband_2_0(
-              context.get(), address_.host.c_str(),
-              address_.user.empty() ? nullptr : address_.user.c_str(),
-              address_.password.empty() ? nullptr : address_.password.c_str(), nullptr, 0,
-              IPMI_PRIVILEGE_LEVEL_ADMIN, suite, patience, resendAfter, workarounds,
-              IPMI_FLAGS_DEFAULT) == 0) {
-        context_ = std::move(context);
-        lastAnswer_ = Clock::now();
-        return;
-      }
-      number = ipmi_ctx_errnum(context.get());
-      detail = ipmi_ctx_errormsg(context.get());
-      // BMCs without a suite say so in different ways; a login that is refused is not tried again.
-      const bool lacksSuite = number == IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE ||
-                              number == IPMI_ERR_BAD_RMCPPLUS_STATUS_CODE ||
-                              number == IPMI_ERR_IPMI_ERROR;
-      if (!lacksSuite) break;
+    const auto textOrNone = [](const std::string& text) {
+      return text.empty() ? nullptr : text.c_str();
+    };
+    const std::string& key = address_.bmcKey;
+    // The library wants the time between two sends to be shorter than the whole.
+    const auto resendAfter = std::min(way.resendAfter, way.patience / 2);
+    Context context = MakeContext();
+    if (ipmi_ctx_open_outofband_2_0(
+            context.get(), address_.host.c_str(), textOrNone(address_.user),
+            textOrNone(address_.password),
+            key.empty() ? nullptr : reinterpret_cast<const unsigned char*>(key.data()),
+            static_cast<unsigned>(key.size()), IPMI_PRIVILEGE_LEVEL_ADMIN, way.suite,
+            static_cast<unsigned>(way.patience.count()),
+            static_cast<unsigned>(resendAfter.count()), workarounds, IPMI_FLAGS_DEFAULT) == 0) {
+      context_ = std::move(context);
+      way_ = way;
+      lastAnswer_ = Clock::now();
+      return Login::Done;
     }
-    RaiseFailure(address_.host, number, detail);
+    number_ = ipmi_ctx_errnum(context.get());
+    detail_ = ipmi_ctx_errormsg(context.get());
+    return Judge(number_);
+  }
+
+  [[noreturn]] void Lose(const Request& request) {
+    const int number = ipmi_ctx_errnum(context_.get());
+    const std::string detail = ipmi_ctx_errormsg(context_.get());
+    context_.reset();  // every further request would wait in vain
+    RaiseFailure(address_.host, number, detail + " at " + Describe(request.command));
   }
 
   RemoteAddress address_;
-  Common::WipeOnExit<std::string> wipe_{address_.password};
+  Common::WipeOnExit<std::string> wipePassword_{address_.password};
+  Common::WipeOnExit<std::string> wipeKey_{address_.bmcKey};
   Context context_;
+  Way way_ = {};
+  int number_ = 0;  ///< of the library, for the last login that has failed
+  std::string detail_;
   Clock::time_point lastAnswer_;
 };
 
@@ -223,6 +303,10 @@ class LocalSession final : public Transport {
 
 std::span<const Workaround> Workarounds() {
   return kWorkarounds;
+}
+
+std::span<const std::uint8_t> CipherSuites() {
+  return kCipherSuites;
 }
 
 std::unique_ptr<Transport> OpenRemote(const RemoteAddress& address) {

@@ -117,10 +117,7 @@ MachineImage LoadMachine(const std::string& path) {
 }
 
 void StoreMachine(const MachineImage& machine, const std::string& path) {
-  // A symbolic link stays one: what it points to is replaced.
-  std::error_code error;
-  const std::filesystem::path place = std::filesystem::weakly_canonical(path, error);
-  Common::AtomicFile file(error ? path : place.string());
+  Common::AtomicFile file(path);
   file.Write(RenderMachine(machine));
   struct stat facts = {};
   if (stat(path.c_str(), &facts) == 0) file.SetMode(facts.st_mode);

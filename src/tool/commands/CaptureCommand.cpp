@@ -1,5 +1,6 @@
 #include "tool/commands/CaptureCommand.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <filesystem>
@@ -19,6 +20,7 @@
 #include "query/XDirector.h"
 #include "tool/Destination.h"
 #include "tool/ExitCodes.h"
+#include "tool/commands/Commands.h"
 #include "tool/terminal/Interrupt.h"
 #include "tool/terminal/Progress.h"
 
@@ -203,7 +205,7 @@ void RunCapture(const CaptureRequest& request, const Messages& messages) {
   Planning::Configuration saved;
   unsigned queries = 0;
   {
-    Progress progress(messages.ShowsProgress());
+    Progress progress(messages);
     const Planning::Mounts kept =
         Wrapped(request.openTarget(), [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
           return std::make_shared<KeepingProvider>(provider, answers);
@@ -228,6 +230,26 @@ void RunCapture(const CaptureRequest& request, const Messages& messages) {
                                 : Common::AtomicFile::Existing::Keep);
   messages.Result("Captured " + request.file + ": " + std::to_string(image.nodes.size()) +
                   " nodes, " + std::to_string(queries) + " queries.");
+}
+
+void AddCapture(CLI::App& command, Command& chosen) {
+  auto request = std::make_shared<CaptureRequest>();
+  AddFile(command, request->file, "The machine file to write");
+  command.add_flag("--overwrite", request->overwrite, "Replace FILE when it exists");
+  command.footer(
+      "For rehearsals, tests and bug reports: --target machine:FILE then reads like the target.\n"
+      "Passwords are not kept. The file is written whole or not at all, readable by its owner\n"
+      "alone.\n\n"
+      "Example:\n"
+      "  saverestore --target local machine capture server.json\n");
+  command.callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      request->openTarget = OpenerOf(globals);
+      request->targets = globals.targets.Names();
+      RunCapture(*request, messages);
+      return int{ExitDone};
+    };
+  });
 }
 
 }  // namespace Tool

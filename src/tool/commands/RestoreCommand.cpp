@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <iostream>
+#include <memory>
 
 #include "common/ErrorManager.h"
 #include "common/Wipe.h"
@@ -12,6 +14,7 @@
 #include "plan/Report.h"
 #include "plan/Write.h"
 #include "tool/ExitCodes.h"
+#include "tool/commands/Commands.h"
 #include "tool/render/TextPlan.h"
 #include "tool/render/TextReport.h"
 #include "tool/terminal/Interrupt.h"
@@ -131,6 +134,44 @@ int RunRestore(const RestoreRequest& request, const Messages& messages) {
   } catch (const Interrupted&) {
     throw ToolError(ExitFailed, "interrupted; what was written before stays written");
   }
+}
+
+void AddRestore(CLI::App& command, Command& chosen) {
+  auto request = std::make_shared<RestoreRequest>();
+  AddFile(command, request->file, "The file to restore");
+  AddMode(command, request->mode,
+          "What to restore: bios (with the boot order), bmc, or all; default: what FILE "
+          "holds");
+  auto* password = command.add_option_group("password");
+  password->add_option("--password-file", request->password.file,
+                       "Read the BIOS administrator password from the first line of this file");
+  password->add_option("--password-fd", request->password.descriptor,
+                       "Read it from this open file descriptor");
+  password->add_flag("--ask-password", request->password.ask, "Ask for it on the terminal");
+  password->require_option(0, 1);
+  command.add_flag("--skip-system-check", request->skipSystemCheck,
+                   "Do not compare [SYSTEM] with the target");
+  command.add_flag("--skip-boot-order", request->skipBootOrder,
+                   "Leave the boot order and the hard-disk order alone");
+  command.add_flag("--dry-run", request->dryRun, "Show what would be written, and write nothing");
+  command.add_flag("--no-backup", request->noBackup, "Do not save the present configuration first");
+  command.add_option("--backup-dir", request->backupDir,
+                     "Where the present configuration is saved; default: beside FILE");
+  command.add_flag("--yes", request->yes, "Do not ask");
+  command.add_flag("--json", request->json, "Report as JSON");
+  command.footer(
+      "Checks FILE, saves the present configuration into a dated file, shows what will\n"
+      "change, asks on a terminal, restores, and reports what became of each setting.\n\n"
+      "Example:\n"
+      "  saverestore --target machine:server.json restore --dry-run server.ini\n");
+  command.callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      request->openTarget = OpenerOf(globals);
+      request->targets = globals.targets.Names();
+      request->targetWords = globals.targets.GivenOptions();
+      return RunRestore(*request, messages);
+    };
+  });
 }
 
 }  // namespace Tool

@@ -50,6 +50,7 @@ constexpr auto kCatalogue = std::to_array<CatalogueEntry>({
     {WritesRefused, XCOMMAND_QUERY, "%s of %s settings could not be written; the first is %s: %s."},
     {BadAnswer, XCOMMAND_QUERY, "The answer of %s cannot be used: %s."},
     {NotTrusted, XCOMMAND_QUERY, "The identity of %s cannot be verified: %s."},
+    {LoginRefused, XCOMMAND_QUERY, "%s does not let this user in: %s."},
 });
 
 const CatalogueEntry* Find(int code) {

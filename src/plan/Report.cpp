@@ -76,6 +76,8 @@ ReportRow RowFor(const Setting& wanted, const Configuration& before, const Confi
   } else if (isNoted && note->second->fate == SDK::WriteNote::Fate::Pending) {
     row.outcome = Outcome::Pending;  // whichever value the machine shows until then
     row.reason = note->second->reason;
+  } else if (isNoted && note->second->fate == SDK::WriteNote::Fate::Kept) {
+    row.reason = note->second->reason;
   } else if (SameValue(wanted, *now)) {
     row.outcome = Outcome::Applied;
   } else if (isNoted) {

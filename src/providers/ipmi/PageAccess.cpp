@@ -11,7 +11,7 @@ namespace {
 // bits 7:6 of both channel access commands: what is stored, and what is in force until a restart
 constexpr std::uint8_t kNonVolatile = 0x40;
 constexpr std::uint8_t kVolatile = 0x80;
-constexpr std::uint8_t kDcmi = 0xDC;         // the group extension that DCMI commands begin with
+constexpr std::uint8_t kDcmi = 0xDC;  // the group extension that DCMI commands begin with
 constexpr std::size_t kDcmiBlock = 16;
 constexpr std::size_t kInfoBlock = 16;  // of which block 0 spends two on encoding and length
 constexpr std::uint8_t kSolBit = 0x02;
@@ -82,7 +82,8 @@ Bytes ToUtf8(unsigned encoding, const Bytes& raw) {
   if (encoding == kUtf8) return raw;
   Bytes text;
   if (encoding == kUcs2) {
-    for (std::size_t i = 0; i + 1 < raw.size(); i += 2) AppendUtf8(raw[i] + 0x100U * raw[i + 1], text);
+    for (std::size_t i = 0; i + 1 < raw.size(); i += 2)
+      AppendUtf8(raw[i] + 0x100U * raw[i + 1], text);
   } else {
     for (const std::uint8_t character : raw) AppendUtf8(character, text);
   }
@@ -172,8 +173,9 @@ WriteOutcome WriteInfoText(Bmc& bmc, std::uint8_t parameter, const Bytes& text) 
 }
 
 Request SetChannelAccess(const Place& place, const Bytes& data, std::uint8_t storage) {
-  return {kSetChannelAccess.set,
-          {place.channel, Low(storage | (data.at(0) & 0x3FU)), Low(storage | (data.at(1) & 0x0FU))}};
+  return {
+      kSetChannelAccess.set,
+      {place.channel, Low(storage | (data.at(0) & 0x3FU)), Low(storage | (data.at(1) & 0x0FU))}};
 }
 
 /// The request that writes a page which is one command.

@@ -111,8 +111,8 @@ NodeMap ReadTree(Bmc& bmc, const std::string& path, Depth depth) {
   NodeMap inner;
   const auto isListed = [&](const std::string& child) {
     const auto node = inner.find(path);
-    return node != inner.end() && std::ranges::find(node->second.values, child) !=
-                                      node->second.values.end();
+    return node != inner.end() &&
+           std::ranges::find(node->second.values, child) != node->second.values.end();
   };
   for (const FieldRow& field : FieldTable()) {
     Expand(bmc, field.path, path, "", {}, [&](const std::string& leaf, const Place& place) {

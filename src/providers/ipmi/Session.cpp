@@ -42,20 +42,20 @@ struct FailureRow {
 
 constexpr auto kFailures = std::to_array<FailureRow>({
     {IPMI_ERR_PERMISSION, ErrorManager::NotPermitted, "the permission is missing"},
-    {IPMI_ERR_USERNAME_INVALID, ErrorManager::NotPermitted, "it has no such user"},
-    {IPMI_ERR_PASSWORD_INVALID, ErrorManager::NotPermitted, "the password is wrong"},
-    {IPMI_ERR_PASSWORD_VERIFICATION_TIMEOUT, ErrorManager::NotPermitted,
+    {IPMI_ERR_USERNAME_INVALID, ErrorManager::LoginRefused, "it has no such user"},
+    {IPMI_ERR_PASSWORD_INVALID, ErrorManager::LoginRefused, "the password is wrong"},
+    {IPMI_ERR_PASSWORD_VERIFICATION_TIMEOUT, ErrorManager::LoginRefused,
      "it broke off the login, mostly because the password is wrong"},
-    {IPMI_ERR_K_G_INVALID, ErrorManager::NotPermitted,
+    {IPMI_ERR_K_G_INVALID, ErrorManager::LoginRefused,
      "it wants a BMC key (K_g), and not the one that was given"},
-    {IPMI_ERR_PRIVILEGE_LEVEL_INSUFFICIENT, ErrorManager::NotPermitted,
+    {IPMI_ERR_PRIVILEGE_LEVEL_INSUFFICIENT, ErrorManager::LoginRefused,
      "the privilege of the user is too low"},
-    {IPMI_ERR_PRIVILEGE_LEVEL_CANNOT_BE_OBTAINED, ErrorManager::NotPermitted,
+    {IPMI_ERR_PRIVILEGE_LEVEL_CANNOT_BE_OBTAINED, ErrorManager::LoginRefused,
      "the user does not get the privilege ADMIN there, or the BMC needs the workaround "
      "\"opensesspriv\""},
-    {IPMI_ERR_AUTHENTICATION_TYPE_UNAVAILABLE, ErrorManager::NotPermitted,
+    {IPMI_ERR_AUTHENTICATION_TYPE_UNAVAILABLE, ErrorManager::LoginRefused,
      "it offers no way to log in with this privilege; some BMCs need the workaround \"authcap\""},
-    {IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE, ErrorManager::NotPermitted,
+    {IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE, ErrorManager::LoginRefused,
      "it offers none of the cipher suites that were tried"},
     {IPMI_ERR_IPMI_2_0_UNAVAILABLE, ErrorManager::BadAnswer, "it does not speak IPMI 2.0"},
     {IPMI_ERR_CONNECTION_TIMEOUT, ErrorManager::Unreachable, "no answer"},
@@ -175,7 +175,8 @@ class RemoteSession final : public Transport {
       for (const std::uint8_t suite : suites) {
         auto patience = std::min(kBrief, address_.patience / 3);
         if (isSecond) {
-          const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
+          const auto left =
+              std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
           patience = std::max(left, patience);
         }
         const Login login = Try({suite, patience, isSecond ? kSlowResend : kQuickResend});
@@ -197,8 +198,10 @@ class RemoteSession final : public Transport {
       RaiseFailure(address_.host, number_, detail_);
     } catch (const ResultStatus& failure) {
       ErrorManager::Raise(ErrorManager::Unreachable,
-                          address_.host + ": the session is lost, and another one cannot be "
-                                          "opened (" + failure.message() + ")");
+                          address_.host +
+                              ": the session is lost, and another one cannot be "
+                              "opened (" +
+                              failure.message() + ")");
     }
   }
 
@@ -222,8 +225,8 @@ class RemoteSession final : public Transport {
             textOrNone(address_.password),
             key.empty() ? nullptr : reinterpret_cast<const unsigned char*>(key.data()),
             static_cast<unsigned>(key.size()), IPMI_PRIVILEGE_LEVEL_ADMIN, way.suite,
-            static_cast<unsigned>(way.patience.count()),
-            static_cast<unsigned>(resendAfter.count()), workarounds, IPMI_FLAGS_DEFAULT) == 0) {
+            static_cast<unsigned>(way.patience.count()), static_cast<unsigned>(resendAfter.count()),
+            workarounds, IPMI_FLAGS_DEFAULT) == 0) {
       context_ = std::move(context);
       way_ = way;
       lastAnswer_ = Clock::now();

@@ -46,8 +46,8 @@ struct RemoteAddress {
 ///
 /// A session that falls silent is opened once more and what was asked is asked again. From then on
 /// datagrams have more time before they are sent again: a slow BMC looks like one that loses them.
-/// \throws ResultStatus  Unreachable; NotPermitted (user, password, privilege); BadAnswer (it does
-///                       not speak IPMI 2.0).
+/// \throws ResultStatus  Unreachable; LoginRefused (user, password, key, privilege); BadAnswer
+///                       (it does not speak IPMI 2.0).
 [[nodiscard]] std::unique_ptr<Transport> OpenRemote(const RemoteAddress& address);
 
 /// The device of the kernel's IPMI driver.

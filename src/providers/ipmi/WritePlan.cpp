@@ -242,12 +242,14 @@ std::vector<WriteForesight> ForeseeWrites(Bmc& bmc, const SDK::SettingMap& setti
     if (!plan.OpensAccount(change)) continue;
     const std::string name = plan.FinalName(change.place);
     const bool isGiven = passwords.contains(name);
-    all.push_back({change.path, isGiven ? WriteForesight::Kind::OpensAccount : WriteForesight::Kind::NeedsPassword,
-                   "the account \"" + name + "\" is open then, with " +
-                       (isGiven ? "the password that was given"
-                                : "whatever password user " + std::to_string(change.place.user) +
-                                      " of the BMC had before"),
-                   name});
+    all.push_back(
+        {change.path,
+         isGiven ? WriteForesight::Kind::OpensAccount : WriteForesight::Kind::NeedsPassword,
+         "the account \"" + name + "\" is open then, with " +
+             (isGiven ? "the password that was given"
+                      : "whatever password user " + std::to_string(change.place.user) +
+                            " of the BMC had before"),
+         name});
   }
   return all;
 }

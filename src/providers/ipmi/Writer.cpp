@@ -190,8 +190,9 @@ class Execution {
     for (const Change& change : page) static_cast<void>(Apply(change, *data));
     const WriteOutcome outcome = WriteAccessInForce(bmc_, place, *data);
     if (outcome.completion == 0) return;
-    NoteAll(page, Fate::Pending, "it is stored, and in force when the BMC restarts: " +
-                                     Describe(outcome.completion, outcome.command));
+    NoteAll(page, Fate::Pending,
+            "it is stored, and in force when the BMC restarts: " +
+                Describe(outcome.completion, outcome.command));
   }
 
   /// Waits for the BMC to show what it has taken. Some take seconds.
@@ -245,9 +246,9 @@ class Execution {
   const WritePlan& plan_;
   const SDK::SettingMap& passwords_;
   std::vector<SDK::WriteNote>& notes_;
-  std::vector<const Change*> late_;      ///< written, and not shown yet
-  std::set<std::uint8_t> closed_;        ///< users that are not to be opened
-  std::set<std::uint8_t> hasPassword_;   ///< users whose password this batch has set
+  std::vector<const Change*> late_;     ///< written, and not shown yet
+  std::set<std::uint8_t> closed_;       ///< users that are not to be opened
+  std::set<std::uint8_t> hasPassword_;  ///< users whose password this batch has set
 };
 
 }  // namespace

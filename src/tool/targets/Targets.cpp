@@ -69,6 +69,13 @@ void Targets::AddOptions(CLI::App& app) {
   password->add_option("--bmc-password-fd", bmcPassword_.descriptor,
                        "Read it from this open file descriptor; default: ask on the terminal");
   password->require_option(0, 1);
+  app.add_option_function<unsigned>(
+         "--timeout",
+         [this](unsigned seconds) {
+           for (const auto& kind : kinds_) kind->WaitFor(std::chrono::seconds(seconds));
+         },
+         "Seconds to wait for a sign of life of a server; default 10 for ipmi, 30 for redfish")
+      ->check(CLI::Range(1, 600));
   for (const auto& kind : kinds_) kind->AddOptions(app);
 }
 

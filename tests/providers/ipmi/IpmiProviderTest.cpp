@@ -4,12 +4,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <map>
 #include <thread>
 
 #include "Simulator.h"
 #include "common/ErrorManager.h"
+#include "common/Logger.h"
 #include "providers/ipmi/IpmiProvider.h"
 #include "providers/ipmi/Session.h"
 #include "support/TestEngine.h"
@@ -24,6 +27,7 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
+using Fate = SDK::WriteNote::Fate;
 
 class IpmiLocalTest : public EngineTest {};
 
@@ -61,15 +65,15 @@ class IpmiProviderTest : public EngineTest {
   }
 
   static std::unique_ptr<Ipmi::IpmiProvider> Login(std::uint16_t port,
-                                                   std::chrono::milliseconds patience = 10s) {
+                                                   std::chrono::milliseconds patience = 10s,
+                                                   const Ipmi::Patience& slow = {200ms, 600ms}) {
     Ipmi::RemoteAddress address;
     address.host = "127.0.0.1:" + std::to_string(port);
     address.user = "admin";
     address.password = "secret";
     address.workarounds = {"opensesspriv"};
     address.patience = patience;
-    address.resendAfter = patience / 10;
-    return std::make_unique<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address));
+    return std::make_unique<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address), slow);
   }
 
   std::string Value(const std::string& path) {
@@ -193,7 +197,7 @@ TEST_F(IpmiProviderTest, WhatIsRefusedOrIgnoredOrUnknownStopsNothingElse) {
   auto notes = Notes();
   EXPECT_THAT(notes, SizeIs(6));
   EXPECT_THAT(notes["/BMC/USER[4]/NAME"].reason, HasSubstr("CCh"));
-  EXPECT_EQ(notes["/BMC/LAN[2]/ARPINTERVAL"].fate, SDK::WriteNote::Fate::Ignored);
+  EXPECT_EQ(notes["/BMC/LAN[2]/ARPINTERVAL"].fate, Fate::Ignored);
   EXPECT_THAT(notes["/BMC/LAN/FAILOVERMODE"].reason, HasSubstr("no standard command"));
   EXPECT_THAT(notes["/BMC/LAN[3]/ARPINTERVAL"].reason, HasSubstr("does not have it"));
   EXPECT_THAT(notes["/BMC/INFO/VERSION"].reason, HasSubstr("read-only"));
@@ -209,21 +213,21 @@ TEST_F(IpmiProviderTest, WhatCanCutTheSessionOffComesLastAndLanSettingsGoTogethe
   EXPECT_EQ(Write({{"/BMC/USER[2]/CHANNEL[1]/PRIVILEGE", "OPERATOR"},
                    {"/BMC/CHANNEL[1]/NONVOLATILE/ACCESS/PRIVILEGE_LIMIT", "OPERATOR"},
                    {"/BMC/CHANNEL[2]/NONVOLATILE/ACCESS/PRIVILEGE_LIMIT", "USER"},
-                   {"/BMC/LAN[1]/SUBNETMASK", "255.255.255.0"},
-                   {"/BMC/LAN[1]/IP", "192.0.2.10"},
+                   {"/BMC/LAN[1]/IPTYPE_STATUS", "ENABLE"},
                    {"/BMC/LAN[1]/ARPINTERVAL", "8"},
                    {"/BMC/USER[4]/NAME", "vier"},
                    {"/BMC/USER[4]/STATUS", "ENABLE"},
                    {"/BMC/USER[4]/CHANNEL[1]/PRIVILEGE", "ADMIN"},
                    {"/BMC/USER[3]/STATUS", "DISABLE"}}),
             0);
-  EXPECT_THAT(Changes(11), ElementsAre("06 45 04 76", "06 47 04 01", "06 43 91 04",  // user 4
-                                       "0C 01 01 00", "0C 01 01 0B", "0C 01 01 00", "0C 01 01 00",
-                                       "06 40 02 42", "06 47 03 00",  // others
-                                       "06 43 91 02", "06 40 01 42",  // own
-                                       "0C 01 01 00", "0C 01 01 03", "0C 01 01 06", "0C 01 01 00",
-                                       "0C 01 01 00"));
+  EXPECT_THAT(Changes(11),
+              ElementsAre("06 45 04 76", "06 47 04 01", "06 43 91 04",                 // user 4
+                          "0C 01 01 00", "0C 01 01 0B", "0C 01 01 00", "0C 01 01 00",  // others
+                          "06 40 02 42", "06 40 02 82", "06 47 03 00",                 //
+                          "0C 01 01 00", "0C 01 01 04", "0C 01 01 00", "0C 01 01 00",  // own
+                          "06 40 01 42", "06 40 01 82", "06 43 91 02"));
   // ipmi_sim ends the sessions of a user that it disables.
+  provider = Login(simulator->Port(), 1s);
   const int code = Write({{"/BMC/USER[2]/STATUS", "DISABLE"}, {"/BMC/PEF/STATUS", "ENABLE"}});
   EXPECT_THAT(Changes().back(), StartsWith("06 47 02 00"));
   if (code != 0) {
@@ -232,21 +236,25 @@ TEST_F(IpmiProviderTest, WhatCanCutTheSessionOffComesLastAndLanSettingsGoTogethe
   }
 }
 
-TEST_F(IpmiProviderTest, Ipv6AddressesFollowTheirSource) {
+TEST_F(IpmiProviderTest, Ipv6AddressesFollowTheirSourceAndAddressesStayTheBmcsOwn) {
   EXPECT_EQ(Value("/BMC/LAN[2]/IPV6SOURCE"), "STATIC");
   EXPECT_EQ(Write({{"/BMC/LAN[2]/IPV6STATUS", "ENABLE"},
+                   {"/BMC/LAN[2]/IP", "192.0.2.77"},
                    {"/BMC/LAN[2]/IPV6", "2001:DB8::77"},
-                   {"/BMC/LAN[2]/IPV6PREFIXLENGTH", "56"}}),
+                   {"/BMC/LAN[2]/IPV6PREFIXLENGTH", "56"},
+                   {"/BMC/LAN[2]/IPV6_GATEWAYIP", "2001:DB8::1"},
+                   {"/BMC/LAN[2]/IPV6SOURCE", "DHCPV6"}}),
             0);
-  EXPECT_EQ(Value("/BMC/LAN[2]/IPV6"), "2001:DB8::77");
-  EXPECT_THAT(simulator->TakeRequests("0C 01 02 38"), SizeIs(1));
-  EXPECT_EQ(Write({{"/BMC/LAN[2]/IPV6SOURCE", "DHCPV6"}}), 0);
+  const auto notes = Notes();
+  EXPECT_THAT(notes, SizeIs(4));
+  for (const auto& [path, note] : notes) EXPECT_EQ(note.fate, Fate::Kept) << path;
+  EXPECT_THAT(
+      simulator->TakeRequests("0C 01 02 38"),
+      ElementsAre("0C 01 02 38 00 00 20 01 0D B8 00 00 00 00 00 00 00 00 00 00 00 02 40 00 "));
   EXPECT_EQ(Value("/BMC/LAN[2]/IPV6"), "2001:DB8::DD02");
-  EXPECT_EQ(Write({{"/BMC/LAN[2]/IPV6SOURCE", "AUTO"}, {"/BMC/LAN[2]/IPV6", "2001:DB8::78"}}),
-            ErrorManager::WritesRefused);
-  EXPECT_THAT(Notes(), SizeIs(2));
-  EXPECT_EQ(Write({{"/BMC/LAN[2]/IPV6SOURCE", "STATIC"}, {"/BMC/LAN[2]/IPV6", "2001:DB8::78"}}), 0);
-  EXPECT_EQ(Value("/BMC/LAN[2]/IPV6"), "2001:DB8::78");
+  EXPECT_EQ(Write({{"/BMC/LAN[2]/IPV6SOURCE", "AUTO"}}), ErrorManager::WritesRefused);
+  EXPECT_EQ(Write({{"/BMC/LAN[2]/IPV6SOURCE", "STATIC"}}), 0);
+  EXPECT_EQ(Value("/BMC/LAN[2]/IPV6"), "2001:DB8::2");
 }
 
 TEST_F(IpmiProviderTest, AHostNameOfSeveralBlocksComesBack) {
@@ -254,6 +262,173 @@ TEST_F(IpmiProviderTest, AHostNameOfSeveralBlocksComesBack) {
     EXPECT_EQ(Write({{"/BMC/LAN/DHCP_HOSTNAME", name}}), 0);
     EXPECT_THAT(simulator->TakeRequests("2C 0A"), SizeIs(1 + name.size() / 16));
     EXPECT_EQ(Value("/BMC/LAN/DHCP_HOSTNAME"), name);
+  }
+}
+
+struct OddAnswer {
+  const char* rule;
+  const char* path;
+  const char* value;    ///< "(none)" when there is no such setting
+  const char* warning;  ///< a part of it; empty when there must be none
+};
+
+TEST_F(IpmiProviderTest, AnOddAnswerCostsNoMoreThanItsOwnSetting) {
+  constexpr const char* kName = "/BMC/USER[4]/NAME";
+  constexpr const char* kCommunity = "/BMC/LAN[1]/COMMUNITYSTRING";
+  constexpr const char* kInterval = "/BMC/LAN[1]/ARPINTERVAL";
+  constexpr const char* kFirmware = "/SMBIOS/Type0/BIOSVersion";
+  std::string warnings;
+  const auto before = LOGGER::Logger::CreateInstance()->SetSink(
+      [&](const LOGGER::LogRecord& record) { warnings += record.text + "\n"; });
+  for (const OddAnswer& row : std::to_array<OddAnswer>({
+           {"06 46 04: answer CC", kName, "", ""},  // a slot whose name nobody has set
+           {"06 46 04: answer 00 66 6F 75", kName, "fou", ""},
+           {"06 46 04: answer 00 4D FC 6C", kName, "(none)", ""},
+           {"0C 02 01 10: answer 00 11 70 75", kCommunity, "pu", ""},
+           {"0C 02 01 10: answer 00 11 70 FF 75", kCommunity, "(none)", ""},
+           {"0C 02 01 0B: answer D6", kInterval, "(none)", ""},
+           {"0C 02 01 0B: answer FF", kInterval, "(none)", "ARPINTERVAL is left out: to command "},
+           {"0C 02 01 0B: answer D4", kInterval, "(none)", "with 01 0B 00 00, the privilege"},
+           {"0C 02 01 0B: answer C0", kInterval, "(none)", "busy (completion code C0h)"},
+           {"0C 02 01 0B x2: answer C3", kInterval, "4", ""},
+           {"0C 02 01 0B x2: answer D5", kInterval, "4", ""},
+           {"0C 02 01 0B x1: drop", kInterval, "4", ""},
+           {"0C 02 01 0D: short 3", "/BMC/LAN[1]/DEFAULTGATEWAYMAC", "(none)",
+            "2 bytes in the place of 6"},
+           {"06 01: short 5", "/BMC/INFO/VERSION", "(none)", "5 bytes in the place of 11"},
+           {"06 59: answer 00 11 00 00 03 42 FC 72", kFirmware, "B\xC3\xBCr", ""},
+           {"06 59: answer 00 11 00 01 04 42 C3 BC 72", kFirmware, "B\xC3\xBCr", ""},
+           {"06 59: answer 00 11 00 02 04 FC 00 AC 20", kFirmware, "\xC3\xBC\xE2\x82\xAC", ""},
+           {"06 59: answer 00 11 00 01 02 42 FC", kFirmware, "(none)", ""},
+       })) {
+    simulator->Misbehave(row.rule);
+    provider = Login(simulator->Port());
+    warnings.clear();
+    EXPECT_EQ(Value(row.path), row.value) << row.rule;
+    EXPECT_THAT(warnings, HasSubstr(row.warning)) << row.rule;
+    EXPECT_EQ(warnings.empty(), *row.warning == '\0') << row.rule << warnings;
+  }
+  simulator->Misbehave("0C: answer C3");  // it is not one setting that it is too busy for
+  NodeMap nodes;
+  EXPECT_EQ(CodeOf([&] { provider->Read("/BMC/LAN[1]", nodes); }), ErrorManager::Unreachable);
+  LOGGER::Logger::CreateInstance()->SetSink(before);
+}
+
+struct OddWrite {
+  const char* rules;
+  SDK::SettingMap settings;
+  std::vector<std::string> sent;           ///< 11 characters of each change
+  std::map<std::string, Fate> notes = {};  ///< by path
+};
+
+TEST_F(IpmiProviderTest, AWriteCopesWithWhatBmcsMakeOfIt) {
+  const std::string user = "/BMC/USER[4]/";
+  const std::string interval = "/BMC/LAN[2]/ARPINTERVAL";
+  const std::string limit = "/BMC/CHANNEL[2]/NONVOLATILE/ACCESS/PRIVILEGE_LIMIT";
+  const std::vector<std::string> lan = {"0C 01 02 00", "0C 01 02 0B", "0C 01 02 00", "0C 01 02 00"};
+  const std::vector<std::string> lanTwice = {lan[0], lan[1], lan[2], lan[3], lan[3]};
+  for (const OddWrite& row : {
+           OddWrite{"0C 02 02 10: answer 00 11 FF", {{"/BMC/LAN[2]/COMMUNITYSTRING", ""}}, {}},
+           {"06 46 04: answer CC",
+            {{user + "NAME", "vier"}},
+            {"06 45 04 76"},
+            {{user + "NAME", Fate::Ignored}}},
+           {"06 45 04: answer CC",
+            {{user + "NAME", "acht"},
+             {user + "STATUS", "ENABLE"},
+             {user + "CHANNEL[1]/PRIVILEGE", "ADMIN"}},
+            {"06 45 04 61"},
+            {{user + "NAME", Fate::Refused},
+             {user + "STATUS", Fate::Refused},
+             {user + "CHANNEL[1]/PRIVILEGE", Fate::Refused}}},
+           {"06 47 04 01 x2: answer C7",
+            {{user + "STATUS", "ENABLE"}},
+            {"06 47 04 01", "06 47 04 01", "06 47 84 01"}},
+           {"", {{user + "NAME", ""}}, {}, {{user + "NAME", Fate::Refused}}},  // it is enabled
+           {"",
+            {{user + "NAME", ""}, {user + "STATUS", "DISABLE"}},
+            {"06 47 04 00", "06 45 04 00"}},
+           {"0C 02 02 0B x3: answer 00 11 04", {{interval, "9"}}, lan},  // shown late
+           {"0C 01 02 0B x2: answer C0",
+            {{interval, "10"}},
+            {lan[0], lan[1], lan[1], lan[1], lan[2], lan[3]}},
+           {"0C 01 02 00 00 x1: answer FF", {{interval, "11"}}, lanTwice},
+           {"0C 01 02 00 00 x6: answer FF",
+            {{interval, "12"}},
+            {lan[0], lan[1], lan[2], lan[3], lan[3], lan[3], lan[3], lan[3], lan[3]},
+            {{interval, Fate::Pending}}},
+           {"06 40 02 82: answer CC",
+            {{limit, "USER"}},
+            {"06 40 02 42", "06 40 02 82"},
+            {{limit, Fate::Pending}}},
+       }) {
+    simulator->Misbehave(row.rules);
+    provider = Login(simulator->Port());
+    simulator->TakeRequests();
+    const bool isFault = std::ranges::any_of(row.notes, [](const auto& note) {
+      return note.second == Fate::Refused || note.second == Fate::Ignored;
+    });
+    EXPECT_EQ(Write(row.settings), isFault ? int{ErrorManager::WritesRefused} : 0) << row.rules;
+    EXPECT_EQ(Changes(11), row.sent) << row.rules;
+    std::map<std::string, Fate> notes;
+    for (const auto& [path, note] : Notes()) notes[path] = note.fate;
+    EXPECT_EQ(notes, row.notes) << row.rules << row.settings.begin()->second;
+  }
+}
+
+TEST_F(IpmiProviderTest, WhatLocksOutOrOpensAnAccountIsForeseenAndPasswordsComeFirst) {
+  using Kind = SDK::WriteForesight::Kind;
+  const SDK::SettingMap batch = {
+      {"/BMC/USER[2]/NAME", "root"},
+      {"/BMC/USER[2]/STATUS", "DISABLE"},
+      {"/BMC/USER[2]/CHANNEL[1]/PRIVILEGE", "USER"},
+      {"/BMC/USER[2]/CHANNEL[2]/PRIVILEGE", "USER"},  // not the channel of the session
+      {"/BMC/USER[3]/NAME", "drei"},
+      {"/BMC/USER[4]/NAME", "vier"},
+      {"/BMC/USER[4]/STATUS", "ENABLE"},
+      {"/BMC/USER[5]/NAME", "shut"},
+      {"/BMC/CHANNEL[1]/NONVOLATILE/ACCESS/ACCESS_MODE", "DISABLED"},
+      {"/BMC/CHANNEL[1]/NONVOLATILE/ACCESS/PRIVILEGE_LIMIT", "ADMIN"},
+      {"/BMC/CHANNEL[1]/NONVOLATILE/ACCESS/PEF_ALERTING", "DISABLE"},
+      {"/BMC/LAN[1]/IPTYPE_STATUS", "ENABLE"},
+      {"/BMC/LAN[1]/ARPINTERVAL", "8"},
+      {"/BMC/LAN/FAILOVERMODE", "ENABLE"}};
+  const std::string password = "seventeen-letters";
+  provider->UsePasswords({{"vier", password}, {"five", "unused"}});
+  std::map<std::string, Kind> foreseen;
+  for (const auto& foresight : provider->Foresee(batch)) {
+    foreseen[foresight.path + " " + foresight.account] = foresight.kind;
+  }
+  EXPECT_EQ(foreseen, (std::map<std::string, Kind>{
+                          {"/BMC/USER[2]/NAME root", Kind::LocksOut},
+                          {"/BMC/USER[2]/STATUS root", Kind::LocksOut},
+                          {"/BMC/USER[2]/CHANNEL[1]/PRIVILEGE root", Kind::LocksOut},
+                          {"/BMC/USER[3]/NAME drei", Kind::NeedsPassword},
+                          {"/BMC/USER[4]/STATUS vier", Kind::OpensAccount},
+                          {"/BMC/CHANNEL[1]/NONVOLATILE/ACCESS/ACCESS_MODE ", Kind::LocksOut},
+                          {"/BMC/LAN[1]/IPTYPE_STATUS ", Kind::LocksOut},
+                          {"/BMC/LAN/FAILOVERMODE ", Kind::CannotTake}}));
+  EXPECT_THAT(Changes(), IsEmpty());
+  EXPECT_EQ(CodeOf([&] {
+              provider->Foresee({{"/BMC/LAN[1]/ARPINTERVAL", "300"}});
+            }),
+            ErrorManager::ValueRefused);
+  const SDK::SettingMap opening = {{"/BMC/USER[4]/NAME", "vier"},
+                                   {"/BMC/USER[4]/STATUS", "ENABLE"}};
+  EXPECT_EQ(Write(opening), 0);
+  EXPECT_THAT(Changes(14), ElementsAre("06 45 04 76 69", "06 47 84 02 73", "06 47 04 01 "));
+  simulator->Misbehave("06 47 05 02: answer CC");
+  EXPECT_EQ(Write({{"/BMC/USER[5]/STATUS", "ENABLE"}}), ErrorManager::WritesRefused);
+  EXPECT_THAT(Changes(11), ElementsAre("06 47 05 02"));
+}
+
+TEST_F(IpmiProviderTest, ALoginSurvivesALostOrDoubledDatagram) {
+  for (unsigned at = 1; at <= 10; ++at) {
+    for (const unsigned copies : {0U, 2U}) {
+      Relay relay(simulator->Port(), [&](unsigned number) { return number == at ? copies : 1; });
+      EXPECT_EQ(CodeOf([&] { provider = Login(relay.Port(), 6s); }), 0) << at << " x" << copies;
+      EXPECT_EQ(Value("/BMC/PEF/STATUS"), "DISABLE") << at << " x" << copies;
+    }
   }
 }
 

@@ -141,14 +141,16 @@ TEST_F(IpmiToolTest, AWrongTargetSaysWhyAndWritesNoFile) {
     EXPECT_THAT(outcome.err, AllOf(HasSubstr(row.text), Not(HasSubstr(row.password))));
   }
   WriteText(PathOf("pw"), "secret");
+  WriteText(PathOf("kg"), "0x123");
   port = 9;  // discard: nothing answers there
-  const Outcome dead = Run("save x.ini");
+  const Outcome dead = Run("--timeout 1 save x.ini");
   EXPECT_EQ(dead.exitCode, 69);
   EXPECT_THAT(dead.err, HasSubstr("127.0.0.1:9: no answer"));
   for (const char* place :
        {"ipmi:", "ipmi:admin@", "ipmi:admin@:623", "ipmi:admin@h:0", "ipmi:admin@h:65536",
         "ipmi:admin@h:x", "ipmi:a@[::1]:x", "ipmi:seventeen-letters@h",
-        "ipmi:a@h --ipmi-workaround magic"}) {
+        "ipmi:a@h --ipmi-workaround magic", "ipmi:a@h --cipher-suite 0",
+        "ipmi:a@h --bmc-password-file pw --kg-file kg"}) {
     const Outcome outcome = ToolTest::Run("--target " + std::string(place) + " save x.ini");
     EXPECT_EQ(outcome.exitCode, 64) << place << outcome.err;
   }
@@ -161,7 +163,7 @@ TEST_F(IpmiToolTest, AWrongTargetSaysWhyAndWritesNoFile) {
 TEST_F(IpmiToolTest, ABmcThatDiesMidwayLeavesNoFileAndAReportOfWhatWasWritten) {
   SaveEdited("x.ini", {{"PEF", "PEFEnable", "ENABLE"}, {"USERS::USER4", "UserName", "Vier"}});
   simulator->Misbehave("06 45: exit");
-  const Outcome restored = Run("restore --no-backup x.ini");
+  const Outcome restored = Run("--timeout 2 restore --no-backup x.ini");
   EXPECT_EQ(restored.exitCode, 69);
   EXPECT_THAT(restored.err,
               AllOf(HasSubstr("session is lost"),
@@ -169,7 +171,7 @@ TEST_F(IpmiToolTest, ABmcThatDiesMidwayLeavesNoFileAndAReportOfWhatWasWritten) {
                     Not(HasSubstr("/BMC/PEF/STATUS"))));
   Start(Simulator::Commands::All);
   simulator->Misbehave("0C 22: exit");
-  const Outcome saved = Run("save z.ini");
+  const Outcome saved = Run("--timeout 2 save z.ini");
   EXPECT_EQ(saved.exitCode, 69) << saved.out;
   EXPECT_NE(Shell("test -e z.ini").exitCode, 0);
 }

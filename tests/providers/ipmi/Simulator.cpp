@@ -181,8 +181,8 @@ void Relay::Pass(int from, const std::function<std::pair<int, std::uint16_t>(std
   std::array<char, 2048> data = {};
   sockaddr_in sender = {};
   socklen_t size = sizeof sender;
-  const ssize_t got = recvfrom(from, data.data(), data.size(), 0,
-                               reinterpret_cast<sockaddr*>(&sender), &size);
+  const ssize_t got =
+      recvfrom(from, data.data(), data.size(), 0, reinterpret_cast<sockaddr*>(&sender), &size);
   if (got < 0) return;
   if (from == front_) ++requests_;
   const auto [out, port] = way(ntohs(sender.sin_port));
@@ -210,10 +210,11 @@ void Relay::Run(std::uint16_t target) {
         if (i > 0) return std::pair(front_, ports[i]);
         std::uint16_t ignored = 0;
         const auto known = clients.find(client);
-        return std::pair(known != clients.end()
-                             ? known->second.Get()
-                             : clients.try_emplace(client, BoundSocket(ignored)).first->second.Get(),
-                         target);
+        return std::pair(
+            known != clients.end()
+                ? known->second.Get()
+                : clients.try_emplace(client, BoundSocket(ignored)).first->second.Get(),
+            target);
       });
     }
   }

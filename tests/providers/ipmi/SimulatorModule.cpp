@@ -28,6 +28,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 extern "C" {
@@ -108,8 +109,8 @@ struct Bmc {
   std::uint8_t powerPolicy = 1;
   std::string hostName = "bmc-in-a-box";
   std::string firmware = "SIM1.2.3.build-0042";
-  std::map<std::array<int, 4>, Bytes> parameters;  // by command, channel, parameter, set selector
-  std::map<std::array<int, 3>, std::uint8_t> cells;       // all that is one byte
+  std::map<std::array<int, 4>, Bytes> parameters;    // by command, channel, parameter, set selector
+  std::map<std::array<int, 3>, std::uint8_t> cells;  // all that is one byte
   bool dropsNext = false;
 };
 

@@ -138,11 +138,16 @@ class RemoteSession final : public Transport {
     // and a BMC ends one after a minute.
     if (Clock::now() - lastAnswer_ > way_.patience / 2) LogInAgain(way_);
     Answer answer;
-    if (!SendOver(context_.get(), request, answer)) {
-      if (Judge(ipmi_ctx_errnum(context_.get())) != Login::Silent) Lose(request);
-      LogInAgain({way_.suite, address_.patience, kSlowResend});
-      if (!SendOver(context_.get(), request, answer)) Lose(request);
+    auto sent = Clock::now();
+    while (!SendOver(context_.get(), request, answer)) {
+      const bool isSilent = Judge(ipmi_ctx_errnum(context_.get())) == Login::Silent;
+      if (!isSilent || ++slowness_ == kResendAfter.size()) Lose(request);
+      const auto left = address_.patience - way_.patience;
+      LogInAgain({way_.suite, std::max(left, way_.patience), kResendAfter.at(slowness_)});
+      sent = Clock::now();
     }
+    // It is the network that has lost something, and not the BMC that is slow.
+    if (Clock::now() - sent < kResendAfter.front()) slowness_ = 0;
     lastAnswer_ = Clock::now();
     return answer;
   }
@@ -160,8 +165,8 @@ class RemoteSession final : public Transport {
     /// counts then, so it must be longer than the BMC takes.
     std::chrono::milliseconds resendAfter;
   };
-  static constexpr std::chrono::milliseconds kQuickResend{500};
-  static constexpr std::chrono::milliseconds kSlowResend{2000};
+  static constexpr auto kResendAfter = std::to_array<std::chrono::milliseconds>(
+      {std::chrono::milliseconds(500), std::chrono::seconds(1), std::chrono::seconds(3)});
   static constexpr std::chrono::milliseconds kBrief{3000};
 
   /// Every suite gets a short time, and when the BMC was silent, once more what is left of its
@@ -179,9 +184,11 @@ class RemoteSession final : public Transport {
               std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
           patience = std::max(left, patience);
         }
-        const Login login = Try({suite, patience, isSecond ? kSlowResend : kQuickResend});
+        const Login login = Try({suite, patience, kResendAfter.at(isSecond ? 1 : 0)});
         if (login == Login::Done) return;
-        if (login == Login::Refused || (login == Login::Doubtful && isSecond)) break;
+        if (login == Login::Refused || (login == Login::Doubtful && isSecond)) {
+          RaiseFailure(address_.host, number_, detail_);
+        }
         wasSilent |= login != Login::NoSuite;
         if (login == Login::Doubtful || (wasSilent && suite == kCipherSuites[1])) break;
         if (isSecond && Clock::now() > end) break;
@@ -193,7 +200,9 @@ class RemoteSession final : public Transport {
 
   /// \throws ResultStatus  Unreachable, whatever the reason: the session is lost.
   void LogInAgain(const Way& way) {
-    if (Try(way) == Login::Done || Try(way) == Login::Done) return;
+    Login login = Try(way);
+    if (login == Login::Doubtful || login == Login::NoSuite) login = Try(way);
+    if (login == Login::Done) return;
     try {
       RaiseFailure(address_.host, number_, detail_);
     } catch (const ResultStatus& failure) {
@@ -249,7 +258,8 @@ class RemoteSession final : public Transport {
   Common::WipeOnExit<std::string> wipeKey_{address_.bmcKey};
   Context context_;
   Way way_ = {};
-  int number_ = 0;  ///< of the library, for the last login that has failed
+  std::size_t slowness_ = 0;  ///< which of `kResendAfter` a BMC seems to need
+  int number_ = 0;            ///< of the library, for the last login that has failed
   std::string detail_;
   Clock::time_point lastAnswer_;
 };

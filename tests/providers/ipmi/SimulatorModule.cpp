@@ -84,18 +84,11 @@ constexpr auto kParameters = std::to_array<ParameterRow>({
     {kGetLan, 11, "04"},
     {kGetLan, 16, "70 75 62 6C 69 63 00 00 00 00 00 00 00 00 00 00 00 00"},
     {kGetLan, 17, "04", true},
-    {kGetLan, 18, "00 00 01 01", false, true},
     {kGetLan, kDestination, "00 00 00 C0 00 02 32 00 00 5E 00 53 00", false, true},
-    {kGetLan, 50, "02", true},
     {kGetLan, 51, "02"},
-    {kGetLan, 55, "01 01 03", true},
     {kGetLan, 56, "00 80 20 01 0D B8 00 00 00 00 00 00 00 00 00 00 00 ## 40 00", false, true},
     {kGetLan, 59, "00 02 20 01 0D B8 00 00 00 00 00 00 00 00 00 00 DD ## 40 00", true, true},
-    {kGetLan, 64, "01"},
     {kGetLan, 65, "20 01 0D B8 00 00 00 00 00 00 00 00 00 00 00 ##"},
-    {kGetLan, 66, "00 00 00 00 00 00"},
-    {kGetLan, 67, "40"},
-    {kGetLan, 68, "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"},
     {kGetSol, 0, "00"},
     {kGetSol, 1, "01"},
     {kGetSol, 2, "82"},
@@ -149,49 +142,24 @@ const ParameterRow* RowOf(std::uint8_t getCommand, int number) {
   return row == kParameters.end() ? nullptr : row;
 }
 
-/// The parameter that a read or a write is about; null when there is none.
-Bytes* FindParameter(std::uint8_t getCommand, const Bytes& request, std::size_t selectorAt) {
-  const ParameterRow* row = RowOf(getCommand, request.at(1));
-  const int selector =
-      row != nullptr && row->hasSelector && request.size() > selectorAt ? request[selectorAt] : 0;
-  const auto found =
-      TheBmc().parameters.find({getCommand, request[0] & 0x0F, request[1], selector});
-  return found == TheBmc().parameters.end() ? nullptr : &found->second;
-}
-
-/// `stock`, the answer of the simulator itself, counts for parameters that are not in the table.
-Bytes GetParameter(std::uint8_t getCommand, const Bytes& request, const Bytes& stock) {
-  if (request.size() < 4) return {kBadLength};
-  const Bytes* found = FindParameter(getCommand, request, 2);
-  if (found == nullptr) return stock;
-  Bytes data = *found;
-  data.insert(data.begin(), kRevision);
-  return Done(data);
-}
-
-/// An empty answer when the parameter is not in the table.
-Bytes SetParameter(std::uint8_t getCommand, const Bytes& request) {
-  if (request.size() < 3) return {kBadLength};
-  Bytes* found = FindParameter(getCommand, request, 2);
-  if (found == nullptr) return {};
-  if (RowOf(getCommand, request[1])->isReadOnly) return {kNotWritable};
+/// Answers a read or a write of a parameter; an empty answer when it is not in the table.
+Bytes AnswerOfParameter(std::uint8_t getCommand, bool isRead, const Bytes& request) {
+  if (request.size() < (isRead ? 4 : 3)) return {kBadLength};
+  const ParameterRow* row = RowOf(getCommand, request[1]);
+  if (row == nullptr) return {};
+  const auto found = TheBmc().parameters.find(
+      {getCommand, request[0] & 0x0F, request[1], row->hasSelector ? int{request[2]} : 0});
+  if (found == TheBmc().parameters.end()) return {};
+  if (isRead) {
+    Bytes data = found->second;
+    data.insert(data.begin(), kRevision);
+    return Done(data);
+  }
+  if (row->isReadOnly) return {kNotWritable};
   const Bytes data(request.begin() + 2, request.end());
-  if (data.size() != found->size()) return {kBadLength};
-  *found = data;
+  if (data.size() != found->second.size()) return {kBadLength};
+  found->second = data;
   return Done();
-}
-
-Bytes GetLan(const Bytes& request, const Bytes& stock) {
-  return GetParameter(kGetLan, request, stock);
-}
-
-Bytes GetSol(const Bytes& request, const Bytes& /*stock*/) {
-  return GetParameter(kGetSol, request, {kNoParameter});
-}
-
-Bytes SetSol(const Bytes& request, const Bytes& /*stock*/) {
-  Bytes own = SetParameter(kGetSol, request);
-  return own.empty() ? Bytes{kNoParameter} : own;
 }
 
 Bytes GetChassisStatus(const Bytes& /*request*/, const Bytes& stock) {
@@ -317,9 +285,6 @@ constexpr auto kOwnCommands = std::to_array<OwnCommand>({
     {0x06, 0x4C, SetPayloadAccess, false},
     {0x06, 0x4D, GetPayloadAccess, false},
     {0x06, 0x59, GetSystemInfo, false},
-    {0x0C, kGetLan, GetLan, true},
-    {0x0C, 0x21, SetSol, false},
-    {0x0C, kGetSol, GetSol, false},
 });
 
 using Handlers = std::array<cmd_handler_f, 256>;
@@ -395,9 +360,12 @@ Bytes AnswerTo(lmc_data_t* mc, msg_t* message, const Bytes& request, unsigned ch
   if (own != kOwnCommands.end()) {
     return own->handle(request, own->asksStock ? AskStock(mc, message, data, length) : Bytes{});
   }
-  if (message->netfn == 0x0C && message->cmd == 0x01) {
-    Bytes answer = SetParameter(kGetLan, request);
-    if (!answer.empty()) return answer;
+  if (message->netfn == 0x0C) {
+    const bool isSol = message->cmd >= kGetSol - 1;
+    const std::uint8_t get = isSol ? kGetSol : kGetLan;
+    const bool isKnown = message->cmd == get || message->cmd == get - 1;
+    Bytes answer = isKnown ? AnswerOfParameter(get, message->cmd == get, request) : Bytes();
+    if (!answer.empty() || isSol) return answer.empty() ? Bytes{kNoParameter} : answer;
   }
   return AskStock(mc, message, data, length);
 }

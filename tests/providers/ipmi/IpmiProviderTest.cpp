@@ -78,8 +78,9 @@ class IpmiProviderTest : public EngineTest {
 
   std::string Value(const std::string& path) {
     NodeMap nodes;
-    if (CodeOf([&] { provider->Read(path, nodes); }) == ErrorManager::NoSuchNode) return "(none)";
-    return nodes.at(path).values.at(0);
+    const int code = CodeOf([&] { provider->Read(path, nodes); });
+    if (code == 0) return nodes.at(path).values.at(0);
+    return code == ErrorManager::NoSuchNode ? "(none)" : "failed: " + std::to_string(code);
   }
 
   std::vector<std::string> Children(const std::string& path) {

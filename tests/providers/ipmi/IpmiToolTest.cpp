@@ -105,11 +105,11 @@ TEST_F(IpmiToolTest, WhatIsEditedIsRestoredAndNothingElseChanges) {
 
 TEST_F(IpmiToolTest, WhatABmcLacksOrRefusesIsReportedAndTheRestIsWritten) {
   const std::vector<Edit> edits = {{"USERS::USER4", "UserName", "Vier"},
-                                   {"CHANNEL::LAN2", "ARPInterval", "9"},
+                                   {"CHANNEL::LAN1", "ARPInterval", "9"},
                                    {"LANCHANNELS", "LANFailOver", "ENABLE"},
                                    {"PEF", "PEFEnable", "ENABLE"}};
   SaveEdited("x.ini", edits);
-  simulator->Misbehave("06 45: answer D4\n0C 01 02 0B: answer 00");
+  simulator->Misbehave("06 45: answer D4\n0C 01 01 0B: answer 00");
   const Outcome restored = Run("restore --no-backup x.ini");
   EXPECT_EQ(restored.exitCode, 1);
   EXPECT_THAT(restored.out,
@@ -132,7 +132,7 @@ TEST_F(IpmiToolTest, AWrongTargetSaysWhyAndWritesNoFile) {
     int exitCode;
     const char* text;
   };
-  for (const Row& row : std::to_array<Row>({{"wrong", "admin", 77, "password is wrong"},
+  for (const Row& row : std::to_array<Row>({{"mistaken", "admin", 77, "password is wrong"},
                                             {"secret", "nobody", 77, "no such user"},
                                             {"a-password-of-21-byte", "admin", 64, "20"}})) {
     WriteText(PathOf("pw"), row.password);

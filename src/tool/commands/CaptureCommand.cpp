@@ -14,6 +14,7 @@
 #include "common/ErrorManager.h"
 #include "modules/save/SectionCatalogue.h"
 #include "plan/Configuration.h"
+#include "plan/ForwardingProvider.h"
 #include "providers/machine/MachineFile.h"
 #include "providers/machine/MachineProvider.h"
 #include "query/NodeTree.h"
@@ -40,14 +41,14 @@ struct Answers {
 };
 
 /// Passes reads on, and keeps every node that they yield.
-class KeepingProvider final : public SDK::QueryProvider {
+class KeepingProvider final : public Planning::ForwardingProvider {
  public:
   KeepingProvider(std::shared_ptr<SDK::QueryProvider> inner, Answers& answers)
-      : inner_(std::move(inner)), answers_(answers) {}
+      : ForwardingProvider(std::move(inner)), answers_(answers) {}
 
   void Read(const std::string& path, NodeMap& results) override {
     NodeMap answer;
-    inner_->Read(path, answer);
+    ForwardingProvider::Read(path, answer);
     NodeMap& kept = path.ends_with(Query::kChildrenSuffix) ? answers_.listings : answers_.nodes;
     kept.insert(answer.begin(), answer.end());
     results.merge(answer);
@@ -62,14 +63,12 @@ class KeepingProvider final : public SDK::QueryProvider {
   void WriteGroup(const std::string& path, const SDK::SettingMap& /*settings*/) override {
     RefuseWrite(path);
   }
-  std::string PlatformName() override { return inner_->PlatformName(); }
 
  private:
   [[noreturn]] static void RefuseWrite(const std::string& path) {
     ErrorManager::Raise(ErrorManager::NoSuchForm, "A capture", path);
   }
 
-  std::shared_ptr<SDK::QueryProvider> inner_;
   Answers& answers_;
 };
 

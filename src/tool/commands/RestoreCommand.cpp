@@ -1,9 +1,6 @@
 #include "tool/commands/RestoreCommand.h"
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
-#include <iostream>
 #include <memory>
 
 #include "common/ErrorManager.h"
@@ -18,6 +15,7 @@
 #include "tool/render/TextPlan.h"
 #include "tool/render/TextReport.h"
 #include "tool/terminal/Interrupt.h"
+#include "tool/terminal/Question.h"
 
 namespace Tool {
 namespace {
@@ -69,16 +67,6 @@ Planning::Saved Backup(const RestoreRequest& request, const Plan& plan, const Se
   return backup;
 }
 
-void AskForConsent(const RestoreRequest& request, const Planning::Plan& plan) {
-  if (request.yes || plan.changes.empty() || isatty(STDIN_FILENO) != 1) return;
-  std::cerr << "Write them? [y/N] " << std::flush;
-  std::string answer;
-  std::getline(std::cin, answer);
-  if (answer != "y" && answer != "Y" && answer != "yes") {
-    throw ToolError(ExitFailed, "not confirmed; nothing was written");
-  }
-}
-
 /// Writes, reads the machine again, reports. \return the exit code.
 int WriteAndReport(const RestoreRequest& request, const Plan& plan, const Planning::Saved& backup,
                    const std::string& password, const Server& server, const Messages& messages) {
@@ -127,7 +115,9 @@ int RunRestore(const RestoreRequest& request, const Messages& messages) {
   Planning::Saved backup;
   if (!request.noBackup) backup = Backup(request, plan, server, messages);
   if (!request.json) ShowPlan(plan, false, messages);  // the report will be the one document
-  AskForConsent(request, plan);
+  if (!request.yes && !plan.changes.empty() && !Confirms("Write them?")) {
+    throw ToolError(ExitFailed, "not confirmed; nothing was written");
+  }
   ThrowIfInterrupted();
   try {
     return WriteAndReport(request, plan, backup, password, server, messages);

@@ -3,12 +3,9 @@
 #include <map>
 
 #include "modules/save/SaveRestore.h"
-#include "plan/Failure.h"
 
 namespace Planning {
 namespace {
-
-constexpr std::size_t kLongestFileName = 511;  // that a restore takes
 
 /// The restore, which goes on where it would fail for a missing key and keeps what it has to say.
 class RehearsedRestore final : public SDK::SaveRestore {
@@ -28,6 +25,11 @@ class RehearsedRestore final : public SDK::SaveRestore {
   Rehearsal& rehearsal_;
 };
 
+std::string BothValues(const std::string& key, const std::string& ofFile,
+                       const std::string& ofMachine) {
+  return key + " is \"" + ofFile + "\" in the file and \"" + ofMachine + "\" on this machine";
+}
+
 /// The module's comparison of [SYSTEM], one item at a time so that none hides another.
 class SystemComparison final : public SDK::SaveRestore {
  public:
@@ -44,11 +46,14 @@ class SystemComparison final : public SDK::SaveRestore {
         GetSystemInfoFromFile(ofFile, file.c_str());
         if (ofMachine.empty()) break;  // a board that ends the comparison here
         CompareSystemValue(item.key, ofFile[item.key], ofMachine[item.key]);
+        if (ofFile[item.key] != ofMachine[item.key]) {
+          mismatches.push_back(
+              {0, "the versions are near, not equal: " +
+                      BothValues(item.key, ofFile[item.key], ofMachine[item.key])});
+        }
       } catch (const ResultStatus& failure) {
-        const std::string what = ofFile.empty() ? item.key
-                                                : item.key + " is \"" + ofFile[item.key] +
-                                                      "\" in the file and \"" +
-                                                      ofMachine[item.key] + "\" on this machine";
+        const std::string what =
+            ofFile.empty() ? item.key : BothValues(item.key, ofFile[item.key], ofMachine[item.key]);
         mismatches.push_back(
             {failure.getval(),
              WithDetail(failure.message(), what + "; error " + std::to_string(failure.getval()))});
@@ -70,15 +75,11 @@ std::string WithDetail(std::string sentence, const std::string& detail) {
 }
 
 Rehearsal Rehearse(const Request& request, const Mounts& target) {
-  if (request.file.size() > kLongestFileName) {
-    throw Failure(Failure::Kind::Usage,
-                  "the file name is longer than " + std::to_string(kLongestFileName) + " bytes");
-  }
+  SDK::SavenRestoreOptions options = OptionsFor(request.file, request.mode);
   Rehearsal rehearsal;
   MountTarget(Wrapped(target, [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
     return std::make_shared<RecordingProvider>(provider, rehearsal.writes);
   }));
-  SDK::SavenRestoreOptions options = OptionsFor(request.file, request.mode);
   options.skipSystemCheck = true;
   options.skipBootOrder = request.skipBootOrder;
   try {

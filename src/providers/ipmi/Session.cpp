@@ -243,7 +243,9 @@ class RemoteSession final : public Transport {
     }
     number_ = ipmi_ctx_errnum(context.get());
     detail_ = ipmi_ctx_errormsg(context.get());
-    return Judge(number_);
+    if (number_ != 0) return Judge(number_);
+    number_ = IPMI_ERR_SESSION_TIMEOUT;  // the library names no fault when it gets a message twice
+    return Login::Doubtful;
   }
 
   [[noreturn]] void Lose(const Request& request) {

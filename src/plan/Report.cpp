@@ -92,8 +92,18 @@ std::string ReasonNotApplied(const std::string& path, const Sent& sent) {
 
 /// What the server says of a write, where that is the last word.
 std::optional<Outcome> OutcomeOf(const SDK::WriteNote* note) {
-  if (note == nullptr || note->fate == SDK::WriteNote::Fate::Ignored) return std::nullopt;
-  return note->fate == SDK::WriteNote::Fate::Pending ? Outcome::Pending : Outcome::NotApplied;
+  if (note == nullptr) return std::nullopt;
+  switch (note->fate) {
+    case SDK::WriteNote::Fate::Pending:
+      return Outcome::Pending;
+    case SDK::WriteNote::Fate::Kept:
+      return Outcome::Skipped;
+    case SDK::WriteNote::Fate::Ignored:
+      return std::nullopt;
+    case SDK::WriteNote::Fate::Refused:
+      break;
+  }
+  return Outcome::NotApplied;
 }
 
 bool IsRefusal(const SDK::WriteNote* note) {
@@ -148,15 +158,7 @@ ReportRow BlindRowFor(const Change& change, const Sent& sent) {
   if (const auto said = OutcomeOf(note == sent.notes.end() ? nullptr : note->second)) {
     row.outcome = *said;
     row.reason = note->second->reason;
-<<<<<<< HEAD
-  } else if (isNoted && note->second->fate == SDK::WriteNote::Fate::Kept) {
-    row.reason = note->second->reason;
-  } else if (SameValue(wanted, *now)) {
-    row.outcome = Outcome::Applied;
-  } else if (isNoted) {
-=======
   } else if (!isTold || delivery->second == Delivery::Refused) {
->>>>>>> main
     row.outcome = Outcome::NotApplied;
     row.reason = ReasonNotApplied(change.path, sent);
   } else {

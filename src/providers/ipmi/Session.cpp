@@ -65,12 +65,18 @@ constexpr auto kFailures = std::to_array<FailureRow>({
     {IPMI_ERR_HOSTNAME_INVALID, ErrorManager::Unreachable, "there is no host of that name"},
 });
 
-[[noreturn]] void RaiseFailure(const std::string& name, int number, const std::string& detail) {
+/// `detail` is what the library says of it.
+FailureRow RowFor(int number, const std::string& detail) {
   const auto* row = std::ranges::find(kFailures, number, &FailureRow::number);
-  const std::string text = row == kFailures.end() ? detail : row->text;
-  const int error = row == kFailures.end() ? int{ErrorManager::Unreachable} : row->error;
-  if (error == ErrorManager::Unreachable) ErrorManager::Raise(error, name + ": " + text);
-  ErrorManager::Raise(error, name, text);
+  return row != kFailures.end() ? *row
+                                : FailureRow{number, ErrorManager::Unreachable, detail.c_str()};
+}
+
+[[noreturn]] void RaiseFailure(const std::string& name, int number, const std::string& detail) {
+  const FailureRow row = RowFor(number, detail);
+  if (row.error == ErrorManager::Unreachable)
+    ErrorManager::Raise(row.error, name + ": " + row.text);
+  ErrorManager::Raise(row.error, name, row.text);
 }
 
 struct CloseContext {
@@ -203,15 +209,10 @@ class RemoteSession final : public Transport {
     Login login = Try(way);
     if (login == Login::Doubtful || login == Login::NoSuite) login = Try(way);
     if (login == Login::Done) return;
-    try {
-      RaiseFailure(address_.host, number_, detail_);
-    } catch (const ResultStatus& failure) {
-      ErrorManager::Raise(ErrorManager::Unreachable,
-                          address_.host +
-                              ": the session is lost, and another one cannot be "
-                              "opened (" +
-                              failure.message() + ")");
-    }
+    ErrorManager::Raise(ErrorManager::Unreachable,
+                        address_.host +
+                            ": the session is lost, and another one cannot be opened (" +
+                            RowFor(number_, detail_).text + ")");
   }
 
   [[nodiscard]] Login Try(const Way& way) {

@@ -110,7 +110,7 @@ TEST_F(IpmiToolTest, WhatABmcLacksOrRefusesIsReportedAndTheRestIsWritten) {
                                    {"PEF", "PEFEnable", "ENABLE"}};
   SaveEdited("x.ini", edits);
   simulator->Misbehave("06 45: answer D4\n0C 01 01 0B: answer 00");
-  const Outcome restored = Run("restore --no-backup x.ini");
+  const Outcome restored = Run("restore --keep-going --no-backup x.ini");
   EXPECT_EQ(restored.exitCode, 1);
   EXPECT_THAT(restored.out,
               AllOf(HasSubstr("UserName: not applied (the privilege of the session is too low"),
@@ -121,7 +121,7 @@ TEST_F(IpmiToolTest, WhatABmcLacksOrRefusesIsReportedAndTheRestIsWritten) {
   Start(Simulator::Commands::Stock);
   SaveEdited("y.ini", edits);
   EXPECT_EQ(ValuesOf(ReadText(PathOf("y.ini")))["USERS::USER3::SOLEnableCh1"], "");
-  EXPECT_EQ(Run("restore --skip-system-check --no-backup y.ini").exitCode, 1);
+  EXPECT_EQ(Run("restore --keep-going --skip-system-check --no-backup y.ini").exitCode, 1);
   EXPECT_THAT(Ipmitool("user list 1"), HasSubstr("Vier"));
 }
 
@@ -165,10 +165,10 @@ TEST_F(IpmiToolTest, ABmcThatDiesMidwayLeavesNoFileAndAReportOfWhatWasWritten) {
   simulator->Misbehave("06 45: exit");
   const Outcome restored = Run("--timeout 2 restore --no-backup x.ini");
   EXPECT_EQ(restored.exitCode, 69);
-  EXPECT_THAT(restored.err,
-              AllOf(HasSubstr("session is lost"),
-                    HasSubstr("/BMC/USER[4]/NAME: the session was lost while it was written"),
-                    Not(HasSubstr("/BMC/PEF/STATUS"))));
+  EXPECT_THAT(restored.err, HasSubstr("session is lost"));
+  EXPECT_THAT(restored.out,
+              AllOf(HasSubstr("UserName: not applied (the session was lost while it was written"),
+                    Not(HasSubstr("PEFEnable: not applied"))));
   Start(Simulator::Commands::All);
   simulator->Misbehave("0C 22: exit");
   const Outcome saved = Run("--timeout 2 save z.ini");

@@ -34,7 +34,7 @@ class Peers {
       : folder_(std::move(folder)),
         simulator_(folder_ + "/sim", Test::Simulator::Commands::All),
         relay_(simulator_.Port()) {
-    simulator_.Misbehave("delay " + delay + " 0\n");
+    simulator_.Misbehave("0: delay " + delay + "\n2: delay " + delay);
     Test::WriteText(folder_ + "/pw", "secret\n");
     const std::string port = std::to_string(relay_.Port());
     ours_ = SAVERESTORE_TOOL " --quiet --target ipmi:admin@127.0.0.1:" + port +
@@ -166,7 +166,7 @@ class Peers {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (!Test::Simulator::IsInstalled()) {
+  if (!Test::Simulator::IsUsable()) {
     std::fprintf(stderr, "ipmi_peers: ipmi_sim is not installed; run scripts/setup\n");
     return 1;
   }

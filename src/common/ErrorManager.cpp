@@ -52,6 +52,7 @@ constexpr auto kCatalogue = std::to_array<CatalogueEntry>({
     {WritesRefused, XCOMMAND_QUERY, "%s of %s settings could not be written; the first is %s: %s."},
     {BadAnswer, XCOMMAND_QUERY, "The answer of %s cannot be used: %s."},
     {NotTrusted, XCOMMAND_QUERY, "The identity of %s cannot be verified: %s."},
+    {LoginRefused, XCOMMAND_QUERY, "%s does not let this user in: %s."},
 });
 
 /// No text takes more arguments than `Raise` is sure to pass.

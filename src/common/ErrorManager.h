@@ -41,12 +41,14 @@ enum ErrorCode : int {
   WritesRefused = 2059,  ///< some settings of a batch; the back end has a note for each
   BadAnswer = 2060,
   NotTrusted = 2061,
+  LoginRefused = 2062,
 };
 
 /// True for the failures with which a target has said nothing of what it was asked. A reader that
 /// takes them for an absent setting would record something that nobody knows.
 [[nodiscard]] constexpr bool SaysNothing(int code) {
-  return code == Unreachable || code == NotPermitted || code == BadAnswer || code == NotTrusted;
+  return code == Unreachable || code == NotPermitted || code == BadAnswer || code == NotTrusted ||
+         code == LoginRefused;
 }
 
 /// One row of the catalogue: what a code means and which kind of command it belongs to.

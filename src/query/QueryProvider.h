@@ -84,8 +84,8 @@ class QueryProvider {
   ///
   /// A back end whose server takes settings one by one does not let one refusal stop the others: it
   /// writes all that the server takes and then raises WritesRefused, with a note for each refusal.
-  /// It may keep a refusal in a `WriteGroup` to itself until the next batch, also an empty one,
-  /// which then raises it.
+  /// It may keep a `WriteGroup`, or a refusal in it, to itself until the next batch, also an empty
+  /// one, which then sends or raises it.
   ///
   /// \throws ResultStatus  NoSuchNode, ReadOnlyNode, ValueRefused (each naming path and value),
   ///                       PasswordRefused, WriteFailed, WritesRefused.
@@ -110,8 +110,9 @@ class QueryProvider {
   virtual std::string PlatformName() = 0;
 
   /// What writing `settings` as one batch would lead to, in the order of the writes; nothing for
-  /// what is already as it should be. It changes nothing, and names no fault that `Write` would
-  /// raise before it has sent anything. \throws as Read.
+  /// what is already as it should be. It changes nothing.
+  /// \throws ResultStatus  as Read, and as `Write` for what that would refuse before it has sent
+  ///                       anything.
   virtual std::vector<WriteForesight> Foresee(const SettingMap& /*settings*/) { return {}; }
 
   /// Passwords, by the name of the account, for those accounts that later writes open: each is set

@@ -39,6 +39,7 @@ constexpr auto kErrorTable = std::to_array<ErrorRow>({
     {ErrorManager::NotPermitted, ExitNotPermitted,
      "Run the command as a user who may access it, or change its permissions."},
     {ErrorManager::PasswordRefused, ExitNotPermitted, ""},
+    {ErrorManager::LoginRefused, ExitNotPermitted, ""},
     {ErrorManager::NotTrusted, ExitFailed,
      "Nothing was sent to it. Give the certificate that vouches for it with --cacert, or its "
      "public "

@@ -1,23 +1,38 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
+#include <string>
 
+#include "providers/ipmi/CompletionCode.h"
 #include "providers/ipmi/Message.h"
 
 namespace Ipmi {
+
+/// How long a slow BMC is waited for.
+struct Patience {
+  std::chrono::milliseconds busy = std::chrono::seconds(15);   ///< while it says "not now"
+  std::chrono::milliseconds settle = std::chrono::seconds(6);  ///< until it shows what it has taken
+};
 
 /// A BMC with the memory of its answers: a request that was asked before costs nothing, until a
 /// write touches what it asked for.
 class Bmc {
  public:
-  explicit Bmc(std::unique_ptr<Transport> transport) : transport_(std::move(transport)) {}
+  explicit Bmc(std::unique_ptr<Transport> transport, const Patience& patience = {})
+      : transport_(std::move(transport)), patience_(patience) {}
 
-  /// The data of the answer, or nothing when the BMC does not have what is asked for.
-  /// \throws ResultStatus  Unreachable; NotPermitted; BadAnswer, when it neither gives nor denies.
+  /// The data of the answer, or nothing when the BMC does not have what is asked for. An answer
+  /// that neither gives nor denies is none either, with a warning.
+  /// \throws ResultStatus  Unreachable, also when it is busy for good; NotPermitted.
   const std::optional<Bytes>& Ask(const Request& request);
+
+  /// The completion code of what was asked before.
+  [[nodiscard]] std::uint8_t CompletionOf(const Request& request) const;
 
   /// Changes something. \return the completion code. \throws ResultStatus  Unreachable.
   std::uint8_t Tell(const Request& request);
@@ -25,13 +40,39 @@ class Bmc {
   /// Forgets the answers to the requests that `isTouched` holds for.
   void Forget(const std::function<bool(const Request&)>& isTouched);
 
+  /// Warns, once for each request, that its answer is left out of the setting that is read.
+  void Warn(const Request& request, const std::string& why);
+
+  /// Names the setting that is read while it exists, for warnings.
+  class Subject {
+   public:
+    Subject(Bmc& bmc, const std::string& path) : bmc_(bmc) { bmc_.subject_ = path; }
+    Subject(const Subject&) = delete;
+    Subject& operator=(const Subject&) = delete;
+    ~Subject() { bmc_.subject_.clear(); }
+
+   private:
+    Bmc& bmc_;
+  };
+
   [[nodiscard]] const Transport& Session() const { return *transport_; }
+  [[nodiscard]] const Patience& HowPatient() const { return patience_; }
 
  private:
+  struct Known {
+    std::optional<Bytes> data;
+    std::uint8_t completion;
+  };
+
   Answer SendPatiently(const Request& request);
 
   std::unique_ptr<Transport> transport_;
-  std::map<Request, std::optional<Bytes>> answers_;
+  Patience patience_;
+  std::map<Request, Known> answers_;
+  std::set<Request> warned_;
+  std::string subject_;
+  std::set<std::uint8_t> wornOut_;  ///< codes that a whole wait has not ended
+  int busyInARow_ = 0;              ///< requests for which the BMC stayed busy
 };
 
 }  // namespace Ipmi

@@ -111,15 +111,28 @@ std::string EncodeMac(const FieldRow& field, const std::string& text, Bytes& pag
   return {};
 }
 
-/// A text ends at its first NUL byte. What no printable text is has no text.
+/// True when `text` is UTF-8 without control characters.
+bool IsPhrase(std::string_view text) {
+  int following = 0;
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    const int ones = std::countl_one(byte);
+    if ((following > 0) != (ones == 1) || ones > 4 || byte < 0x20 || byte == 0x7F) return false;
+    following = following > 0 ? following - 1 : std::max(ones - 1, 0);
+  }
+  return following == 0;
+}
+
+/// A text ends at its first NUL byte. What cannot be shown has no text.
 std::optional<std::string> DecodeText(const FieldRow& field, const Bytes& page) {
   const std::size_t from = field.offset;
   const std::size_t to = field.length == 0 ? page.size() : from + field.length;
   std::string text;
   for (std::size_t i = from; i < std::min(to, page.size()) && page[i] != 0; ++i) {
-    if (page[i] < 0x20 || page[i] > 0x7E) return std::nullopt;
     text += static_cast<char>(page[i]);
   }
+  const bool isAscii = std::ranges::all_of(text, [](char c) { return c >= 0x20 && c <= 0x7E; });
+  if (!isAscii && (field.codec != Codec::Phrase || !IsPhrase(text))) return std::nullopt;
   return text;
 }
 
@@ -167,8 +180,8 @@ std::optional<std::string> Decode(const FieldRow& field, const Bytes& page) {
       return DecodeAddress(field, page, AF_INET6);
     case Codec::Mac:
       return DecodeMac(field, page);
-    case Codec::Name:
     case Codec::Text:
+    case Codec::Phrase:
       return DecodeText(field, page);
     case Codec::Version:
       return DecodeVersion(field, page);
@@ -190,9 +203,9 @@ std::string Encode(const FieldRow& field, const std::string& text, Bytes& page) 
       return EncodeAddress(field, text, page, AF_INET6);
     case Codec::Mac:
       return EncodeMac(field, text, page);
-    case Codec::Name:
     case Codec::Text:
       return EncodeText(field, text, page);
+    case Codec::Phrase:
     case Codec::Version:
     case Codec::Product:
       break;
@@ -204,6 +217,18 @@ std::string Canonical(const FieldRow& field, const std::string& text) {
   Bytes page(std::size_t{field.offset} + std::max<std::size_t>(field.length, 1));
   if (!Encode(field, text, page).empty()) return text;
   return Decode(field, page).value_or(text);
+}
+
+Query::Limits LimitsOf(const FieldRow& field) {
+  Query::Limits limits;
+  if (field.codec == Codec::Number) {
+    limits.form = Query::Limits::Form::Whole;
+    limits.range = {field.least, field.most};
+  } else if (field.codec == Codec::Text) {
+    limits.length = {0, field.length};
+    limits.pattern = "[!-~]*";
+  }
+  return limits;
 }
 
 bool MayBeEmpty(const FieldRow& field) {

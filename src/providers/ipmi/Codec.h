@@ -4,6 +4,7 @@
 #include <string>
 
 #include "providers/ipmi/FieldTable.h"
+#include "query/Limits.h"
 
 namespace Ipmi {
 
@@ -18,6 +19,9 @@ namespace Ipmi {
 
 /// `text` as the field reads once it has been written; `text` itself when it does not fit.
 [[nodiscard]] std::string Canonical(const FieldRow& field, const std::string& text);
+
+/// What the field takes, for whoever checks a value before it is written.
+[[nodiscard]] Query::Limits LimitsOf(const FieldRow& field);
 
 /// True when an empty text is a value of its own, and not just none.
 [[nodiscard]] bool MayBeEmpty(const FieldRow& field);

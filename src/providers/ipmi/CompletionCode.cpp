@@ -39,7 +39,7 @@ constexpr auto kGeneric = std::to_array<CodeRow>({
     {0xD2, Verdict::Failed, "the BMC is initialising"},
     {0xD3, Verdict::Failed, "the addressed controller is not there"},
     {0xD4, Verdict::NotAllowed, "the privilege of the session is too low"},
-    {0xD5, Verdict::Absent, "the BMC does not allow it in its present state"},
+    {0xD5, Verdict::NotNow, "the BMC does not allow it in its present state"},
     {0xD6, Verdict::Absent, "the function is switched off"},
     {0xFF, Verdict::Failed, "the BMC names no reason"},
 });
@@ -90,6 +90,16 @@ std::string Describe(const Command& command) {
   std::array<char, 32> text = {};
   std::snprintf(text.data(), text.size(), "command %02Xh/%02Xh", command.netFn, command.number);
   return text.data();
+}
+
+std::string Describe(const Request& request) {
+  std::string text = Describe(request.command);
+  for (std::size_t i = 0; i < request.data.size(); ++i) {
+    std::array<char, 16> byte = {};
+    std::snprintf(byte.data(), byte.size(), "%s %02X", i == 0 ? " with" : "", request.data[i]);
+    text += byte.data();
+  }
+  return text;
 }
 
 }  // namespace Ipmi

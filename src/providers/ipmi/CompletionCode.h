@@ -12,6 +12,7 @@ enum class Verdict {
   Done,
   Absent,      ///< the BMC does not have what was asked for
   Busy,        ///< ask again
+  NotNow,      ///< ask again, but it can be for good
   NotAllowed,  ///< the session may not ask
   Failed,      ///< says nothing of what was asked for
 };
@@ -23,5 +24,8 @@ enum class Verdict {
 
 /// For example "command 0Ch/02h".
 [[nodiscard]] std::string Describe(const Command& command);
+
+/// For example "command 0Ch/02h with 01 10 00 00".
+[[nodiscard]] std::string Describe(const Request& request);
 
 }  // namespace Ipmi

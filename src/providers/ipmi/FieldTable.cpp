@@ -3,43 +3,44 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <utility>
 
 namespace Ipmi {
 namespace {
 
 // parameters of Get LAN, SOL and PEF Configuration: IPMI 2.0, tables 23-4, 26-5, 30-6
 constexpr auto kPages = std::to_array<PageRow>({
-    // page                     kind                 parameter  size  write  selector
-    {Page::DeviceId, Kind::DeviceId, 0, 11, 0},
-    {Page::Firmware, Kind::Firmware, 1, 0, 0},
-    {Page::PowerPolicy, Kind::PowerPolicy, 0, 3, 1},
-    {Page::HostName, Kind::HostName, 2, 0, 63},
-    {Page::PefControl, Kind::Pef, 1, 1, 1},
-    {Page::PefFilter, Kind::Pef, 7, 2, 2, true},
-    {Page::UserName, Kind::UserName, 0, 16, 16},
-    {Page::UserEnable, Kind::UserEnable, 0, 4, 1},
-    {Page::UserAccess, Kind::UserAccess, 0, 4, 1},
-    {Page::PayloadAccess, Kind::PayloadAccess, 0, 4, 4},
-    {Page::SolEnable, Kind::Sol, 1, 1, 1},
-    {Page::SolAuthentication, Kind::Sol, 2, 1, 1},
-    {Page::SolRetry, Kind::Sol, 4, 2, 2},
-    {Page::SolBitRate, Kind::Sol, 5, 1, 1},
-    {Page::LanCommunity, Kind::Lan, 16, 18, 18},
-    {Page::LanDestination, Kind::Lan, 19, 13, 13, true},
-    {Page::LanArpControl, Kind::Lan, 10, 1, 1},
-    {Page::LanArpInterval, Kind::Lan, 11, 1, 1},
-    {Page::LanAddressSource, Kind::Lan, 4, 1, 1},
-    {Page::LanAddress, Kind::Lan, 3, 4, 4},
-    {Page::LanSubnetMask, Kind::Lan, 6, 4, 4},
-    {Page::LanGateway, Kind::Lan, 12, 4, 4},
-    {Page::LanGatewayMac, Kind::Lan, 13, 6, 6},
-    {Page::LanBackupGateway, Kind::Lan, 14, 4, 4},
-    {Page::LanBackupGatewayMac, Kind::Lan, 15, 6, 6},
-    {Page::LanIpv6Enable, Kind::Lan, 51, 1, 1},
-    {Page::LanIpv6Static, Kind::Lan, 56, 19, 19, true},
-    {Page::LanIpv6Dynamic, Kind::Lan, 59, 19, 0, true},
-    {Page::LanIpv6Gateway, Kind::Lan, 65, 16, 16},
-    {Page::ChannelAccess, Kind::ChannelAccess, 0, 2, 2},
+    // page, kind, commands, parameter, size, write size, selector
+    {Page::DeviceId, Kind::DeviceId, {kGetDeviceId, {}}, 0, 11, 0},
+    {Page::Firmware, Kind::Firmware, kSetSystemInfo, 1, 0, 0},
+    {Page::PowerPolicy, Kind::PowerPolicy, kSetPowerPolicy, 0, 3, 1},
+    {Page::HostName, Kind::HostName, kSetHostName, 2, 0, 63},
+    {Page::PefControl, Kind::Pef, kSetPef, 1, 1, 1},
+    {Page::PefFilter, Kind::Pef, kSetPef, 7, 2, 2, true},
+    {Page::UserName, Kind::UserName, kSetUserName, 0, 0, 16},
+    {Page::UserEnable, Kind::UserEnable, kSetUserEnable, 0, 4, 1},
+    {Page::UserAccess, Kind::UserAccess, kSetUserAccess, 0, 4, 1},
+    {Page::PayloadAccess, Kind::PayloadAccess, kSetPayloadAccess, 0, 4, 4},
+    {Page::SolEnable, Kind::Sol, kSetSol, 1, 1, 1},
+    {Page::SolAuthentication, Kind::Sol, kSetSol, 2, 1, 1},
+    {Page::SolRetry, Kind::Sol, kSetSol, 4, 2, 2},
+    {Page::SolBitRate, Kind::Sol, kSetSol, 5, 1, 1},
+    {Page::LanCommunity, Kind::Lan, kSetLan, 16, 0, 18},
+    {Page::LanDestination, Kind::Lan, kSetLan, 19, 13, 13, true},
+    {Page::LanArpControl, Kind::Lan, kSetLan, 10, 1, 1},
+    {Page::LanArpInterval, Kind::Lan, kSetLan, 11, 1, 1},
+    {Page::LanAddressSource, Kind::Lan, kSetLan, 4, 1, 1},
+    {Page::LanAddress, Kind::Lan, kSetLan, 3, 4, 4},
+    {Page::LanSubnetMask, Kind::Lan, kSetLan, 6, 4, 4},
+    {Page::LanGateway, Kind::Lan, kSetLan, 12, 4, 4},
+    {Page::LanGatewayMac, Kind::Lan, kSetLan, 13, 6, 6},
+    {Page::LanBackupGateway, Kind::Lan, kSetLan, 14, 4, 4},
+    {Page::LanBackupGatewayMac, Kind::Lan, kSetLan, 15, 6, 6},
+    {Page::LanIpv6Enable, Kind::Lan, kSetLan, 51, 1, 1},
+    {Page::LanIpv6Static, Kind::Lan, kSetLan, 56, 19, 20, true},
+    {Page::LanIpv6Dynamic, Kind::Lan, kSetLan, 59, 19, 0, true},
+    {Page::LanIpv6Gateway, Kind::Lan, kSetLan, 65, 16, 16},
+    {Page::ChannelAccess, Kind::ChannelAccess, kSetChannelAccess, 0, 2, 2},
 });
 static_assert(kPages.size() == static_cast<std::size_t>(Page::ChannelAccess) + 1);
 static_assert(std::ranges::is_sorted(kPages, {}, &PageRow::page));
@@ -70,13 +71,13 @@ constexpr auto kBitRate =
 
 constexpr auto kFields = std::to_array<FieldRow>({
     // path                                            page    offset, length, mask    codec
-    {"/SMBIOS/Type0/BIOSVersion", Page::Firmware, 0, 0, 0, Codec::Text},
+    {"/SMBIOS/Type0/BIOSVersion", Page::Firmware, 0, 0, 0, Codec::Phrase},
     {"/BMC/INFO/PRODUCT", Page::DeviceId, 6, 5, 0, Codec::Product},
     {"/BMC/INFO/VERSION", Page::DeviceId, 2, 2, 0, Codec::Version},
     {"/BMC/CHASSIS/STATUS/POWERSTATE/RESTOREPOLICY", Page::PowerPolicy, 0, 1, 0x60, Codec::Word,
      kPowerPolicy},
 
-    {"/BMC/USER[U]/NAME", Page::UserName, 0, 16, 0, Codec::Name},
+    {"/BMC/USER[U]/NAME", Page::UserName, 0, 16, 0, Codec::Text},
     {"/BMC/USER[U]/STATUS", Page::UserEnable, 1, 1, 0xC0, Codec::Word, kUserStatus},
     {"/BMC/USER[U]/CHANNEL[S]/PRIVILEGE", Page::UserAccess, 3, 1, 0x0F, Codec::Word, kPrivilege},
     {"/BMC/USER[U]/CHANNEL[S]/IPMI_AUTHENTICATION", Page::UserAccess, 3, 1, 0x10, Codec::Word,
@@ -173,25 +174,38 @@ void PutIndex(Place& place, char letter, std::uint8_t index) {
   }
 }
 
+bool IsOwnAddress(const FieldRow& field) {
+  return field.codec == Codec::Ipv4 || field.codec == Codec::Ipv6
+             ? field.page != Page::LanDestination
+             : field.page == Page::LanIpv6Static && field.codec == Codec::Number;
+}
+
+Step TakeStep(std::string_view& pattern) {
+  const std::size_t open = pattern.find('[');
+  if (open == std::string_view::npos) return {std::exchange(pattern, {}), '\0'};
+  const Step step{pattern.substr(0, open), pattern[open + 1]};
+  pattern.remove_prefix(open + 3);
+  return step;
+}
+
 std::optional<Place> PlaceOf(const FieldRow& field, std::string_view path) {
   Place place;
   std::string_view pattern = field.path;
-  for (;;) {
-    const std::size_t open = pattern.find('[');
-    if (open == std::string_view::npos) break;
-    const std::string_view literal = pattern.substr(0, open + 1);
-    if (!path.starts_with(literal)) return std::nullopt;
-    path.remove_prefix(literal.size());
+  for (Step step = TakeStep(pattern);; step = TakeStep(pattern)) {
+    if (step.letter == '\0') return path == step.text ? std::optional(place) : std::nullopt;
+    if (!path.starts_with(step.text)) return std::nullopt;
+    path.remove_prefix(step.text.size());
+    if (!path.starts_with('[')) return std::nullopt;
+    path.remove_prefix(1);
     if (path.starts_with('0') && !path.starts_with("0]")) return std::nullopt;
     std::uint8_t index = 0;
     const auto [stop, error] = std::from_chars(path.data(), path.data() + path.size(), index);
     if (error != std::errc() || index == 255) return std::nullopt;
     path.remove_prefix(static_cast<std::size_t>(stop - path.data()));
-    PutIndex(place, pattern[open + 1], index);
-    pattern.remove_prefix(open + 2);
+    if (!path.starts_with(']')) return std::nullopt;
+    path.remove_prefix(1);
+    PutIndex(place, step.letter, index);
   }
-  if (path != pattern) return std::nullopt;
-  return place;
 }
 
 }  // namespace Ipmi

@@ -34,7 +34,7 @@ inline constexpr CommandPair kSetPowerPolicy{{0x00, 0x01}, {0x00, 0x06}};  // Ge
 // DCMI 1.5: management controller identifier string.
 inline constexpr CommandPair kSetHostName{{0x2C, 0x09}, {0x2C, 0x0A}};
 
-/// The commands a page is read and written with; they fix what its request and data look like.
+/// What requests and data of a page look like.
 enum class Kind : std::uint8_t {
   DeviceId,
   PowerPolicy,
@@ -88,6 +88,7 @@ enum class Page : std::uint8_t {
 struct PageRow {
   Page page;
   Kind kind;
+  CommandPair commands;
   std::uint8_t parameter;  ///< of the configuration commands
   std::uint8_t size;       ///< an answer must have at least that; 0 for a text
   std::uint8_t writeSize;  ///< what a write sends of it; 0 when it is read-only
@@ -102,8 +103,8 @@ enum class Codec : std::uint8_t {
   Ipv4,     ///< 192.0.2.1
   Ipv6,     ///< 2001:DB8::1
   Mac,      ///< 00-00-5E-00-53-01
-  Name,     ///< printable ASCII without blanks, padded with NUL; an empty text is no name
-  Text,     ///< the same, and may be empty
+  Text,     ///< printable ASCII without blanks, padded with NUL
+  Phrase,   ///< UTF-8, read-only
   Version,  ///< of Get Device ID
   Product,  ///< of Get Device ID
 };
@@ -127,6 +128,18 @@ struct FieldRow {
   std::uint8_t least = 0;  ///< of a number
   std::uint8_t most = 255;
 };
+
+/// True for the addresses by which a BMC is known. They are its own: no file gives them to another.
+[[nodiscard]] bool IsOwnAddress(const FieldRow& field);
+
+/// A path takes its steps one after the other: a text, and the letter that stands for the index
+/// behind it; 0 at the end of the path.
+struct Step {
+  std::string_view text;
+  char letter;
+};
+/// Takes the first step off `pattern`, a path of the table.
+[[nodiscard]] Step TakeStep(std::string_view& pattern);
 
 [[nodiscard]] std::span<const FieldRow> FieldTable();
 [[nodiscard]] const PageRow& RowOf(Page page);

@@ -1,5 +1,6 @@
 #include "providers/ipmi/IpmiProvider.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "common/ErrorManager.h"
@@ -9,6 +10,10 @@
 
 namespace Ipmi {
 namespace {
+
+bool IsFault(const SDK::WriteNote& note) {
+  return note.fate == SDK::WriteNote::Fate::Refused || note.fate == SDK::WriteNote::Fate::Ignored;
+}
 
 /// Keeps the notes of a write also when it fails.
 class KeepNotes {
@@ -30,21 +35,23 @@ void IpmiProvider::Read(const std::string& path, NodeMap& results) {
   const bool asksForChildren = path.ends_with(Query::kChildrenSuffix);
   const std::string node =
       asksForChildren ? path.substr(0, path.size() - Query::kChildrenSuffix.size()) : path;
-  Query::ReadNodes(ReadTree(bmc_, node), path, results);
+  const Depth depth = asksForChildren ? Depth::Children : Depth::Whole;
+  Query::ReadNodes(ReadTree(bmc_, node, depth), path, results);
 }
 
 void IpmiProvider::Write(const SDK::SettingMap& settings, bool /*isBios*/, bool /*reserved*/) {
+  SDK::SettingMap batch = std::exchange(queued_, {});
+  for (const auto& [path, value] : settings) batch[path] = value;
   WriteResult result;
   {
     const KeepNotes keep(result, notes_);
-    WriteSettings(bmc_, settings, result);
+    WriteSettings(bmc_, batch, passwords_, result);
   }
-  std::vector<SDK::WriteNote> failed = std::exchange(postponed_, {});
-  failed.insert(failed.end(), result.notes.begin(), result.notes.end());
-  const std::size_t changes = std::exchange(postponedChanges_, 0) + result.changes;
-  if (failed.empty()) return;
-  ErrorManager::Raise(ErrorManager::WritesRefused, std::to_string(failed.size()),
-                      std::to_string(changes), failed.front().path, failed.front().reason);
+  std::erase_if(result.notes, std::not_fn(IsFault));
+  if (result.notes.empty()) return;
+  const SDK::WriteNote& first = result.notes.front();
+  ErrorManager::Raise(ErrorManager::WritesRefused, std::to_string(result.notes.size()),
+                      std::to_string(result.changes), first.path, first.reason);
 }
 
 void IpmiProvider::WriteAuthorised(const SDK::SettingMap& settings,
@@ -54,19 +61,16 @@ void IpmiProvider::WriteAuthorised(const SDK::SettingMap& settings,
 }
 
 void IpmiProvider::WriteGroup(const std::string& path, const SDK::SettingMap& settings) {
-  SDK::SettingMap batch;
-  for (const auto& [name, value] : settings) batch.emplace(path + "/" + name, value);
-  WriteResult result;
-  const KeepNotes keep(result, notes_);
-  try {
-    WriteSettings(bmc_, batch, result);
-  } catch (const ResultStatus& failure) {
-    // A value that cannot be written must not keep the rest of a restore from being sent.
-    if (failure.getval() != ErrorManager::ValueRefused) throw;
-    result.changes += result.notes.size();
-  }
-  postponed_.insert(postponed_.end(), result.notes.begin(), result.notes.end());
-  postponedChanges_ += result.changes;
+  for (const auto& [name, value] : settings) queued_[path + "/" + name] = value;
+}
+
+std::vector<SDK::WriteForesight> IpmiProvider::Foresee(const SDK::SettingMap& settings) {
+  return ForeseeWrites(bmc_, settings, passwords_);
+}
+
+void IpmiProvider::UsePasswords(const SDK::SettingMap& passwords) {
+  Common::Wipe(passwords_);
+  passwords_ = passwords;
 }
 
 std::vector<SDK::WriteNote> IpmiProvider::TakeWriteNotes() {

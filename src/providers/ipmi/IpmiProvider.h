@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "common/Wipe.h"
 #include "providers/ipmi/Bmc.h"
 #include "query/QueryProvider.h"
 
@@ -15,10 +15,12 @@ namespace Ipmi {
 ///
 /// Answers of the BMC are kept as long as the provider and forgotten when a write touches them. A
 /// setting that the BMC does not support has no node. Writes are as `WriteSettings` does them: what
-/// is equal is not sent, and what is sent is read back.
+/// is equal is not sent, and what is sent is read back. Groups wait for the next batch and go out
+/// with it, so that a restore which ends before has sent nothing.
 class IpmiProvider final : public SDK::QueryProvider {
  public:
-  explicit IpmiProvider(std::unique_ptr<Transport> transport) : bmc_(std::move(transport)) {}
+  explicit IpmiProvider(std::unique_ptr<Transport> transport, const Patience& patience = {})
+      : bmc_(std::move(transport), patience) {}
 
   void Read(const std::string& path, NodeMap& results) override;
   void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override;
@@ -26,14 +28,16 @@ class IpmiProvider final : public SDK::QueryProvider {
   void WriteAuthorised(const SDK::SettingMap& settings, const std::string& password) override;
   void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;
   std::string PlatformName() override { return {}; }
+  std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings) override;
+  void UsePasswords(const SDK::SettingMap& passwords) override;
   std::vector<SDK::WriteNote> TakeWriteNotes() override;
 
  private:
   Bmc bmc_;
   std::vector<SDK::WriteNote> notes_;
-  // Of group writes, for the next batch to raise.
-  std::vector<SDK::WriteNote> postponed_;
-  std::size_t postponedChanges_ = 0;
+  SDK::SettingMap queued_;  // by groups, for the next batch
+  SDK::SettingMap passwords_;
+  Common::WipeOnExit<SDK::SettingMap> wipe_{passwords_};
 };
 
 }  // namespace Ipmi

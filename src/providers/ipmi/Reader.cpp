@@ -27,21 +27,19 @@ bool IsOnTheWay(const std::string& inner, const std::string& path) {
 /// Visits the paths that `pattern` stands for, at and below `path`, on this BMC.
 void Expand(Bmc& bmc, std::string_view pattern, const std::string& path, const std::string& done,
             const Place& place, const Visit& visit) {
-  const std::size_t open = pattern.find('[');
-  if (open == std::string_view::npos) {
-    const std::string whole = done + std::string(pattern);
-    if (whole == path || Query::IsBelow(whole, path)) visit(whole, place);
+  const Step step = TakeStep(pattern);
+  const std::string prefix = done + std::string(step.text);
+  if (step.letter == '\0') {
+    if (prefix == path || Query::IsBelow(prefix, path)) visit(prefix, place);
     return;
   }
-  const std::string prefix = done + std::string(pattern.substr(0, open));
   if (!LeadsTo(prefix, path)) return;
-  const char letter = pattern[open + 1];
-  for (const std::uint8_t index : InstancesOf(bmc, letter, place)) {
+  for (const std::uint8_t index : InstancesOf(bmc, step.letter, place)) {
     const std::string instance = prefix + "[" + std::to_string(index) + "]";
     if (!IsOnTheWay(instance, path)) continue;
     Place there = place;
-    PutIndex(there, letter, index);
-    Expand(bmc, pattern.substr(open + 3), path, instance, there, visit);
+    PutIndex(there, step.letter, index);
+    Expand(bmc, pattern, path, instance, there, visit);
   }
 }
 
@@ -70,6 +68,16 @@ void ListWithParents(const std::string& path, NodeMap& tree) {
   if (isNew) ListWithParents(parent, tree);
 }
 
+/// The child of `node` that is `leaf` or has it below itself.
+std::string ChildOnTheWay(const std::string& node, const std::string& leaf) {
+  return leaf.substr(0, leaf.find_first_of("/[", node.size() + 1));
+}
+
+/// The event filters are all there, as many as the BMC says it has.
+bool IsSurelyThere(const std::string& child) {
+  return child.starts_with("/BMC/PEF/FILTER[") && child.ends_with(']');
+}
+
 /// A collection lists its instances alone and in their order: what all of them share has paths
 /// below it, but is none of them.
 void ListInstancesAlone(const std::string& path, _XNode& node) {
@@ -83,7 +91,9 @@ void ListInstancesAlone(const std::string& path, _XNode& node) {
 
 }  // namespace
 
-std::optional<std::string> ReadField(Bmc& bmc, const FieldRow& field, Place place) {
+std::optional<std::string> ReadField(Bmc& bmc, const FieldRow& field, Place place,
+                                     const std::string& path) {
+  const Bmc::Subject subject(bmc, path);
   if (field.page == Page::UserEnable) place.channel = UserChannel(bmc);
   const std::optional<Bytes> data = ReadPage(bmc, field.page, place);
   return data ? Decode(field, *data) : std::nullopt;
@@ -96,16 +106,27 @@ bool IsThere(Bmc& bmc, const FieldRow& field, const std::string& path) {
   return isThere;
 }
 
-NodeMap ReadTree(Bmc& bmc, const std::string& path) {
+NodeMap ReadTree(Bmc& bmc, const std::string& path, Depth depth) {
   NodeMap leaves;
   NodeMap inner;
+  const auto isListed = [&](const std::string& child) {
+    const auto node = inner.find(path);
+    return node != inner.end() &&
+           std::ranges::find(node->second.values, child) != node->second.values.end();
+  };
   for (const FieldRow& field : FieldTable()) {
     Expand(bmc, field.path, path, "", {}, [&](const std::string& leaf, const Place& place) {
-      std::optional<std::string> text = ReadField(bmc, field, place);
+      if (depth == Depth::Children && leaf != path) {
+        const std::string child = ChildOnTheWay(path, leaf);
+        if (isListed(child)) return;
+        if (IsSurelyThere(child)) return ListWithParents(child, inner);
+      }
+      std::optional<std::string> text = ReadField(bmc, field, place, leaf);
       if (!text) return;
       _XNode& node = leaves[leaf];
       node.values = {std::move(*text)};
       for (const Word& word : field.words) node.options.emplace(word.text, word.text);
+      node.limits = LimitsOf(field);
       ListWithParents(leaf, inner);
     });
   }

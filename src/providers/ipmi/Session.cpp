@@ -29,8 +29,9 @@ constexpr auto kWorkarounds = std::to_array<Workaround>({
     {"nochecksumcheck", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_NO_CHECKSUM_CHECK},
 });
 
-/// Best first: SHA-256 with AES, SHA-1 with AES. Suite 0 has no authentication at all.
-constexpr auto kCipherSuites = std::to_array<std::uint8_t>({17, 3});
+/// IPMI 2.0, table 22-20, those with authentication, integrity and encryption: SHA-256 with AES,
+/// SHA-1 with AES, and for BMCs that have neither, MD5 with AES.
+constexpr auto kCipherSuites = std::to_array<std::uint8_t>({17, 3, 8, 12});
 
 /// What a failure of the library is to the callers of this one.
 struct FailureRow {
@@ -41,21 +42,21 @@ struct FailureRow {
 
 constexpr auto kFailures = std::to_array<FailureRow>({
     {IPMI_ERR_PERMISSION, ErrorManager::NotPermitted, "the permission is missing"},
-    {IPMI_ERR_USERNAME_INVALID, ErrorManager::NotPermitted, "it has no such user"},
-    {IPMI_ERR_PASSWORD_INVALID, ErrorManager::NotPermitted, "the password is wrong"},
-    {IPMI_ERR_PASSWORD_VERIFICATION_TIMEOUT, ErrorManager::NotPermitted,
+    {IPMI_ERR_USERNAME_INVALID, ErrorManager::LoginRefused, "it has no such user"},
+    {IPMI_ERR_PASSWORD_INVALID, ErrorManager::LoginRefused, "the password is wrong"},
+    {IPMI_ERR_PASSWORD_VERIFICATION_TIMEOUT, ErrorManager::LoginRefused,
      "it broke off the login, mostly because the password is wrong"},
-    {IPMI_ERR_K_G_INVALID, ErrorManager::NotPermitted,
-     "it wants a BMC key (K_g), which is not supported"},
-    {IPMI_ERR_PRIVILEGE_LEVEL_INSUFFICIENT, ErrorManager::NotPermitted,
+    {IPMI_ERR_K_G_INVALID, ErrorManager::LoginRefused,
+     "it wants a BMC key (K_g), and not the one that was given"},
+    {IPMI_ERR_PRIVILEGE_LEVEL_INSUFFICIENT, ErrorManager::LoginRefused,
      "the privilege of the user is too low"},
-    {IPMI_ERR_PRIVILEGE_LEVEL_CANNOT_BE_OBTAINED, ErrorManager::NotPermitted,
+    {IPMI_ERR_PRIVILEGE_LEVEL_CANNOT_BE_OBTAINED, ErrorManager::LoginRefused,
      "the user does not get the privilege ADMIN there, or the BMC needs the workaround "
      "\"opensesspriv\""},
-    {IPMI_ERR_AUTHENTICATION_TYPE_UNAVAILABLE, ErrorManager::NotPermitted,
+    {IPMI_ERR_AUTHENTICATION_TYPE_UNAVAILABLE, ErrorManager::LoginRefused,
      "it offers no way to log in with this privilege; some BMCs need the workaround \"authcap\""},
-    {IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE, ErrorManager::NotPermitted,
-     "it offers neither cipher suite 17 nor 3"},
+    {IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE, ErrorManager::LoginRefused,
+     "it offers none of the cipher suites that were tried"},
     {IPMI_ERR_IPMI_2_0_UNAVAILABLE, ErrorManager::BadAnswer, "it does not speak IPMI 2.0"},
     {IPMI_ERR_CONNECTION_TIMEOUT, ErrorManager::Unreachable, "no answer"},
     {IPMI_ERR_SESSION_TIMEOUT, ErrorManager::Unreachable, "the session is lost"},
@@ -64,12 +65,18 @@ constexpr auto kFailures = std::to_array<FailureRow>({
     {IPMI_ERR_HOSTNAME_INVALID, ErrorManager::Unreachable, "there is no host of that name"},
 });
 
-[[noreturn]] void RaiseFailure(const std::string& name, int number, const std::string& detail) {
+/// `detail` is what the library says of it.
+FailureRow RowFor(int number, const std::string& detail) {
   const auto* row = std::ranges::find(kFailures, number, &FailureRow::number);
-  const std::string text = row == kFailures.end() ? detail : row->text;
-  const int error = row == kFailures.end() ? int{ErrorManager::Unreachable} : row->error;
-  if (error == ErrorManager::Unreachable) ErrorManager::Raise(error, name + ": " + text);
-  ErrorManager::Raise(error, name, text);
+  return row != kFailures.end() ? *row
+                                : FailureRow{number, ErrorManager::Unreachable, detail.c_str()};
+}
+
+[[noreturn]] void RaiseFailure(const std::string& name, int number, const std::string& detail) {
+  const FailureRow row = RowFor(number, detail);
+  if (row.error == ErrorManager::Unreachable)
+    ErrorManager::Raise(row.error, name + ": " + row.text);
+  ErrorManager::Raise(row.error, name, row.text);
 }
 
 struct CloseContext {
@@ -84,6 +91,28 @@ Context MakeContext() {
   Context context(ipmi_ctx_create());
   if (!context) throw std::bad_alloc();
   return context;
+}
+
+/// What a login that has failed means for the next try.
+enum class Login { Done, Refused, NoSuite, Silent, Doubtful };
+
+Login Judge(int number) {
+  switch (number) {
+    case 0:
+      return Login::Done;
+    case IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE:  // BMCs without a suite say so in different ways
+    case IPMI_ERR_BAD_RMCPPLUS_STATUS_CODE:
+    case IPMI_ERR_IPMI_ERROR:
+      return Login::NoSuite;
+    case IPMI_ERR_CONNECTION_TIMEOUT:
+    case IPMI_ERR_SESSION_TIMEOUT:
+    case IPMI_ERR_MESSAGE_TIMEOUT:
+      return Login::Silent;
+    case IPMI_ERR_PASSWORD_VERIFICATION_TIMEOUT:  // a wrong password, or a datagram was lost
+      return Login::Doubtful;
+    default:  // not tried again: BMCs lock accounts
+      return Login::Refused;
+  }
 }
 
 /// Sends over an open context. \return false when the library fails; its number says why.
@@ -104,7 +133,7 @@ bool SendOver(ipmi_ctx_t context, const Request& request, Answer& answer) {
 class RemoteSession final : public Transport {
  public:
   // A copy: what is moved from would keep a short password.
-  explicit RemoteSession(const RemoteAddress& address) : address_(address) { Open(); }
+  explicit RemoteSession(const RemoteAddress& address) : address_(address) { LogIn(); }
   RemoteSession(const RemoteSession&) = delete;
   RemoteSession& operator=(const RemoteSession&) = delete;
   ~RemoteSession() override = default;
@@ -113,14 +142,18 @@ class RemoteSession final : public Transport {
     if (!context_) RaiseFailure(address_.host, IPMI_ERR_SESSION_TIMEOUT, {});
     // A person has been asked something meanwhile: the library takes a pause for a lost session,
     // and a BMC ends one after a minute.
-    if (Clock::now() - lastAnswer_ > address_.patience / 2) Open();
+    if (Clock::now() - lastAnswer_ > way_.patience / 2) LogInAgain(way_);
     Answer answer;
-    if (!SendOver(context_.get(), request, answer)) {
-      const int number = ipmi_ctx_errnum(context_.get());
-      const std::string detail = ipmi_ctx_errormsg(context_.get());
-      context_.reset();  // every further request would wait in vain
-      RaiseFailure(address_.host, number, detail + " at " + Describe(request.command));
+    auto sent = Clock::now();
+    while (!SendOver(context_.get(), request, answer)) {
+      const bool isSilent = Judge(ipmi_ctx_errnum(context_.get())) == Login::Silent;
+      if (!isSilent || ++slowness_ == kResendAfter.size()) Lose(request);
+      const auto left = address_.patience - way_.patience;
+      LogInAgain({way_.suite, std::max(left, way_.patience), kResendAfter.at(slowness_)});
+      sent = Clock::now();
     }
+    // It is the network that has lost something, and not the BMC that is slow.
+    if (Clock::now() - sent < kResendAfter.front()) slowness_ = 0;
     lastAnswer_ = Clock::now();
     return answer;
   }
@@ -130,7 +163,59 @@ class RemoteSession final : public Transport {
   [[nodiscard]] bool IsRemote() const override { return true; }
 
  private:
-  void Open() {
+  /// How a login is tried, and the session then kept.
+  struct Way {
+    std::uint8_t suite;
+    std::chrono::milliseconds patience;
+    /// A datagram without an answer is sent again after that. An answer to the first one no longer
+    /// counts then, so it must be longer than the BMC takes.
+    std::chrono::milliseconds resendAfter;
+  };
+  static constexpr auto kResendAfter = std::to_array<std::chrono::milliseconds>(
+      {std::chrono::milliseconds(500), std::chrono::seconds(1), std::chrono::seconds(3)});
+  static constexpr std::chrono::milliseconds kBrief{3000};
+
+  /// Every suite gets a short time, and when the BMC was silent, once more what is left of its
+  /// patience.
+  void LogIn() {
+    const auto end = Clock::now() + address_.patience;
+    std::vector<std::uint8_t> suites(kCipherSuites.begin(), kCipherSuites.end());
+    if (address_.cipherSuite != 0) suites = {address_.cipherSuite};
+    for (const bool isSecond : {false, true}) {
+      bool wasSilent = false;
+      for (const std::uint8_t suite : suites) {
+        auto patience = std::min(kBrief, address_.patience / 3);
+        if (isSecond) {
+          const auto left =
+              std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
+          patience = std::max(left, patience);
+        }
+        const Login login = Try({suite, patience, kResendAfter.at(isSecond ? 1 : 0)});
+        if (login == Login::Done) return;
+        if (login == Login::Refused || (login == Login::Doubtful && isSecond)) {
+          RaiseFailure(address_.host, number_, detail_);
+        }
+        wasSilent |= login != Login::NoSuite;
+        if (login == Login::Doubtful || (wasSilent && suite == kCipherSuites[1])) break;
+        if (isSecond && Clock::now() > end) break;
+      }
+      if (!wasSilent) break;
+    }
+    RaiseFailure(address_.host, number_, detail_);
+  }
+
+  /// \throws ResultStatus  Unreachable, whatever the reason: the session is lost.
+  void LogInAgain(const Way& way) {
+    Login login = Try(way);
+    if (login == Login::Doubtful || login == Login::NoSuite) login = Try(way);
+    if (login == Login::Done) return;
+    ErrorManager::Raise(ErrorManager::Unreachable,
+                        address_.host +
+                            ": the session is lost, and another one cannot be opened (" +
+                            RowFor(number_, detail_).text + ")");
+  }
+
+  [[nodiscard]] Login Try(const Way& way) {
     context_.reset();
     unsigned workarounds = 0;
     for (const Workaround& workaround : kWorkarounds) {
@@ -138,36 +223,47 @@ class RemoteSession final : public Transport {
         workarounds |= workaround.flag;
       }
     }
-    int number = 0;
-    std::string detail;
-    for (const std::uint8_t suite : kCipherSuites) {
-      Context context = MakeContext();
-      const auto patience = static_cast<unsigned>(address_.patience.count());
-      const auto resendAfter = static_cast<unsigned>(address_.resendAfter.count());
-      if (ipmi_ctx_open_outofband_2_0(
-              context.get(), address_.host.c_str(),
-              address_.user.empty() ? nullptr : address_.user.c_str(),
-              address_.password.empty() ? nullptr : address_.password.c_str(), nullptr, 0,
-              IPMI_PRIVILEGE_LEVEL_ADMIN, suite, patience, resendAfter, workarounds,
-              IPMI_FLAGS_DEFAULT) == 0) {
-        context_ = std::move(context);
-        lastAnswer_ = Clock::now();
-        return;
-      }
-      number = ipmi_ctx_errnum(context.get());
-      detail = ipmi_ctx_errormsg(context.get());
-      // BMCs without a suite say so in different ways; a login that is refused is not tried again.
-      const bool lacksSuite = number == IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE ||
-                              number == IPMI_ERR_BAD_RMCPPLUS_STATUS_CODE ||
-                              number == IPMI_ERR_IPMI_ERROR;
-      if (!lacksSuite) break;
+    const auto textOrNone = [](const std::string& text) {
+      return text.empty() ? nullptr : text.c_str();
+    };
+    const std::string& key = address_.bmcKey;
+    // The library wants the time between two sends to be shorter than the whole.
+    const auto resendAfter = std::min(way.resendAfter, way.patience / 2);
+    Context context = MakeContext();
+    if (ipmi_ctx_open_outofband_2_0(
+            context.get(), address_.host.c_str(), textOrNone(address_.user),
+            textOrNone(address_.password),
+            key.empty() ? nullptr : reinterpret_cast<const unsigned char*>(key.data()),
+            static_cast<unsigned>(key.size()), IPMI_PRIVILEGE_LEVEL_ADMIN, way.suite,
+            static_cast<unsigned>(way.patience.count()), static_cast<unsigned>(resendAfter.count()),
+            workarounds, IPMI_FLAGS_DEFAULT) == 0) {
+      context_ = std::move(context);
+      way_ = way;
+      lastAnswer_ = Clock::now();
+      return Login::Done;
     }
-    RaiseFailure(address_.host, number, detail);
+    number_ = ipmi_ctx_errnum(context.get());
+    detail_ = ipmi_ctx_errormsg(context.get());
+    if (number_ != 0) return Judge(number_);
+    number_ = IPMI_ERR_SESSION_TIMEOUT;  // the library names no fault when it gets a message twice
+    return Login::Doubtful;
+  }
+
+  [[noreturn]] void Lose(const Request& request) {
+    const int number = ipmi_ctx_errnum(context_.get());
+    const std::string detail = ipmi_ctx_errormsg(context_.get());
+    context_.reset();  // every further request would wait in vain
+    RaiseFailure(address_.host, number, detail + " at " + Describe(request.command));
   }
 
   RemoteAddress address_;
-  Common::WipeOnExit<std::string> wipe_{address_.password};
+  Common::WipeOnExit<std::string> wipePassword_{address_.password};
+  Common::WipeOnExit<std::string> wipeKey_{address_.bmcKey};
   Context context_;
+  Way way_ = {};
+  std::size_t slowness_ = 0;  ///< which of `kResendAfter` a BMC seems to need
+  int number_ = 0;            ///< of the library, for the last login that has failed
+  std::string detail_;
   Clock::time_point lastAnswer_;
 };
 
@@ -223,6 +319,10 @@ class LocalSession final : public Transport {
 
 std::span<const Workaround> Workarounds() {
   return kWorkarounds;
+}
+
+std::span<const std::uint8_t> CipherSuites() {
+  return kCipherSuites;
 }
 
 std::unique_ptr<Transport> OpenRemote(const RemoteAddress& address) {

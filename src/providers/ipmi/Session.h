@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -19,8 +20,9 @@ struct Workaround {
 };
 [[nodiscard]] std::span<const Workaround> Workarounds();
 
-/// The longest password of IPMI 2.0, in bytes.
+/// The longest password and BMC key of IPMI 2.0, in bytes.
 inline constexpr std::size_t kLongestPassword = 20;
+inline constexpr std::size_t kLongestKey = 20;
 
 /// How to reach a BMC over the network and log in there.
 struct RemoteAddress {
@@ -29,17 +31,24 @@ struct RemoteAddress {
   std::string user;  ///< empty for the null user
   std::string password;
   std::vector<std::string> workarounds;  ///< names of `Workarounds`
+  std::string bmcKey;                    ///< K_g, up to 20 bytes; empty where the BMC has none
+  /// One of `CipherSuites`; 0 for the first of them that the BMC takes.
+  std::uint8_t cipherSuite = 0;
   /// A BMC that is silent for so long has gone.
   std::chrono::milliseconds patience = std::chrono::seconds(10);
-  /// A datagram without an answer is sent again after that; shorter than `patience`. An answer to
-  /// the first one no longer counts then, so it must be longer than a slow BMC takes.
-  std::chrono::milliseconds resendAfter = std::chrono::seconds(2);
 };
 
-/// Logs in to a BMC over the network: RMCP+ with cipher suite 17, or 3 where the BMC lacks that,
-/// with the privilege ADMIN. The session ends with the transport, which wipes the password.
-/// \throws ResultStatus  Unreachable; NotPermitted (user, password, privilege); BadAnswer (it does
-///                       not speak IPMI 2.0).
+/// What can be chosen, best first. All of them encrypt.
+[[nodiscard]] std::span<const std::uint8_t> CipherSuites();
+
+/// Logs in to a BMC over the network, with the privilege ADMIN. The session ends with the
+/// transport, which wipes password and key.
+///
+/// A session that falls silent is opened again, twice at most, and what was asked is asked again.
+/// Each time datagrams get more time before they are sent again: a slow BMC looks like one that
+/// loses them.
+/// \throws ResultStatus  Unreachable; LoginRefused (user, password, key, privilege); BadAnswer
+///                       (it does not speak IPMI 2.0).
 [[nodiscard]] std::unique_ptr<Transport> OpenRemote(const RemoteAddress& address);
 
 /// The device of the kernel's IPMI driver.

@@ -1,203 +1,28 @@
 #include "providers/ipmi/Writer.h"
 
 #include <algorithm>
-#include <chrono>
+#include <set>
 #include <thread>
-#include <tuple>
 
 #include "common/ErrorManager.h"
-#include "providers/ipmi/Codec.h"
 #include "providers/ipmi/CompletionCode.h"
-#include "providers/ipmi/FieldTable.h"
-#include "providers/ipmi/Instances.h"
 #include "providers/ipmi/PageAccess.h"
 #include "providers/ipmi/Reader.h"
+#include "providers/ipmi/WritePlan.h"
 
 namespace Ipmi {
 namespace {
 
-using SDK::WriteNote;
-
-/// The order of writes. Within a stage they follow the table of pages.
-enum class Stage : std::uint8_t {
-  Server,    ///< power policy, host name, event filters
-  UserName,  ///< before the account is opened
-  UserOn,    ///< some BMCs keep the access of enabled users only
-  UserAccess,
-  Channel,  ///< SOL and LAN of each channel
-  ChannelAccess,
-  UserOff,
-  // From here on the session may end with any write.
-  OwnAccount,
-  OwnChannelAccess,
-  OwnAddress,
-  OwnAccountOff,
-};
-
-/// A setting that is to get another value.
-struct Change {
-  std::string path;
-  std::string wanted;
-  const FieldRow* field;
-  Place place;
-  Stage stage = Stage::Server;
-
-  [[nodiscard]] Kind PageKind() const { return RowOf(field->page).kind; }
-};
-
-/// The changes of one page, which one command writes. Changes are sorted so that those of one page
-/// are neighbours, and pages of one LAN channel and stage too.
-using Changes = std::vector<Change>;
+using Clock = std::chrono::steady_clock;
+using Fate = SDK::WriteNote::Fate;
 using Run = std::span<const Change>;
-
-auto SortKey(const Change& change) {
-  const bool isLan = change.PageKind() == Kind::Lan;
-  return std::tuple(change.stage, isLan ? change.place.channel : std::uint8_t{0},
-                    change.field->page, change.place);
-}
-
-bool IsSamePage(const Change& a, const Change& b) {
-  return SortKey(a) == SortKey(b);
-}
-
-bool IsSameLan(const Change& a, const Change& b) {
-  return a.PageKind() == Kind::Lan && b.PageKind() == Kind::Lan && a.stage == b.stage &&
-         a.place.channel == b.place.channel;
-}
-
-constexpr std::uint8_t kNullUser = 1;
-
-bool IsOwnUser(Bmc& bmc, const Change& change) {
-  if (!bmc.Session().IsRemote()) return false;
-  if (bmc.Session().User().empty()) return change.place.user == kNullUser;
-  const std::optional<Bytes> name = ReadPage(bmc, Page::UserName, change.place);
-  if (!name) return false;
-  const Bytes used(name->begin(), std::ranges::find(*name, 0));
-  return std::string(used.begin(), used.end()) == bmc.Session().User();
-}
-
-Stage StageOf(Bmc& bmc, const Change& change) {
-  const auto isOwnChannel = [&] { return change.place.channel == ChannelInUse(bmc); };
-  switch (change.PageKind()) {
-    case Kind::UserName:
-      return IsOwnUser(bmc, change) ? Stage::OwnAccount : Stage::UserName;
-    case Kind::UserEnable:
-      if (change.wanted == "ENABLE") return Stage::UserOn;
-      return IsOwnUser(bmc, change) ? Stage::OwnAccountOff : Stage::UserOff;
-    case Kind::UserAccess:
-    case Kind::PayloadAccess:
-      return IsOwnUser(bmc, change) ? Stage::OwnAccount : Stage::UserAccess;
-    case Kind::ChannelAccess:
-      return isOwnChannel() ? Stage::OwnChannelAccess : Stage::ChannelAccess;
-    case Kind::Lan:
-      return IsAddress(change.field->page) && isOwnChannel() ? Stage::OwnAddress : Stage::Channel;
-    case Kind::Sol:
-      return Stage::Channel;
-    default:
-      return Stage::Server;
-  }
-}
-
-constexpr std::uint8_t kFixedAddressInUse = 0x80;  // byte 1 of the page of the fixed IPv6 address
-constexpr const char* kIpv6Source = "IPV6SOURCE";
-
-/// Puts the value of a change into its page. \return why it does not fit; empty when it does.
-std::string Apply(const Change& change, Bytes& page) {
-  std::string objection = Encode(*change.field, change.wanted, page);
-  // A dynamic address is one that is not fixed: how the BMC gets it has no bits to write.
-  if (change.field->page == Page::LanIpv6Static) page.at(1) &= kFixedAddressInUse;
-  return objection;
-}
-
-/// Why IPMI has no way to write a value that is right in itself; empty when it has one.
-std::string NoWay(Bmc& bmc, const Change& change, const SDK::SettingMap& settings) {
-  if (change.field->page != Page::LanIpv6Static) return {};
-  const std::optional<Bytes> page = ReadOwnPage(bmc, change.field->page, change.place);
-  const bool isFixed = page && (page->at(1) & kFixedAddressInUse) != 0;
-  if (change.path.ends_with(kIpv6Source)) {
-    if (isFixed || change.wanted == "STATIC") return {};
-    return "IPMI has no command that chooses between dynamic addresses";
-  }
-  const std::string source = change.path.substr(0, change.path.rfind('/') + 1) + kIpv6Source;
-  const auto wanted = settings.find(source);
-  if (isFixed || (wanted != settings.end() && wanted->second == "STATIC")) return {};
-  return "the address is a dynamic one";
-}
-
-/// Finds out which settings are to change, and refuses those that cannot.
-class Plan {
- public:
-  Plan(Bmc& bmc, const SDK::SettingMap& settings, WriteResult& result)
-      : bmc_(bmc), settings_(settings), result_(result) {
-    for (const auto& [path, value] : settings) Add(path, value);
-    if (!faults_.empty()) {
-      result_.notes.insert(result_.notes.end(), faults_.begin(), faults_.end());
-      const WriteNote& first = faults_.front();
-      ErrorManager::Raise(ErrorManager::ValueRefused, first.path, settings.at(first.path),
-                          first.reason);
-    }
-    for (Change& change : changes_) change.stage = StageOf(bmc, change);
-    std::ranges::stable_sort(changes_, {}, SortKey);
-  }
-
-  [[nodiscard]] const Changes& Ordered() const { return changes_; }
-
- private:
-  void Add(const std::string& path, const std::string& value) {
-    for (const FieldRow& field : FieldTable()) {
-      if (const std::optional<Place> place = PlaceOf(field, path)) {
-        return AddKnown({path, value, &field, *place});
-      }
-    }
-    if (!value.empty()) Refuse(path, "IPMI has no standard command for it");
-  }
-
-  void AddKnown(Change change) {
-    const FieldRow& field = *change.field;
-    if (change.wanted.empty() && !MayBeEmpty(field)) return;
-    if (field.page == Page::UserEnable) change.place.channel = UserChannel(bmc_);
-    const bool isThere = IsThere(bmc_, field, change.path);
-    std::optional<Bytes> page;
-    if (isThere) page = ReadOwnPage(bmc_, field.page, change.place);
-    if (!page) {
-      if (!change.wanted.empty()) Refuse(change.path, "the BMC does not have it");
-      return;
-    }
-    change.wanted = Canonical(field, change.wanted);
-    if (ReadField(bmc_, field, change.place) == change.wanted) return;
-    if (RowOf(field.page).writeSize == 0) return Refuse(change.path, "it is read-only");
-    if (std::string fault = Apply(change, *page); !fault.empty()) {
-      faults_.push_back({change.path, WriteNote::Fate::Refused, std::move(fault)});
-    } else if (std::string reason = NoWay(bmc_, change, settings_); !reason.empty()) {
-      Refuse(change.path, std::move(reason));
-    } else {
-      changes_.push_back(std::move(change));
-      ++result_.changes;
-    }
-  }
-
-  void Refuse(const std::string& path, std::string reason) {
-    result_.notes.push_back({path, WriteNote::Fate::Refused, std::move(reason)});
-    ++result_.changes;
-  }
-
-  Bmc& bmc_;
-  const SDK::SettingMap& settings_;
-  WriteResult& result_;
-  Changes changes_;
-  std::vector<WriteNote> faults_;
-};
 
 /// The configuration of one LAN channel while it is changed: other writers stay out, and the BMC
 /// takes the parameters over together at the end.
 class LanTransaction {
  public:
   LanTransaction(Bmc& bmc, std::uint8_t channel) : bmc_(bmc), channel_(channel) {
-    std::uint8_t completion = Set(kInProgress);
-    for (int tries = 0; completion == kTaken && tries < kTries; ++tries) {
-      std::this_thread::sleep_for(kPause);
-      completion = Set(kInProgress);
-    }
+    std::uint8_t completion = SetPatiently(kInProgress, kTaken);
     if (completion == kTaken) {  // left behind by a writer that has died
       Set(kComplete);
       completion = Set(kInProgress);
@@ -206,13 +31,24 @@ class LanTransaction {
   }
   LanTransaction(const LanTransaction&) = delete;
   LanTransaction& operator=(const LanTransaction&) = delete;
-  ~LanTransaction() = default;
+  ~LanTransaction() {
+    try {
+      Commit();
+    } catch (const ResultStatus&) {  // the session that it was about is lost
+    }
+  }
 
-  /// A BMC without this parameter has taken each write over at once.
-  void Commit() {
-    if (!isOpen_) return;
+  /// \return the completion code. A BMC without this parameter has taken each write over at once.
+  std::uint8_t Commit() {
+    if (!isOpen_) return 0;
+    isOpen_ = false;
     Set(kCommit);  // optional: the BMC may not know it
-    Set(kComplete);
+    std::uint8_t completion = Set(kComplete);
+    for (int tries = 0; completion != 0 && tries < kTries; ++tries) {
+      std::this_thread::sleep_for(kPause);
+      completion = Set(kComplete);
+    }
+    return completion;
   }
 
  private:
@@ -226,6 +62,15 @@ class LanTransaction {
 
   std::uint8_t Set(std::uint8_t state) { return bmc_.Tell({kSetLan.set, {channel_, 0, state}}); }
 
+  std::uint8_t SetPatiently(std::uint8_t state, std::uint8_t whileAnswerIs) {
+    std::uint8_t completion = Set(state);
+    for (int tries = 0; completion == whileAnswerIs && tries < kTries; ++tries) {
+      std::this_thread::sleep_for(kPause);
+      completion = Set(state);
+    }
+    return completion;
+  }
+
   Bmc& bmc_;
   std::uint8_t channel_;
   bool isOpen_ = false;
@@ -233,22 +78,33 @@ class LanTransaction {
 
 class Execution {
  public:
-  Execution(Bmc& bmc, std::vector<WriteNote>& notes) : bmc_(bmc), notes_(notes) {}
+  Execution(Bmc& bmc, const WritePlan& plan, const SDK::SettingMap& passwords,
+            std::vector<SDK::WriteNote>& notes)
+      : bmc_(bmc), plan_(plan), passwords_(passwords), notes_(notes) {}
 
-  /// Writes all of `changes` and reads each back.
-  void Run(const Changes& changes) {
+  /// Writes all changes of the plan and reads each back.
+  void Run() {
+    const std::vector<Change>& changes = plan_.Ordered();
     for (auto at = changes.begin(); at != changes.end();) {
       const auto end = std::find_if_not(at, changes.end(), [&](const Change& other) {
         return IsSamePage(*at, other) || IsSameLan(*at, other);
       });
+      bool isSent = false;
       try {
+        if (at->stage >= Stage::OwnName) Settle();  // afterwards it may be too late to look
+        isSent = true;
         WriteTogether({at, end});
+        if (end == changes.end()) Settle();
       } catch (const ResultStatus& failure) {
         if (failure.getval() != ErrorManager::Unreachable) throw;
-        NoteLoss({at, end}, at->stage < Stage::OwnAccount
+        NoteLoss({at, end}, !isSent ? kNotSent
+                            : at->stage < Stage::OwnName
                                 ? "the session was lost while it was written"
                                 : "it was sent, and the session ended, which can be its effect");
-        NoteLoss({end, changes.end()}, "it was not sent: the session was lost before");
+        for (const Change* late : late_) {
+          NoteLoss({late, 1}, "it was sent, but the session was lost before it could be read back");
+        }
+        NoteLoss({end, changes.end()}, kNotSent);
         throw;
       }
       at = end;
@@ -256,10 +112,8 @@ class Execution {
   }
 
  private:
-  using Pages = std::vector<Ipmi::Run>;
-
-  static Pages PagesOf(Ipmi::Run run) {
-    Pages pages;
+  static std::vector<Ipmi::Run> PagesOf(Ipmi::Run run) {
+    std::vector<Ipmi::Run> pages;
     while (!run.empty()) {
       const auto end = std::ranges::find_if_not(
           run, [&](const Change& other) { return IsSamePage(run.front(), other); });
@@ -274,78 +128,135 @@ class Execution {
   void WriteTogether(Ipmi::Run run) {
     std::optional<LanTransaction> transaction;
     if (run.front().PageKind() == Kind::Lan) transaction.emplace(bmc_, run.front().place.channel);
-    const Pages pages = PagesOf(run);
-    Pages written;
+    const std::vector<Ipmi::Run> pages = PagesOf(run);
+    std::vector<Ipmi::Run> written;
     std::ranges::copy_if(pages, std::back_inserter(written),
                          [&](Ipmi::Run page) { return WriteChanges(page); });
-    if (transaction) transaction->Commit();
+    if (const std::uint8_t completion = transaction ? transaction->Commit() : std::uint8_t{0};
+        completion != 0 && !written.empty()) {
+      NoteAll(run, Fate::Pending,
+              "the BMC has not ended the configuration of the channel: " +
+                  Describe(completion, kSetLan.set));
+    }
     for (const Ipmi::Run page : pages) Forget(page.front());
-    for (const Ipmi::Run page : written) ReadBack(page);
+    for (const Ipmi::Run page : written) {
+      for (const Change& change : page) {
+        if (!IsKept(change)) late_.push_back(&change);
+      }
+    }
   }
 
   /// \return false when the BMC refuses; the notes then say so.
   bool WriteChanges(Ipmi::Run page) {
     const Change& first = page.front();
+    const bool isNotOff = first.stage != Stage::UserOff && first.stage != Stage::OwnAccountOff;
+    if (isNotOff && closed_.contains(first.place.user)) {
+      NoteAll(page, Fate::Refused, "its name or password was not taken, so it is not opened");
+      return false;
+    }
+    if (!SetPassword(first)) {
+      NoteAll(page, Fate::Refused, "the password was not taken, so the account is not opened");
+      return false;
+    }
     Bytes data = ReadOwnPage(bmc_, first.field->page, first.place).value_or(Bytes{});
     for (const Change& change : page) static_cast<void>(Apply(change, data));
     const WriteOutcome outcome = WritePage(bmc_, first.field->page, first.place, data);
-    if (outcome.completion == 0) return true;
-    for (const Change& change : page) {
-      Note(change, WriteNote::Fate::Refused, Describe(outcome.completion, outcome.command));
+    if (outcome.completion == 0) {
+      if (first.PageKind() == Kind::ChannelAccess) PutInForce(page);
+      return true;
     }
+    if (first.PageKind() == Kind::UserName) closed_.insert(first.place.user);
+    NoteAll(page, Fate::Refused, Describe(outcome.completion, outcome.command));
     return false;
   }
 
-  /// Some BMCs take a moment to show what they were told.
-  void ReadBack(Ipmi::Run page) {
-    for (const Change& change : page) {
-      try {
-        bool isKept = IsKept(change);
-        for (int tries = 0; !isKept && tries < kTries; ++tries) {
-          std::this_thread::sleep_for(kPause);
-          Forget(change);
-          isKept = IsKept(change);
-        }
-        if (isKept) continue;
-        Note(change, WriteNote::Fate::Ignored, "the BMC accepted it and kept another value");
-      } catch (const ResultStatus& failure) {
-        if (failure.getval() == ErrorManager::Unreachable) throw;
-        Note(change, WriteNote::Fate::Refused,
-             "it was sent, but cannot be read back: " + failure.message());
-      }
+  /// Sets the password that was given for an account before it is opened. \return false when the
+  /// BMC does not take it.
+  bool SetPassword(const Change& change) {
+    if (!plan_.OpensAccount(change) || hasPassword_.contains(change.place.user)) return true;
+    const auto password = passwords_.find(plan_.FinalName(change.place));
+    if (password == passwords_.end()) return true;
+    hasPassword_.insert(change.place.user);
+    if (WritePassword(bmc_, change.place.user, password->second).completion == 0) return true;
+    closed_.insert(change.place.user);
+    return false;
+  }
+
+  /// A channel's access is two settings: what is stored, which the page is, and what is in force.
+  void PutInForce(Ipmi::Run page) {
+    const Place& place = page.front().place;
+    std::optional<Bytes> data = ReadAccessInForce(bmc_, place);
+    if (!data) return;  // there is but one
+    for (const Change& change : page) static_cast<void>(Apply(change, *data));
+    const WriteOutcome outcome = WriteAccessInForce(bmc_, place, *data);
+    if (outcome.completion == 0) return;
+    NoteAll(page, Fate::Pending,
+            "it is stored, and in force when the BMC restarts: " +
+                Describe(outcome.completion, outcome.command));
+  }
+
+  /// Waits for the BMC to show what it has taken. Some take seconds.
+  void Settle() {
+    const auto end = Clock::now() + bmc_.HowPatient().settle;
+    for (;;) {
+      std::erase_if(late_, [&](const Change* change) { return IsKept(*change); });
+      if (late_.empty() || Clock::now() > end) break;
+      std::this_thread::sleep_for(kPause);
+      for (const Change* change : late_) Forget(*change);
     }
+    for (const Change* change : late_) {
+      if (Read(*change)) {
+        Note(*change, Fate::Ignored, "the BMC accepted it and kept another value");
+      } else {
+        Note(*change, Fate::Refused, "the BMC accepted it, but does not show it any more");
+      }
+      Forget(*change);  // whoever reports it looks again
+    }
+    late_.clear();
   }
 
   void Forget(const Change& change) { ForgetPage(bmc_, change.field->page, change.place); }
 
-  bool IsKept(const Change& change) {
-    return ReadField(bmc_, *change.field, change.place) == change.wanted;
+  std::optional<std::string> Read(const Change& change) {
+    return ReadField(bmc_, *change.field, change.place, change.path);
   }
+
+  bool IsKept(const Change& change) { return Read(change) == change.wanted; }
 
   void NoteLoss(Ipmi::Run run, const char* reason) {
     for (const Change& change : run) {
       const bool isNoted = std::ranges::any_of(
-          notes_, [&](const WriteNote& note) { return note.path == change.path; });
-      if (!isNoted) Note(change, WriteNote::Fate::Refused, reason);
+          notes_, [&](const SDK::WriteNote& note) { return note.path == change.path; });
+      if (!isNoted) Note(change, Fate::Refused, reason);
     }
   }
 
-  void Note(const Change& change, WriteNote::Fate fate, std::string reason) {
+  void NoteAll(Ipmi::Run run, Fate fate, const std::string& reason) {
+    for (const Change& change : run) Note(change, fate, reason);
+  }
+
+  void Note(const Change& change, Fate fate, std::string reason) {
     notes_.push_back({change.path, fate, std::move(reason)});
   }
 
-  static constexpr int kTries = 4;
   static constexpr std::chrono::milliseconds kPause{250};
+  static constexpr const char* kNotSent = "it was not sent: the session was lost before";
 
   Bmc& bmc_;
-  std::vector<WriteNote>& notes_;
+  const WritePlan& plan_;
+  const SDK::SettingMap& passwords_;
+  std::vector<SDK::WriteNote>& notes_;
+  std::vector<const Change*> late_;     ///< written, and not shown yet
+  std::set<std::uint8_t> closed_;       ///< users that are not to be opened
+  std::set<std::uint8_t> hasPassword_;  ///< users whose password this batch has set
 };
 
 }  // namespace
 
-void WriteSettings(Bmc& bmc, const SDK::SettingMap& settings, WriteResult& result) {
-  const Plan plan(bmc, settings, result);
-  Execution(bmc, result.notes).Run(plan.Ordered());
+void WriteSettings(Bmc& bmc, const SDK::SettingMap& settings, const SDK::SettingMap& passwords,
+                   WriteResult& result) {
+  const WritePlan plan(bmc, settings, result);
+  Execution(bmc, plan, passwords, result.notes).Run();
 }
 
 }  // namespace Ipmi

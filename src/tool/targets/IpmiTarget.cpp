@@ -51,6 +51,34 @@ void CheckWorkarounds(const std::vector<std::string>& names) {
   }
 }
 
+/// Reads a BMC key, which may hold any bytes when it is written in hexadecimal digits.
+void ReadKey(const std::string& file, std::string& key) {
+  PasswordSource source;
+  source.file = file;
+  std::string text;
+  const Common::WipeOnExit wipe(text);
+  ReadPassword(source, 2 + 2 * Ipmi::kLongestKey, text);
+  if (!text.starts_with("0x")) {
+    key = text;
+  } else {
+    for (std::size_t at = 2; at < text.size(); at += 2) {
+      const char* end = text.data() + std::min(at + 2, text.size());
+      std::uint8_t byte = 0;
+      const auto [stop, error] = std::from_chars(text.data() + at, end, byte, 16);
+      if (error != std::errc() || stop != end ||
+          end - text.data() < static_cast<std::ptrdiff_t>(at) + 2) {
+        throw ToolError(ExitUsage,
+                        "the BMC key in \"" + file + "\" is no row of hexadecimal bytes");
+      }
+      key += static_cast<char>(byte);
+    }
+  }
+  if (key.empty() || key.size() > Ipmi::kLongestKey) {
+    throw ToolError(ExitUsage, "the BMC key in \"" + file + "\" does not have 1 to " +
+                                   std::to_string(Ipmi::kLongestKey) + " bytes");
+  }
+}
+
 class IpmiKind final : public TargetKind {
  public:
   void AddOptions(CLI::App& app) override {
@@ -58,10 +86,21 @@ class IpmiKind final : public TargetKind {
                    "A departure from IPMI that the BMC needs, for example opensesspriv; repeatable")
         ->type_name("NAME")
         ->allow_extra_args(false);
+    app.add_option(
+           "--cipher-suite", cipherSuite_,
+           "The IPMI cipher suite to log in with; default: 17, or 3 where the BMC has no 17")
+        ->check(CLI::IsMember({3, 17}));
+    app.add_option("--kg-file", keyFile_,
+                   "Read the BMC key (K_g) from the first line of this file: a text, or 0x and\n"
+                   "hexadecimal digits");
   }
+
+  void WaitFor(std::chrono::seconds time) override { patience_ = time; }
 
   [[nodiscard]] std::vector<std::string> GivenOptions() const override {
     std::vector<std::string> words;
+    if (cipherSuite_ != 0) AddWords(words, "--cipher-suite", std::to_string(cipherSuite_));
+    AddWords(words, "--kg-file", keyFile_);
     for (const std::string& name : workarounds_) AddWords(words, "--ipmi-workaround", name);
     return words;
   }
@@ -71,7 +110,11 @@ class IpmiKind final : public TargetKind {
     Ipmi::RemoteAddress address = AddressOf(place);
     CheckWorkarounds(workarounds_);
     address.workarounds = workarounds_;
+    address.cipherSuite = static_cast<std::uint8_t>(cipherSuite_);
+    if (patience_.count() != 0) address.patience = patience_;
     const Common::WipeOnExit wipe(address.password);
+    const Common::WipeOnExit wipeKey(address.bmcKey);
+    if (!keyFile_.empty()) ReadKey(keyFile_, address.bmcKey);
     ReadPassword(SourceFor(address.user, bmcPassword), Ipmi::kLongestPassword, address.password);
     const auto provider = std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address));
     return {{"BMC", {provider, false}}, {"SMBIOS", {provider, true}}};
@@ -79,6 +122,9 @@ class IpmiKind final : public TargetKind {
 
  private:
   std::vector<std::string> workarounds_;  ///< names that FreeIPMI's users know
+  unsigned cipherSuite_ = 0;              ///< 0 for any
+  std::string keyFile_;
+  std::chrono::seconds patience_{0};  ///< 0 for the usual one
 };
 
 }  // namespace

@@ -18,10 +18,10 @@ constexpr const char* kPinPrefix = "sha256//";
 
 /// How to talk to a Redfish service.
 struct RedfishOptions {
-  std::string caFile;     ///< certificates to trust; empty: those of the system
-  std::string pinnedKey;  ///< "sha256//BASE64"; empty for none
-  bool insecure = false;  ///< trust any server
-  unsigned timeout = 30;  ///< seconds without a sign of life
+  std::string caFile;                ///< certificates to trust; empty: those of the system
+  std::string pinnedKey;             ///< "sha256//BASE64"; empty for none
+  bool insecure = false;             ///< trust any server
+  std::chrono::seconds timeout{30};  ///< without a sign of life
   std::string authentication = "auto";
 };
 
@@ -98,14 +98,12 @@ class RedfishKind final : public TargetKind {
                    "Trust a Redfish service by its public key: sha256//BASE64")
         ->type_name("KEY");
     app.add_flag("--insecure", options_.insecure, "Trust any Redfish service; for tests only");
-    app.add_option("--timeout", options_.timeout,
-                   "Seconds to wait for a sign of life of a Redfish service; default 30")
-        ->option_text("SECONDS")
-        ->check(CLI::Range(1, 600));
     app.add_option("--auth", options_.authentication,
                    "How to log in to a Redfish service: auto, session or basic; default auto")
         ->check(CLI::IsMember({"auto", "session", "basic"}));
   }
+
+  void WaitFor(std::chrono::seconds time) override { options_.timeout = time; }
 
   [[nodiscard]] std::vector<std::string> GivenOptions() const override {
     std::vector<std::string> words;
@@ -123,7 +121,7 @@ class RedfishKind final : public TargetKind {
     endpoint.host = parsed.host;
     endpoint.port = parsed.port;
     endpoint.trust = TrustOf(options_);
-    const std::chrono::seconds wait(options_.timeout);
+    const std::chrono::seconds wait = options_.timeout;
     endpoint.limits.stall = wait;
     endpoint.limits.connect = std::min(endpoint.limits.connect, wait);
     endpoint.limits.total = 6 * wait;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,6 +24,9 @@ class TargetKind {
   virtual void AddOptions(CLI::App& /*app*/) {}
   /// Those that were given, as words for a command that a person may repeat.
   [[nodiscard]] virtual std::vector<std::string> GivenOptions() const { return {}; }
+  /// How long to wait for a sign of life; before that a kind has a time of its own. Kinds that
+  /// nobody waits for do not care.
+  virtual void WaitFor(std::chrono::seconds /*time*/) {}
   /// Opens the target at `place`, what stands behind the ":".
   /// \throws ToolError     the place or an option is malformed, or there is no password.
   /// \throws ResultStatus  what reaching it and logging in throw.

@@ -70,6 +70,14 @@ void Targets::AddOptions(CLI::App& app) {
           app.add_option("--bmc-password-file", bmcPassword_.file,
                          "Read the password of the BMC user from the first line of this file")
               ->type_name("FILE"));
+  app.add_option_function<unsigned>(
+         "--timeout",
+         [this](unsigned seconds) {
+           for (const auto& kind : kinds_) kind->WaitFor(std::chrono::seconds(seconds));
+         },
+         "Seconds to wait for a sign of life of a server; default 10 for ipmi, 30 for redfish")
+      ->option_text("SECONDS")
+      ->check(CLI::Range(1, 600));
   for (const auto& kind : kinds_) kind->AddOptions(app);
 }
 

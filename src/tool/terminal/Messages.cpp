@@ -5,7 +5,6 @@
 #include <sstream>
 
 #include "common/Text.h"
-#include "ini/IniEscape.h"
 #include "tool/terminal/Pager.h"
 #include "tool/terminal/StandardStreams.h"
 

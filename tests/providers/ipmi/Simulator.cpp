@@ -12,6 +12,7 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -83,8 +84,11 @@ bool Answers(std::uint16_t port) {
 
 }  // namespace
 
-bool Simulator::IsInstalled() {
-  return access(kProgram, X_OK) == 0;
+bool Simulator::IsUsable() {
+  const bool isInstalled = access(kProgram, X_OK) == 0;
+  const bool mustBe = std::getenv("SAVERESTORE_REQUIRE_SIMULATOR") != nullptr;
+  EXPECT_TRUE(isInstalled || !mustBe) << "ipmi_sim is missing";
+  return isInstalled;
 }
 
 Simulator::Simulator(std::string folder, Commands commands) : folder_(std::move(folder)) {
@@ -119,6 +123,7 @@ bool Simulator::Start(Commands commands) {
   if (pid_ == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     const int log = open((folder_ + "/log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    setenv("LD_PRELOAD", SAVERESTORE_SIMULATOR_MODULE, 1);
     if (getppid() != parent || chdir(folder_.c_str()) != 0 || dup2(log, 1) < 0 ||
         dup2(log, 2) < 0) {
       _exit(127);
@@ -143,9 +148,10 @@ void Simulator::Stop() {
   pid_ = -1;
 }
 
-void Simulator::Misbehave(const std::string& knobs) const {
-  const std::string file = folder_ + "/knobs";
-  std::ofstream(file + ".new") << knobs;
+void Simulator::Misbehave(const std::string& rules) {
+  const std::string file = folder_ + "/rules";
+  // The number makes the same rules count from their start again.
+  std::ofstream(file + ".new") << "(" << ++rulesGiven_ << ")\n" << rules << '\n';
   fs::rename(file + ".new", file);
 }
 
@@ -160,7 +166,7 @@ std::vector<std::string> Simulator::TakeRequests(const std::string& prefix) {
   return requests;
 }
 
-Relay::Relay(std::uint16_t target, unsigned dropEach) : dropEach_(dropEach) {
+Relay::Relay(std::uint16_t target, Copies copies) : copies_(std::move(copies)) {
   front_ = BoundSocket(port_);
   thread_ = std::thread([this, target] { Run(target); });
 }
@@ -171,45 +177,45 @@ Relay::~Relay() {
   close(front_);
 }
 
-bool Relay::Passes() {
-  ++datagrams_;
-  return (dropEach_ == 0 || datagrams_ % dropEach_ != 0) && requests_ <= lastRequest_;
+void Relay::Pass(int from, const std::function<std::pair<int, std::uint16_t>(std::uint16_t)>& way) {
+  std::array<char, 2048> data = {};
+  sockaddr_in sender = {};
+  socklen_t size = sizeof sender;
+  const ssize_t got =
+      recvfrom(from, data.data(), data.size(), 0, reinterpret_cast<sockaddr*>(&sender), &size);
+  if (got < 0) return;
+  if (from == front_) ++requests_;
+  const auto [out, port] = way(ntohs(sender.sin_port));
+  const sockaddr_in receiver = Loopback(port);
+  for (unsigned copies = copies_ ? copies_(++datagrams_) : 1; copies > 0; --copies) {
+    sendto(out, data.data(), static_cast<std::size_t>(got), 0,
+           reinterpret_cast<const sockaddr*>(&receiver), sizeof receiver);
+  }
 }
 
 /// Each client gets a socket of its own towards the target, so that answers find their way back.
 void Relay::Run(std::uint16_t target) {
-  std::map<std::uint16_t, std::unique_ptr<Common::Descriptor>> clients;
-  const sockaddr_in server = Loopback(target);
-  std::array<char, 2048> data = {};
+  std::map<std::uint16_t, Common::Descriptor> clients;
   while (!isEnding_) {
     std::vector<pollfd> watched = {{front_, POLLIN, 0}};
     std::vector<std::uint16_t> ports = {0};
     for (const auto& [port, descriptor] : clients) {
-      watched.push_back({descriptor->Get(), POLLIN, 0});
+      watched.push_back({descriptor.Get(), POLLIN, 0});
       ports.push_back(port);
     }
     poll(watched.data(), watched.size(), 20);
     for (std::size_t i = 0; i < watched.size(); ++i) {
       if ((watched[i].revents & POLLIN) == 0) continue;
-      sockaddr_in from = {};
-      socklen_t size = sizeof from;
-      const ssize_t got = recvfrom(watched[i].fd, data.data(), data.size(), 0,
-                                   reinterpret_cast<sockaddr*>(&from), &size);
-      if (got < 0) continue;
-      const bool isRequest = i == 0;
-      if (isRequest) ++requests_;
-      if (!Passes()) continue;
-      if (isRequest) {
-        auto& back = clients[ntohs(from.sin_port)];
+      Pass(watched[i].fd, [&](std::uint16_t client) {
+        if (i > 0) return std::pair(front_, ports[i]);
         std::uint16_t ignored = 0;
-        if (!back) back = std::make_unique<Common::Descriptor>(BoundSocket(ignored));
-        sendto(back->Get(), data.data(), static_cast<std::size_t>(got), 0,
-               reinterpret_cast<const sockaddr*>(&server), sizeof server);
-      } else {
-        const sockaddr_in client = Loopback(ports[i]);
-        sendto(front_, data.data(), static_cast<std::size_t>(got), 0,
-               reinterpret_cast<const sockaddr*>(&client), sizeof client);
-      }
+        const auto known = clients.find(client);
+        return std::pair(
+            known != clients.end()
+                ? known->second.Get()
+                : clients.try_emplace(client, BoundSocket(ignored)).first->second.Get(),
+            target);
+      });
     }
   }
 }

@@ -4,8 +4,10 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace Test {
@@ -19,8 +21,8 @@ class Simulator {
     All,    ///< also those of SimulatorModule
   };
 
-  /// False where ipmi_sim is not installed.
-  static bool IsInstalled();
+  /// False where ipmi_sim is not installed; fails the test where that must not be.
+  static bool IsUsable();
 
   /// Starts it and waits until it answers; fails the test when it does not.
   Simulator(std::string folder, Commands commands);
@@ -30,8 +32,8 @@ class Simulator {
 
   [[nodiscard]] std::uint16_t Port() const { return port_; }
 
-  /// Sets how it misbehaves from now on: lines as SimulatorModule has them.
-  void Misbehave(const std::string& knobs) const;
+  /// Sets how it misbehaves from now on: rules as SimulatorModule has them, one a line.
+  void Misbehave(const std::string& rules);
 
   /// The requests since the last call that begin with `prefix`, in hexadecimal.
   std::vector<std::string> TakeRequests(const std::string& prefix = "");
@@ -44,13 +46,17 @@ class Simulator {
   std::uint16_t port_ = 0;
   pid_t pid_ = -1;
   std::size_t seen_ = 0;
+  int rulesGiven_ = 0;
 };
 
 /// Passes datagrams on to a port of 127.0.0.1 and back, and counts them.
 class Relay {
  public:
-  /// \param dropEach  loses each datagram with such a number; 0 loses none
-  explicit Relay(std::uint16_t target, unsigned dropEach = 0);
+  /// How often the datagram of this number is passed on, counted from 1 in both directions: 0 loses
+  /// it, 2 doubles it.
+  using Copies = std::function<unsigned(unsigned number)>;
+
+  explicit Relay(std::uint16_t target, Copies copies = {});
   Relay(const Relay&) = delete;
   Relay& operator=(const Relay&) = delete;
   ~Relay();
@@ -58,18 +64,16 @@ class Relay {
   [[nodiscard]] std::uint16_t Port() const { return port_; }
   /// The datagrams that clients have sent.
   [[nodiscard]] unsigned Requests() const { return requests_; }
-  /// After so many more of them nothing is passed on any more.
-  void DieAfter(unsigned requests) { lastRequest_ = requests_ + requests; }
 
  private:
   void Run(std::uint16_t target);
-  [[nodiscard]] bool Passes();
+  /// Passes a datagram on; `way` knows by the port of its sender from which socket to which port.
+  void Pass(int from, const std::function<std::pair<int, std::uint16_t>(std::uint16_t)>& way);
 
-  unsigned dropEach_;
+  Copies copies_;
   int front_ = -1;
   std::uint16_t port_ = 0;
   std::atomic<unsigned> requests_ = 0;
-  std::atomic<unsigned> lastRequest_ = UINT32_MAX;
   unsigned datagrams_ = 0;
   std::atomic<bool> isEnding_ = false;
   std::thread thread_;

@@ -1,6 +1,7 @@
 #include "providers/machine/MachineFile.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include "support/TestEngine.h"
 
@@ -21,14 +22,18 @@ TEST(MachineFile, KeepsEveryMemberOfANode) {
   const std::string text =
       "{\n  \"format\": \"saverestore-machine/1\",\n  \"platform\": \"P\",\n"
       "  \"adminPassword\": \"pw\",\n  \"nodes\": {\n"
-      "    \"/B\\\"x\": {\"kind\": 2, \"values\": [\"a\\n\", \"\\u001b\xC3\xA9\"], \"options\": "
-      "{\"0\": \"No\", \"1\": \"Yes\"}, \"flag\": true, \"writable\": false, \"range\": [-1, 5], "
-      "\"length\": [0, 9]},\n    \"/C\": {}\n  }\n}\n";
+      "    \"/B\\\"x\": {\"kind\": 1, \"values\": [\"a\\n\", \"\\u001b\xC3\xA9\"], \"options\": "
+      "{\"0\": \"No\", \"1\": \"Yes\"}, \"flag\": true, \"remark\": \"r\", \"writable\": false, "
+      "\"range\": [-1, 5], \"step\": 2, \"length\": [0, 9], \"pattern\": \"[a-z]*\"},\n"
+      "    \"/C\": {},\n    \"/D\": {\"form\": \"whole\"},\n"
+      "    \"/E\": {\"form\": \"number\", \"range\": [0, 1]}\n  }\n}\n";
   const Machine::MachineImage machine = Machine::ParseMachine(text);
   EXPECT_EQ(machine.adminPassword, "pw");
-  EXPECT_EQ(machine.nodes.at("/B\"x").kind, 2);
-  EXPECT_EQ(machine.nodes.at("/B\"x").values[1], "\x1b\xC3\xA9");
-  EXPECT_EQ(machine.constraints.at("/B\"x").range->low, -1);
+  const _XNode& node = machine.nodes.at("/B\"x");
+  EXPECT_EQ(node.values[1], "\x1b\xC3\xA9");
+  const Query::Limits limits{true, Query::Limits::Form::Whole, Query::Range{-1, 5},
+                             2,    Query::Range{0, 9},         "[a-z]*"};
+  EXPECT_EQ(node.limits, limits);
   EXPECT_EQ(Machine::RenderMachine(machine), text);
 }
 
@@ -59,31 +64,36 @@ TEST_P(FaultTest, IsRefusedWithLineAndReason) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, FaultTest,
     ::testing::Values(
-        Fault{"Empty", "!", 1, "unexpected end of input"},
+        Fault{"Blank", "! \n", 2, "unexpected end of input"},
         Fault{"NotJson", "!{\n\n  oops}", 3, "syntax error"},
         Fault{"List", "![]", 1, "one JSON object"}, Fault{"Text", "!\"x\"", 1, "one JSON object"},
         Fault{"NoFormat", "!{\"nodes\": {}}", 1, "\"format\" is missing"},
         Fault{"OtherFormat", "!{\n\"format\": \"x/2\"}", 2, "must be \"saverestore-machine/1\""},
         Fault{"NoNodes", "!{\"format\": \"saverestore-machine/1\"}", 1, "\"nodes\" is missing"},
-        Fault{"NodesIsAList", "!{\"nodes\": []}", 1,
-              "\"nodes\" is unknown here or cannot be a list"},
+        Fault{"NodesIsAList", "!{\"nodes\": []}", 1, "\"nodes\" is a list instead of an object"},
         Fault{"UnknownMember", "!{\"name\": \"x\"}", 1, "\"name\" is unknown"},
+        Fault{"MemberTwice", "!{\"platform\": \"x\",\n\"platform\": \"y\"}", 2,
+              "\"platform\" stands twice"},
         Fault{"TrailingText", "!{\"format\": \"saverestore-machine/1\", \"nodes\": {}}\nx", 2,
               "syntax error"},
         Fault{"NodeIsAText", "\"x\"", 4, "the node /B must be an object"},
         Fault{"UnknownNodeMember", "{\"vaules\": []}", 4, "node /B: \"vaules\" is unknown"},
-        Fault{"ValuesIsAText", "{\"values\": \"1\"}", 4, "\"values\" is unknown here or cannot"},
-        Fault{"NumberInValues", "{\"values\": [\"a\",\n1]}", 5, "cannot be a number"},
-        Fault{"OptionsIsAList", "{\"options\": []}", 4, "\"options\" is unknown here or cannot"},
-        Fault{"NestedOption", "{\"options\": {\"0\": {}}}", 4, "cannot be an object"},
-        Fault{"KindIsAText", "{\"kind\": \"menu\"}", 4, "cannot be a text"},
-        Fault{"KindIsNegative", "{\"kind\": -1}", 4, "\"kind\" must be"},
-        Fault{"KindIsAFraction", "{\"kind\": 1.5}", 4, "cannot be a fraction"},
-        Fault{"FlagIsANumber", "{\"flag\": 1}", 4, "cannot be a number"},
-        Fault{"NullValue", "{\"values\": null}", 4, "cannot be null"},
+        Fault{"NodeMemberTwice", "{\"values\": [],\n\"values\": []}", 5, "\"values\" stands twice"},
+        Fault{"OptionTwice", "{\"options\": {\"0\": \"a\", \"0\": \"b\"}}", 4,
+              "node /B: \"options\" has \"0\" twice"},
+        Fault{"ValuesIsAText", "{\"values\": \"1\"}", 4, "\"values\" is a text instead of a list"},
+        Fault{"NumberInValues", "{\"values\": [\"a\",\n1]}", 5, "holds a number instead of a text"},
+        Fault{"NestedOption", "{\"options\": {\"0\": {}}}", 4, "holds an object instead of a text"},
+        Fault{"KindIsAText", "{\"kind\": \"menu\"}", 4, "is a text instead of a number"},
+        Fault{"KindIsUnknown", "{\"kind\": 99}", 4, "node /B: \"kind\" must be 0 for a setting or"},
+        Fault{"KindIsAFraction", "{\"kind\": 1.5}", 4, "is a fraction instead of a number"},
+        Fault{"FlagIsANumber", "{\"flag\": 1}", 4, "is a number instead of true or false"},
+        Fault{"NullValue", "{\"values\": null}", 4, "is null instead of a list"},
         Fault{"OneLimit", "{\"range\": [1]}", 4, "two numbers"},
         Fault{"LimitsUpsideDown", "{\"length\": [2, 1]}", 4, "two numbers"},
         Fault{"HugeLimit", "{\"range\": [0, 18446744073709551615]}", 4, "too large"},
+        Fault{"NoStep", "{\"step\": 0}", 4, "must be 1 or more"},
+        Fault{"UnknownForm", "{\"form\": \"octal\"}", 4, "must be \"whole\" or \"number\""},
         Fault{"Nul", "{\"values\": [\"a\\u0000b\"]}", 4, "NUL"},
         Fault{"NodeTwice", "{},\n\"/A\": {}", 5, "/A stands twice"},
         Fault{"RelativePath", "{},\n\"C\": {}", 5, "must begin with"}),
@@ -92,18 +102,24 @@ INSTANTIATE_TEST_SUITE_P(
 class MachineOnDiskTest : public EngineTest {};
 
 TEST_F(MachineOnDiskTest, NamesTheFileThatCannotBeLoaded) {
-  EXPECT_EQ(CodeOf([&] { static_cast<void>(Machine::LoadMachine(PathOf("no.json"))); }),
-            ErrorManager::TargetMissing);
   WriteText(PathOf("m.json"), "{\n}");
-  for (const std::string& path : {PathOf("m.json"), PathOf("")}) {
+  WriteText(PathOf("empty.json"), "");
+  mkfifo(PathOf("fifo").c_str(), 0600);
+  const auto faultOf = [&](const char* name) {
     try {
-      static_cast<void>(Machine::LoadMachine(path));
-      FAIL();
+      static_cast<void>(Machine::LoadMachine(PathOf(name)));
     } catch (const ResultStatus& failure) {
-      EXPECT_EQ(failure.getval(), ErrorManager::TargetMalformed);
-      EXPECT_THAT(failure.message(), HasSubstr(path + ":"));
+      const int code = failure.getval();
+      return (code == ErrorManager::TargetMalformed ? "" : std::to_string(code) + " ") +
+             failure.message();
     }
-  }
+    return std::string("none");
+  };
+  EXPECT_EQ(faultOf("m.json"), PathOf("m.json") + ":2: \"format\" is missing.");
+  EXPECT_EQ(faultOf("empty.json"), "machine:" + PathOf("empty.json") + ": it is empty.");
+  EXPECT_THAT(faultOf(""), HasSubstr("it is a directory, not a machine file"));
+  EXPECT_THAT(faultOf("fifo"), HasSubstr("Not a regular file"));
+  EXPECT_THAT(faultOf("no.json"), HasSubstr(std::to_string(ErrorManager::TargetMissing)));
 }
 
 TEST_F(MachineOnDiskTest, AReplacedFileKeepsItsPermissionsAndItsLink) {

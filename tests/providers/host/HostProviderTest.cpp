@@ -2,6 +2,7 @@
 #include "providers/host/HostProvider.h"
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include "HostTest.h"
 #include "providers/host/DmiFacts.h"
@@ -12,6 +13,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Pair;
 
 class HostProviderTest : public HostTest {
  protected:
@@ -52,17 +54,44 @@ TEST_F(HostProviderTest, TellsWhatTheFirmwareSaysOfTheMachine) {
   EXPECT_EQ(provider->PlatformName(), "");
 }
 
-TEST_F(HostProviderTest, ChildrenAreListedAndDeeperReadsYieldTheirPartOnly) {
+TEST_F(HostProviderTest, AFactThatDiffersDoesNotSinkTheBatch) {
   SetServer();
-  const NodeMap children = Read("/BIOS/Advanced/board/@children");
-  EXPECT_THAT(children.at(kMenu).values,
-              ElementsAre("/BIOS/Advanced/board/Quiet", "/BIOS/Advanced/board/Wake"));
-  EXPECT_EQ(children.size(), 1U);
-  NodeMap results;
-  results["/BIOS/Advanced/board/Quiet"].values = {"mine"};
-  provider->Read("/BIOS/Advanced/board/Quiet", results);
-  EXPECT_EQ(results.size(), 1U);
-  EXPECT_EQ(results.begin()->second.values.front(), "mine");
+  EXPECT_EQ(
+      CodeOf([&] {
+        provider->Write({{"/SMBIOS/Type0/BIOSVersion", "older"}, {At("Wake"), "On"}}, true, false);
+      }),
+      ErrorManager::WritesRefused);
+  EXPECT_THAT(TakeNotes(), ElementsAre(Pair("BIOSVersion", "refused: it is read-only")));
+  EXPECT_EQ(host.Value(kDriver, "Wake"), "On");
+}
+
+/// Has this process the rights of a user while it exists, where it is root.
+struct AsUser {
+  AsUser() { static_cast<void>(!seteuid(65534)); }
+  ~AsUser() { static_cast<void>(!seteuid(getuid())); }
+};
+
+TEST_F(HostProviderTest, WhatOnlyRootMayIsSaidToOthersBeforeAnythingIsWritten) {
+  namespace fs = std::filesystem;
+  SetServer();
+  fs::permissions(PathOf(""), fs::perms(0755));
+  const fs::path order =
+      fs::path(host.Efivarfs()) / "BootOrder-8be4df61-93ca-11d2-aa0d-00e098032b8c";
+  fs::permissions(host.ValueFile(kDriver, "Wake"), fs::perms(0666));
+  fs::permissions(order, fs::perms(getuid() == 0 ? 0644 : 0444));
+  std::string message;
+  {
+    const AsUser user;
+    message = MessageOf([&] {
+      provider->Write(
+          {{"/BIOS/BootOrder[1]", "Network"}, {"/BIOS/BootOrder[2]", "Debian"}, {At("Wake"), "On"}},
+          true, false);
+    });
+  }
+  EXPECT_THAT(message, HasSubstr("Access to " + order.string() +
+                                 " is not permitted: Permission "
+                                 "denied; only root may."));
+  EXPECT_EQ(host.Value(kDriver, "Wake"), "Off");
 }
 
 TEST_F(HostProviderTest, ASavedFileRestoresSettingsAndBootOrder) {

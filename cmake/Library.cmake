@@ -12,6 +12,11 @@ function(saverestore_library name)
   target_link_libraries(${target}
     PUBLIC ${ARG_PUBLIC}
     PRIVATE ${ARG_PRIVATE} $<BUILD_INTERFACE:saverestore_flags>)
+  if("nlohmann_json::nlohmann_json" IN_LIST ARG_PUBLIC OR "nlohmann_json::nlohmann_json" IN_LIST ARG_PRIVATE)
+    saverestore_precompiled(${target} json)
+  else()
+    saverestore_precompiled(${target} standard)
+  endif()
   set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
   install(TARGETS ${target} EXPORT saverestore ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
   file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR}/src ${CMAKE_CURRENT_SOURCE_DIR})

@@ -7,13 +7,15 @@ namespace Common {
 
 /// A file that takes the place of `destination` whole or not at all: it is written under a
 /// temporary name beside it, mode 0600, and renamed by `Commit`. Without a commit the destructor
-/// removes it. All failures are `ResultStatus` WriteFailed or NotPermitted that name the file.
+/// removes it. A symbolic link stays one: the file that it leads to is replaced. All failures are
+/// `ResultStatus` WriteFailed or NotPermitted that name the file.
 class AtomicFile {
  public:
   enum class Existing { Replace, Keep };
 
-  /// Creates the empty temporary file. Its name ends in `destination`'s last four characters, so
-  /// that code that looks at the extension sees the right one.
+  /// Creates the empty temporary file, and removes those that killed processes have left for the
+  /// same destination. Its name ends in `destination`'s last four characters, so that code that
+  /// looks at the extension sees the right one.
   explicit AtomicFile(std::string destination);
   AtomicFile(const AtomicFile&) = delete;
   AtomicFile& operator=(const AtomicFile&) = delete;
@@ -33,7 +35,8 @@ class AtomicFile {
   void Commit(Existing existing);
 
  private:
-  std::string destination_;
+  std::string destination_;  ///< as it was given
+  std::string place_;        ///< the file itself
   std::string temporary_;
   int descriptor_ = -1;
   bool committed_ = false;

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "common/ResultStatus.h"
-#include "query/QueryProvider.h"
+#include "plan/ForwardingProvider.h"
 
 namespace Planning {
 
@@ -19,7 +19,7 @@ struct QueryObserver {
 };
 
 /// Passes every call on to another provider and tells an observer.
-class ObservedProvider final : public SDK::QueryProvider {
+class ObservedProvider final : public ForwardingProvider {
  public:
   ObservedProvider(std::shared_ptr<SDK::QueryProvider> inner, QueryObserver observer);
 
@@ -27,17 +27,11 @@ class ObservedProvider final : public SDK::QueryProvider {
   void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override;
   void WriteAuthorised(const SDK::SettingMap& settings, const std::string& password) override;
   void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;
-  std::string PlatformName() override;
-  std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings) override;
-  void UsePasswords(const SDK::SettingMap& passwords) override;
-  std::vector<SDK::WriteNote> TakeWriteNotes() override;
-  std::vector<SDK::BootMessage> BootMessages() override;
 
  private:
   template <typename Call>
   void Observe(const std::string& path, Call call);
 
-  std::shared_ptr<SDK::QueryProvider> inner_;
   QueryObserver observer_;
 };
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "query/QueryProvider.h"
+#include "plan/ForwardingProvider.h"
 
 namespace Planning {
 
@@ -16,23 +16,16 @@ struct RecordedWrite {
 
 /// Reads from another provider and keeps the writes instead of sending them. Checks of the BIOS
 /// administrator password are writes by their form; they are neither sent nor kept.
-class RecordingProvider final : public SDK::QueryProvider {
+class RecordingProvider final : public ForwardingProvider {
  public:
   /// The writes are added to `log`, which outlives the provider.
   RecordingProvider(std::shared_ptr<SDK::QueryProvider> inner, std::vector<RecordedWrite>& log);
 
-  void Read(const std::string& path, NodeMap& results) override;
   void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override;
   void WriteAuthorised(const SDK::SettingMap& settings, const std::string& password) override;
   void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;
-  std::string PlatformName() override;
-  std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings) override;
-  void UsePasswords(const SDK::SettingMap& passwords) override;
-  std::vector<SDK::WriteNote> TakeWriteNotes() override;
-  std::vector<SDK::BootMessage> BootMessages() override;
 
  private:
-  std::shared_ptr<SDK::QueryProvider> inner_;
   std::vector<RecordedWrite>& log_;
 };
 

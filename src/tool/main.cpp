@@ -1,5 +1,7 @@
 #include "tool/CommandLine.h"
+#include "tool/terminal/StandardStreams.h"
 
 int main(int argc, char** argv) {
-  return Tool::Main(argc, argv);
+  Tool::SecureStandardStreams();
+  return Tool::FinishStandardOutput(Tool::Main(argc, argv));
 }

@@ -55,6 +55,27 @@ TEST_F(AtomicFileTest, ReplacesOrKeepsAnExistingFile) {
   EXPECT_EQ(Files(), 1U);
 }
 
+TEST_F(AtomicFileTest, ALinkStaysOneAndItsFileIsReplaced) {
+  WriteText(PathOf("store.dat"), "old");
+  std::filesystem::create_symlink("store.dat", PathOf("x.ini"));
+  AtomicFile file(PathOf("x.ini"));
+  EXPECT_THAT(file.TemporaryPath(), EndsWith(".ini"));
+  file.Write("new");
+  file.Commit(AtomicFile::Existing::Replace);
+  EXPECT_TRUE(std::filesystem::is_symlink(PathOf("x.ini")));
+  EXPECT_EQ(ReadText(PathOf("store.dat")), "new");
+}
+
+TEST_F(AtomicFileTest, WhatAKilledProcessHasLeftGoesAndWhatIsHeldStays) {
+  const AtomicFile held(PathOf("x.ini"));
+  WriteText(PathOf(".x.saverestore-abcdef.ini"), "left");
+  WriteText(PathOf(".y.saverestore-abcdef.ini"), "another's");
+  const AtomicFile next(PathOf("x.ini"));
+  EXPECT_TRUE(std::filesystem::exists(held.TemporaryPath()));
+  EXPECT_FALSE(std::filesystem::exists(PathOf(".x.saverestore-abcdef.ini")));
+  EXPECT_TRUE(std::filesystem::exists(PathOf(".y.saverestore-abcdef.ini")));
+}
+
 TEST_F(AtomicFileTest, AMissingFolderIsNamed) {
   try {
     const AtomicFile file(PathOf("missing/x.ini"));

@@ -5,6 +5,7 @@
 
 #include "providers/machine/MachineProvider.h"
 #include "support/FileEdit.h"
+#include "support/Paths.h"
 #include "tool/ToolFixture.h"
 #include "tool/commands/RestoreCommand.h"
 
@@ -159,7 +160,7 @@ TEST_F(RestoreToolTest, APasswordComesFromAFileADescriptorOrTheTerminal) {
   }
   EXPECT_TRUE(IsUntouched());
   const std::string shown =
-      TerminalOutput({SAVERESTORE_TOOL, "--target", "machine:" + PathOf("m.json"), "restore",
+      TerminalOutput({ToolProgram(), "--target", "machine:" + PathOf("m.json"), "restore",
                       "--no-backup", "--ask-password", PathOf("x.ini")},
                      "example-admin\n");
   EXPECT_THAT(shown, HasSubstr("BIOS administrator password: "));
@@ -168,9 +169,9 @@ TEST_F(RestoreToolTest, APasswordComesFromAFileADescriptorOrTheTerminal) {
 
 TEST_F(RestoreToolTest, ATerminalIsAskedBeforeAnythingIsWritten) {
   WriteText(PathOf("x.ini"), WithValue(saved, "POWER", "PowerRestorePolicy", "OFF"));
-  std::vector<std::string> command = {SAVERESTORE_TOOL, "--target",   "machine:" + PathOf("m.json"),
-                                      "restore",        "--mode",     "bmc",
-                                      PathOf("x.ini"),  "--no-backup"};
+  std::vector<std::string> command = {ToolProgram(),   "--target",   "machine:" + PathOf("m.json"),
+                                      "restore",       "--mode",     "bmc",
+                                      PathOf("x.ini"), "--no-backup"};
   for (const char* typed : {"n\n", "\n", "yess\n", "\x04"}) {
     const std::string shown = TerminalOutput(command, typed, 2);
     EXPECT_THAT(shown, HasSubstr("\"RESTORE\" -> \"OFF\""));

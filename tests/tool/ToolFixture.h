@@ -12,13 +12,14 @@
 #include <string>
 #include <vector>
 
+#include "support/Paths.h"
 #include "support/TestEngine.h"
 #include "support/ToolRun.h"
 
 /// The real program, run as a script or a person runs it.
 namespace Test {
 
-inline const std::string kSource = SAVERESTORE_SOURCE_DIR;
+inline const std::string kSource = SourceFolder();
 
 inline std::string Example(const std::string& name) {
   return "machine:" + kSource + "/examples/machines/" + name + "-server.json";
@@ -30,7 +31,7 @@ class ToolTest : public EngineTest {
  protected:
   /// Runs the tool in the test's folder, with `prefix` before it in the shell command.
   [[nodiscard]] Outcome Run(const std::string& arguments, const std::string& prefix = "") const {
-    return Shell(prefix + " " SAVERESTORE_TOOL " " + arguments);
+    return Shell(prefix + " " + ToolProgram() + " " + arguments);
   }
 
   /// Runs a shell command in the test's folder.

@@ -15,9 +15,11 @@
 
 #include "ini/IniDocument.h"
 #include "providers/machine/MachineProvider.h"
+#include "support/Paths.h"
 #include "tool/ExitCodes.h"
 #include "tool/ToolFixture.h"
 #include "tool/commands/SaveCommand.h"
+#include "tool/terminal/Messages.h"
 
 namespace Test {
 namespace {
@@ -154,6 +156,26 @@ TEST_F(ToolTest, HelpAndVersionGoToStandardOutput) {
   EXPECT_THAT(Run("targets").out, HasSubstr("machine:FILE"));
 }
 
+TEST_F(ToolTest, AClosedStreamNeverBecomesTheFile) {
+  const std::string target = "--target " + Example("oskent");
+  EXPECT_EQ(Run(target + " save whole.ini").exitCode, 0);
+  const Outcome outcome =
+      Shell("(exec <&- >&- 2>&-; " + ToolProgram() + " -v " + target + " save x.ini)");
+  EXPECT_EQ(outcome.exitCode, 0);
+  EXPECT_EQ(ReadText(PathOf("x.ini")), ReadText(PathOf("whole.ini")));
+}
+
+TEST_F(ToolTest, OutputThatCannotBeWrittenIsAFailure) {
+  EXPECT_EQ(Run("--target " + Example("oskent") + " save x.ini").exitCode, 0);
+  for (const char* command :
+       {"show x.ini", "check --json x.ini", "--help", "--version", "targets"}) {
+    const Outcome outcome =
+        Shell("(" + ToolProgram() + " " + std::string(command) + " >/dev/full)");
+    EXPECT_EQ(outcome.exitCode, 2) << command;
+    EXPECT_THAT(outcome.err, HasSubstr("standard output could not be written")) << command;
+  }
+}
+
 TEST_F(ToolTest, EveryExitCodeStandsInHelpReadmeAndManual) {
   const std::string help = Run("--help").out;
   const std::string table = help.substr(help.find("Exit codes:"));
@@ -192,10 +214,11 @@ TEST_F(ToolTest, TextsOfAMachineCannotSteerTheTerminal) {
             "{\"format\": \"saverestore-machine/1\", \"platform\": \"\", \"nodes\": {\"/BMC/LAN\": "
             "{\"values\": [\"/BMC/LAN[1]\"]}, \"/BIOS\": {\"kind\": 1, \"values\": "
             "[\"/BIOS/Main\"]}, \"/BIOS/Main\": {\"kind\": 1, \"values\": "
-            "[\"/BIOS/Main/\\u001b[2J\\n[POWER]\"]}}}");
+            "[\"/BIOS/Main/\\u001b[2J\\n[POWER]\", \"/BIOS/Main/\\u00e9\\u009b2J\"]}}}");
   const Outcome outcome = Run("-v --target machine:m.json save x.ini");
   EXPECT_EQ(outcome.exitCode, 0);
   EXPECT_THAT(outcome.err, Not(HasSubstr("\x1b")));
+  EXPECT_EQ(Tool::Printable("\u00e9\u20ac\u009b2J\x9b"), "\u00e9\u20ac\\xC2\\x9B2J\\x9B");
   EXPECT_THAT(ReadText(PathOf("x.ini")), HasSubstr("\\x1B[2J\\x0A[POWER]="));
 }
 
@@ -231,15 +254,25 @@ TEST(ExitCodes, AreTheShellsViewOfAFailure) {
   EXPECT_EQ(exitCode(9999), 2);
 }
 
+TEST_F(ToolTest, AnInterruptAtThePasswordPromptEndsAtOnce) {
+  EXPECT_EQ(Run("--target " + Example("oskent") + " save x.ini").exitCode, 0);
+  for (const char* typed : {"secret\x03", "\x1c"}) {  // Ctrl-C, Ctrl-backslash
+    EXPECT_THAT(TerminalOutput({ToolProgram(), "--target", Example("oskent"), "restore",
+                                "--ask-password", PathOf("x.ini")},
+                               typed, 2),
+                HasSubstr("interrupted; nothing was written"));
+  }
+}
+
 TEST_F(ToolTest, ATerminalShowsProgressAndIsLeftClean) {
   const std::string shown =
-      TerminalOutput({SAVERESTORE_TOOL, "--target", Example("caldra"), "save", PathOf("x.ini")});
+      TerminalOutput({ToolProgram(), "--target", Example("caldra"), "save", PathOf("x.ini")});
   EXPECT_THAT(shown, HasSubstr(" queries"));
   const std::size_t cleared = shown.rfind("\r\x1b[K");
   ASSERT_NE(cleared, std::string::npos);
   EXPECT_THAT(shown.substr(cleared + 4), ::testing::StartsWith("Saved "));
-  const std::string quiet = TerminalOutput(
-      {SAVERESTORE_TOOL, "-q", "--target", Example("caldra"), "save", PathOf("y.ini")});
+  const std::string quiet =
+      TerminalOutput({ToolProgram(), "-q", "--target", Example("caldra"), "save", PathOf("y.ini")});
   EXPECT_THAT(quiet, IsEmpty());
 }
 

@@ -8,7 +8,6 @@
 #include <chrono>
 #include <cstdio>
 #include <ctime>
-#include <filesystem>
 #include <string_view>
 #include <system_error>
 #include <thread>
@@ -76,13 +75,6 @@ std::string Words(const struct stat& facts) {
   return text.data();
 }
 
-/// A symbolic link stays one: what it leads to is replaced.
-std::string PlaceOf(const std::string& path) {
-  std::error_code error;
-  const std::filesystem::path place = std::filesystem::weakly_canonical(path, error);
-  return error ? path : place.string();
-}
-
 bool IsSameState(const struct stat& one, const struct stat& other) {
   return one.st_dev == other.st_dev && one.st_ino == other.st_ino && one.st_size == other.st_size &&
          one.st_mtim.tv_sec == other.st_mtim.tv_sec && one.st_mtim.tv_nsec == other.st_mtim.tv_nsec;
@@ -128,7 +120,7 @@ void MachineStore::Replace(const MachineImage& machine) {
   {
     const WriteLock lock(file_->Get(), path_);
     CheckUnchanged();
-    Common::AtomicFile next(PlaceOf(path_));
+    Common::AtomicFile next(path_);
     written = std::make_unique<Common::Descriptor>(
         open(next.TemporaryPath().c_str(), O_RDONLY | O_CLOEXEC));
     next.Write(RenderMachine(machine));
@@ -144,7 +136,7 @@ MachineImage LoadMachine(const std::string& path) {
 }
 
 void StoreMachine(const MachineImage& machine, const std::string& path) {
-  Common::AtomicFile file(PlaceOf(path));
+  Common::AtomicFile file(path);
   file.Write(RenderMachine(machine));
   struct stat facts = {};
   if (stat(path.c_str(), &facts) == 0) file.SetMode(facts.st_mode);

@@ -1,5 +1,6 @@
 #include "tool/commands/CaptureCommand.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <filesystem>
@@ -13,12 +14,14 @@
 #include "common/ErrorManager.h"
 #include "modules/save/SectionCatalogue.h"
 #include "plan/Configuration.h"
+#include "plan/ForwardingProvider.h"
 #include "providers/machine/MachineFile.h"
 #include "providers/machine/MachineProvider.h"
 #include "query/NodeTree.h"
 #include "query/XDirector.h"
 #include "tool/Destination.h"
 #include "tool/ExitCodes.h"
+#include "tool/commands/Commands.h"
 #include "tool/terminal/Interrupt.h"
 #include "tool/terminal/Progress.h"
 
@@ -38,14 +41,14 @@ struct Answers {
 };
 
 /// Passes reads on, and keeps every node that they yield.
-class KeepingProvider final : public SDK::QueryProvider {
+class KeepingProvider final : public Planning::ForwardingProvider {
  public:
   KeepingProvider(std::shared_ptr<SDK::QueryProvider> inner, Answers& answers)
-      : inner_(std::move(inner)), answers_(answers) {}
+      : ForwardingProvider(std::move(inner)), answers_(answers) {}
 
   void Read(const std::string& path, NodeMap& results) override {
     NodeMap answer;
-    inner_->Read(path, answer);
+    ForwardingProvider::Read(path, answer);
     NodeMap& kept = path.ends_with(Query::kChildrenSuffix) ? answers_.listings : answers_.nodes;
     kept.insert(answer.begin(), answer.end());
     results.merge(answer);
@@ -60,14 +63,12 @@ class KeepingProvider final : public SDK::QueryProvider {
   void WriteGroup(const std::string& path, const SDK::SettingMap& /*settings*/) override {
     RefuseWrite(path);
   }
-  std::string PlatformName() override { return inner_->PlatformName(); }
 
  private:
   [[noreturn]] static void RefuseWrite(const std::string& path) {
     ErrorManager::Raise(ErrorManager::NoSuchForm, "A capture", path);
   }
 
-  std::shared_ptr<SDK::QueryProvider> inner_;
   Answers& answers_;
 };
 
@@ -203,7 +204,7 @@ void RunCapture(const CaptureRequest& request, const Messages& messages) {
   Planning::Configuration saved;
   unsigned queries = 0;
   {
-    Progress progress(messages.ShowsProgress());
+    Progress progress(messages);
     const Planning::Mounts kept =
         Wrapped(request.openTarget(), [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
           return std::make_shared<KeepingProvider>(provider, answers);
@@ -228,6 +229,26 @@ void RunCapture(const CaptureRequest& request, const Messages& messages) {
                                 : Common::AtomicFile::Existing::Keep);
   messages.Result("Captured " + request.file + ": " + std::to_string(image.nodes.size()) +
                   " nodes, " + std::to_string(queries) + " queries.");
+}
+
+void AddCapture(CLI::App& command, Command& chosen) {
+  auto request = std::make_shared<CaptureRequest>();
+  AddFile(command, request->file, "The machine file to write");
+  command.add_flag("--overwrite", request->overwrite, "Replace FILE when it exists");
+  command.footer(
+      "For rehearsals, tests and bug reports: --target machine:FILE then reads like the target.\n"
+      "Passwords are not kept. The file is written whole or not at all, readable by its owner\n"
+      "alone.\n\n"
+      "Example:\n"
+      "  saverestore --target local machine capture server.json\n");
+  command.callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      request->openTarget = OpenerOf(globals);
+      request->targets = globals.targets.Names();
+      RunCapture(*request, messages);
+      return int{ExitDone};
+    };
+  });
 }
 
 }  // namespace Tool

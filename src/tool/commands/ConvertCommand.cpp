@@ -1,5 +1,6 @@
-#include "tool/commands/ConvertCommand.h"
-
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include "common/AtomicFile.h"
@@ -8,9 +9,17 @@
 #include "plan/ConfigurationFile.h"
 #include "tool/Destination.h"
 #include "tool/ExitCodes.h"
+#include "tool/commands/Commands.h"
 
 namespace Tool {
 namespace {
+
+/// What `saverestore convert` is asked to do.
+struct ConvertRequest {
+  std::string from;
+  std::string to;
+  bool overwrite = false;  ///< replace an existing file
+};
 
 void WriteText(const Common::AtomicFile& file, const std::vector<Scf::Section>& sections) {
   SDK::IniFile text(file.TemporaryPath().c_str());
@@ -42,8 +51,9 @@ void WriteStream(Common::AtomicFile& file, const Planning::ConfigurationFile& so
   }
 }
 
-}  // namespace
-
+/// Writes the text file `from` as the stream file `to`, or the other way round, whole or not at
+/// all. Needs no target.
+/// \throws ToolError, ResultStatus  nothing has been written then.
 void RunConvert(const ConvertRequest& request, const Messages& messages) {
   const bool toStream = Planning::IsStreamName(request.to);
   if (toStream == Planning::IsStreamName(request.from)) {
@@ -69,6 +79,27 @@ void RunConvert(const ConvertRequest& request, const Messages& messages) {
   messages.Result("Converted " + request.from + " to " + request.to + ": " +
                   Counted(source.Content().Sections().size(), "section") + ", " +
                   Counted(source.Content().Settings().size(), "key") + ".");
+}
+
+}  // namespace
+
+void AddConvert(CLI::App& command, Command& chosen) {
+  auto request = std::make_shared<ConvertRequest>();
+  AddFile(command, request->from, "The file to read");
+  command.add_option("OTHER", request->to, "The file to write, of the other form")
+      ->required()
+      ->type_name("");
+  command.add_flag("--overwrite", request->overwrite, "Replace OTHER when it exists");
+  command.footer(
+      "Text files end in .ini, stream files in .scf. Needs no target.\n\n"
+      "Example:\n"
+      "  saverestore convert server.ini server.scf\n");
+  command.callback([request, &chosen] {
+    chosen = [request](const Globals&, const Messages& messages) {
+      RunConvert(*request, messages);
+      return int{ExitDone};
+    };
+  });
 }
 
 }  // namespace Tool

@@ -1,9 +1,13 @@
-#include "tool/commands/DiffCommand.h"
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <optional>
+#include <string>
 
 #include "plan/Compare.h"
 #include "plan/ConfigurationFile.h"
 #include "plan/Document.h"
 #include "tool/ExitCodes.h"
+#include "tool/commands/Commands.h"
 #include "tool/render/TextDifference.h"
 
 namespace Tool {
@@ -11,6 +15,15 @@ namespace {
 
 using Planning::Configuration;
 using Planning::ConfigurationFile;
+
+/// What `saverestore diff` is asked to do.
+struct DiffRequest {
+  TargetOpener openTarget;
+  std::string file;
+  std::string other;  ///< a second file; empty to compare with the target
+  std::optional<Planning::Mode> mode;
+  bool json = false;
+};
 
 Configuration ReadTarget(const DiffRequest& request, Planning::Mode mode,
                          const Messages& messages) {
@@ -21,8 +34,8 @@ Configuration ReadTarget(const DiffRequest& request, Planning::Mode mode,
   return configuration;
 }
 
-}  // namespace
-
+/// Prints how a file differs from the target, or from another file.
+/// \return ExitDone, or ExitDifferent when they differ.
 int RunDiff(const DiffRequest& request, const Messages& messages) {
   const bool withTarget = request.other.empty();
   const ConfigurationFile file(request.file);
@@ -40,6 +53,27 @@ int RunDiff(const DiffRequest& request, const Messages& messages) {
                    messages);
   }
   return comparison.IsEmpty() ? ExitDone : ExitDifferent;
+}
+
+}  // namespace
+
+void AddDiff(CLI::App& command, Command& chosen) {
+  auto request = std::make_shared<DiffRequest>();
+  AddFile(command, request->file, "The file");
+  command.add_option("OTHER", request->other, "Another file, to compare without a target")
+      ->type_name("");
+  AddMode(command, request->mode, kModeOfFile);
+  command.add_flag("--json", request->json, "Print JSON");
+  command.footer(
+      "Values compare as a restore would take them.\n\n"
+      "Example:\n"
+      "  saverestore --target machine:server.json diff server.ini\n");
+  command.callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      request->openTarget = OpenerOf(globals);
+      return RunDiff(*request, messages);
+    };
+  });
 }
 
 }  // namespace Tool

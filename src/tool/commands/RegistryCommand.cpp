@@ -1,18 +1,28 @@
-#include "tool/commands/RegistryCommand.h"
-
+#include <CLI/CLI.hpp>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "providers/machine/MachineFile.h"
 #include "providers/redfish/Json.h"
 #include "providers/redfish/SetupTree.h"
 #include "tool/ExitCodes.h"
+#include "tool/commands/Commands.h"
 
 namespace Tool {
 namespace {
 
 using nlohmann::json;
+
+/// What `saverestore machine from-registry` is asked to do.
+struct RegistryRequest {
+  std::string registry;  ///< a BIOS attribute registry as JSON
+  std::string values;    ///< a Bios resource, or its "Attributes"; empty: the registry's own values
+  std::string out;       ///< the machine file
+  bool overwrite = false;
+};
 
 constexpr const char* kUnknown = "unknown";
 
@@ -80,8 +90,9 @@ Machine::MachineImage MachineOf(const json& attributes, const json& registry) {
   return machine;
 }
 
-}  // namespace
-
+/// Makes a machine file of a published attribute registry: a server to rehearse on.
+/// \throws ToolError, ResultStatus  a file cannot be read or is not what it should be, or the
+///                                  machine file cannot be written.
 void RunFromRegistry(const RegistryRequest& request, const Messages& messages) {
   std::error_code error;
   if (!request.overwrite &&
@@ -99,6 +110,32 @@ void RunFromRegistry(const RegistryRequest& request, const Messages& messages) {
   }
   messages.Result("Wrote " + request.out + ": " + Counted(settings, "setting") + " of " +
                   Counted(attributes.size(), "attribute") + ".");
+}
+
+}  // namespace
+
+void AddFromRegistry(CLI::App& command, Command& chosen) {
+  auto request = std::make_shared<RegistryRequest>();
+  auto files = std::make_shared<std::vector<std::string>>();
+  command.add_option("FILES", *files, "REGISTRY.json [VALUES.json] OUT.json")
+      ->required()
+      ->expected(2, 3)
+      ->type_name("");
+  command.add_flag("--overwrite", request->overwrite, "Replace OUT.json when it exists");
+  command.footer(
+      "VALUES.json holds the attributes of a Bios resource; without it the settings have the\n"
+      "registry's own values. Needs no target.\n\n"
+      "Example:\n"
+      "  saverestore machine from-registry registry.json server.json\n");
+  command.callback([request, files, &chosen] {
+    chosen = [request, files](const Globals&, const Messages& messages) {
+      request->registry = files->front();
+      request->out = files->back();
+      if (files->size() == 3) request->values = (*files)[1];
+      RunFromRegistry(*request, messages);
+      return int{ExitDone};
+    };
+  });
 }
 
 }  // namespace Tool

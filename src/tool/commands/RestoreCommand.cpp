@@ -1,8 +1,7 @@
 #include "tool/commands/RestoreCommand.h"
 
-#include <unistd.h>
-
-#include <iostream>
+#include <CLI/CLI.hpp>
+#include <memory>
 
 #include "common/ErrorManager.h"
 #include "common/Wipe.h"
@@ -12,9 +11,11 @@
 #include "plan/Report.h"
 #include "plan/Write.h"
 #include "tool/ExitCodes.h"
+#include "tool/commands/Commands.h"
 #include "tool/render/TextPlan.h"
 #include "tool/render/TextReport.h"
 #include "tool/terminal/Interrupt.h"
+#include "tool/terminal/Question.h"
 
 namespace Tool {
 namespace {
@@ -66,16 +67,6 @@ Planning::Saved Backup(const RestoreRequest& request, const Plan& plan, const Se
   return backup;
 }
 
-void AskForConsent(const RestoreRequest& request, const Planning::Plan& plan) {
-  if (request.yes || plan.changes.empty() || isatty(STDIN_FILENO) != 1) return;
-  std::cerr << "Write them? [y/N] " << std::flush;
-  std::string answer;
-  std::getline(std::cin, answer);
-  if (answer != "y" && answer != "Y" && answer != "yes") {
-    throw ToolError(ExitFailed, "not confirmed; nothing was written");
-  }
-}
-
 /// Writes, reads the machine again, reports. \return the exit code.
 int WriteAndReport(const RestoreRequest& request, const Plan& plan, const Planning::Saved& backup,
                    const std::string& password, const Server& server, const Messages& messages) {
@@ -124,13 +115,53 @@ int RunRestore(const RestoreRequest& request, const Messages& messages) {
   Planning::Saved backup;
   if (!request.noBackup) backup = Backup(request, plan, server, messages);
   if (!request.json) ShowPlan(plan, false, messages);  // the report will be the one document
-  AskForConsent(request, plan);
+  if (!request.yes && !plan.changes.empty() && !Confirms("Write them?")) {
+    throw ToolError(ExitFailed, "not confirmed; nothing was written");
+  }
   ThrowIfInterrupted();
   try {
     return WriteAndReport(request, plan, backup, password, server, messages);
   } catch (const Interrupted&) {
     throw ToolError(ExitFailed, "interrupted; what was written before stays written");
   }
+}
+
+void AddRestore(CLI::App& command, Command& chosen) {
+  auto request = std::make_shared<RestoreRequest>();
+  AddFile(command, request->file, "The file to restore");
+  AddMode(command, request->mode,
+          "What to restore: bios (with the boot order), bmc, or all; default: what FILE "
+          "holds");
+  auto* password = command.add_option_group("password");
+  password->add_option("--password-file", request->password.file,
+                       "Read the BIOS administrator password from the first line of this file");
+  password->add_option("--password-fd", request->password.descriptor,
+                       "Read it from this open file descriptor");
+  password->add_flag("--ask-password", request->password.ask, "Ask for it on the terminal");
+  password->require_option(0, 1);
+  command.add_flag("--skip-system-check", request->skipSystemCheck,
+                   "Do not compare [SYSTEM] with the target");
+  command.add_flag("--skip-boot-order", request->skipBootOrder,
+                   "Leave the boot order and the hard-disk order alone");
+  command.add_flag("--dry-run", request->dryRun, "Show what would be written, and write nothing");
+  command.add_flag("--no-backup", request->noBackup, "Do not save the present configuration first");
+  command.add_option("--backup-dir", request->backupDir,
+                     "Where the present configuration is saved; default: beside FILE");
+  command.add_flag("--yes", request->yes, "Do not ask");
+  command.add_flag("--json", request->json, "Report as JSON");
+  command.footer(
+      "Checks FILE, saves the present configuration into a dated file, shows what will\n"
+      "change, asks on a terminal, restores, and reports what became of each setting.\n\n"
+      "Example:\n"
+      "  saverestore --target machine:server.json restore --dry-run server.ini\n");
+  command.callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      request->openTarget = OpenerOf(globals);
+      request->targets = globals.targets.Names();
+      request->targetWords = globals.targets.GivenOptions();
+      return RunRestore(*request, messages);
+    };
+  });
 }
 
 }  // namespace Tool

@@ -1,8 +1,13 @@
 #include "tool/commands/SaveCommand.h"
 
+#include <CLI/CLI.hpp>
+#include <memory>
+
 #include "common/AtomicFile.h"
 #include "plan/Backup.h"
 #include "tool/Destination.h"
+#include "tool/ExitCodes.h"
+#include "tool/commands/Commands.h"
 #include "tool/terminal/Interrupt.h"
 #include "tool/terminal/Progress.h"
 
@@ -17,7 +22,7 @@ struct Outcome {
 
 /// Saves the target into `file`. \throws as RunSave.
 Outcome SaveTo(const std::string& file, const SaveRequest& request, const Messages& messages) {
-  Progress progress(messages.ShowsProgress());
+  Progress progress(messages);
   const Planning::Server server(request.openTarget(), Watching(messages, &progress));
   const Planning::Mode mode = request.mode.value_or(ModeOf(server.Providers()));
   CheckMode(server.Providers(), mode);
@@ -39,6 +44,26 @@ void RunSave(const SaveRequest& request, const Messages& messages) {
   messages.Result("Saved " + request.file + ": " + Counted(saved.sections, "section") + ", " +
                   Counted(saved.keys, "key") + ", " + std::to_string(outcome.queries) +
                   " queries.");
+}
+
+void AddSave(CLI::App& command, Command& chosen) {
+  auto request = std::make_shared<SaveRequest>();
+  AddFile(command, request->file,
+          "The file to write; its name ends in .ini, or in .scf for a stream file");
+  AddMode(command, request->mode,
+          "What to save: bios (with the boot order), bmc, or all; default: what the target has");
+  command.add_flag("--overwrite", request->overwrite, "Replace FILE when it exists");
+  command.footer(
+      "The file is written whole or not at all, readable by its owner alone.\n\n"
+      "Example:\n"
+      "  saverestore --target machine:server.json save --mode bios server.ini\n");
+  command.callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      request->openTarget = OpenerOf(globals);
+      RunSave(*request, messages);
+      return int{ExitDone};
+    };
+  });
 }
 
 }  // namespace Tool

@@ -1,11 +1,16 @@
-#include "tool/commands/ShowCommand.h"
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
 
 #include "plan/ConfigurationFile.h"
 #include "plan/Document.h"
 #include "tool/ExitCodes.h"
+#include "tool/commands/Commands.h"
 
 namespace Tool {
+namespace {
 
+/// Prints what a file is: its [SYSTEM] values, its sections and how many keys each has.
 int RunShow(const std::string& file, bool json, const Messages& messages) {
   const Planning::ConfigurationFile read(file);
   const Planning::Configuration& content = read.Content();
@@ -24,6 +29,24 @@ int RunShow(const std::string& file, bool json, const Messages& messages) {
     messages.Result("  [" + section + "] " + std::to_string(counts.at(section)));
   }
   return ExitDone;
+}
+
+}  // namespace
+
+void AddShow(CLI::App& command, Command& chosen) {
+  struct Request {
+    std::string file;
+    bool json = false;
+  };
+  auto request = std::make_shared<Request>();
+  AddFile(command, request->file, "The file");
+  command.add_flag("--json", request->json, "Print JSON");
+  command.footer("Example:\n  saverestore show server.ini\n");
+  command.callback([request, &chosen] {
+    chosen = [request](const Globals&, const Messages& messages) {
+      return RunShow(request->file, request->json, messages);
+    };
+  });
 }
 
 }  // namespace Tool

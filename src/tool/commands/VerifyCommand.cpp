@@ -1,13 +1,30 @@
-#include "tool/commands/VerifyCommand.h"
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <optional>
+#include <string>
 
 #include "plan/ConfigurationFile.h"
 #include "plan/Document.h"
 #include "plan/Verification.h"
 #include "tool/ExitCodes.h"
+#include "tool/commands/Commands.h"
 #include "tool/render/TextDifference.h"
 
 namespace Tool {
+namespace {
 
+/// What `saverestore verify` is asked to do.
+struct VerifyRequest {
+  TargetOpener openTarget;
+  std::string file;
+  std::optional<Planning::Mode> mode;  ///< without one, the mode of the file
+  bool json = false;
+};
+
+/// After a restore and the boot that it waited for: prints what of the file the target does not
+/// have, and what the target says of settings that it was to take over.
+/// \return ExitDone when the target has all that the file says, else ExitDifferent.
+/// \throws ToolError, ResultStatus  the file or the target cannot be read.
 int RunVerify(const VerifyRequest& request, const Messages& messages) {
   const Planning::ConfigurationFile file(request.file);
   const Planning::Mode mode = request.mode.value_or(ModeOf(file.Content()));
@@ -19,6 +36,26 @@ int RunVerify(const VerifyRequest& request, const Messages& messages) {
     ShowVerification(verification, messages);
   }
   return verification.missed.empty() ? ExitDone : ExitDifferent;
+}
+
+}  // namespace
+
+void AddVerify(CLI::App& command, Command& chosen) {
+  auto request = std::make_shared<VerifyRequest>();
+  AddFile(command, request->file, "The file that was restored");
+  AddMode(command, request->mode, kModeOfFile);
+  command.add_flag("--json", request->json, "Print JSON");
+  command.footer(
+      "Settings that the target has and FILE does not name are no difference. With the\n"
+      "differences come the messages that the target has left of its last boot.\n\n"
+      "Example:\n"
+      "  saverestore --target redfish:admin@bmc.example verify server.ini\n");
+  command.callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      request->openTarget = OpenerOf(globals);
+      return RunVerify(*request, messages);
+    };
+  });
 }
 
 }  // namespace Tool

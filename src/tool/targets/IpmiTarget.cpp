@@ -1,5 +1,6 @@
 #include "tool/targets/IpmiTarget.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
 
@@ -50,19 +51,40 @@ void CheckWorkarounds(const std::vector<std::string>& names) {
   }
 }
 
+class IpmiKind final : public TargetKind {
+ public:
+  void AddOptions(CLI::App& app) override {
+    app.add_option("--ipmi-workaround", workarounds_,
+                   "A departure from IPMI that the BMC needs, for example opensesspriv; repeatable")
+        ->type_name("NAME")
+        ->allow_extra_args(false);
+  }
+
+  [[nodiscard]] std::vector<std::string> GivenOptions() const override {
+    std::vector<std::string> words;
+    for (const std::string& name : workarounds_) AddWords(words, "--ipmi-workaround", name);
+    return words;
+  }
+
+  [[nodiscard]] Planning::Mounts Open(const std::string& place,
+                                      const PasswordSource& bmcPassword) const override {
+    Ipmi::RemoteAddress address = AddressOf(place);
+    CheckWorkarounds(workarounds_);
+    address.workarounds = workarounds_;
+    const Common::WipeOnExit wipe(address.password);
+    ReadPassword(SourceFor(address.user, bmcPassword), Ipmi::kLongestPassword, address.password);
+    const auto provider = std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address));
+    return {{"BMC", {provider, false}}, {"SMBIOS", {provider, true}}};
+  }
+
+ private:
+  std::vector<std::string> workarounds_;  ///< names that FreeIPMI's users know
+};
+
 }  // namespace
 
-Planning::Mounts OpenIpmi(const std::string& place, const TargetOptions& options) {
-  Ipmi::RemoteAddress address = AddressOf(place);
-  CheckWorkarounds(options.ipmiWorkarounds);
-  address.workarounds = options.ipmiWorkarounds;
-  const Common::WipeOnExit wipe(address.password);
-  PasswordSource source = options.bmcPassword;
-  const bool isGiven = !source.file.empty() || source.descriptor >= 0;
-  source.ask = !isGiven && !address.user.empty();
-  ReadPassword(source, Ipmi::kLongestPassword, address.password);
-  const auto provider = std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address));
-  return {{"BMC", {provider, false}}, {"SMBIOS", {provider, true}}};
+std::unique_ptr<TargetKind> MakeIpmiKind() {
+  return std::make_unique<IpmiKind>();
 }
 
 std::shared_ptr<SDK::QueryProvider> OpenLocalBmc(const std::string& device) {

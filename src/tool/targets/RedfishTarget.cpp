@@ -1,5 +1,6 @@
 #include "tool/targets/RedfishTarget.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
@@ -13,6 +14,14 @@ namespace {
 
 constexpr std::size_t kLongestPassword = 1024;
 constexpr const char* kPinPrefix = "sha256//";
+
+/// How to talk to a Redfish service.
+struct RedfishOptions {
+  std::string caFile;     ///< certificates to trust; empty: those of the system
+  std::string pinnedKey;  ///< "sha256//BASE64"; empty for none
+  bool insecure = false;  ///< trust any server
+  unsigned timeout = 30;  ///< seconds without a sign of life
+};
 
 struct RedfishPlace {
   std::string user;
@@ -72,27 +81,54 @@ Redfish::Trust TrustOf(const RedfishOptions& options) {
   return {options.caFile, options.pinnedKey, options.insecure};
 }
 
+class RedfishKind final : public TargetKind {
+ public:
+  void AddOptions(CLI::App& app) override {
+    app.add_option("--cacert", options_.caFile,
+                   "Trust a Redfish service by the certificates in this PEM file");
+    app.add_option("--pinned-key", options_.pinnedKey,
+                   "Trust a Redfish service by its public key: sha256//BASE64");
+    app.add_flag("--insecure", options_.insecure, "Trust any Redfish service; for tests only");
+    app.add_option("--timeout", options_.timeout,
+                   "Seconds to wait for a sign of life of a Redfish service; default 30")
+        ->check(CLI::Range(1, 600));
+  }
+
+  [[nodiscard]] std::vector<std::string> GivenOptions() const override {
+    std::vector<std::string> words;
+    AddWords(words, "--cacert", options_.caFile);
+    AddWords(words, "--pinned-key", options_.pinnedKey);
+    if (options_.insecure) words.emplace_back("--insecure");
+    return words;
+  }
+
+  [[nodiscard]] Planning::Mounts Open(const std::string& place,
+                                      const PasswordSource& bmcPassword) const override {
+    const RedfishPlace parsed = Parse(place);
+    Redfish::Endpoint endpoint;
+    endpoint.host = parsed.host;
+    endpoint.port = parsed.port;
+    endpoint.trust = TrustOf(options_);
+    const std::chrono::seconds wait(options_.timeout);
+    endpoint.limits.stall = wait;
+    endpoint.limits.connect = std::min(endpoint.limits.connect, wait);
+    endpoint.limits.total = 6 * wait;
+    Redfish::Credentials credentials{parsed.user, ""};
+    const Common::WipeOnExit wipe(credentials.password);
+    ReadPassword(SourceFor(parsed.user, bmcPassword), kLongestPassword, credentials.password);
+    const auto provider =
+        std::make_shared<Redfish::RedfishProvider>(endpoint, credentials, parsed.system);
+    return {{"BIOS", {provider}}, {"SMBIOS", {provider}}, {"BMC", {provider, true}}};
+  }
+
+ private:
+  RedfishOptions options_;
+};
+
 }  // namespace
 
-Planning::Mounts OpenRedfish(const std::string& place, const TargetOptions& options) {
-  const RedfishPlace parsed = Parse(place);
-  Redfish::Endpoint endpoint;
-  endpoint.host = parsed.host;
-  endpoint.port = parsed.port;
-  endpoint.trust = TrustOf(options.redfish);
-  const std::chrono::seconds wait(options.redfish.timeout);
-  endpoint.limits.stall = wait;
-  endpoint.limits.connect = std::min(endpoint.limits.connect, wait);
-  endpoint.limits.total = 6 * wait;
-  Redfish::Credentials credentials{parsed.user, ""};
-  const Common::WipeOnExit wipe(credentials.password);
-  PasswordSource source = options.bmcPassword;
-  const bool isGiven = !source.file.empty() || source.descriptor >= 0;
-  source.ask = !isGiven && !parsed.user.empty();
-  ReadPassword(source, kLongestPassword, credentials.password);
-  const auto provider =
-      std::make_shared<Redfish::RedfishProvider>(endpoint, credentials, parsed.system);
-  return {{"BIOS", {provider}}, {"SMBIOS", {provider}}, {"BMC", {provider, true}}};
+std::unique_ptr<TargetKind> MakeRedfishKind() {
+  return std::make_unique<RedfishKind>();
 }
 
 }  // namespace Tool

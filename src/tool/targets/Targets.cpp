@@ -1,114 +1,102 @@
 #include "tool/targets/Targets.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <string_view>
-#include <utility>
 
-#include "common/Logger.h"
-#ifdef SAVERESTORE_HOST
-#include "providers/host/HostProvider.h"
-#endif
-#include "providers/machine/MachineProvider.h"
 #include "tool/ExitCodes.h"
-#include "tool/terminal/Interrupt.h"
 #ifdef SAVERESTORE_IPMI
 #include "tool/targets/IpmiTarget.h"
 #endif
+#ifdef SAVERESTORE_HOST
+#include "tool/targets/LocalTarget.h"
+#endif
+#include "tool/targets/MachineTarget.h"
 #ifdef SAVERESTORE_REDFISH
 #include "tool/targets/RedfishTarget.h"
 #endif
+#include "tool/terminal/Interrupt.h"
 
 namespace Tool {
 namespace {
 
-Planning::Mounts OpenMachine(const std::string& place, const TargetOptions& /*options*/) {
-  return Planning::AllTrees(std::make_shared<Machine::MachineProvider>(place));
-}
-
+constexpr auto kTargetRows = std::to_array<TargetRow>({
 #ifdef SAVERESTORE_HOST
-/// The directories of the kernel, or those that a rehearsal or a test puts in their place.
-Host::HostRoots LocalRoots() {
-  Host::HostRoots roots;
-  if (const char* sysfs = std::getenv("SAVERESTORE_SYSFS")) roots.sysfs = sysfs;
-  roots.efivarfs = roots.sysfs / "firmware/efi/efivars";
-  if (const char* efivarfs = std::getenv("EFIVARFS_PATH")) roots.efivarfs = efivarfs;
-  return roots;
-}
-
+    {"local", "local", "the machine that the tool runs on, as Linux shows it", MakeLocalKind},
+#endif
+    {"machine", "machine:FILE", "a simulated server that lives in a JSON file", MakeMachineKind},
 #ifdef SAVERESTORE_IPMI
-/// The kernel's IPMI device. A rehearsal in directories must not reach the real BMC.
-std::string LocalBmcDevice() {
-  const char* sysfs = std::getenv("SAVERESTORE_SYSFS");
-  return sysfs == nullptr ? "/dev/ipmi0" : std::string(sysfs) + "/ipmi0";
-}
-#endif
-
-/// A machine without a BMC, or without the driver for it, has its BIOS all the same.
-Planning::Mounts OpenLocal(const std::string& /*place*/, const TargetOptions& /*options*/) {
-  const auto provider = std::make_shared<Host::HostProvider>(LocalRoots());
-  Planning::Mounts mounts = {{"BIOS", {provider}}, {"SMBIOS", {provider}}};
-#ifdef SAVERESTORE_IPMI
-  try {
-    mounts["BMC"] = {OpenLocalBmc(LocalBmcDevice())};
-  } catch (const ResultStatus& failure) {
-    LOGGER::Logger::CreateInstance()->Log(LOGGER::Warning, "src/tool", "OpenLocal", __LINE__,
-                                          "the BMC of this machine is left out: %s",
-                                          failure.message().c_str());
-  }
-#endif
-  return mounts;
-}
-#endif
-
-constexpr auto kTargetKinds = std::to_array<TargetKind>({
-#ifdef SAVERESTORE_HOST
-    {"local", "local", "the machine that the tool runs on, as Linux shows it", OpenLocal},
-#endif
-    {"machine", "machine:FILE", "a simulated server that lives in a JSON file", OpenMachine},
-#ifdef SAVERESTORE_IPMI
-    {"ipmi", "ipmi:[USER@]HOST[:PORT]", "a management controller (BMC), by IPMI 2.0", OpenIpmi},
+    {"ipmi", "ipmi:[USER@]HOST[:PORT]", "a management controller (BMC), by IPMI 2.0", MakeIpmiKind},
 #endif
 #ifdef SAVERESTORE_REDFISH
     {"redfish", "redfish:[USER@]HOST[:PORT][/SYSTEM]",
-     "the BIOS of a server, over the Redfish service of its BMC", OpenRedfish},
+     "the BIOS of a server, over the Redfish service of its BMC", MakeRedfishKind},
 #endif
 });
 
-bool TakesPlace(const TargetKind& kind) {
+bool TakesPlace(const TargetRow& kind) {
   return std::string_view(kind.form).find(':') != std::string_view::npos;
 }
 
 /// A simulated machine must never be taken for the real one, so no kind is the default.
 std::string HowToChoose() {
   std::string text = "Choose one:";
-  for (const TargetKind& kind : kTargetKinds) text += std::string(" --target ") + kind.form;
+  for (const TargetRow& kind : kTargetRows) text += std::string(" --target ") + kind.form;
   return text + ". \"saverestore targets\" says what each is.";
-}
-
-Planning::Mounts OpenOne(const std::string& target, const TargetOptions& options) {
-  const std::size_t colon = std::min(target.find(':'), target.size());
-  const auto* kind = std::ranges::find(kTargetKinds, target.substr(0, colon), &TargetKind::scheme);
-  const std::string place = target.substr(std::min(colon + 1, target.size()));
-  if (kind == kTargetKinds.end() || TakesPlace(*kind) == place.empty()) {
-    throw ToolError(ExitUsage, "\"" + target + "\" is no target. " + HowToChoose());
-  }
-  return kind->open(place, options);
 }
 
 }  // namespace
 
-std::span<const TargetKind> TargetKinds() {
-  return kTargetKinds;
+std::span<const TargetRow> TargetRows() {
+  return kTargetRows;
 }
 
-Planning::Mounts OpenTargets(const std::vector<std::string>& targets,
-                             const TargetOptions& options) {
-  if (targets.empty()) throw ToolError(ExitUsage, "no --target is given. " + HowToChoose());
+Targets::Targets() {
+  bmcPassword_.prompt = "Password of the BMC user: ";
+  for (const TargetRow& row : kTargetRows) kinds_.push_back(row.make());
+}
+
+void Targets::AddOptions(CLI::App& app) {
+  app.add_option("--target", names_,
+                 "The server to work on, for example machine:server.json; see \"targets\". Given\n"
+                 "twice, one is for the BIOS and the other for the BMC")
+      ->type_name("KIND:PLACE")
+      ->allow_extra_args(false);
+  auto* password = app.add_option_group("bmc-password");
+  password->add_option("--bmc-password-file", bmcPassword_.file,
+                       "Read the password of the BMC user from the first line of this file");
+  password->add_option("--bmc-password-fd", bmcPassword_.descriptor,
+                       "Read it from this open file descriptor; default: ask on the terminal");
+  password->require_option(0, 1);
+  for (const auto& kind : kinds_) kind->AddOptions(app);
+}
+
+std::vector<std::string> Targets::GivenOptions() const {
+  std::vector<std::string> words;
+  AddWords(words, "--bmc-password-file", bmcPassword_.file);
+  for (const auto& kind : kinds_) {
+    const std::vector<std::string> more = kind->GivenOptions();
+    words.insert(words.end(), more.begin(), more.end());
+  }
+  return words;
+}
+
+Planning::Mounts Targets::OpenOne(const std::string& target) const {
+  const std::size_t colon = std::min(target.find(':'), target.size());
+  const auto* row = std::ranges::find(kTargetRows, target.substr(0, colon), &TargetRow::scheme);
+  const std::string place = target.substr(std::min(colon + 1, target.size()));
+  if (row == kTargetRows.end() || TakesPlace(*row) == place.empty()) {
+    throw ToolError(ExitUsage, "\"" + target + "\" is no target. " + HowToChoose());
+  }
+  return kinds_[static_cast<std::size_t>(row - kTargetRows.begin())]->Open(place, bmcPassword_);
+}
+
+Planning::Mounts Targets::Open() const {
+  if (names_.empty()) throw ToolError(ExitUsage, "no --target is given. " + HowToChoose());
   Planning::Mounts mounts;
-  for (const std::string& target : targets) {
-    for (auto& [tree, opened] : OpenOne(target, options)) {
+  for (const std::string& target : names_) {
+    for (auto& [tree, opened] : OpenOne(target)) {
       Planning::Mount& mount = mounts[tree];
       if (mount.provider && opened.isStandIn) continue;
       if (mount.provider && !mount.isStandIn) {

@@ -1,31 +1,78 @@
 #include "tool/terminal/Interrupt.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <array>
 #include <csignal>
+
+#include "tool/ExitCodes.h"
 
 namespace Tool {
 namespace {
 
+constexpr auto kSignals = std::to_array({SIGINT, SIGTERM, SIGHUP, SIGQUIT});
+constexpr unsigned kSecondsToGiveUp = 1;
+
 // A signal handler can reach nothing but a global.
-volatile std::sig_atomic_t interrupted = 0;
+volatile std::sig_atomic_t interrupts = 0;
 
 extern "C" void KeepInterrupt(int /*signal*/) {
-  interrupted = 1;
+  if (interrupts < 2) interrupts = interrupts + 1;
+  if (interrupts == 2) alarm(kSecondsToGiveUp);
 }
+
+extern "C" void EndNow(int /*signal*/) {
+  _exit(ExitFailed);
+}
+
+void Handle(int signal, void (*handler)(int)) {
+  struct sigaction action = {};
+  action.sa_handler = handler;
+  sigaction(signal, &action, nullptr);
+}
+
+/// Keeps the signals back until the scope ends.
+class SignalsHeld {
+ public:
+  SignalsHeld() {
+    sigset_t held;
+    sigemptyset(&held);
+    for (const int signal : kSignals) sigaddset(&held, signal);
+    sigprocmask(SIG_BLOCK, &held, &before_);
+  }
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+  ~SignalsHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+
+  [[nodiscard]] const sigset_t& Before() const { return before_; }
+
+ private:
+  sigset_t before_ = {};
+};
 
 }  // namespace
 
 void CatchInterrupts() {
-  struct sigaction action = {};
-  action.sa_handler = KeepInterrupt;
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
-  for (const int signal : std::to_array({SIGINT, SIGTERM, SIGHUP})) {
-    sigaction(signal, &action, nullptr);
-  }
+  for (const int signal : kSignals) Handle(signal, KeepInterrupt);
+  Handle(SIGALRM, EndNow);
 }
 
 void ThrowIfInterrupted() {
-  if (interrupted != 0) throw Interrupted();
+  if (interrupts != 0) throw Interrupted();
+}
+
+bool IsHurried() {
+  return interrupts >= 2;
+}
+
+void WaitForInput(int descriptor) {
+  const SignalsHeld held;
+  for (;;) {
+    ThrowIfInterrupted();
+    pollfd wanted = {descriptor, POLLIN, 0};
+    if (ppoll(&wanted, 1, nullptr, &held.Before()) > 0) return;
+  }
 }
 
 }  // namespace Tool

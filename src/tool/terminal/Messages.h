@@ -1,7 +1,10 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
+
+#include "tool/terminal/StatusLine.h"
 
 namespace Tool {
 
@@ -11,12 +14,14 @@ enum class Verbosity { Quiet, Normal, Verbose };
 /// and machines are shown with their control characters escaped: they cannot steer a terminal.
 class Messages {
  public:
-  explicit Messages(Verbosity verbosity) : verbosity_(verbosity) {}
+  explicit Messages(Verbosity verbosity)
+      : verbosity_(verbosity),
+        status_(std::make_shared<StatusLine>(verbosity == Verbosity::Normal)) {}
 
   [[nodiscard]] bool IsVerbose() const { return verbosity_ == Verbosity::Verbose; }
-  /// True when a progress line may be drawn: standard error is a terminal with nothing else to
-  /// show.
-  [[nodiscard]] bool ShowsProgress() const;
+  /// The line that shows what is under way; every message takes it away first. All copies of these
+  /// messages share it.
+  [[nodiscard]] StatusLine& Status() const { return *status_; }
 
   /// A failure. Always shown.
   void Error(const std::string& text) const;
@@ -32,11 +37,16 @@ class Messages {
   void Detail(const std::string& text) const;
 
  private:
+  void Tell(const char* prefix, const std::string& text) const;
+  void Put(const std::string& text) const;
+
   Verbosity verbosity_;
+  std::shared_ptr<StatusLine> status_;
 };
 
-/// "1 setting", "2 settings".
-[[nodiscard]] std::string Counted(std::size_t count, const std::string& noun);
+/// "1 setting", "2 settings"; `plural` for a noun that takes more than an "s".
+[[nodiscard]] std::string Counted(std::size_t count, const std::string& noun,
+                                  const std::string& plural = "");
 
 /// `text` with its control characters escaped.
 [[nodiscard]] std::string Printable(const std::string& text);

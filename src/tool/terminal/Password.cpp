@@ -5,15 +5,23 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <string_view>
 #include <system_error>
 
 #include "common/Descriptor.h"
 #include "tool/ExitCodes.h"
+#include "tool/terminal/Interrupt.h"
 
 namespace Tool {
 namespace {
 
-/// Turns a terminal's echo off until the scope ends.
+/// A terminal that is gone has nobody to tell.
+void Say(int terminal, std::string_view text) {
+  static_cast<void>(write(terminal, text.data(), text.size()) < 0);
+}
+
+/// Turns a terminal's echo off until the scope ends, also when a signal ends it; the line that was
+/// typed unseen is then ended for whatever comes next.
 class WithoutEcho {
  public:
   explicit WithoutEcho(int terminal) : terminal_(terminal) {
@@ -24,7 +32,10 @@ class WithoutEcho {
   }
   WithoutEcho(const WithoutEcho&) = delete;
   WithoutEcho& operator=(const WithoutEcho&) = delete;
-  ~WithoutEcho() { tcsetattr(terminal_, TCSAFLUSH, &before_); }
+  ~WithoutEcho() {
+    tcsetattr(terminal_, TCSAFLUSH, &before_);
+    Say(terminal_, "\n");
+  }
 
  private:
   int terminal_;
@@ -43,6 +54,7 @@ void ReadLine(int descriptor, std::size_t longest, const std::string& name, std:
   out.reserve(longest + 1);
   char character = 0;
   for (;;) {
+    WaitForInput(descriptor);
     const ssize_t got = read(descriptor, &character, 1);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) RaiseErrno("the password cannot be read from " + name);
@@ -75,10 +87,8 @@ void ReadPassword(const PasswordSource& source, std::size_t longest, std::string
                       "there is no terminal to ask for a password; give it by file or descriptor");
     }
     const WithoutEcho quiet(terminal.Get());  // before the prompt: nothing typed is shown or lost
-    const std::string& prompt = source.prompt;
-    static_cast<void>(write(terminal.Get(), prompt.data(), prompt.size()) < 0);
+    Say(terminal.Get(), source.prompt);
     ReadLine(terminal.Get(), longest, "the terminal", out);
-    static_cast<void>(write(terminal.Get(), "\n", 1) < 0);
   }
 }
 

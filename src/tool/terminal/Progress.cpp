@@ -1,17 +1,19 @@
 #include "tool/terminal/Progress.h"
 
-#include <cstdio>
-
-#include "tool/terminal/Messages.h"
+#include <algorithm>
 
 namespace Tool {
 
-Progress::~Progress() {
-  if (isDrawn_) std::fputs("\r\033[K", stderr);
+void Progress::Begin(const std::string& what, unsigned expected) {
+  what_ = what;
+  queries_ = 0;
+  expected_ = expected;
+  lastDrawn_ = {};
+  Draw();
 }
 
 void Progress::Section(const std::string& name) {
-  section_ = name;
+  what_ = name;
   Draw();
 }
 
@@ -20,16 +22,24 @@ void Progress::Query() {
   Draw();
 }
 
+void Progress::End() {
+  what_.clear();
+  line_.Clear();
+}
+
 void Progress::Draw() {
   using namespace std::chrono_literals;
-  if (!isShown_) return;
+  if (what_.empty() || !line_.IsWanted()) return;
   // Not for every query: a terminal over a slow line would hold up the work.
   const auto now = std::chrono::steady_clock::now();
-  if (isDrawn_ && now - lastDrawn_ < 50ms) return;
+  if (now - lastDrawn_ < 50ms) return;
   lastDrawn_ = now;
-  isDrawn_ = true;
-  constexpr int kRoom = 56;  // keeps the line within 80 columns
-  std::fprintf(stderr, "\r\033[K%.*s  %u queries", kRoom, Printable(section_).c_str(), queries_);
+  std::string text = Counted(queries_, "query", "queries") + "  " + Printable(what_);
+  if (expected_ > 0) {
+    const unsigned share = std::min(100U, 100 * queries_ / expected_);
+    text = std::to_string(share) + " %, " + text;
+  }
+  line_.Show(text);
 }
 
 }  // namespace Tool

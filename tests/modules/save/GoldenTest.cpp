@@ -7,12 +7,13 @@
 #include "ini/IniDocument.h"
 #include "modules/save/FileHeader.h"
 #include "providers/machine/MachineProvider.h"
+#include "support/Paths.h"
 #include "support/TestEngine.h"
 
 namespace Test {
 namespace {
 
-const std::string kSource = SAVERESTORE_SOURCE_DIR;
+const std::string kSource = SourceFolder();
 
 std::string ExamplePath(const std::string& name) {
   return kSource + "/examples/machines/" + name + "-server.json";

@@ -9,6 +9,7 @@
 #include "common/Platform.h"
 #include "providers/machine/MachineFile.h"
 #include "support/FileEdit.h"
+#include "support/Paths.h"
 #include "support/TestEngine.h"
 
 namespace Test {
@@ -16,7 +17,7 @@ namespace Test {
 constexpr const char* kExamples[] = {"caldra", "oskent", "r8810lqe"};
 
 inline std::string ExampleMachine(const std::string& name) {
-  return std::string(SAVERESTORE_SOURCE_DIR) + "/examples/machines/" + name + "-server.json";
+  return SourceFolder() + "/examples/machines/" + name + "-server.json";
 }
 
 /// A fixture whose server takes every write and keeps a record of it: a restore is then what it

@@ -5,6 +5,7 @@
 
 #include "modules/save/RestoreFixture.h"
 #include "providers/machine/MachineProvider.h"
+#include "support/Paths.h"
 
 namespace Test {
 namespace {
@@ -173,8 +174,7 @@ class CapturedRoundTripTest : public RoundTripTest,
 };
 
 TEST_P(CapturedRoundTripTest, FiftyRandomSettingsOfARealServerChangeAndNothingElse) {
-  const std::string path =
-      std::string(SAVERESTORE_SOURCE_DIR) + "/../shared/data/machines/" + GetParam();
+  const std::string path = SourceFolder() + "/../shared/data/machines/" + GetParam();
   if (!std::filesystem::exists(path)) GTEST_SKIP() << GetParam() << " is not here";
   Use(path);
   const std::string before = Saved(0);

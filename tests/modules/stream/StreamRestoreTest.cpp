@@ -9,12 +9,13 @@
 #include "modules/stream/Sealed.h"
 #include "modules/stream/StreamFile.h"
 #include "providers/machine/MachineProvider.h"
+#include "support/Paths.h"
 #include "support/TestEngine.h"
 
 namespace Test {
 namespace {
 
-const std::string kSource = SAVERESTORE_SOURCE_DIR;
+const std::string kSource = SourceFolder();
 
 ByteList ReadBytes(const std::string& path) {
   const std::string text = ReadText(path);

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include "support/Paths.h"
 #include "support/TestEngine.h"
 
 namespace Test {
@@ -13,7 +14,7 @@ using ::testing::HasSubstr;
 TEST(MachineFile, TheExamplesAreInTheFormThatTheWriterGives) {
   for (const char* name : {"caldra", "oskent", "r8810lqe"}) {
     const std::string text =
-        ReadText(std::string(SAVERESTORE_SOURCE_DIR "/examples/machines/") + name + "-server.json");
+        ReadText(SourceFolder() + "/examples/machines/" + name + "-server.json");
     EXPECT_TRUE(Machine::RenderMachine(Machine::ParseMachine(text)) == text) << name;
   }
 }

@@ -6,12 +6,14 @@
 #include <stdexcept>
 #include <utility>
 
+#include "support/Paths.h"
+
 namespace Test {
 namespace {
 
 using nlohmann::json;
 
-const std::string kFolder = SAVERESTORE_SOURCE_DIR "/tests/providers/redfish/";
+const std::string kFolder = SourceFolder() + "/tests/providers/redfish/";
 
 /// Runs a shell command, which is made of this file's own texts.
 bool Succeeds(const std::string& command) {

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "RedfishService.h"
+#include "support/Paths.h"
 #include "support/ToolRun.h"
 
 namespace Test {
@@ -24,7 +25,7 @@ class ToolRedfishTest : public RedfishTest {
   }
 
   [[nodiscard]] ToolOutcome Run(const std::string& arguments) const {
-    return RunTool(SAVERESTORE_TOOL, PathOf(""), arguments);
+    return RunTool(ToolProgram(), PathOf(""), arguments);
   }
   /// Runs the tool against the service.
   [[nodiscard]] ToolOutcome RunRemote(const std::string& arguments) const {

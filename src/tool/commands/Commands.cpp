@@ -1,0 +1,33 @@
+#include "tool/commands/Commands.h"
+
+#include <CLI/CLI.hpp>
+#include <array>
+
+namespace Tool {
+namespace {
+
+constexpr auto kCommandRows = std::to_array<CommandRow>({
+    {"save", "Save the target's configuration into a file", AddSave},
+    {"restore", "Write a file back into the target", AddRestore},
+    {"diff", "Show how a file differs from the target or a file", AddDiff},
+    {"verify", "Show what of a restored file has taken effect at the boot", AddVerify},
+    {"check", "Look for what is wrong with a file", AddCheck},
+    {"show", "Show what a file is", AddShow},
+    {"machine", "Make machine files", AddMachine},
+    {"convert", "Turn a text file into a stream file, or back", AddConvert},
+    {"targets", "List the kinds of target of this build", AddTargets},
+});
+
+}  // namespace
+
+std::span<const CommandRow> CommandRows() {
+  return kCommandRows;
+}
+
+void AddCommands(CLI::App& parent, std::span<const CommandRow> rows, Command& chosen) {
+  for (const CommandRow& row : rows) {
+    row.add(*parent.add_subcommand(row.name, row.summary), chosen);
+  }
+}
+
+}  // namespace Tool

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "plan/Configuration.h"
+#include "tool/targets/Targets.h"
+#include "tool/terminal/Messages.h"
+
+namespace CLI {
+class App;
+}
+
+namespace Tool {
+
+/// The options that all commands share.
+struct Globals {
+  Targets targets;
+  bool quiet = false;
+  bool verbose = false;
+};
+
+/// A command that was chosen on the command line, ready to run. \return the exit code.
+using Command = std::function<int(const Globals&, const Messages&)>;
+
+/// One line of the table of commands. Parsing and help follow from the tables.
+struct CommandRow {
+  const char* name;
+  const char* summary;
+  /// Adds the options and the help of the command to `command`, which the parser made for this row,
+  /// and has it set `chosen` when it is the one.
+  void (*add)(CLI::App& command, Command& chosen);
+};
+
+/// The commands of this build, in the order of the help.
+[[nodiscard]] std::span<const CommandRow> CommandRows();
+
+/// Makes the commands of `rows` known to `parent`.
+void AddCommands(CLI::App& parent, std::span<const CommandRow> rows, Command& chosen);
+
+// --- What the rows add: NameCommand.cpp
+
+void AddSave(CLI::App& command, Command& chosen);
+void AddRestore(CLI::App& command, Command& chosen);
+void AddDiff(CLI::App& command, Command& chosen);
+void AddVerify(CLI::App& command, Command& chosen);
+void AddCheck(CLI::App& command, Command& chosen);
+void AddShow(CLI::App& command, Command& chosen);
+void AddMachine(CLI::App& command, Command& chosen);
+void AddCapture(CLI::App& command, Command& chosen);
+void AddFromRegistry(CLI::App& command, Command& chosen);
+void AddConvert(CLI::App& command, Command& chosen);
+void AddTargets(CLI::App& command, Command& chosen);
+
+// --- What several of them share: Options.cpp
+
+/// The argument FILE.
+void AddFile(CLI::App& command, std::string& file, const std::string& description);
+
+/// The option --mode. `mode` outlives the parse.
+void AddMode(CLI::App& command, std::optional<Planning::Mode>& mode,
+             const std::string& description);
+
+/// How --mode reads where a file decides.
+inline constexpr const char* kModeOfFile =
+    "What to look at: bios (with the boot order), bmc, or all; default: what FILE holds";
+
+/// Opens the target of --target. `globals` outlives the command.
+[[nodiscard]] TargetOpener OpenerOf(const Globals& globals);
+
+}  // namespace Tool

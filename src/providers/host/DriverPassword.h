@@ -29,6 +29,9 @@ class DriverPassword {
   DriverPassword& operator=(const DriverPassword&) = delete;
   ~DriverPassword();
 
+  /// Where the driver takes it.
+  [[nodiscard]] const std::filesystem::path& File() const { return file_; }
+
   /// Gives it to the driver, unless it still has it.
   /// \throws ResultStatus  PasswordRefused: it is of no form that the driver takes; no attempt was
   ///                       used up. NotPermitted, WriteFailed.

@@ -42,7 +42,6 @@ class BulkSave {
 
   /// Saves what was written. \return 0 or an errno
   int End() {
-    if (!IsOn()) return 0;
     const int error = write_(file_, "save\n");
     if (error == 0) isOurs_ = false;
     return error;
@@ -86,6 +85,7 @@ class Writing {
   /// Has the driver save what it was given, which is when some first look at the password.
   /// \return 0 or an errno
   int Save(BulkSave& bulk) {
+    if (!bulk.IsOn()) return 0;
     if (password_) password_->Give();
     return bulk.End();
   }
@@ -107,7 +107,7 @@ class Writing {
   void End() {
     const std::string fault = password_ ? password_->TakeBack() : "";
     if (!fault.empty()) {
-      ErrorManager::Raise(ErrorManager::WriteFailed, "The end of the BIOS password", fault);
+      ErrorManager::Raise(ErrorManager::WriteFailed, password_->File().string(), fault);
     }
   }
 

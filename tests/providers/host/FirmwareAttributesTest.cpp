@@ -26,10 +26,6 @@ class FirmwareAttributesTest : public HostTest {
     Set("Tag", "x", {{"type", "string"}, {"min_length", "0"}, {"max_length", "3"}});
     host.SetControl(kDriver, "pending_reboot", "0");
   }
-
-  [[nodiscard]] std::string Objection(const std::string& name, const std::string& value) const {
-    return Query::Objection(Read(At(name)).at(At(name)), value);
-  }
 };
 
 TEST_F(FirmwareAttributesTest, EachDriverIsAMenuOfSettingsWithTheirChoices) {
@@ -319,7 +315,6 @@ TEST_F(AdminPasswordTest, ItIsTakenBackFromDriversThatTakeNoShortOne) {
 
 TEST_F(AdminPasswordTest, ThatItCannotBeTakenBackIsSaid) {
   const auto write = [&](const char* password) {
-    provider = Open();
     Host::HostRoots roots{host.Sysfs(), host.Efivarfs(), {}};
     roots.write = [this](const auto& file, auto bytes) {
       return bytes == "\n" ? EIO : driver.Write(file, bytes);

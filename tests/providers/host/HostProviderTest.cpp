@@ -1,4 +1,4 @@
-// The machine as a whole: its facts, the read contract, and a save and a restore of it.
+// The machine as a whole: its facts, and what a user may.
 #include "providers/host/HostProvider.h"
 
 #include <gmock/gmock.h>
@@ -92,35 +92,6 @@ TEST_F(HostProviderTest, WhatOnlyRootMayIsSaidToOthersBeforeAnythingIsWritten) {
                                  " is not permitted: Permission "
                                  "denied; only root may."));
   EXPECT_EQ(host.Value(kDriver, "Wake"), "Off");
-}
-
-TEST_F(HostProviderTest, ASavedFileRestoresSettingsAndBootOrder) {
-  SetServer();
-  Mount(provider);
-  OpenSaveRestore().Save(Options(PathOf("x.ini"), 0));
-  std::string text = ReadText(PathOf("x.ini"));
-  EXPECT_THAT(text, HasSubstr("[BIOS::Advanced]\n[BIOS::Advanced::board]\n"
-                              "Quiet=Enabled\t;Options: Disabled=Disabled: Enabled=Enabled\n"
-                              "Wake=Off\t;Options: Off=Off: On=On\n"));
-  EXPECT_THAT(text, HasSubstr("[BIOS::BootOrder]\nDebian=1\nNetwork=2\n"));
-
-  const auto replace = [&](const std::string& from, const std::string& to) {
-    ASSERT_NE(text.find(from), std::string::npos) << from;
-    text.replace(text.find(from), from.size(), to);
-  };
-  replace("Wake=Off", "Wake=On");
-  replace("Debian=1", "Debian=2");
-  replace("Network=2", "Network=1");
-  WriteText(PathOf("x.ini"), text);
-  SDK::SavenRestoreOptions options = Options(PathOf("x.ini"), 0);
-  options.skipSystemCheck = true;
-  OpenSaveRestore().Restore(options);
-  EXPECT_EQ(host.Value(kDriver, "Wake"), "On");
-  EXPECT_EQ(host.Value(kDriver, "Quiet"), "Enabled");
-  EXPECT_THAT(host.Variable("BootOrder"), ::testing::EndsWith(std::string("\1\0\0\0", 4)));
-  OpenSaveRestore().Save(Options(PathOf("y.ini"), 0));
-  EXPECT_THAT(ReadText(PathOf("y.ini")), HasSubstr("Wake=On"));
-  EXPECT_THAT(ReadText(PathOf("y.ini")), HasSubstr("Network=1\nDebian=2\n"));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 namespace ErrorManager {
 namespace {
@@ -34,7 +35,8 @@ constexpr auto kCatalogue = std::to_array<CatalogueEntry>({
      "A boot order entry of the file names no boot device of this server, or its position is not "
      "a free one."},
     {BadBiosValue, XCOMMAND_QUERY,
-     "A BIOS value of the file is refused: it is taken already, in %s"},
+     "A BIOS value of the file is refused: it is taken already, in /BIOS/Serial Port "
+     "Configuration"},
 
     {Unreachable, XCOMMAND_QUERY, "The target does not answer: %s."},
     {NotMounted, XCOMMAND_QUERY, "Nothing is mounted that answers the query path %s."},
@@ -51,6 +53,18 @@ constexpr auto kCatalogue = std::to_array<CatalogueEntry>({
     {BadAnswer, XCOMMAND_QUERY, "The answer of %s cannot be used: %s."},
     {NotTrusted, XCOMMAND_QUERY, "The identity of %s cannot be verified: %s."},
 });
+
+/// No text takes more arguments than `Raise` is sure to pass.
+constexpr bool TakesFewArguments(const CatalogueEntry& entry) {
+  const std::string_view text = entry.text;
+  std::size_t arguments = 0;
+  for (std::size_t at = text.find("%s"); at != std::string_view::npos;
+       at = text.find("%s", at + 1)) {
+    ++arguments;
+  }
+  return arguments <= kMostArguments;
+}
+static_assert(std::ranges::all_of(kCatalogue, TakesFewArguments));
 
 const CatalogueEntry* Find(int code) {
   const auto* entry = std::ranges::find(kCatalogue, code, &CatalogueEntry::code);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "common/Logger.h"
@@ -78,14 +79,22 @@ inline const char* Printable(const char* text) {
   return text;
 }
 
+/// The most "%s" that a text of the catalogue has.
+inline constexpr std::size_t kMostArguments = 4;
+
+/// What stands in a message for an argument that was not given.
+inline constexpr const char* kNotSaid = "(not said)";
+
 /// Raises error `code`: its catalogue text, formatted with `arguments` (texts, one for each "%s"),
-/// thrown as a `ResultStatus` with an empty detail.
+/// thrown as a `ResultStatus` with an empty detail. Any code may be raised without arguments.
 template <typename... Arguments>
 [[noreturn]] void Raise(int code, const Arguments&... arguments) {
   const ErrorMgr* catalogue = ErrorMgr::GetInstance();
   std::string message;
+  // Formatting passes over what is too many, never over what is missing.
   LOGGER::Logger::CreateInstance()->CreateMessage(message, catalogue->Get(code),
-                                                  Printable(arguments)...);
+                                                  Printable(arguments)..., kNotSaid, kNotSaid,
+                                                  kNotSaid, kNotSaid);
   throw ResultStatus(static_cast<unsigned short>(code), message, "", catalogue->CommandOf(code));
 }
 

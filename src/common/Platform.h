@@ -7,8 +7,9 @@ namespace Platform {
 
 /// The process-wide answer to "which platform family is this server?".
 ///
-/// Made on first use and kept until the process ends. Not locked: two threads must not make it at
-/// the same time.
+/// Made on first use and kept until the process ends: a program that turns to another server sets
+/// `inst` to null before it makes the next object of the module. Not locked: two threads must not
+/// make it at the same time.
 class PlatformImpl {
  public:
   /// The singleton, or null before its first use. It stays set when `InitPlatform` throws.

@@ -28,6 +28,18 @@ std::size_t CommentStart(std::string_view text) {
   return behindTab == std::string_view::npos ? text.size() : behindTab + 1;
 }
 
+/// The first `size` bytes of `text`, less those of a character that would be cut.
+std::string_view Beginning(std::string_view text, std::size_t size) {
+  if (text.size() <= size) return text;
+  const auto isInside = [](char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80;
+  };
+  constexpr std::size_t kLongestTail = 3;  // of a character in UTF-8
+  std::size_t end = size;
+  while (size - end < kLongestTail && isInside(text[end])) --end;
+  return text.substr(0, isInside(text[end]) ? size : end);
+}
+
 }  // namespace
 
 IniDocument::Status IniDocument::Load(const char* path) {
@@ -46,10 +58,14 @@ IniDocument::Status IniDocument::Parse(std::string_view text) {
 }
 
 bool IniDocument::IsWellFormed() const {
-  return status_ == Status::Ok && std::ranges::none_of(problems_, [](const Problem& problem) {
-           return problem.kind == Problem::Kind::BadLine ||
-                  problem.kind == Problem::Kind::KeyOutsideSection;
-         });
+  return status_ == Status::Ok && isWellFormed_;
+}
+
+bool IniDocument::LooksLikeComment(std::string_view value) {
+  // Both beginnings of the comments that a save writes. A ";" with other text behind it, or without
+  // a blank before it, is more likely part of a name or a password.
+  return value.find(" ; ") != std::string_view::npos ||
+         value.find(" ;Options:") != std::string_view::npos;
 }
 
 bool IniDocument::HasSection(std::string_view section) const {
@@ -71,8 +87,11 @@ void IniDocument::Clear() {
   sections_.clear();
   entries_.clear();
   problems_.clear();
+  problemsLeftOut_ = 0;
+  isWellFormed_ = true;
   sectionIndex_.clear();
   entryIndex_.clear();
+  headings_ = 0;
   current_ = 0;
 }
 
@@ -94,13 +113,16 @@ IniDocument::Status IniDocument::Index() {
   std::string_view rest(text_.data(), text_.size());
   if (rest.starts_with(kByteOrderMark)) rest.remove_prefix(kByteOrderMark.size());
   const auto lines = static_cast<std::size_t>(std::ranges::count(rest, '\n')) + 1;
-  entries_.reserve(lines);
-  entryIndex_.reserve(lines);
+  entries_.reserve(std::min(lines, kMaxLines));
+  entryIndex_.reserve(std::min(lines, kMaxLines));
   for (std::uint32_t number = 1; !rest.empty(); ++number) {
     const std::size_t end = std::min(rest.find('\n'), rest.size());
     std::string_view line = rest.substr(0, end);
     if (line.ends_with('\r')) line.remove_suffix(1);
     AddLine(line, number);
+    if (entries_.size() + headings_ > kMaxLines) {
+      return Fail(Status::TooLarge, "More than 1,000,000 keys and sections");
+    }
     rest.remove_prefix(std::min(end + 1, rest.size()));
   }
   status_ = Status::Ok;
@@ -113,7 +135,7 @@ void IniDocument::AddLine(std::string_view line, std::uint32_t number) {
   if (content.front() == '[') return AddHeading(line, number);
   const std::size_t equals = line.find('=');
   if (equals == std::string_view::npos || Trim(line.substr(0, equals)).empty()) {
-    problems_.push_back({Problem::Kind::BadLine, number, line});
+    AddProblem(Problem::Kind::BadLine, number, line);
     return;
   }
   AddEntry(line, equals, number);
@@ -122,9 +144,10 @@ void IniDocument::AddLine(std::string_view line, std::uint32_t number) {
 void IniDocument::AddHeading(std::string_view line, std::uint32_t number) {
   const std::string_view heading = Trim(line.substr(0, CommentStart(line)));
   if (heading.size() < 2 || heading.back() != ']') {
-    problems_.push_back({Problem::Kind::BadLine, number, line});
+    AddProblem(Problem::Kind::BadLine, number, line);
     return;
   }
+  ++headings_;
   EnterSection(Decoded(heading.substr(1, heading.size() - 2)), number);
 }
 
@@ -135,7 +158,7 @@ void IniDocument::EnterSection(std::string_view name, std::uint32_t number) {
   if (isNew) {
     sections_.push_back({name, number});
   } else {
-    problems_.push_back({Problem::Kind::DuplicateSection, number, name});
+    AddProblem(Problem::Kind::DuplicateSection, number, name);
   }
 }
 
@@ -145,13 +168,25 @@ void IniDocument::AddEntry(std::string_view line, std::size_t equals, std::uint3
   const std::size_t comment = CommentStart(behind);
   if (sections_.empty()) EnterSection({}, number);
   if (sections_[current_].name.empty()) {
-    problems_.push_back({Problem::Kind::KeyOutsideSection, number, key});
+    AddProblem(Problem::Kind::KeyOutsideSection, number, key);
   }
   const auto [place, isNew] =
       entryIndex_.insert_or_assign({current_, key}, static_cast<std::uint32_t>(entries_.size()));
-  if (!isNew) problems_.push_back({Problem::Kind::DuplicateKey, number, key});
+  if (!isNew) AddProblem(Problem::Kind::DuplicateKey, number, key);
   entries_.push_back(
       {current_, number, key, Decoded(Trim(behind.substr(0, comment))), behind.substr(comment)});
+}
+
+void IniDocument::AddProblem(Problem::Kind kind, std::uint32_t number, std::string_view text) {
+  if (kind == Problem::Kind::BadLine || kind == Problem::Kind::KeyOutsideSection) {
+    isWellFormed_ = false;
+  }
+  if (problems_.size() == kMaxProblems) {
+    ++problemsLeftOut_;
+    return;
+  }
+  const std::string_view beginning = Beginning(text, kMaxProblemText);
+  problems_.push_back({kind, number, beginning, beginning.size() < text.size()});
 }
 
 std::string_view IniDocument::Decoded(std::string_view raw) {

@@ -31,12 +31,19 @@ class IniDocument {
     Empty,       ///< nothing loaded yet
     Ok,          ///< loaded; there may still be `Problems`
     CannotRead,  ///< not there, not readable, or not a regular file
-    TooLarge,    ///< more than `kMaxBytes`
+    TooLarge,    ///< more than `kMaxBytes` or `kMaxLines`
     HoldsNul,    ///< a NUL byte: not a text file
   };
 
   /// Larger files are refused: no configuration comes near it, and a wrong file name might.
   static constexpr std::size_t kMaxBytes = std::size_t{64} * 1024 * 1024;
+
+  /// The same for more key lines and headings than that: each takes memory beside its bytes.
+  static constexpr std::size_t kMaxLines = 1'000'000;
+
+  /// Of more problems than that only the first are kept, and of their texts only the beginning.
+  static constexpr std::size_t kMaxProblems = 1'000;
+  static constexpr std::size_t kMaxProblemText = 80;
 
   /// A key line.
   struct Entry {
@@ -58,6 +65,7 @@ class IniDocument {
     Kind kind;
     std::uint32_t line;     ///< 1-based
     std::string_view text;  ///< the line, the section or the key it is about
+    bool isCut;             ///< the text is the beginning of a longer one
   };
 
   IniDocument() = default;
@@ -84,10 +92,17 @@ class IniDocument {
   /// The entry that holds for `key`, or null.
   [[nodiscard]] const Entry* Find(std::string_view section, std::string_view key) const;
 
+  /// True when a value looks as if its comment were part of it, because a blank stands where the
+  /// tab should be: "1 ;Options: Off=0: On=1", "On ; Options: On, Off". The reader takes such a
+  /// value as it stands; whoever checks a file may want to know.
+  [[nodiscard]] static bool LooksLikeComment(std::string_view value);
+
   /// In the order of the file, duplicates included.
   [[nodiscard]] const std::vector<Entry>& Entries() const { return entries_; }
   [[nodiscard]] const std::vector<Section>& Sections() const { return sections_; }
   [[nodiscard]] const std::vector<Problem>& Problems() const { return problems_; }
+  /// How many more problems there are.
+  [[nodiscard]] std::size_t ProblemsLeftOut() const { return problemsLeftOut_; }
 
  private:
   struct EntryName {
@@ -109,6 +124,7 @@ class IniDocument {
   void AddHeading(std::string_view line, std::uint32_t number);
   void AddEntry(std::string_view line, std::size_t equals, std::uint32_t number);
   void EnterSection(std::string_view name, std::uint32_t number);
+  void AddProblem(Problem::Kind kind, std::uint32_t number, std::string_view text);
   std::string_view Decoded(std::string_view raw);
 
   Status status_ = Status::Empty;
@@ -118,7 +134,10 @@ class IniDocument {
   std::vector<Section> sections_;
   std::vector<Entry> entries_;
   std::vector<Problem> problems_;
+  std::size_t problemsLeftOut_ = 0;
+  bool isWellFormed_ = true;
   std::unordered_map<std::string_view, std::uint32_t> sectionIndex_;
   std::unordered_map<EntryName, std::uint32_t, EntryNameHash> entryIndex_;
+  std::size_t headings_ = 0;   // all of them, also of a section that has had one
   std::uint32_t current_ = 0;  // section that the next key belongs to; sections_.size() when none
 };

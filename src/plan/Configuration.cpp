@@ -114,8 +114,10 @@ Mode ModeOf(const Configuration& file) {
 
 SDK::SavenRestoreOptions OptionsFor(const std::string& file, Mode mode) {
   SDK::SavenRestoreOptions options = {};
-  if (file.size() >= sizeof options.fileName) {
-    throw Failure(Failure::Kind::Usage, "the file name is longer than 1023 bytes");
+  if (file.size() > SDK::kLongestFileName) {
+    throw Failure(Failure::Kind::Usage, "the file name is longer than " +
+                                            std::to_string(SDK::kLongestFileName) +
+                                            " bytes: " + file);
   }
   file.copy(options.fileName, sizeof options.fileName - 1);
   options.mode = mode;

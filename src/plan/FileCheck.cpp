@@ -92,7 +92,7 @@ std::uint32_t LineOf(const ConfigurationFile& file, const std::string& section) 
 
 Finding FindingOf(const IniDocument::Problem& problem) {
   using Kind = IniDocument::Problem::Kind;
-  const std::string text(problem.text);
+  const std::string text = std::string(problem.text) + (problem.isCut ? "..." : "");
   switch (problem.kind) {
     case Kind::BadLine:
       return {Finding::Weight::Error, problem.line,
@@ -116,6 +116,11 @@ std::vector<Finding> CheckFile(const ConfigurationFile& file) {
   if (file.Lines() != nullptr) {
     for (const IniDocument::Problem& problem : file.Lines()->Problems()) {
       findings.push_back(FindingOf(problem));
+    }
+    if (const std::size_t more = file.Lines()->ProblemsLeftOut(); more > 0) {
+      findings.push_back(
+          {file.Lines()->IsWellFormed() ? Finding::Weight::Warning : Finding::Weight::Error,
+           findings.back().line, "and " + std::to_string(more) + " more lines of this kind"});
     }
   }
   for (const std::string& section : file.Content().Sections()) {

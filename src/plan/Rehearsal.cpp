@@ -3,12 +3,9 @@
 #include <map>
 
 #include "modules/save/SaveRestore.h"
-#include "plan/Failure.h"
 
 namespace Planning {
 namespace {
-
-constexpr std::size_t kLongestFileName = 511;  // that a restore takes
 
 /// The restore, which goes on where it would fail for a missing key and keeps what it has to say.
 class RehearsedRestore final : public SDK::SaveRestore {
@@ -70,15 +67,11 @@ std::string WithDetail(std::string sentence, const std::string& detail) {
 }
 
 Rehearsal Rehearse(const Request& request, const Mounts& target) {
-  if (request.file.size() > kLongestFileName) {
-    throw Failure(Failure::Kind::Usage,
-                  "the file name is longer than " + std::to_string(kLongestFileName) + " bytes");
-  }
+  SDK::SavenRestoreOptions options = OptionsFor(request.file, request.mode);
   Rehearsal rehearsal;
   MountTarget(Wrapped(target, [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
     return std::make_shared<RecordingProvider>(provider, rehearsal.writes);
   }));
-  SDK::SavenRestoreOptions options = OptionsFor(request.file, request.mode);
   options.skipSystemCheck = true;
   options.skipBootOrder = request.skipBootOrder;
   try {

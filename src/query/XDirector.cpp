@@ -11,6 +11,7 @@ namespace SDK {
 namespace {
 
 constexpr std::string_view kBmcTree = "BMC";
+constexpr std::string_view kBiosTree = "BIOS";
 
 /// The first token of a path.
 std::string_view TreeOf(std::string_view path) {
@@ -64,6 +65,11 @@ void XDirectorImpl::ProcessXQuery(std::string path, NodeMap& results) {
 }
 
 void XDirectorImpl::ProcessXQuery(SettingMap settings, bool isBios, bool reserved) {
+  if (settings.empty()) {
+    const auto mount = mounts_.find(isBios ? kBiosTree : kBmcTree);
+    if (mount != mounts_.end()) mount->second->Write(settings, isBios, reserved);
+    return;
+  }
   const Common::WipeOnExit wipeWhole(settings);  // a batch may carry a password
   for (auto& [provider, part] : SplitByProvider(settings)) {
     const Common::WipeOnExit wipePart(part);

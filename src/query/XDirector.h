@@ -36,7 +36,8 @@ class XDirectorImpl {
   void ProcessXQuery(std::string path, NodeMap& results);
 
   /// Applies a batch (`QueryProvider::Write`): each provider gets the pairs of its trees as one
-  /// batch. A pair of a tree without a provider is refused before anything is written.
+  /// batch. A pair of a tree without a provider is refused before anything is written. An empty
+  /// batch goes to the provider for "BIOS" or "BMC", as `isBios` says: it ends what groups began.
   void ProcessXQuery(SettingMap settings, bool isBios, bool reserved);
 
   /// Applies a batch authorised by a password (`QueryProvider::WriteAuthorised`).

@@ -9,7 +9,6 @@
 namespace Test {
 namespace {
 
-using Kind = IniDocument::Problem::Kind;
 using Status = IniDocument::Status;
 
 class IniDocumentTest : public EngineTest {
@@ -66,31 +65,63 @@ TEST_F(IniDocumentTest, HashKeysAndBracketsInNamesAreOrdinary) {
   EXPECT_EQ(document.Find("A [x]", "Boot Option #1")->value, "a");
   EXPECT_EQ(document.Find("A [x]", "#2")->value, "b");
   EXPECT_EQ(document.Find("B", "K")->value, "1");
-  EXPECT_TRUE(document.IsWellFormed());
 }
 
-TEST_F(IniDocumentTest, MergesSectionsAndTheLastEqualKeyHolds) {
-  EXPECT_EQ(ValueIn("[S]\nK=1\n[T]\nK=2\n[S]\nL=3\nK=4\n"), "4");
-  EXPECT_EQ(document.Find("S", "L")->value, "3");
-  EXPECT_EQ(document.Find("T", "K")->value, "2");
-  ASSERT_EQ(document.Problems().size(), 2U);
-  EXPECT_EQ(document.Problems()[0].kind, Kind::DuplicateSection);
-  EXPECT_EQ(document.Problems()[0].line, 5U);
-  EXPECT_EQ(document.Problems()[1].kind, Kind::DuplicateKey);
-  EXPECT_EQ(document.Problems()[1].line, 7U);
-  EXPECT_TRUE(document.IsWellFormed());
-}
+/// A text, the problems in it ("bad" or "out", "section", "key" with the line), and whether the
+/// lines are well formed.
+struct ProblemRow {
+  const char* text;
+  const char* problems;
+  bool isWellFormed;
+};
 
-TEST_F(IniDocumentTest, NamesEveryLineThatIsNone) {
-  ASSERT_EQ(document.Parse("K=0\n\n[S\nnonsense\n=1\n[S]\nK=1\n[]x\n"), Status::Ok);
-  std::vector<std::uint32_t> badLines;
-  for (const auto& problem : document.Problems()) {
-    if (problem.kind == Kind::BadLine) badLines.push_back(problem.line);
+TEST_F(IniDocumentTest, NamesWhatAPersonShouldLookAt) {
+  constexpr const char* kNames[] = {"bad", "out", "section", "key"};
+  for (const auto& [text, problems, isWellFormed] :
+       {ProblemRow{"[S]\nK=1\n[T]\nK=2\n[S]\nL=3\nK=4\n", "section5 key7 ", true},
+        {"K=0\n\n[S\nnonsense\n=4\n[S]\nK=4\nL=3\n[]x\n", "out1 bad3 bad4 bad5 bad9 ", false},
+        {"[S]\nL=3\nK=4\n", "", true}}) {
+    EXPECT_EQ(ValueIn(text), "4");
+    EXPECT_EQ(document.Find("S", "L")->value, "3");
+    std::string found;
+    for (const auto& problem : document.Problems()) {
+      found += kNames[static_cast<int>(problem.kind)] + std::to_string(problem.line) + " ";
+    }
+    EXPECT_EQ(found, problems);
+    EXPECT_EQ(document.IsWellFormed(), isWellFormed);
   }
-  EXPECT_THAT(badLines, ::testing::ElementsAre(3, 4, 5, 8));
-  EXPECT_EQ(document.Problems()[0].kind, Kind::KeyOutsideSection);
+}
+
+TEST_F(IniDocumentTest, BadLinesCostBoundedMemory) {
+  const std::string longLine = std::string(79, 'x') + "\xC3\xA9" + std::string(100, 'y');
+  std::string text = "[S]\n" + longLine + "\n";
+  for (std::size_t line = 0; line < 2'000'000; ++line) text += "x\n";
+  ASSERT_EQ(document.Parse(text + "K=1\n"), Status::Ok);
   EXPECT_FALSE(document.IsWellFormed());
-  EXPECT_EQ(document.Find("S", "K")->value, "1");
+  EXPECT_EQ(document.Find("S", "K")->line, 2'000'003U);
+  EXPECT_EQ(document.Problems().size(), 1'000U);
+  EXPECT_EQ(document.ProblemsLeftOut(), 1'999'001U);
+  EXPECT_EQ(document.Problems()[0].text, std::string(79, 'x'));  // no half character
+  EXPECT_TRUE(document.Problems()[0].isCut && !document.Problems()[1].isCut);
+  EXPECT_LE(document.Entries().capacity(), IniDocument::kMaxLines);
+  ASSERT_EQ(document.Parse("[S]\n"), Status::Ok);
+  EXPECT_TRUE(document.IsWellFormed() && document.ProblemsLeftOut() == 0);
+  text = "[S]\n";
+  for (std::size_t line = 1; line < IniDocument::kMaxLines; ++line) text += "K=\n";
+  EXPECT_EQ(document.Parse(text), Status::Ok);
+  EXPECT_EQ(document.Parse(text + "[S]\n"), Status::TooLarge);
+}
+
+TEST_F(IniDocumentTest, ACommentBehindABlankIsRecognised) {
+  for (const auto& [line, looksLike] : {std::pair{"1 ;Options: Off=0: On=1", true},
+                                        {"On  ; Options: On, Off", true},
+                                        {"a;b ;c", false},
+                                        {"a; b", false},
+                                        {"Options:", false},
+                                        {"", false}}) {
+    EXPECT_EQ(ValueIn(std::string("[S]\nK=") + line), line);  // the reader takes it as it stands
+    EXPECT_EQ(IniDocument::LooksLikeComment(line), looksLike) << line;
+  }
 }
 
 TEST_F(IniDocumentTest, RefusesWhatIsNoTextFile) {

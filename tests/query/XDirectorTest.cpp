@@ -61,11 +61,14 @@ TEST_F(XDirectorTest, ABatchIsSplitByTreeAndKeepsItsFlags) {
   EXPECT_EQ(bmc->writes[0].how, "batch(true,false)");
   EXPECT_EQ(bmc->writes[0].settings, (SDK::SettingMap{{"/BMC/A", "1"}, {"/BMC/C", "3"}}));
   EXPECT_EQ(bios->writes[0].settings, (SDK::SettingMap{{"/BIOS/B", "2"}}));
+  director->ProcessXQuery(SDK::SettingMap(), false, false);  // ends what groups began
+  EXPECT_EQ(bmc->writes[1].how, "batch(false,false)");
+  EXPECT_EQ(bios->writes.size(), 1U);
   director->ProcessXQuery({{"/BIOS/B", "4"}}, std::string("secret"));
   EXPECT_EQ(bios->writes[1].how, "password(secret)");
   director->ProcessXQuery({{"/BIOS/Menu", {{"a", "1"}}}, {"/BMC/N", {{"b", "2"}}}});
   EXPECT_EQ(bios->writes[2].how, "group(/BIOS/Menu)");
-  EXPECT_EQ(bmc->writes[1].how, "group(/BMC/N)");
+  EXPECT_EQ(bmc->writes[2].how, "group(/BMC/N)");
 }
 
 TEST_F(XDirectorTest, ABatchWithAnUnmountedTreeWritesNothing) {

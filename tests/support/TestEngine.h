@@ -81,6 +81,7 @@ class OpenSaveRestore : public SDK::SaveRestore {
  public:
   using SaveRestore::biosPassword;
   using SaveRestore::biosSetMap;
+  using SaveRestore::bmcModule;
   using SaveRestore::bmcSetMap;
   using SaveRestore::convertIntToString;
   using SaveRestore::DefineSections;

@@ -154,7 +154,7 @@ FileValue SaveRestore::ReadSerialFallback(BiosKey& place, const char* fileName) 
                             (key == "IRQ" && value.text == Serial_A_IRQ);
   if (serialBfound && takenByPortA) {
     ValueRefused(place.section, place.key);
-    ErrorManager::Raise(ErrorManager::BadBiosValue, "/BIOS/Serial Port Configuration");
+    ErrorManager::Raise(ErrorManager::BadBiosValue);
   }
   if (key == "Address") Serial_A_Address = value.text;
   if (key == "IRQ") Serial_A_IRQ = value.text;

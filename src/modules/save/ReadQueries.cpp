@@ -112,7 +112,7 @@ std::string SaveRestore::ExecuteCalcQuery(const char* path) {
   const bool hasSlot = query.find('[') != std::string::npos;
   unsigned sum = 0;  // unsigned: a sum that leaves 32 bits wraps
   for (const std::string& index : FindIntFromString(members)) {
-    if (hasSlot && !Expansion::IsNumber(index)) continue;  // would leave an unfilled "[]"
+    if (hasSlot && index.empty()) continue;  // an unfilled "[]" is not for the engine
     const std::string value = ExecuteGetQuery(Expansion::FillFirst(query, index).c_str());
     sum += static_cast<unsigned>(std::strtol(value.c_str(), nullptr, 10));
   }

@@ -19,10 +19,14 @@
 
 namespace SDK {
 
+/// The longest name of a file, in bytes, that is saved or restored. The record has room for more: a
+/// longer name is refused, not cut.
+inline constexpr std::size_t kLongestFileName = 511;
+
 /// What to save or restore, and where.
 struct SavenRestoreOptions {
   std::int32_t mode;     ///< 0 = BIOS settings with the boot order, 1 = BMC settings, 2 = both
-  char fileName[1024];   ///< path of the file; its extension chooses the form
+  char fileName[1024];   ///< path of the file, up to `kLongestFileName`; its extension is its form
   char password[15];     ///< BIOS administrator password for a restore; may be empty
   bool skipSystemCheck;  ///< restore: do not compare [SYSTEM] with the machine
   bool skipBootOrder;    ///< restore: leave the boot order alone
@@ -30,9 +34,12 @@ struct SavenRestoreOptions {
 
 /// Saves the configuration of the running server to a file, and restores it from one.
 ///
-/// One object serves one operation: construct it, call `Save` or `Restore` once, destroy it. It
-/// talks to the server through the query director (query/XDirector.h), so a back end has to be
-/// mounted first. Not for use from two threads. Failures are thrown as `ResultStatus`; the numbers
+/// One object serves one operation: construct it, call `Save` or `Restore` once, destroy it. A
+/// further operation starts with the catalogue, the queued settings, the cache and the flags that
+/// the one before has left; the file it reads anew. The object talks to the server through the
+/// query director (query/XDirector.h), so a back end has to be mounted first. A program that serves
+/// a second server mounts its back end, sets `Platform::PlatformImpl::inst` to null and makes a new
+/// object. Not for use from two threads. Failures are thrown as `ResultStatus`; the numbers
 /// are in common/ErrorManager.h.
 ///
 ///     SDK::XDirectorImpl::CreateInstance()->Mount("BMC", provider);  // and "BIOS", "SMBIOS"
@@ -58,19 +65,23 @@ class SaveRestore {
   void Save(SavenRestoreOptions options);
 
   /// Restores what `options.mode` says from `options.fileName`. In this order: the BIOS checks the
-  /// password (modes 0 and 2); the file is found and read, once; its [SYSTEM] section is compared
-  /// with the server (unless skipped); the BMC settings are written; the BIOS settings are written
-  /// with the boot order (unless skipped). There is no rollback: what a failure finds written stays
-  /// written. Items that are passed over are named on standard output.
+  /// password (modes 0 and 2); the file is found and read, once, whatever waits behind its name (a
+  /// FIFO is refused at once); its [SYSTEM] section is compared with the server (unless skipped);
+  /// of a text file the BMC settings are written, then the BIOS settings with the boot order
+  /// (unless skipped). Of a stream file the BIOS settings with the boot order come first, then the
+  /// BMC settings: serial-over-LAN, power, event filters, users, LAN. There is no rollback: what a
+  /// failure finds written stays written. Items that are passed over are named on standard output.
   /// \throws std::out_of_range  for a file name of fewer than four characters.
   /// \throws ResultStatus  1040 bad extension; 1042 to 1045 the file does not fit the server; 1046
   ///                       the file cannot be read; 1133, 1134, 1263, 1353 a section, key, boot
-  ///                       order or BIOS value of it is refused; 1177, 1179, 1180 for stream files;
-  ///                       what the engine throws for a write, unchanged.
+  ///                       order or BIOS value of it is refused. A stream file is 1177 when it is
+  ///                       damaged or does not fit the server, 1179 when anything in it is missing
+  ///                       or refused, 1180 with another mode. What the engine throws for a write
+  ///                       passes unchanged.
   void Restore(SavenRestoreOptions options);
 
   /// Reads the [SYSTEM] section of a file into `info`, key to value, without restoring anything.
-  /// \return 0. \throws ResultStatus  1043 a key is missing or empty.
+  /// The file is read anew. \return 0. \throws ResultStatus  1043 a key is missing or empty.
   int GetInventoryFromFile(std::map<std::string, std::string>& info, const char* fileName);
 
   /// Looks at the extension of `fileName` and remembers whether it names a stream file.
@@ -139,8 +150,8 @@ class SaveRestore {
   /// The decimal number of children of the node at `path`, whose paths replace `names`; empty, with
   /// `names` untouched, when there is no such node.
   std::string ExecuteCountQuery(const char* path, std::vector<std::string>& names);
-  /// The decimal sum of a number over all LAN channels; the channel's index takes the place of the
-  /// first "[]" in `path`.
+  /// The decimal sum of a number over all LAN channels; the channel's index, whatever text it is,
+  /// goes into the first "[]" of `path`. What is no number counts 0.
   std::string ExecuteCalcQuery(const char* path);
 
   // --- BMC set rules: SetRules.cpp
@@ -246,8 +257,9 @@ class SaveRestore {
   /// Says on standard output that an item is passed over.
   virtual void PrintSkip(const std::string& text);
 
-  // --- Stream files: modules/stream. Each returns 0, or non-zero when the file is at fault; what
-  // the engine throws passes unchanged, and so do 1133, 1134, 1263 and 1353.
+  // --- Stream files: modules/stream. Each returns 0, or non-zero when the file is at fault; the
+  // hooks above have then been told which section and key it is about, if it is about one. What the
+  // engine throws passes unchanged.
 
   /// Writes the stream file for `mode`, whole or not at all, mode 0600.
   int SaveSCFFile(const char* fileName, int mode);

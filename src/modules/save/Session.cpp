@@ -1,7 +1,6 @@
 // The SaveRestore object: construction, destruction and the entry points.
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -42,7 +41,6 @@ constexpr auto kExtensions = std::to_array<Extension>({
 
 constexpr unsigned long kLocalBmc = 4294967295UL;
 constexpr unsigned kLastMode = 2;
-constexpr std::size_t kLongestPath = 511;  // of a file to restore
 
 /// The text of a fixed-size field, which may lack its terminator.
 template <std::size_t size>
@@ -92,16 +90,18 @@ void SaveRestore::Save(SavenRestoreOptions options) {
   const std::string fileName = FieldText(options.fileName);
   readCacheEnabled = true;
   ValidateFileName(fileName.c_str());
+  const bool isTooLong = fileName.size() > kLongestFileName;
   if (isScfFile) {
     if (static_cast<unsigned>(options.mode) > kLastMode) {
       ErrorManager::Raise(ErrorManager::BadStreamMode);
     }
-    if (SaveSCFFile(fileName.c_str(), options.mode) != 0) {
+    if (isTooLong || SaveSCFFile(fileName.c_str(), options.mode) != 0) {
       ErrorManager::Raise(ErrorManager::StreamSaveFailed);
     }
     return;
   }
   DefineSections(options.mode);
+  if (isTooLong) ErrorManager::Raise(ErrorManager::CannotWriteFile);
   SaveFile(fileName.c_str(), options.mode);
 }
 
@@ -113,15 +113,12 @@ void SaveRestore::Restore(SavenRestoreOptions options) {
   if (options.mode == 0 || options.mode == 2) ValidatePassword(biosPassword.c_str());
   const std::string fileName = FieldText(options.fileName);
   ValidateFileName(fileName.c_str());
+  saved.reset();  // the file as it is now, whatever an earlier operation has read
   if (isScfFile) return RestoreStream(fileName.c_str(), options);
 
-  FILE* file = std::fopen(fileName.c_str(), "r");
-  if (file == nullptr || fileName.size() > kLongestPath) {
-    if (file != nullptr) std::fclose(file);
+  if (fileName.size() > kLongestFileName || !Saved(fileName.c_str()).IsReadable()) {
     ErrorManager::Raise(ErrorManager::CannotReadFile);
   }
-  std::fclose(file);
-  if (!Saved(fileName.c_str()).IsReadable()) ErrorManager::Raise(ErrorManager::CannotReadFile);
   DefineSections(options.mode);
   if (!options.skipSystemCheck && ValidateSystemInfo(fileName.c_str()) != 0) return;
   CommitConfigurationFromINIFile(fileName.c_str(), options.mode);
@@ -131,9 +128,11 @@ void SaveRestore::RestoreStream(const char* fileName, const SavenRestoreOptions&
   if (static_cast<unsigned>(options.mode) > kLastMode) {
     ErrorManager::Raise(ErrorManager::BadStreamMode);
   }
+  DefineSections(options.mode);
   const unsigned char* buffer = nullptr;
   unsigned length = 0;
-  if (ValidateStream(fileName, buffer, length, options.skipSystemCheck) != 0) {
+  if (std::string_view(fileName).size() > kLongestFileName ||
+      ValidateStream(fileName, buffer, length, options.skipSystemCheck) != 0) {
     ErrorManager::Raise(ErrorManager::BadStream);
   }
   const auto require = [](int result) {

@@ -33,6 +33,7 @@ bool EndsCheck(std::string_view board, std::string_view key) {
 
 int SaveRestore::GetInventoryFromFile(std::map<std::string, std::string>& info,
                                       const char* fileName) {
+  saved.reset();  // the file as it is now
   DefineSections(1);
   return GetSystemInfoFromFile(info, fileName);
 }

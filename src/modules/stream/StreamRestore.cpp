@@ -1,6 +1,7 @@
 // The stream operations of SaveRestore. They run the walks of the text form, over the stream as the
 // configuration that keys are looked up in.
 #include <algorithm>
+#include <array>
 #include <memory>
 
 #include "common/AtomicFile.h"
@@ -19,6 +20,27 @@ constexpr int kBiosAndBmc = 2;
 
 /// What the walks know a stream by; no file has this name, for want of an extension.
 constexpr const char* kStreamName = "the stream";
+
+/// The failures that say what is wrong with a file, but for those of the comparison with the
+/// server. The walks have told the hooks which section and key it is about.
+bool IsOfFile(const ResultStatus& failure) {
+  constexpr auto kCodes =
+      std::to_array<int>({ErrorManager::BadSectionMap, ErrorManager::MissingKey,
+                          ErrorManager::BadBootOrder, ErrorManager::BadBiosValue});
+  return std::ranges::find(kCodes, failure.getval()) != kCodes.end();
+}
+
+/// Runs one step of a restore. \return what the step is to return.
+template <typename Step>
+int Outcome(Step step) {
+  try {
+    step();
+  } catch (const ResultStatus& failure) {
+    if (!IsOfFile(failure)) throw;
+    return kRefused;
+  }
+  return kDone;
+}
 
 /// The failures that say that a file does not fit the server.
 bool IsMismatch(const ResultStatus& failure) {
@@ -101,16 +123,14 @@ bool SaveRestore::OpenBlock(const unsigned char* buffer, unsigned int length, co
 int SaveRestore::RestoreBIOSConfigurationFromStream(const unsigned char* buffer,
                                                     unsigned int length) {
   if (!OpenBlock(buffer, length, kBiosStreamBlock.guid, kBiosStreamBlock.target)) return kRefused;
-  QueueBiosSettings(kStreamName);
-  return kDone;
+  return Outcome([&] { QueueBiosSettings(kStreamName); });
 }
 
 int SaveRestore::RestoreBootOrderFromStream(const unsigned char* buffer, unsigned int length) {
   if (!OpenBlock(buffer, length, kBootOrderStreamBlock.guid, kBootOrderStreamBlock.target)) {
     return kRefused;
   }
-  RestoreBootOrdersAndSend(kStreamName);
-  return kDone;
+  return Outcome([&] { RestoreBootOrdersAndSend(kStreamName); });
 }
 
 int SaveRestore::RestoreFWConfigurationFromStream(const unsigned char* buffer, unsigned int length,
@@ -120,12 +140,13 @@ int SaveRestore::RestoreFWConfigurationFromStream(const unsigned char* buffer, u
   // The LAN block comes last, but its fail-over decides what may be set before it.
   const FileValue failOver = saved->Find("LANCHANNELS", "LANFailOver");
   if (StringToUpper(failOver.text) == Expansion::kEnabled) lanFailOver = true;
-  for (const sectionData& section : sections) {
-    const bool isOfBlock =
-        std::ranges::find(block->sections, section.name) != block->sections.end();
-    if (isOfBlock) RestoreSection(section, kStreamName);
-  }
-  return kDone;
+  return Outcome([&] {
+    for (const sectionData& section : sections) {
+      const bool isOfBlock =
+          std::ranges::find(block->sections, section.name) != block->sections.end();
+      if (isOfBlock) RestoreSection(section, kStreamName);
+    }
+  });
 }
 
 }  // namespace SDK

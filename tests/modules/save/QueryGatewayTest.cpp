@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "query/XDirector.h"
 #include "support/TestEngine.h"
@@ -8,9 +8,16 @@ namespace {
 
 class QueryGatewayTest : public EngineTest {
  protected:
-  /// Makes the engine refuse its next call.
-  void RefuseNext() {
+  /// The code of an action whose first call of the engine is refused.
+  template <typename Action>
+  int CodeOfRefused(Action action) {
     Mount(std::make_shared<FailingProvider>(engine, 1, ErrorManager::ValueRefused));
+    return CodeOf(action);
+  }
+  void ExpectWrite(std::size_t number, const char* how, const SDK::SettingMap& settings) {
+    ASSERT_LT(number, engine->writes.size());
+    EXPECT_EQ(engine->writes[number].how, how);
+    EXPECT_EQ(engine->writes[number].settings, settings);
   }
 };
 
@@ -20,27 +27,21 @@ TEST_F(QueryGatewayTest, WritesStayQueuedUntilTheEngineTakesThem) {
   module.FillBiosMapSetQuery("/BIOS/A", "1");
   module.FillBiosMapSetQuery("/BIOS/A", "2");
   module.bmcSetMap["/BMC/B"] = "3";
-  RefuseNext();
-  EXPECT_EQ(CodeOf([&] { module.ExecuteBiosSetMapQuery(); }), ErrorManager::ValueRefused);
-  RefuseNext();
-  EXPECT_EQ(CodeOf([&] { module.ExecuteBmcQuery(); }), ErrorManager::ValueRefused);
+  EXPECT_EQ(CodeOfRefused([&] { module.ExecuteBiosSetMapQuery(); }), ErrorManager::ValueRefused);
+  EXPECT_EQ(CodeOfRefused([&] { module.ExecuteBmcQuery(); }), ErrorManager::ValueRefused);
   module.ExecuteBiosSetMapQuery();
   module.ExecuteBmcQuery();
-  ASSERT_EQ(engine->writes.size(), 2U);
-  EXPECT_EQ(engine->writes[0].how, "password()");  // sent even when it is empty
-  EXPECT_EQ(engine->writes[0].settings, (SDK::SettingMap{{"/BIOS/A", "2"}}));
-  EXPECT_EQ(engine->writes[1].how, "batch(false,false)");
-  EXPECT_EQ(engine->writes[1].settings, (SDK::SettingMap{{"/BMC/B", "3"}}));
-  EXPECT_TRUE(module.biosSetMap.empty() && module.bmcSetMap.empty());
-}
-
-TEST_F(QueryGatewayTest, AnOlderPlatformGetsABatchWithoutThePassword) {
+  module.ExecuteBmcQuery();
+  ExpectWrite(0, "password()", {{"/BIOS/A", "2"}});  // sent even when it is empty
+  ExpectWrite(1, "batch(false,false)", {{"/BMC/B", "3"}});
+  ExpectWrite(2, "batch(false,false)", {});
   SetServer("OSKENT_PLATFORM", "OSKENT");
-  OpenSaveRestore module;
-  module.FillBiosMapSetQuery("/BIOS/A", "5");
-  module.ExecuteBiosSetMapQuery();
-  ASSERT_EQ(engine->writes.size(), 1U);
-  EXPECT_EQ(engine->writes[0].how, "batch(true,false)");
+  OpenSaveRestore older;
+  older.FillBiosMapSetQuery("/BIOS/A", "5");
+  older.ExecuteBiosSetMapQuery();
+  older.ExecuteBiosSetMapQuery();
+  ExpectWrite(3, "batch(true,false)", {{"/BIOS/A", "5"}});
+  ExpectWrite(4, "batch(true,false)", {});
 }
 
 TEST_F(QueryGatewayTest, OnlyExactBmcPathsGoToTheBmcModule) {
@@ -52,21 +53,20 @@ TEST_F(QueryGatewayTest, OnlyExactBmcPathsGoToTheBmcModule) {
   module.ExecuteSetMapQuery("/bmc/N", {{"a", "1"}});
   module.ExecuteGetQuery("/bmc/N/a");
   EXPECT_EQ(bmc->writes.size(), 1U);
-  EXPECT_EQ(engine->writes.back().how, "group(/bmc/N)");
+  ExpectWrite(0, "group(/bmc/N)", {{"a", "1"}});
   EXPECT_EQ(engine->Reads("/bmc/N/a"), 1);
 }
 
 TEST_F(QueryGatewayTest, WhatTheEngineThrowsPassesUnchanged) {
   OpenSaveRestore module;
   NodeMap results = {{"/BMC/A", {}}};
-  const auto code = [&](const char* path) {
-    return CodeOf([&] { module.ProcessXQuery(path, results); });
-  };
-  EXPECT_EQ(code("/BMC/ABSENT"), ErrorManager::NoSuchNode);
-  EXPECT_EQ(code("/BIOS/ABSENT"), ErrorManager::NoSuchNode);
-  EXPECT_EQ(code("/ELSEWHERE/A"), ErrorManager::NotMounted);
-  RefuseNext();
-  EXPECT_EQ(CodeOf([&] { module.ExecuteSetMapQuery("/BMC/N", {}); }), ErrorManager::ValueRefused);
+  for (const auto& [path, code] : {std::pair{"/BMC/ABSENT", ErrorManager::NoSuchNode},
+                                   {"/BIOS/ABSENT", ErrorManager::NoSuchNode},
+                                   {"/ELSEWHERE/A", ErrorManager::NotMounted}}) {
+    EXPECT_EQ(CodeOf([&, name = path] { module.ProcessXQuery(name, results); }), code);
+  }
+  EXPECT_EQ(CodeOfRefused([&] { module.ExecuteSetMapQuery("/BMC/N", {}); }),
+            ErrorManager::ValueRefused);
   EXPECT_EQ(results.size(), 1U);
 }
 

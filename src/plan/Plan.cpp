@@ -6,6 +6,7 @@
 
 #include "common/ErrorManager.h"
 #include "modules/save/Expansion.h"
+#include "plan/BootEntries.h"
 #include "plan/ConfigurationFile.h"
 #include "query/XDirector.h"
 
@@ -77,7 +78,7 @@ Plan MakePlan(const Request& request, const Server& server) {
 }
 
 std::vector<Finding> CheckAgainstServer(const Request& request, const Rehearsal& rehearsal) {
-  std::vector<Finding> findings;
+  std::vector<Finding> findings = CheckBootEntries(request);
   for (const std::string& key : rehearsal.missingKeys) {
     findings.push_back({Finding::Weight::Error, 0, key + " is missing, and a restore needs it"});
   }

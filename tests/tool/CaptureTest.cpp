@@ -253,6 +253,16 @@ TEST_F(LocalTest, AnEditedFileIsRestored) {
   EXPECT_EQ(host_.Variable("BootOrder"), std::string("\7\0\0\0\0\0\2\0\1\0", 10));
 }
 
+TEST_F(LocalTest, BootEntriesOnAMachineWithoutAnyAreRefused) {
+  ASSERT_EQ(Run("--target local save x.ini", Environment()).exitCode, 0);
+  const std::string noEfi = "SAVERESTORE_SYSFS='" + host_.Sysfs().string() + "'";
+  const std::string restore = "--target local restore --yes --no-backup --skip-system-check ";
+  const Outcome refused = Run(restore + "x.ini", noEfi);
+  EXPECT_EQ(refused.exitCode, 65);
+  EXPECT_THAT(refused.err, HasSubstr("efivarfs is not mounted; --skip-boot-order"));
+  EXPECT_EQ(Run(restore + "--skip-boot-order x.ini", noEfi).exitCode, 0);
+}
+
 TEST_F(LocalTest, AUserWhoMayNotReadASettingGetsNoFile) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
   fs::permissions(host_.ValueFile("board", "Tag"), fs::perms::owner_read | fs::perms::owner_write);

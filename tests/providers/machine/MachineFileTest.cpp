@@ -44,7 +44,7 @@ TEST(MachineFile, AFaultIsRefusedWithLineAndReason) {
     return form + ",\n\"nodes\": {\n\"/A\": {},\n\"/B\": " + text + "\n}}";
   };
   const std::pair<std::string, const char*> rows[] = {
-      {" \n", "2: unexpected end of input"},
+      {" \n", "2: syntax error while parsing value - unexpected end of input"},
       {"{\n\n  oops}", "3: syntax error"},
       {"[]", "1: a machine file is one JSON object"},
       {"\"x\"", "1: a machine file is one JSON object"},

@@ -215,7 +215,7 @@ void WriteRow(std::ofstream& page, const SDK::CatalogueSection& section,
   const auto line = [&](std::string_view text) {
     if (!text.empty()) page << ".br\n" << Roff(text) << "\n";
   };
-  std::string_view comment = row.comment;
+  std::string_view comment = row.form.comment;
   comment.remove_prefix(std::min(comment.find_first_not_of('\t'), comment.size()));
   page << ".TP 4\n.B " << RoffName(row.key) << "\n";
   line(row.query);

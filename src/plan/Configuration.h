@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <set>
 #include <string>
@@ -31,7 +32,8 @@ struct Setting {
   std::string key;
   std::string value;
   std::string comment;
-  std::string path;  ///< the query path; empty for a setting of a file
+  std::string path;        ///< the query path; empty for a setting of a file
+  std::uint32_t line = 0;  ///< of a text file; else 0
 
   /// How people see it: "BIOS::Main::Quiet Boot".
   [[nodiscard]] std::string Name() const { return section + "::" + key; }

@@ -49,6 +49,18 @@ std::vector<Scf::Section> ReadStream(const std::string& path) {
   }
 }
 
+Configuration ConfigurationOf(const IniDocument& document) {
+  Configuration configuration;
+  for (const IniDocument::Section& section : document.Sections()) {
+    configuration.AddSection(std::string(section.name));
+  }
+  for (const IniDocument::Entry& entry : document.Entries()) {
+    configuration.Add({std::string(document.Sections()[entry.section].name), std::string(entry.key),
+                       std::string(entry.value), std::string(entry.comment), "", entry.line});
+  }
+  return configuration;
+}
+
 Configuration ConfigurationOf(const std::vector<Scf::Section>& sections) {
   Configuration configuration;
   for (const Scf::Section& section : sections) {
@@ -75,7 +87,7 @@ ConfigurationFile::ConfigurationFile(const std::string& path) {
     lines_ = ReadLines(path);
     sections_ = SectionsOf(*lines_);
   }
-  content_ = ConfigurationOf(sections_);
+  content_ = lines_ != nullptr ? ConfigurationOf(*lines_) : ConfigurationOf(sections_);
 }
 
 }  // namespace Planning

@@ -111,7 +111,7 @@ std::string VerifyDocument(const Verification& verification, const std::string& 
 std::string CheckDocument(const std::vector<Finding>& findings, const std::string& file) {
   ordered_json list = ordered_json::array();
   for (const Finding& finding : findings) {
-    list.push_back({{"severity", finding.weight == Finding::Weight::Error ? "error" : "warning"},
+    list.push_back({{"severity", finding.weight == Finding::Weight::Warning ? "warning" : "error"},
                     {"line", finding.line},
                     {"text", finding.text}});
   }

@@ -1,20 +1,16 @@
 #include "plan/FileCheck.h"
 
 #include <algorithm>
+#include <ranges>
 #include <string_view>
 
 #include "modules/save/Expansion.h"
 #include "modules/save/SectionCatalogue.h"
+#include "plan/Failure.h"
+#include "plan/UnknownNames.h"
 
 namespace Planning {
 namespace {
-
-bool IsKnownSection(const std::string& section) {
-  return IsBiosSection(section) ||
-         std::ranges::any_of(SDK::CatalogueTable(), [&](const SDK::CatalogueSection& known) {
-           return SDK::Expansion::IsInstanceOf("[" + section + "]", known.name);
-         });
-}
 
 /// "text=value" entries, each behind ": ". A text may hold anything, so a value is looked for with
 /// what stands around it.
@@ -29,65 +25,58 @@ bool IsAmongBiosOptions(std::string_view comment, std::string_view value) {
   return false;
 }
 
-/// "On, Off or Restore. More text": options in any case.
-bool IsAmongBmcOptions(std::string_view options, std::string_view value) {
-  std::string list(options.substr(0, options.find(". ")));
-  for (std::size_t at = list.find(" or "); at != std::string::npos; at = list.find(" or ")) {
-    list.replace(at, 4, ", ");
-  }
-  const std::string wanted = Upper(std::string(value));
-  for (std::size_t start = 0; start < list.size();) {
-    const std::size_t end = std::min(list.find(',', start), list.size());
-    std::string option = list.substr(start, end - start);
-    std::erase(option, ' ');
-    if (Upper(option) == wanted) return true;
-    start = end + 1;
-  }
-  return false;
-}
-
-/// True unless the comment lists options and the value is none of them.
-bool FitsComment(const std::string& comment, const std::string& value) {
-  constexpr std::string_view kBiosOptions = ";Options: ";
-  constexpr std::string_view kBmcOptions = "; Options: ";
-  if (value.empty() || value == "N.A.") return true;
-  if (comment.starts_with(kBiosOptions)) return IsAmongBiosOptions(comment, value);
-  if (comment.starts_with(kBmcOptions)) {
-    return IsAmongBmcOptions(std::string_view(comment).substr(kBmcOptions.size()), value);
-  }
-  return true;
-}
-
 /// A key as it stands in a file.
 struct Key {
+  std::string section;
   std::string name;
   std::string value;
   std::string comment;
   std::uint32_t line;  ///< 0 in a stream file, which has no lines
 };
 
+/// Why a value is none that its key can have, as far as the file alone tells: a BIOS key by the
+/// options that its comment lists, a BMC key by its form. Empty when it can.
+std::string ObjectionTo(const Key& key) {
+  constexpr std::string_view kBiosOptions = ";Options: ";
+  if (key.value.empty() || key.value == "N.A.") return "";
+  if (key.comment.starts_with(kBiosOptions)) {
+    return IsAmongBiosOptions(key.comment, key.value)
+               ? ""
+               : "it is not among the options that its comment lists";
+  }
+  const SDK::ValueForm* form = SDK::FormOf(key.section, key.name, key.comment);
+  return form == nullptr ? "" : SDK::Objection(*form, key.value);
+}
+
+/// True when the comment of a key has become part of its value, since a blank stands where the tab
+/// should be. A text of free form may hold a semicolon, so only what the key's own comment begins
+/// with counts.
+bool HoldsComment(const Key& key) {
+  if (key.value.find(" ;Options") != std::string::npos) return true;
+  const SDK::ValueForm* form = SDK::FormOf(key.section, key.name, key.comment);
+  if (form == nullptr || *form->comment == '\0') return false;
+  const std::string comment(form->comment + 1);  // without its tab
+  return key.value.find(" " + comment.substr(0, comment.find(' ', 2))) != std::string::npos;
+}
+
 /// Every key of a file, also those that a later one replaces.
 std::vector<Key> KeysOf(const ConfigurationFile& file) {
   std::vector<Key> keys;
   if (file.Lines() != nullptr) {
     for (const IniDocument::Entry& entry : file.Lines()->Entries()) {
-      keys.push_back({std::string(entry.key), std::string(entry.value), std::string(entry.comment),
+      keys.push_back({std::string(file.Lines()->Sections()[entry.section].name),
+                      std::string(entry.key), std::string(entry.value), std::string(entry.comment),
                       entry.line});
     }
     return keys;
   }
   for (const Scf::Section& section : file.Sections()) {
-    for (const SDK::Row& row : section.rows) keys.push_back({row.key, row.value, row.comment, 0});
+    const std::string name = SDK::Expansion::WithoutBrackets(section.name);
+    for (const SDK::Row& row : section.rows) {
+      keys.push_back({name, row.key, row.value, row.comment, 0});
+    }
   }
   return keys;
-}
-
-/// The line of a section's first heading.
-std::uint32_t LineOf(const ConfigurationFile& file, const std::string& section) {
-  if (file.Lines() == nullptr) return 0;
-  const auto& sections = file.Lines()->Sections();
-  const auto found = std::ranges::find(sections, section, &IniDocument::Section::name);
-  return found == sections.end() ? 0 : found->line;
 }
 
 Finding FindingOf(const IniDocument::Problem& problem) {
@@ -109,10 +98,56 @@ Finding FindingOf(const IniDocument::Problem& problem) {
   return {};
 }
 
+/// What a person should know of one key.
+void CheckKey(const Key& key, bool isText, std::vector<Finding>& findings) {
+  using Weight = Finding::Weight;
+  const std::string name = key.section + "::" + key.name;
+  if (HoldsComment(key)) {
+    findings.push_back({Weight::Error, key.line,
+                        name + ": the comment is part of the value \"" + key.value +
+                            "\", since a tab must stand before its \";\""});
+  } else if (const std::string objection = ObjectionTo(key); !objection.empty()) {
+    findings.push_back({Weight::Warning, key.line, name + ": \"" + key.value + "\": " + objection});
+  }
+  if (isText && key.value.size() > kLongestRead) {
+    findings.push_back({Weight::Warning, key.line,
+                        name + ": the value is longer than 127 bytes; a restore leaves that "
+                               "setting as it is"});
+  }
+}
+
+/// The last key that a save writes into a section on every server; empty for a section of its own
+/// rules.
+std::string LastKeyOf(const std::string& section) {
+  for (const SDK::CatalogueSection& known : SDK::CatalogueTable()) {
+    if (known.numbered != 0 || "[" + section + "]" != known.name) continue;
+    for (const SDK::CatalogueRow& row : known.rows | std::views::reverse) {
+      if (row.presence == SDK::Presence::Always && row.type != SDK::QT_INSTANCE) return row.key;
+    }
+  }
+  return "";
+}
+
+/// A save never ends in the middle of a section: what ends there has been cut.
+void CheckEnd(const ConfigurationFile& file, std::vector<Finding>& findings) {
+  const Configuration& content = file.Content();
+  if (content.Sections().empty()) {
+    findings.push_back({Finding::Weight::Error, 0, "it holds no section: it is empty or cut"});
+    return;
+  }
+  if (file.Lines() != nullptr && !file.Lines()->IsWellFormed()) return;
+  const std::string& last = content.Sections().back();
+  const std::string key = LastKeyOf(last);
+  if (key.empty() || content.Find(last, key) != nullptr) return;
+  findings.push_back(
+      {Finding::Weight::Warning, 0,
+       "it ends in the middle of [" + last + "], before \"" + key + "\": it is probably cut"});
+}
+
 }  // namespace
 
 std::vector<Finding> CheckFile(const ConfigurationFile& file) {
-  std::vector<Finding> findings;
+  std::vector<Finding> findings = UnknownAnywhere(file.Content());
   if (file.Lines() != nullptr) {
     for (const IniDocument::Problem& problem : file.Lines()->Problems()) {
       findings.push_back(FindingOf(problem));
@@ -123,36 +158,40 @@ std::vector<Finding> CheckFile(const ConfigurationFile& file) {
            findings.back().line, "and " + std::to_string(more) + " more lines of this kind"});
     }
   }
-  for (const std::string& section : file.Content().Sections()) {
-    if (section.empty() || IsKnownSection(section)) continue;
-    findings.push_back({Finding::Weight::Warning, LineOf(file, section),
-                        "the section [" + section + "] belongs to no server"});
-  }
-  for (const Key& key : KeysOf(file)) {
-    if (!FitsComment(key.comment, key.value)) {
-      findings.push_back({Finding::Weight::Warning, key.line,
-                          "\"" + key.value + "\" is not among the options that the comment of \"" +
-                              key.name + "\" lists"});
-    }
-    if (file.Lines() != nullptr && key.value.size() > kLongestRead) {
-      findings.push_back({Finding::Weight::Warning, key.line,
-                          "the value of \"" + key.name +
-                              "\" is longer than 127 bytes; a restore leaves that setting as it "
-                              "is"});
-    }
-  }
+  for (const Key& key : KeysOf(file)) CheckKey(key, file.Lines() != nullptr, findings);
+  CheckEnd(file, findings);
   std::ranges::stable_sort(findings, {}, &Finding::line);
   return findings;
 }
 
+ConfigurationFile WellFormed(const std::string& path) {
+  ConfigurationFile file(path);
+  std::vector<Finding> faults;
+  if (file.Lines() != nullptr) {
+    for (const IniDocument::Problem& problem : file.Lines()->Problems()) {
+      faults.push_back(FindingOf(problem));
+    }
+  }
+  CheckEnd(file, faults);
+  const auto fault = std::ranges::find(faults, Finding::Weight::Error, &Finding::weight);
+  if (fault == faults.end()) return file;
+  const auto all = std::ranges::count(faults, Finding::Weight::Error, &Finding::weight);
+  throw Failure(Failure::Kind::BadInput,
+                Describe(*fault, path) +
+                    (all > 1 ? " (and " + std::to_string(all - 1) + " more; see \"check\")" : ""));
+}
+
 bool HasErrors(const std::vector<Finding>& findings) {
-  return std::ranges::any_of(
-      findings, [](const Finding& finding) { return finding.weight == Finding::Weight::Error; });
+  return std::ranges::find(findings, Finding::Weight::Error, &Finding::weight) != findings.end();
+}
+
+bool HasUnknown(const std::vector<Finding>& findings) {
+  return std::ranges::find(findings, Finding::Weight::Unknown, &Finding::weight) != findings.end();
 }
 
 std::string Describe(const Finding& finding, const std::string& file) {
   return file + ":" + (finding.line == 0 ? "" : std::to_string(finding.line) + ":") +
-         (finding.weight == Finding::Weight::Error ? " error: " : " warning: ") + finding.text;
+         (finding.weight == Finding::Weight::Warning ? " warning: " : " error: ") + finding.text;
 }
 
 }  // namespace Planning

@@ -12,6 +12,7 @@ namespace Planning {
 struct Finding {
   enum class Weight {
     Error,    ///< a restore is refused
+    Unknown,  ///< a name that nothing has: a restore is refused until it is told to pass over it
     Warning,  ///< a restore goes on, perhaps not as wanted
   };
   Weight weight;
@@ -20,10 +21,16 @@ struct Finding {
 };
 
 /// What a file tells by itself: lines that are none, duplicates, values that are not among the
-/// options their comment lists, values longer than a restore reads, sections that no server has.
+/// options their comment lists or have a comment for a part, values longer than a restore reads,
+/// names that no server has, an end that is missing.
 [[nodiscard]] std::vector<Finding> CheckFile(const ConfigurationFile& file);
 
+/// The file at `path`, which has no line that is none and is not empty.
+/// \throws Failure  it has, or cannot be read.
+[[nodiscard]] ConfigurationFile WellFormed(const std::string& path);
+
 [[nodiscard]] bool HasErrors(const std::vector<Finding>& findings);
+[[nodiscard]] bool HasUnknown(const std::vector<Finding>& findings);
 
 /// How a finding reads: "x.ini:12: error: ...".
 [[nodiscard]] std::string Describe(const Finding& finding, const std::string& file);

@@ -1,47 +1,50 @@
 #include "plan/Plan.h"
 
+#include <algorithm>
 #include <iterator>
-#include <map>
 #include <utility>
 
 #include "common/ErrorManager.h"
-#include "modules/save/Expansion.h"
 #include "plan/BootEntries.h"
 #include "plan/ConfigurationFile.h"
-#include "query/XDirector.h"
+#include "plan/UnknownNames.h"
 
 namespace Planning {
 namespace {
 
-/// The value that the server has at `path`; empty when it has none.
-std::string PresentValue(const std::string& path) {
-  NodeMap nodes;
-  try {
-    SDK::XDirectorImpl::CreateInstance()->ProcessXQuery(path, nodes);
-  } catch (const ResultStatus&) {
-    return {};
-  }
-  const auto node = nodes.find(path);
-  return node == nodes.end() || node->second.values.empty() ? "" : node->second.values.front();
+/// What cannot be written as a finding of the file.
+Finding FindingOf(const Obstacle& obstacle, bool keepsGoing) {
+  const Change& change = obstacle.change;
+  return {keepsGoing ? Finding::Weight::Warning : Finding::Weight::Error, 0,
+          change.Name() + ": \"" + change.to + "\" cannot be written: " + obstacle.reason};
 }
 
-/// `present` has most of the present values; it has retry intervals and boot orders in another
-/// form.
-std::vector<Change> ChangesOf(const std::vector<RecordedWrite>& writes,
-                              const Configuration& present) {
-  std::map<std::string, const std::string*> known;
-  for (const Setting& setting : present.Settings()) {
-    const bool isAsSent =
-        setting.key != SDK::Expansion::kRetryIntervalKey && !IsBootOrder(setting.section);
-    if (isAsSent) known.try_emplace(setting.path, &setting.value);
+/// Takes out of `plan.changes` what cannot be written.
+void FindObstacles(Plan& plan) {
+  plan.obstacles = ObstaclesTo(plan.changes, plan.request.wanted, plan.present);
+  for (const Obstacle& obstacle : plan.obstacles) {
+    std::erase_if(plan.changes,
+                  [&](const Change& change) { return change.path == obstacle.change.path; });
+    if (!obstacle.isReadOnly) {
+      plan.findings.push_back(FindingOf(obstacle, plan.request.keepsGoing));
+    }
   }
-  std::vector<Change> changes;
-  for (const RecordedWrite& write : writes) {
-    const auto found = known.find(write.path);
-    std::string from = found == known.end() ? PresentValue(write.path) : *found->second;
-    if (from != write.value) changes.push_back({write.path, std::move(from), write.value});
+}
+
+/// What the changes lead to beyond themselves. What a back end has no way to write is an obstacle.
+void Foresee(Plan& plan, const Server& server) {
+  SDK::SettingMap settings;
+  for (const Change& change : plan.changes) settings.emplace(change.path, change.to);
+  for (SDK::WriteForesight& foreseen : server.Foresee(settings)) {
+    const auto change = std::ranges::find(plan.changes, foreseen.path, &Change::path);
+    if (foreseen.kind != SDK::WriteForesight::Kind::CannotTake || change == plan.changes.end()) {
+      plan.foresight.push_back(std::move(foreseen));
+      continue;
+    }
+    plan.obstacles.push_back({*change, foreseen.text, false});
+    plan.findings.push_back(FindingOf(plan.obstacles.back(), plan.request.keepsGoing));
+    plan.changes.erase(change);
   }
-  return changes;
 }
 
 }  // namespace
@@ -68,11 +71,14 @@ Plan MakePlan(const Request& request, const Server& server) {
   std::vector<Finding> more = CheckAgainstServer(request, rehearsal);
   server.ThrowIfSilent();  // what it has not told is no fault of the file
   std::move(more.begin(), more.end(), std::back_inserter(plan.findings));
-  if (plan.IsRefused()) return plan;
   plan.present = ConfigurationOfTarget(request.mode);
+  more = UnknownOnServer(request, plan.present);
+  std::move(more.begin(), more.end(), std::back_inserter(plan.findings));
   plan.changes = ChangesOf(rehearsal.writes, plan.present);
   plan.writes = std::move(rehearsal.writes);
   plan.skipped = std::move(rehearsal.skipped);
+  FindObstacles(plan);
+  Foresee(plan, server);
   server.ThrowIfSilent();
   return plan;
 }
@@ -90,7 +96,8 @@ std::vector<Finding> CheckAgainstServer(const Request& request, const Rehearsal&
   }
   if (request.skipSystemCheck) return findings;
   for (const SystemMismatch& mismatch : SystemMismatches(request.file)) {
-    findings.push_back({Finding::Weight::Error, 0, mismatch.text});
+    const auto weight = mismatch.error == 0 ? Finding::Weight::Warning : Finding::Weight::Error;
+    findings.push_back({weight, 0, mismatch.text});
   }
   return findings;
 }

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "plan/Change.h"
 #include "plan/Configuration.h"
 #include "plan/FileCheck.h"
 #include "plan/Rehearsal.h"
@@ -20,24 +21,20 @@
 
 namespace Planning {
 
-/// A write that changes something.
-struct Change {
-  std::string path;
-  std::string from;  ///< the present value
-  std::string to;
-};
-
 /// What a restore would do to a server.
 struct Plan {
   Request request;
-  std::vector<Finding> findings;  ///< of the file by itself, then of the file on this server
-  // The rest is empty when the findings hold errors: nothing is planned then.
+  std::vector<Finding> findings;      ///< of the file by itself, then of the file on this server
   Configuration present;              ///< what the server has
   std::vector<RecordedWrite> writes;  ///< all that would be sent
   std::vector<Change> changes;        ///< those of them that change something
-  std::vector<std::string> skipped;   ///< what the restore says about items it passes over
+  std::vector<Obstacle> obstacles;    ///< what would change too, but cannot
+  std::vector<SDK::WriteForesight> foresight;  ///< what the changes lead to beyond themselves
+  std::vector<std::string> skipped;            ///< what the restore says about items it passes over
 
-  [[nodiscard]] bool IsRefused() const { return HasErrors(findings); }
+  [[nodiscard]] bool IsRefused() const {
+    return HasErrors(findings) || (HasUnknown(findings) && !request.ignoresUnknown);
+  }
 };
 
 /// Works out what a restore would do, by rehearsing it. Writes nothing.

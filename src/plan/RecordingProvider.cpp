@@ -3,11 +3,6 @@
 #include <utility>
 
 namespace Planning {
-namespace {
-
-constexpr const char* kPasswordPath = "/BIOS/AdminPw";
-
-}  // namespace
 
 RecordingProvider::RecordingProvider(std::shared_ptr<SDK::QueryProvider> inner,
                                      std::vector<RecordedWrite>& log)

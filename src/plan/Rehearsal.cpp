@@ -25,6 +25,11 @@ class RehearsedRestore final : public SDK::SaveRestore {
   Rehearsal& rehearsal_;
 };
 
+std::string BothValues(const std::string& key, const std::string& ofFile,
+                       const std::string& ofMachine) {
+  return key + " is \"" + ofFile + "\" in the file and \"" + ofMachine + "\" on this machine";
+}
+
 /// The module's comparison of [SYSTEM], one item at a time so that none hides another.
 class SystemComparison final : public SDK::SaveRestore {
  public:
@@ -41,11 +46,14 @@ class SystemComparison final : public SDK::SaveRestore {
         GetSystemInfoFromFile(ofFile, file.c_str());
         if (ofMachine.empty()) break;  // a board that ends the comparison here
         CompareSystemValue(item.key, ofFile[item.key], ofMachine[item.key]);
+        if (ofFile[item.key] != ofMachine[item.key]) {
+          mismatches.push_back(
+              {0, "the versions are near, not equal: " +
+                      BothValues(item.key, ofFile[item.key], ofMachine[item.key])});
+        }
       } catch (const ResultStatus& failure) {
-        const std::string what = ofFile.empty() ? item.key
-                                                : item.key + " is \"" + ofFile[item.key] +
-                                                      "\" in the file and \"" +
-                                                      ofMachine[item.key] + "\" on this machine";
+        const std::string what =
+            ofFile.empty() ? item.key : BothValues(item.key, ofFile[item.key], ofMachine[item.key]);
         mismatches.push_back(
             {failure.getval(),
              WithDetail(failure.message(), what + "; error " + std::to_string(failure.getval()))});

@@ -33,11 +33,11 @@ void AddOnce(std::vector<std::string>& lines, const std::string& line);
 
 /// One way in which the [SYSTEM] section of a file does not fit the mounted target.
 struct SystemMismatch {
-  int error;  ///< 1042 to 1045
+  int error;  ///< 1042 to 1045; 0: a restore goes on all the same
   std::string text;
 };
 
-/// All of them; none when a restore would go on.
+/// All of them.
 [[nodiscard]] std::vector<SystemMismatch> SystemMismatches(const std::string& file);
 
 }  // namespace Planning

@@ -5,7 +5,7 @@
 #include <set>
 #include <type_traits>
 
-#include "modules/save/SectionCatalogue.h"
+#include "plan/Compare.h"
 
 namespace Planning {
 namespace {
@@ -20,19 +20,29 @@ constexpr auto kOutcomeNames = std::to_array<OutcomeName>({
     {Outcome::Pending, "pending until the next boot"},
     {Outcome::NotApplied, "not applied"},
     {Outcome::Skipped, "skipped"},
+    {Outcome::Unknown, "not read back"},
 });
 
-/// What was sent to the machine and what it says of that, by query path.
+/// What was to be sent to the server, how far that has come, and what the server says of it.
 struct Sent {
+  const Plan& plan;
+  const Written& written;
   std::set<std::string> paths;
   std::map<std::string, const SDK::WriteNote*> notes;
-};
+  std::map<std::string, const Obstacle*> obstacles;
 
-std::set<std::string> PathsOf(const std::vector<RecordedWrite>& writes) {
-  std::set<std::string> paths;
-  for (const RecordedWrite& write : writes) paths.insert(write.path);
-  return paths;
-}
+  Sent(const Plan& ofPlan, const Written& ofWrites) : plan(ofPlan), written(ofWrites) {
+    for (const RecordedWrite& write : plan.writes) paths.insert(write.path);
+    for (const Obstacle& obstacle : plan.obstacles) {
+      obstacles.try_emplace(obstacle.change.path, &obstacle);
+    }
+    // Where one setting has several notes, a refusal is the last word.
+    for (const SDK::WriteNote& note : written.notes) {
+      const SDK::WriteNote*& kept = notes[note.path];
+      if (kept == nullptr || kept->fate != SDK::WriteNote::Fate::Refused) kept = &note;
+    }
+  }
+};
 
 /// The first entry at or below `setting`'s path, or the end. A row of a boot order stands for its
 /// device, so whatever is about any position of the order is about the row.
@@ -59,35 +69,107 @@ std::string ReasonNotSent(const Setting& wanted) {
   return "a rule keeps this setting as it is";
 }
 
-ReportRow RowFor(const Setting& wanted, const Configuration& before, const Configuration& after,
-                 const Sent& sent) {
+/// Why the server has not got a value that was to be sent to `path`.
+std::string ReasonNotApplied(const std::string& path, const Sent& sent) {
+  const auto& failure = sent.written.failure;
+  const auto delivery = sent.written.deliveries.find(path);
+  if (delivery == sent.written.deliveries.end()) {
+    return failure ? "not sent: the restore ended before it" : "not sent";
+  }
+  switch (delivery->second) {
+    case Delivery::Taken:
+      return "the machine keeps its value";
+    case Delivery::Refused:
+      // The message of a refused batch names the setting that it is about.
+      return failure && failure->message().find(path + " ") != std::string::npos
+                 ? "the target refuses it"
+                 : "not sent: the target refused another setting of its batch";
+    case Delivery::Unknown:
+      return "the connection broke while it was sent";
+  }
+  return "";
+}
+
+/// What the server says of a write, where that is the last word.
+std::optional<Outcome> OutcomeOf(const SDK::WriteNote* note) {
+  if (note == nullptr || note->fate == SDK::WriteNote::Fate::Ignored) return std::nullopt;
+  return note->fate == SDK::WriteNote::Fate::Pending ? Outcome::Pending : Outcome::NotApplied;
+}
+
+bool IsRefusal(const SDK::WriteNote* note) {
+  return note != nullptr && note->fate == SDK::WriteNote::Fate::Refused;
+}
+
+/// The outcome of a setting that the server has, into `row`.
+void Judge(const Setting& wanted, const Setting& now, const Sent& sent, ReportRow& row) {
+  const Setting* was = sent.plan.present.Find(wanted.section, wanted.key);
+  const auto found = FindFor(now, sent.notes);
+  const SDK::WriteNote* note = found == sent.notes.end() ? nullptr : found->second;
+  const auto obstacle = sent.obstacles.find(now.path);
+  const bool isSame = SameValue(wanted, now);
+  const auto path = FindFor(now, sent.paths);
+  if (obstacle != sent.obstacles.end() && !IsBootOrder(wanted.section)) {
+    row.outcome = Outcome::NotApplied;
+    row.reason = obstacle->second->reason;
+    row.isReadOnly = obstacle->second->isReadOnly;
+  } else if (isSame && was != nullptr && SameValue(wanted, *was) && !IsRefusal(note)) {
+    row.outcome = Outcome::Unchanged;
+  } else if (const auto said = OutcomeOf(note)) {
+    row.outcome = *said;  // whichever value the machine shows
+    row.reason = note->reason;
+  } else if (isSame) {
+    row.outcome = Outcome::Applied;
+  } else if (note != nullptr || path != sent.paths.end()) {
+    row.outcome = Outcome::NotApplied;
+    row.reason = note != nullptr ? note->reason : ReasonNotApplied(*path, sent);
+  } else {
+    row.reason = ReasonNotSent(wanted);
+  }
+}
+
+ReportRow RowFor(const Setting& wanted, const Configuration& after, const Sent& sent) {
   ReportRow row{wanted.section, wanted.key, Outcome::Skipped, wanted.value, "", ""};
-  const Setting* was = before.Find(wanted.section, wanted.key);
   const Setting* now = after.Find(wanted.section, wanted.key);
   if (now == nullptr) {
     row.reason = "this machine has no such setting";
     return row;
   }
   row.present = now->value;
-  const auto note = FindFor(*now, sent.notes);
-  const bool isNoted = note != sent.notes.end();
-  if (SameValue(wanted, *now) && was != nullptr && SameValue(wanted, *was)) {
-    row.outcome = Outcome::Unchanged;
-  } else if (isNoted && note->second->fate == SDK::WriteNote::Fate::Pending) {
-    row.outcome = Outcome::Pending;  // whichever value the machine shows until then
+  Judge(wanted, *now, sent, row);
+  return row;
+}
+
+/// What is known of a change when the server cannot be read any more.
+ReportRow BlindRowFor(const Change& change, const Sent& sent) {
+  ReportRow row{change.section, change.key, Outcome::Unknown, change.to, "", ""};
+  const auto note = sent.notes.find(change.path);
+  const auto delivery = sent.written.deliveries.find(change.path);
+  const bool isTold = delivery != sent.written.deliveries.end();
+  if (const auto said = OutcomeOf(note == sent.notes.end() ? nullptr : note->second)) {
+    row.outcome = *said;
     row.reason = note->second->reason;
-  } else if (SameValue(wanted, *now)) {
-    row.outcome = Outcome::Applied;
-  } else if (isNoted) {
+  } else if (!isTold || delivery->second == Delivery::Refused) {
     row.outcome = Outcome::NotApplied;
-    row.reason = note->second->reason;
-  } else if (FindFor(*now, sent.paths) != sent.paths.end()) {
-    row.outcome = Outcome::NotApplied;
-    row.reason = "the machine keeps its value";
+    row.reason = ReasonNotApplied(change.path, sent);
   } else {
-    row.reason = ReasonNotSent(wanted);
+    row.reason = delivery->second == Delivery::Taken ? "the target has taken it"
+                                                     : ReasonNotApplied(change.path, sent);
   }
   return row;
+}
+
+void AddRows(const Configuration& wanted, const Sent& sent, Report& report) {
+  for (const Setting& setting : wanted.Settings()) {
+    if (setting.section == "SYSTEM") continue;
+    report.rows.push_back(RowFor(setting, report.present, sent));
+  }
+  for (const Setting& setting : report.present.Settings()) {
+    if (setting.section == "SYSTEM" || wanted.Find(setting.section, setting.key) != nullptr) {
+      continue;
+    }
+    report.rows.push_back(
+        {setting.section, setting.key, Outcome::Skipped, "", setting.value, kNotNamed});
+  }
 }
 
 }  // namespace
@@ -100,32 +182,41 @@ std::size_t Report::Count(Outcome outcome) const {
   return static_cast<std::size_t>(std::ranges::count(rows, outcome, &ReportRow::outcome));
 }
 
+bool Report::IsAsWanted() const {
+  return std::ranges::all_of(rows, [](const ReportRow& row) {
+    return row.isReadOnly ||
+           (row.outcome != Outcome::NotApplied && row.outcome != Outcome::Unknown);
+  });
+}
+
 Report ReportOf(const Plan& plan, const Written& written, const Server& server) {
   Report report;
-  report.present = ConfigurationOfTarget(plan.request.mode);
-  report.silence = server.Silence();
-  if (report.silence) return report;
-  const Configuration& wanted = plan.request.wanted;
-  Sent sent{PathsOf(plan.writes), {}};
-  for (const SDK::WriteNote& note : written.notes) sent.notes.try_emplace(note.path, &note);
-  for (const Setting& setting : wanted.Settings()) {
-    if (setting.section == "SYSTEM") continue;
-    report.rows.push_back(RowFor(setting, plan.present, report.present, sent));
+  try {
+    report.present = ConfigurationOfTarget(plan.request.mode);
+    report.silence = server.Silence();
+  } catch (const ResultStatus& failure) {
+    report.silence = failure;
   }
-  for (const Setting& setting : report.present.Settings()) {
-    if (setting.section == "SYSTEM" || wanted.Find(setting.section, setting.key) != nullptr) {
-      continue;
-    }
-    report.rows.push_back(
-        {setting.section, setting.key, Outcome::Skipped, "", setting.value, kNotNamed});
+  const Sent sent(plan, written);
+  if (report.silence) {
+    report.present = {};
+    for (const Change& change : plan.changes) report.rows.push_back(BlindRowFor(change, sent));
+  } else {
+    AddRows(InMode(plan.request.wanted, plan.request.mode), sent, report);
   }
   return report;
 }
 
 std::vector<SDK::BootMessage> WaitingFromBefore(const Plan& plan, const Server& server) {
   if (plan.request.mode == ModeBmc) return {};
-  const std::set<std::string> sent = PathsOf(plan.writes);
-  std::vector<SDK::BootMessage> waiting = server.BootMessages();
+  std::set<std::string> sent;
+  for (const RecordedWrite& write : plan.writes) sent.insert(write.path);
+  std::vector<SDK::BootMessage> waiting;
+  try {
+    waiting = server.BootMessages();
+  } catch (const ResultStatus&) {
+    return {};
+  }
   std::erase_if(waiting, [&](const SDK::BootMessage& message) {
     return !message.isWaiting || sent.contains(message.path);
   });

@@ -18,6 +18,8 @@ struct Request {
   Mode mode = ModeAll;
   bool skipSystemCheck = false;  ///< do not compare [SYSTEM] with the server
   bool skipBootOrder = false;    ///< leave the boot order and the hard-disk order alone
+  bool keepsGoing = false;       ///< write the rest where some values cannot be taken
+  bool ignoresUnknown = false;   ///< pass over names that the server does not know
 };
 
 /// The request for a file as it is. Without a mode it is the one that covers what the file holds.

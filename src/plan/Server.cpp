@@ -1,5 +1,8 @@
 #include "plan/Server.h"
 
+#include <algorithm>
+#include <iterator>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -31,6 +34,20 @@ Server::~Server() {
 
 void Server::ThrowIfSilent() const {
   if (silence_) throw ResultStatus(*silence_);
+}
+
+std::vector<SDK::WriteForesight> Server::Foresee(const SDK::SettingMap& settings) const {
+  std::map<std::string, SDK::SettingMap> byTree;  // a batch goes to one back end
+  for (const auto& [path, value] : settings) {
+    byTree[path.substr(1, path.find('/', 1) - 1)].emplace(path, value);
+  }
+  std::vector<SDK::WriteForesight> foresight;
+  for (const auto& [tree, batch] : byTree) {
+    const auto mount = mounts_.find(tree);
+    if (mount == mounts_.end()) continue;
+    std::ranges::move(mount->second.provider->Foresee(batch), std::back_inserter(foresight));
+  }
+  return foresight;
 }
 
 std::vector<SDK::BootMessage> Server::BootMessages() const {

@@ -27,6 +27,9 @@ class Server {
   /// Throws that failure, if there is one.
   void ThrowIfSilent() const;
 
+  /// What writing `settings` would lead to; nothing is written. \throws ResultStatus
+  [[nodiscard]] std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings) const;
+
   /// What the BIOS has left of its last boot, and what waits for the next one.
   [[nodiscard]] std::vector<SDK::BootMessage> BootMessages() const;
 

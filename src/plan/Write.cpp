@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <memory>
 
 #include "common/ErrorManager.h"
 #include "modules/save/SaveRestore.h"
@@ -55,10 +56,20 @@ void RestoreKeepingFailure(const Request& request, Mode mode, const std::string&
   RestoreKeepingFailure(request, ModeBios, password, server, written);
 }
 
+/// Mounts the server itself when the scope ends, however it ends.
+struct MountedAgain {
+  const Mounts& mounts;
+  ~MountedAgain() { MountTarget(mounts); }
+};
+
 }  // namespace
 
 Written Write(const Plan& plan, const std::string& password, const Server& server) {
   Written written;
+  MountTarget(Wrapped(server.Providers(), [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
+    return std::make_shared<DeliveringProvider>(provider, plan.obstacles, written.deliveries);
+  }));
+  const MountedAgain again{server.Providers()};
   RestoreKeepingFailure(plan.request, plan.request.mode, password, server, written);
   return written;
 }

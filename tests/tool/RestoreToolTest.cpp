@@ -237,12 +237,49 @@ TEST_F(RestoreToolTest, AnotherPlatformsFileIsRefusedWithBothValues) {
             "version in the system do not match. Proceeding anyway\n");
 }
 
-TEST_F(RestoreToolTest, WhatTheMachineRefusesIsReportedAndFails) {
-  const Outcome outcome = Restore(WithValue(saved, "POWER", "PowerRestorePolicy", "SOMETIMES"));
-  EXPECT_EQ(outcome.exitCode, 2);
-  EXPECT_THAT(outcome.err, HasSubstr("RESTOREPOLICY cannot be set to \"SOMETIMES\""));
-  EXPECT_THAT(outcome.out, HasSubstr("POWER::PowerRestorePolicy: not applied"));
+TEST_F(RestoreToolTest, AValueThatCannotBeIsNamedBeforeAnythingIsWritten) {
+  struct Row {
+    const char* section;
+    const char* key;
+    const char* value;
+    const char* reason;
+  };
+  for (const Row& row : std::to_array<Row>({
+           {"POWER", "PowerRestorePolicy", "SOMETIMES", "it is none of ON, OFF, RESTORE"},
+           {"CHANNEL::LAN1", "AlertIP0", "999.1.2.3", "it must be an IPv4 address"},
+           {"CHANNEL::LAN1", "AlertMAC0", "00-11", "it must be a hardware address"},
+           {"CHANNEL::LAN1::SOL", "SolRetryInterval", "abc", "a whole number, 0 to 2559"},
+           {"CHANNEL::LAN1::SOL", "SolNumberOfRetries", "8", "a whole number, 0 to 7"},
+           {"USERS::USER3", "UserName", "two words", "without blanks, at most 16 bytes"},
+           {"BIOS::Main", "Quiet Boot", "7", "it is not among the options"},
+       })) {
+    const Outcome outcome = Restore(WithValue(saved, row.section, row.key, row.value));
+    EXPECT_EQ(outcome.exitCode, 65) << row.key;
+    EXPECT_THAT(outcome.err, HasSubstr(std::string(row.section) + "::" + row.key)) << row.key;
+    EXPECT_THAT(outcome.err, HasSubstr(row.reason)) << row.key;
+    EXPECT_EQ(OnMachine("check x.ini").exitCode, 65) << row.key;
+  }
   EXPECT_TRUE(IsUntouched());
+  const std::string text = WithValue(WithValue(saved, "BIOS::Main", "Quiet Boot", "7"), "POWER",
+                                     "PowerRestorePolicy", "OFF");
+  const Outcome rest = Restore(text, "--keep-going");
+  EXPECT_EQ(rest.exitCode, 1);
+  EXPECT_THAT(rest.out, HasSubstr("BIOS::Main::Quiet Boot: not applied (it is not among"));
+  EXPECT_THAT(rest.out, HasSubstr("POWER::PowerRestorePolicy: applied"));
+}
+
+TEST_F(RestoreToolTest, ANameThatNothingHasStopsARestoreUntilItIsToPassOverIt) {
+  std::string text = WithValue(saved, "BIOS::Main", "Quiet Boo", "0");
+  text = WithValue(text, "POWER", "PowerRestorPolicy", "OFF");
+  const Outcome refused = Restore(text);
+  EXPECT_EQ(refused.exitCode, 1);
+  EXPECT_THAT(refused.err, HasSubstr("\"Quiet Boo\" of [BIOS::Main] is unknown to this server; did "
+                                     "you mean \"Quiet Boot\"?"));
+  EXPECT_THAT(refused.err, HasSubstr("\"PowerRestorPolicy\" of [POWER] is unknown to every server; "
+                                     "did you mean \"PowerRestorePolicy\"?"));
+  EXPECT_EQ(Run("check x.ini").exitCode, 1);
+  EXPECT_TRUE(IsUntouched());
+  EXPECT_EQ(Restore(text, "--ignore-unknown").exitCode, 0);
 }
 
 /// A server that takes everything and acts on nothing, as some BMCs do, or says what it will do.
@@ -279,7 +316,7 @@ TEST_F(RestoreToolTest, EverySettingHasItsOutcome) {
   Tool::RestoreRequest request;
   request.openTarget = [&] { return Planning::AllTrees(server); };
   request.file = PathOf("x.ini");
-  request.skipBootOrder = true;
+  request.skipBootOrder = request.ignoresUnknown = true;
   request.noBackup = request.yes = request.json = true;
   ::testing::internal::CaptureStdout();
   EXPECT_EQ(RunRestore(request, Tool::Messages(Tool::Verbosity::Normal)), 1);
@@ -318,7 +355,7 @@ TEST_F(RestoreToolTest, ATargetThatFallsSilentFailsAndNothingIsClaimed) {
     hasFailed = failing->Calls() >= failAt;
     ASSERT_EQ(code, hasFailed ? 2048 : 0) << failAt;
   }
-  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("is not known"));
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("what is known of the writes"));
   EXPECT_GT(failAt, 300);
   EXPECT_TRUE(IsUntouched());
 }
@@ -363,11 +400,21 @@ TEST_F(RestoreToolTest, CheckFindsWhatAFileTellsByItself) {
   const Outcome warned = Run("check x.ini");
   EXPECT_EQ(warned.exitCode, 1);
   for (const char* said :
-       {"warning: \"7\" is not among the options that the comment of \"Quiet Boot\" lists",
-        "warning: \"Restor\" is not among the options", "\"Asset Tag\" is longer than 127 bytes",
-        "the section [POWER] stands twice", "the key \"PowerRestorePolicy\" stands twice",
-        "[USERS::USERX] belongs to no server"}) {
+       {"warning: BIOS::Main::Quiet Boot: \"7\": it is not among the options that its comment "
+        "lists",
+        "warning: POWER::PowerRestorePolicy: \"Restor\": it is none of ON, OFF, RESTORE",
+        "Asset Tag: the value is longer than 127 bytes", "the section [POWER] stands twice",
+        "the key \"PowerRestorePolicy\" stands twice",
+        "[USERS::USERX] is unknown to every server; did you mean \"USERS::USER1\"?"}) {
     EXPECT_THAT(warned.out, HasSubstr(said));
+  }
+  for (const auto& [cut, said] : std::to_array<std::pair<std::string, const char*>>(
+           {{"", "it holds no section"},
+            {"[POWER]\n", "it ends in the middle of [POWER]"},
+            {"[POWER]\nPowerRestorePolicy=ON ; Options: On, Off or Restore\n",
+             "the comment is part of the value"}})) {
+    WriteText(PathOf("x.ini"), cut);
+    EXPECT_THAT(Run("check x.ini").out, HasSubstr(said));
   }
   WriteText(PathOf("x.ini"), "Early=1\n[POWER]\nno line\n\x1b[2J\n");
   const Outcome failed = Run("check x.ini");
@@ -375,6 +422,9 @@ TEST_F(RestoreToolTest, CheckFindsWhatAFileTellsByItself) {
   EXPECT_THAT(failed.out, StartsWith("x.ini:1: error: the key \"Early\" is in no section\n"
                                      "x.ini:3: error: \"no line\" is no section"));
   EXPECT_THAT(failed.out, Not(HasSubstr("\x1b")));
+  for (const char* command : {"show x.ini", "diff x.ini", "verify x.ini", "convert x.ini y.scf"}) {
+    EXPECT_EQ(OnMachine(command).exitCode, 65) << command;
+  }
   const json document = JsonOf(Run("check --json x.ini"));
   EXPECT_EQ(document["schema"], "saverestore-check/1");
   EXPECT_EQ(document["findings"][0]["line"], 1);

@@ -5,48 +5,38 @@
 #include <array>
 
 #include "common/Platform.h"
+#include "modules/save/Expansion.h"
 #include "modules/save/SaveRestore.h"
 
 namespace SDK {
 namespace {
 
-constexpr const char* kNone = "";
-constexpr const char* kEnableOrDisable = "\t; Options: Enable or Disable";
-constexpr const char* kEnableDisable = "\t; Options: Enable, Disable";
-constexpr const char* kMail32 = "\t; ASCII printable character max up to 32 bytes";
-constexpr const char* kMail64 = "\t; ASCII printable character max up to 64 bytes";
+using namespace Forms;  // NOLINT(google-build-using-namespace): the rows read as a table
 
 constexpr auto kSystem = std::to_array<CatalogueRow>({
-    {"BIOSVersion", "/SMBIOS/Type0/BIOSVersion", kNotEditedComment, QT_GET},
-    {"FWBootVersion", "/BMC/INFO/BOOT_AREA_VERSION", kNotEditedComment, QT_GET,
+    {"BIOSVersion", "/SMBIOS/Type0/BIOSVersion", kNotEdited, QT_GET},
+    {"FWBootVersion", "/BMC/INFO/BOOT_AREA_VERSION", kNotEdited, QT_GET,
      Presence::BootAreaPlatform},
-    {"FWOpcodeVersion", "/BMC/INFO/OP_AREA_VERSION", kNotEditedComment, QT_GET,
-     Presence::OskentPlatform},
-    {"FWOpcodeVersion", "/BMC/INFO/VERSION", kNotEditedComment, QT_GET,
-     Presence::NotOskentPlatform},
-    {"PIAVersion", "/BMC/INFO/PIA_AREA_VERSION", kNotEditedComment, QT_GET,
-     Presence::OskentPlatform},
+    {"FWOpcodeVersion", "/BMC/INFO/OP_AREA_VERSION", kNotEdited, QT_GET, Presence::OskentPlatform},
+    {"FWOpcodeVersion", "/BMC/INFO/VERSION", kNotEdited, QT_GET, Presence::NotOskentPlatform},
+    {"PIAVersion", "/BMC/INFO/PIA_AREA_VERSION", kNotEdited, QT_GET, Presence::OskentPlatform},
 });
 
 constexpr auto kPower = std::to_array<CatalogueRow>({
-    {"PowerRestorePolicy", "/BMC/CHASSIS/STATUS/POWERSTATE/RESTOREPOLICY",
-     "\t; Options: On, Off or Restore", QT_GET},
+    {"PowerRestorePolicy", "/BMC/CHASSIS/STATUS/POWERSTATE/RESTOREPOLICY", kPowerPolicy, QT_GET},
 });
 
 constexpr auto kUsers = std::to_array<CatalogueRow>({
-    {"NumberOfUsers", "/BMC/USER", kNotEditedComment, QT_COUNT},
+    {"NumberOfUsers", "/BMC/USER", kNotEdited, QT_COUNT},
 });
 
-// "PrivilegeChl_" and the blank at the end of its comment are as files in the field have them.
+// "PrivilegeChl_" is as files in the field have it.
 constexpr auto kUser = std::to_array<CatalogueRow>({
-    {kNone, "/BMC/USER", kNone, QT_LIST},
-    {"UserName", "/BMC/USER[]/NAME",
-     "\t; ASCII printable characters in the range of 0x21 to 0x7E. Max length 16 bytes",
-     QT_INSTANCE},
+    {"", "/BMC/USER", kNone, QT_LIST},
+    {"UserName", "/BMC/USER[]/NAME", kUserName, QT_INSTANCE},
     {"GlobalUserStatus", "/BMC/USER[]/STATUS", kEnableOrDisable, QT_INSTANCE},
     {"Ch", "/BMC/USER[]/CHANNEL", kNone, QT_SUBLIST},
-    {"PrivilegeChl_", "/BMC/USER[]/CHANNEL[]/PRIVILEGE",
-     "\t; Options: User, Operator, Admin, Callback, NoAccess ", QT_SUBINSTANCE},
+    {"PrivilegeChl_", "/BMC/USER[]/CHANNEL[]/PRIVILEGE", kPrivilege, QT_SUBINSTANCE},
     {"UserAccessCh_", "/BMC/USER[]/CHANNEL[]/IPMI_AUTHENTICATION", kEnableOrDisable,
      QT_SUBINSTANCE},
     {"SOLEnableCh_", "/BMC/SOL/USER[]/CHANNEL[]/PAYLOADACCESS", kEnableOrDisable, QT_SUBINSTANCE},
@@ -57,101 +47,82 @@ constexpr auto kPef = std::to_array<CatalogueRow>({
 });
 
 constexpr auto kPefFilters = std::to_array<CatalogueRow>({
-    {kNone, "/BMC/PEF/FILTER", kNone, QT_LIST},
+    {"", "/BMC/PEF/FILTER", kNone, QT_LIST},
     {"Filter_", "/BMC/PEF/FILTER[]/STATUS", kEnableDisable, QT_INSTANCE},
 });
 
 constexpr auto kLanChannels = std::to_array<CatalogueRow>({
-    {"NumberOfLANChannels", "/BMC/LAN", kNotEditedComment, QT_COUNT},
-    {"DHCPHostName", "/BMC/LAN/DHCP_HOSTNAME",
-     "\t; ASCII printable characters in the range of 0x21 to 0x7E. Max length 64 bytes", QT_GET},
+    {"NumberOfLANChannels", "/BMC/LAN", kNotEdited, QT_COUNT},
+    {"DHCPHostName", "/BMC/LAN/DHCP_HOSTNAME", kHostName, QT_GET},
     {"LANFailOver", "/BMC/LAN/FAILOVERMODE", kEnableOrDisable, QT_GET, Presence::NotOskentOrVexham},
 });
 
 constexpr auto kLanChannel = std::to_array<CatalogueRow>({
-    {kNone, "/BMC/LAN", kNone, QT_LIST},
+    {"", "/BMC/LAN", kNone, QT_LIST},
     {"AlertEnable", "/BMC/CHANNEL[]/NONVOLATILE/ACCESS/PEF_ALERTING", kEnableDisable, QT_INSTANCE},
     {"PerMessageAuthentication", "/BMC/CHANNEL[]/NONVOLATILE/ACCESS/PER_MESSAGE_AUTHENTICATION",
      kEnableDisable, QT_INSTANCE},
     {"UserLevelAuthentication", "/BMC/CHANNEL[]/NONVOLATILE/ACCESS/USER_LEVEL_AUTHENTICATION",
      kEnableDisable, QT_INSTANCE},
-    {"AccessMode", "/BMC/CHANNEL[]/NONVOLATILE/ACCESS/ACCESS_MODE",
-     "\t; Options: Disabled, Always, shared", QT_INSTANCE},
-    {"PrivilegeLevelLimit", "/BMC/CHANNEL[]/NONVOLATILE/ACCESS/PRIVILEGE_LIMIT",
-     "\t; Options: User, Operator, Admin", QT_INSTANCE},
-    {"CommunityString", "/BMC/LAN[]/COMMUNITYSTRING", "\t; Up to 16 bytes, no space allowed",
+    {"AccessMode", "/BMC/CHANNEL[]/NONVOLATILE/ACCESS/ACCESS_MODE", kAccessMode, QT_INSTANCE},
+    {"PrivilegeLevelLimit", "/BMC/CHANNEL[]/NONVOLATILE/ACCESS/PRIVILEGE_LIMIT", kPrivilegeLimit,
      QT_INSTANCE},
+    {"CommunityString", "/BMC/LAN[]/COMMUNITYSTRING", kCommunityString, QT_INSTANCE},
     {"ARPEnable", "/BMC/LAN[]/GRATUITOUSARP", kEnableDisable, QT_INSTANCE},
     {"ARPResponse", "/BMC/LAN[]/ARPRESPONSE", kEnableDisable, QT_INSTANCE},
-    {"ARPInterval", "/BMC/LAN[]/ARPINTERVAL",
-     "\t; Decimal value between 0 & 255. This values is in milliseconds. Input value rounded down "
-     "to the nearest 500ms value",
-     QT_INSTANCE},
-    {"DHCPEnable", "/BMC/LAN[]/IPTYPE_STATUS",
-     "\t; Options: Enable or Disable. If 'Disable' static IP will be used", QT_INSTANCE},
-    {"HostIP", "/BMC/LAN[]/IP", kNotEditedComment, QT_INSTANCE},
-    {"SubnetMask", "/BMC/LAN[]/SUBNETMASK", kNotEditedComment, QT_INSTANCE},
-    {"GatewayIP", "/BMC/LAN[]/DEFAULTGATEWAYIP", kNotEditedComment, QT_INSTANCE},
-    {"GatewayMAC", "/BMC/LAN[]/DEFAULTGATEWAYMAC", kNotEditedComment, QT_INSTANCE},
-    {"BackupGatewayIP", "/BMC/LAN[]/BACKUPGATEWAYIP", kNotEditedComment, QT_INSTANCE},
-    {"BackupGatewayMAC", "/BMC/LAN[]/BACKUPGATEWAYMAC", kNotEditedComment, QT_INSTANCE},
+    {"ARPInterval", "/BMC/LAN[]/ARPINTERVAL", kArpInterval, QT_INSTANCE},
+    {"DHCPEnable", "/BMC/LAN[]/IPTYPE_STATUS", kDhcp, QT_INSTANCE},
+    {"HostIP", "/BMC/LAN[]/IP", kNotEdited, QT_INSTANCE},
+    {"SubnetMask", "/BMC/LAN[]/SUBNETMASK", kNotEdited, QT_INSTANCE},
+    {"GatewayIP", "/BMC/LAN[]/DEFAULTGATEWAYIP", kNotEdited, QT_INSTANCE},
+    {"GatewayMAC", "/BMC/LAN[]/DEFAULTGATEWAYMAC", kNotEdited, QT_INSTANCE},
+    {"BackupGatewayIP", "/BMC/LAN[]/BACKUPGATEWAYIP", kNotEdited, QT_INSTANCE},
+    {"BackupGatewayMAC", "/BMC/LAN[]/BACKUPGATEWAYMAC", kNotEdited, QT_INSTANCE},
     {"IPV6Status", "/BMC/LAN[]/IPV6STATUS", kEnableOrDisable, QT_INSTANCE,
      Presence::NotOskentOrVexham},
-    {"IPV6Source", "/BMC/LAN[]/IPV6SOURCE", "\t; Options: STATIC, DHCPV6 or AUTO", QT_INSTANCE,
+    {"IPV6Source", "/BMC/LAN[]/IPV6SOURCE", kIpv6Source, QT_INSTANCE, Presence::NotOskentOrVexham},
+    {"IPV6PrefixLength", "/BMC/LAN[]/IPV6PREFIXLENGTH", kNotEdited, QT_INSTANCE,
      Presence::NotOskentOrVexham},
-    {"IPV6PrefixLength", "/BMC/LAN[]/IPV6PREFIXLENGTH", kNotEditedComment, QT_INSTANCE,
-     Presence::NotOskentOrVexham},
-    {"IPV6", "/BMC/LAN[]/IPV6", kNotEditedComment, QT_INSTANCE, Presence::NotOskentOrVexham},
-    {"IPV6GatewayIP", "/BMC/LAN[]/IPV6_GATEWAYIP", kNotEditedComment, QT_INSTANCE,
+    {"IPV6", "/BMC/LAN[]/IPV6", kNotEdited, QT_INSTANCE, Presence::NotOskentOrVexham},
+    {"IPV6GatewayIP", "/BMC/LAN[]/IPV6_GATEWAYIP", kNotEdited, QT_INSTANCE,
      Presence::NotOskentOrVexham},
     {"2", "/BMC/LAN[]/ALERT/DESTINATION", kNone, QT_SUBLIST},
-    {"AlertIP_", "/BMC/LAN[]/ALERT/DESTINATION[]/IP", "\t; In xxx.xxx.xxx.xxx form",
-     QT_SUBINSTANCE},
-    {"AlertMAC_", "/BMC/LAN[]/ALERT/DESTINATION[]/MAC", "\t; In xx-xx-xx-xx-xx-xx form",
-     QT_SUBINSTANCE},
+    {"AlertIP_", "/BMC/LAN[]/ALERT/DESTINATION[]/IP", kIpv4Address, QT_SUBINSTANCE},
+    {"AlertMAC_", "/BMC/LAN[]/ALERT/DESTINATION[]/MAC", kHardwareAddress, QT_SUBINSTANCE},
 });
 
 constexpr auto kSol = std::to_array<CatalogueRow>({
-    {kNone, "/BMC/SOL/CHANNEL", kNone, QT_LIST},
+    {"", "/BMC/SOL/CHANNEL", kNone, QT_LIST},
     {"SOLEnable", "/BMC/SOL/CHANNEL[]/ENABLEUSER", kEnableDisable, QT_INSTANCE},
-    {"PrivilegeLevelLimit", "/BMC/SOL/CHANNEL[]/PRIVILEGE", "\t; Options: Admin, User, Operator",
-     QT_INSTANCE},
-    {"SolNumberOfRetries", "/BMC/SOL/CHANNEL[]/RETRY/COUNT", "\t; Decimal value in the range 0-7",
-     QT_INSTANCE},
-    {"SolRetryInterval", "/BMC/SOL/CHANNEL[]/RETRY/INTERVAL",
-     "\t; Decimal value in the range of 0-2559 rounded down to the nearest unit of 10. In "
-     "milliseconds",
-     QT_INSTANCE},
-    {"SolBaudRate", "/BMC/SOL/CHANNEL[]/BAUDRATESERIAL",
-     "\t; Options: 9600, 19200, 38400, 57600, 115200. Refer respective platform FW specifications "
-     "for the supported Baudrates",
-     QT_INSTANCE, Presence::OskentOrVexham},
+    {"PrivilegeLevelLimit", "/BMC/SOL/CHANNEL[]/PRIVILEGE", kSolPrivilege, QT_INSTANCE},
+    {"SolNumberOfRetries", "/BMC/SOL/CHANNEL[]/RETRY/COUNT", kSolRetries, QT_INSTANCE},
+    {"SolRetryInterval", "/BMC/SOL/CHANNEL[]/RETRY/INTERVAL", kSolInterval, QT_INSTANCE},
+    {"SolBaudRate", "/BMC/SOL/CHANNEL[]/BAUDRATESERIAL", kSolBaudRate, QT_INSTANCE,
+     Presence::OskentOrVexham},
 });
 
 constexpr auto kMail = std::to_array<CatalogueRow>({
-    {"NumberOfEmailConfig", "/BMC/LAN[]/ALERT/DESTINATION[1]/SMTP_CONFIG_SUPPORTED",
-     kNotEditedComment, QT_CALC},
+    {"NumberOfEmailConfig", "/BMC/LAN[]/ALERT/DESTINATION[1]/SMTP_CONFIG_SUPPORTED", kNotEdited,
+     QT_CALC},
 });
 
 // Sender and server settings live with alert destination 0, receiver and text with destination 1.
 constexpr auto kMailChannel = std::to_array<CatalogueRow>({
-    {kNone, "/BMC/LAN", kNone, QT_LIST},
-    {"SenderName", "/BMC/LAN[]/ALERT/DESTINATION[0]/SENDER_MACHINE_NAME", kMail32, QT_INSTANCE},
-    {"FromAddress", "/BMC/LAN[]/ALERT/DESTINATION[0]/FROM_EMAIL_ADDRESS", kMail32, QT_INSTANCE},
-    {"ToAddress", "/BMC/LAN[]/ALERT/DESTINATION[1]/TO_EMAIL_ADDRESS", kMail64, QT_INSTANCE},
-    {"Subject", "/BMC/LAN[]/ALERT/DESTINATION[1]/EMAIL_SUBJECT", kMail32, QT_INSTANCE},
-    {"SMTPUserName", "/BMC/LAN[]/ALERT/DESTINATION[0]/SMTP_USERNAME",
-     "\t; ASCII printable character max up to 16 bytes", QT_INSTANCE},
-    {"Message", "/BMC/LAN[]/ALERT/DESTINATION[1]/EMAIL_CONTENT", kMail64, QT_INSTANCE},
-    {"ServerAddress", "/BMC/LAN[]/ALERT/DESTINATION[0]/MAIL_SERVER_IP",
-     "\t; In xxx.xxx.xxx.xxx form", QT_INSTANCE, Presence::PlainMail},
-    {"ServerAddress", "/BMC/LAN[]/ALERT/DESTINATION[0]/MAIL_SERVER_IP",
-     "\t; In xxx.xxx.xxx.xxx or xxxx:xxxx:xxxx:xxxx:xxxx:xxxx:xxxx:xxxx form", QT_INSTANCE,
+    {"", "/BMC/LAN", kNone, QT_LIST},
+    {"SenderName", "/BMC/LAN[]/ALERT/DESTINATION[0]/SENDER_MACHINE_NAME", kText32, QT_INSTANCE},
+    {"FromAddress", "/BMC/LAN[]/ALERT/DESTINATION[0]/FROM_EMAIL_ADDRESS", kText32, QT_INSTANCE},
+    {"ToAddress", "/BMC/LAN[]/ALERT/DESTINATION[1]/TO_EMAIL_ADDRESS", kText64, QT_INSTANCE},
+    {"Subject", "/BMC/LAN[]/ALERT/DESTINATION[1]/EMAIL_SUBJECT", kText32, QT_INSTANCE},
+    {"SMTPUserName", "/BMC/LAN[]/ALERT/DESTINATION[0]/SMTP_USERNAME", kText16, QT_INSTANCE},
+    {"Message", "/BMC/LAN[]/ALERT/DESTINATION[1]/EMAIL_CONTENT", kText64, QT_INSTANCE},
+    {"ServerAddress", "/BMC/LAN[]/ALERT/DESTINATION[0]/MAIL_SERVER_IP", kIpv4Address, QT_INSTANCE,
+     Presence::PlainMail},
+    {"ServerAddress", "/BMC/LAN[]/ALERT/DESTINATION[0]/MAIL_SERVER_IP", kIpAddress, QT_INSTANCE,
      Presence::ExtendedMail},
-    {"PortNumber", "/BMC/LAN[]/ALERT/DESTINATION[0]/PORT_NUMBER",
-     "\t; Valid SMTP port number in the range of 1-65535", QT_INSTANCE, Presence::ExtendedMail},
+    {"PortNumber", "/BMC/LAN[]/ALERT/DESTINATION[0]/PORT_NUMBER", kSmtpPort, QT_INSTANCE,
+     Presence::ExtendedMail},
     {"AuthenticationEncryptMethod", "/BMC/LAN[]/ALERT/DESTINATION[0]/AUTH_ENCRYPT_METHOD",
-     "\t; Options: NONE, ESMTP_STARTTLS, ESMTP_SMTPS", QT_INSTANCE, Presence::ExtendedMail},
+     kMailEncryption, QT_INSTANCE, Presence::ExtendedMail},
 });
 
 constexpr auto kTable = std::to_array<CatalogueSection>({
@@ -179,7 +150,7 @@ sectionData SectionFor(const CatalogueSection& table, std::string_view platform,
   sectionData section{table.name, table.numbered, {}};
   for (const CatalogueRow& row : table.rows) {
     if (!IsPresent(row.presence, platform, product)) continue;
-    section.items.emplace_back(row.key, row.query, row.comment, row.type);
+    section.items.emplace_back(row.key, row.query, row.form.comment, row.type);
   }
   return section;
 }
@@ -188,6 +159,21 @@ sectionData SectionFor(const CatalogueSection& table, std::string_view platform,
 
 std::span<const CatalogueSection> CatalogueTable() {
   return kTable;
+}
+
+const ValueForm* FormOf(const std::string& section, const std::string& key,
+                        const std::string& comment) {
+  const ValueForm* form = nullptr;  // the last of several: it is the widest
+  for (const CatalogueSection& known : CatalogueTable()) {
+    if (!Expansion::IsInstanceOf("[" + section + "]", known.name)) continue;
+    for (const CatalogueRow& row : known.rows) {
+      const bool isKey = *row.key != '\0' && row.type != QT_SUBLIST;
+      if (!isKey || !Expansion::IsInstanceOf(key, row.key)) continue;
+      form = &row.form;
+      if (comment == row.form.comment) return form;
+    }
+  }
+  return form;
 }
 
 bool IsPlainMailProduct(std::string_view product) {

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "modules/save/ValueForm.h"
+
 namespace SDK {
 
 /// How the value of a catalogue item is obtained. The numbers are part of the contract.
@@ -57,7 +59,7 @@ enum class Presence {
 struct CatalogueRow {
   const char* key;
   const char* query;
-  const char* comment;
+  const ValueForm& form;
   queryType type;
   Presence presence = Presence::Always;
 };
@@ -73,6 +75,12 @@ struct CatalogueSection {
 /// takes from it what a server has; the manual page of the file format is made from it.
 [[nodiscard]] std::span<const CatalogueSection> CatalogueTable();
 
+/// The form of a key's values, by the names that a reader of the file uses ("USERS::USER3",
+/// "PrivilegeChl2"); null when no server has such a key in its BMC part. Where servers have
+/// different forms for one key, `comment` tells which: it is what a save has written there.
+[[nodiscard]] const ValueForm* FormOf(const std::string& section, const std::string& key,
+                                      const std::string& comment = "");
+
 /// True when a row with this presence stands on a server.
 [[nodiscard]] bool IsPresent(Presence presence, std::string_view platform,
                              std::string_view product);
@@ -80,8 +88,5 @@ struct CatalogueSection {
 /// True for the products whose second user is not meant to be edited and whose e-mail rows are
 /// plain: CALDRA, MIRKET, BRISKEL and NARDUN.
 [[nodiscard]] bool IsPlainMailProduct(std::string_view product);
-
-/// The comment of fields that a person leaves alone.
-inline constexpr const char* kNotEditedComment = "\t; This field should not be edited";
 
 }  // namespace SDK

@@ -28,11 +28,7 @@ int RunCheck(const CheckRequest& request, const Messages& messages) {
   std::vector<Planning::Finding> findings = wanted.findings;
   if (request.openTarget) {
     const Planning::Server server(request.openTarget(), Watching(messages));
-    CheckMode(server.Providers(), wanted.mode);
-    const Planning::Rehearsal rehearsal = Planning::Rehearse(wanted, server.Providers());
-    const std::vector<Planning::Finding> more = CheckAgainstServer(wanted, rehearsal);
-    server.ThrowIfSilent();
-    findings.insert(findings.end(), more.begin(), more.end());
+    findings = Planning::MakePlan(wanted, server).findings;
   }
   if (request.json) {
     messages.Document(Planning::CheckDocument(findings, request.file));

@@ -7,6 +7,7 @@
 #include "modules/save/RowSink.h"
 #include "modules/stream/StreamFile.h"
 #include "plan/ConfigurationFile.h"
+#include "plan/FileCheck.h"
 #include "tool/Destination.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
@@ -62,7 +63,7 @@ void RunConvert(const ConvertRequest& request, const Messages& messages) {
                     "the other a text file, ending in .ini");
   }
   CheckDestination(request.to, request.overwrite);
-  const Planning::ConfigurationFile source(request.from);
+  const Planning::ConfigurationFile source = Planning::WellFormed(request.from);
   if (source.Lines() != nullptr && !source.Lines()->IsWellFormed()) {
     throw ToolError(ExitBadInput, "\"" + request.from +
                                       "\" has lines that are none; \"saverestore check\" names "

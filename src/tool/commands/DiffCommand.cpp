@@ -6,6 +6,7 @@
 #include "plan/Compare.h"
 #include "plan/ConfigurationFile.h"
 #include "plan/Document.h"
+#include "plan/FileCheck.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
 #include "tool/render/TextDifference.h"
@@ -38,12 +39,13 @@ Configuration ReadTarget(const DiffRequest& request, Planning::Mode mode,
 /// \return ExitDone, or ExitDifferent when they differ.
 int RunDiff(const DiffRequest& request, const Messages& messages) {
   const bool withTarget = request.other.empty();
-  const ConfigurationFile file(request.file);
+  const ConfigurationFile file = Planning::WellFormed(request.file);
   const Configuration& whole = file.Content();
   const Planning::Mode mode = request.mode.value_or(withTarget ? ModeOf(whole) : Planning::ModeAll);
   const Configuration left = InMode(whole, mode);
-  const Configuration right = withTarget ? ReadTarget(request, mode, messages)
-                                         : InMode(ConfigurationFile(request.other).Content(), mode);
+  const Configuration right = withTarget
+                                  ? ReadTarget(request, mode, messages)
+                                  : InMode(Planning::WellFormed(request.other).Content(), mode);
   const Planning::Comparison comparison = Compare(left, right);
   if (request.json) {
     const auto other = withTarget ? std::nullopt : std::optional(request.other);

@@ -27,6 +27,8 @@ Planning::Request PlanRequest(const RestoreRequest& request) {
   Planning::Request wanted = Planning::RequestOfFile(request.file, request.mode);
   wanted.skipSystemCheck = request.skipSystemCheck;
   wanted.skipBootOrder = request.skipBootOrder;
+  wanted.keepsGoing = request.keepsGoing;
+  wanted.ignoresUnknown = request.ignoresUnknown;
   return wanted;
 }
 
@@ -72,10 +74,6 @@ int WriteAndReport(const RestoreRequest& request, const Plan& plan, const Planni
                    const std::string& password, const Server& server, const Messages& messages) {
   const Planning::Written written = Planning::Write(plan, password, server);
   const Planning::Report report = Planning::ReportOf(plan, written, server);
-  if (report.silence) {
-    ShowSilence(written, messages);
-    throw ResultStatus(*report.silence);
-  }
   if (request.json) {
     messages.Document(Planning::RestoreDocument(plan, backup, written, report));
   } else {
@@ -85,10 +83,11 @@ int WriteAndReport(const RestoreRequest& request, const Plan& plan, const Planni
     messages.Warning("from an earlier change, of " + report.present.NameOf(message.path) + ", " +
                      message.text);
   }
+  if (report.silence) throw ResultStatus(*report.silence);
   if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
     throw ResultStatus(*written.failure);
   }
-  return report.Count(Planning::Outcome::NotApplied) == 0 ? ExitDone : ExitDifferent;
+  return report.IsAsWanted() ? ExitDone : ExitDifferent;
 }
 
 }  // namespace
@@ -102,7 +101,12 @@ int RunRestore(const RestoreRequest& request, const Messages& messages) {
   const Plan plan = Planning::MakePlan(wanted, server);
   ShowRefusal(plan, messages);
   if (plan.IsRefused()) {
-    throw ToolError(ExitBadInput, "the file does not fit this target; nothing was written");
+    throw HasErrors(plan.findings)
+        ? ToolError(ExitBadInput, "the file does not fit this target; nothing was written")
+        : ToolError(
+              ExitDifferent,
+              "the file has names that this target does not know; --ignore-unknown passes over "
+              "them; nothing was written");
   }
   if (request.dryRun) {
     if (request.json) {
@@ -143,6 +147,10 @@ void AddRestore(CLI::App& command, Command& chosen) {
                    "Do not compare [SYSTEM] with the target");
   command.add_flag("--skip-boot-order", request->skipBootOrder,
                    "Leave the boot order and the hard-disk order alone");
+  command.add_flag("--keep-going", request->keepsGoing,
+                   "Restore the rest where the target cannot take some values");
+  command.add_flag("--ignore-unknown", request->ignoresUnknown,
+                   "Pass over sections and keys that the target does not know");
   command.add_flag("--dry-run", request->dryRun, "Show what would be written, and write nothing");
   command.add_flag("--no-backup", request->noBackup, "Do not save the present configuration first");
   command.add_option("--backup-dir", request->backupDir,

@@ -21,6 +21,8 @@ struct RestoreRequest {
   bool skipSystemCheck = false;
   bool skipBootOrder = false;
   PasswordSource password;
+  bool keepsGoing = false;
+  bool ignoresUnknown = false;
   bool dryRun = false;
   bool noBackup = false;
   std::string backupDir;  ///< empty: beside the file

@@ -4,6 +4,7 @@
 
 #include "plan/ConfigurationFile.h"
 #include "plan/Document.h"
+#include "plan/FileCheck.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
 
@@ -12,7 +13,7 @@ namespace {
 
 /// Prints what a file is: its [SYSTEM] values, its sections and how many keys each has.
 int RunShow(const std::string& file, bool json, const Messages& messages) {
-  const Planning::ConfigurationFile read(file);
+  const Planning::ConfigurationFile read = Planning::WellFormed(file);
   const Planning::Configuration& content = read.Content();
   if (json) {
     messages.Document(Planning::ShowDocument(content, file));

@@ -5,6 +5,7 @@
 
 #include "plan/ConfigurationFile.h"
 #include "plan/Document.h"
+#include "plan/FileCheck.h"
 #include "plan/Verification.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
@@ -26,7 +27,7 @@ struct VerifyRequest {
 /// \return ExitDone when the target has all that the file says, else ExitDifferent.
 /// \throws ToolError, ResultStatus  the file or the target cannot be read.
 int RunVerify(const VerifyRequest& request, const Messages& messages) {
-  const Planning::ConfigurationFile file(request.file);
+  const Planning::ConfigurationFile file = Planning::WellFormed(request.file);
   const Planning::Mode mode = request.mode.value_or(ModeOf(file.Content()));
   const Planning::Server server(request.openTarget(), Watching(messages));
   const Planning::Verification verification = Planning::Verify(file.Content(), mode, server);

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "common/ErrorManager.h"
+
 namespace Tool {
 
 using Planning::Outcome;
@@ -18,19 +20,19 @@ void ShowReport(const Planning::Report& report, const Planning::Written& written
       messages.Result(text);
     }
   }
+  if (report.silence) {
+    messages.Error(
+        report.silence->getval() == ErrorManager::Unreachable
+            ? "the target fell silent; above is what is known of the writes"
+            : "the target cannot be read any more; above is what is known of the writes");
+  }
   std::string totals;
   for (const Outcome outcome : Planning::kAllOutcomes) {
+    if (outcome == Outcome::Unknown && report.Count(outcome) == 0) continue;
     totals += (totals.empty() ? "" : ", ") + std::to_string(report.Count(outcome)) + " " +
               NameOf(outcome);
   }
   messages.Result(totals + ".");
-}
-
-void ShowSilence(const Planning::Written& written, const Messages& messages) {
-  for (const SDK::WriteNote& note : written.notes) messages.Error(note.path + ": " + note.reason);
-  messages.Error(written.notes.empty()
-                     ? "the target fell silent; which of the settings were written is not known"
-                     : "the target fell silent; above is what it has not taken");
 }
 
 }  // namespace Tool

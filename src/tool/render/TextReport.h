@@ -6,11 +6,9 @@
 
 namespace Tool {
 
-/// Shows what has become of each setting; what is as it was only with --verbose.
+/// Shows what has become of each setting; what is as it was only with --verbose. Of a server that
+/// cannot be read any more it shows what is known of each write.
 void ShowReport(const Planning::Report& report, const Planning::Written& written,
                 const Messages& messages);
-
-/// Shows what is known of the writes to a server that has fallen silent.
-void ShowSilence(const Planning::Written& written, const Messages& messages);
 
 }  // namespace Tool

@@ -1,0 +1,104 @@
+#include "modules/save/ValueForm.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+
+namespace SDK {
+namespace {
+
+std::string Upper(std::string text) {
+  std::ranges::transform(text, text.begin(), [](unsigned char character) {
+    return static_cast<char>(std::toupper(character));
+  });
+  return text;
+}
+
+bool IsAmong(std::string_view words, const std::string& value) {
+  const std::string padded = " " + std::string(words) + " ";
+  return value.find(' ') == std::string::npos && !value.empty() &&
+         padded.find(" " + Upper(value) + " ") != std::string::npos;
+}
+
+bool IsNumberIn(const ValueForm& form, const std::string& value) {
+  int number = 0;
+  const char* end = value.data() + value.size();
+  const auto [stop, error] = std::from_chars(value.data(), end, number);
+  return error == std::errc() && stop == end && value.front() != '-' && number >= form.low &&
+         number <= form.high;
+}
+
+bool IsPrintable(const ValueForm& form, const std::string& value) {
+  const unsigned char first = form.kind == ValueForm::Kind::Word ? 0x21 : 0x20;
+  return value.size() <= static_cast<std::size_t>(form.high) &&
+         std::ranges::all_of(value,
+                             [&](unsigned char byte) { return byte >= first && byte <= 0x7E; });
+}
+
+bool IsAddress(int family, const std::string& value) {
+  std::array<unsigned char, sizeof(in6_addr)> address = {};
+  return inet_pton(family, value.c_str(), address.data()) == 1;
+}
+
+/// Six pairs of digits with a hyphen between two; some servers show a colon there.
+bool IsHardwareAddress(const std::string& value) {
+  constexpr std::size_t kLength = 17;
+  if (value.size() != kLength) return false;
+  for (std::size_t at = 0; at < kLength; ++at) {
+    const auto character = static_cast<unsigned char>(value[at]);
+    const bool isBetween = at % 3 == 2;
+    if (isBetween ? character != '-' && character != ':' : std::isxdigit(character) == 0) {
+      return false;
+    }
+  }
+  return true;
+}
+
+std::string Listed(std::string_view words) {
+  std::string text(words);
+  for (std::size_t at = text.find(' '); at != std::string::npos; at = text.find(' ', at + 2)) {
+    text.replace(at, 1, ", ");
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string Objection(const ValueForm& form, const std::string& value) {
+  using Kind = ValueForm::Kind;
+  const std::string upTo = std::to_string(form.high);
+  switch (form.kind) {
+    case Kind::Any:
+      return "";
+    case Kind::Words:
+      return IsAmong(form.words, value) ? "" : "it is none of " + Listed(form.words);
+    case Kind::Number:
+      return !value.empty() && IsNumberIn(form, value)
+                 ? ""
+                 : "it must be a whole number, " + std::to_string(form.low) + " to " + upTo;
+    case Kind::Text:
+      return IsPrintable(form, value)
+                 ? ""
+                 : "it must be printable ASCII characters, at most " + upTo + " bytes";
+    case Kind::Word:
+      return IsPrintable(form, value)
+                 ? ""
+                 : "it must be printable ASCII characters without blanks, at most " + upTo +
+                       " bytes";
+    case Kind::Ipv4Address:
+      return IsAddress(AF_INET, value) ? "" : "it must be an IPv4 address, like 192.0.2.1";
+    case Kind::IpAddress:
+      return IsAddress(AF_INET, value) || IsAddress(AF_INET6, value)
+                 ? ""
+                 : "it must be an IPv4 or IPv6 address";
+    case Kind::HardwareAddress:
+      return IsHardwareAddress(value) ? ""
+                                      : "it must be a hardware address, like 00-00-5E-00-53-01";
+  }
+  return "";
+}
+
+}  // namespace SDK

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "plan/Configuration.h"
+#include "plan/RecordingProvider.h"
+
+namespace Planning {
+
+/// A write that changes something.
+struct Change {
+  std::string path;
+  std::string section;  ///< how the file calls it; of a boot order the key is the device
+  std::string key;
+  std::string from;  ///< the present value, of a device its position; empty without one
+  std::string to;
+  std::string fromText;  ///< what the setup screen shows for it; empty where it has no options
+  std::string toText;
+
+  /// How people see it: "BIOS::Main::Quiet Boot".
+  [[nodiscard]] std::string Name() const { return section + "::" + key; }
+};
+
+/// Those of `writes` that change what the mounted server has. `present` is what a save of it would
+/// write now.
+[[nodiscard]] std::vector<Change> ChangesOf(const std::vector<RecordedWrite>& writes,
+                                            const Configuration& present);
+
+/// Those of `changes` whose setting has no longer the value that they start from, with the value
+/// that it has now: somebody else was at work. Asks the mounted server for each.
+/// \throws ResultStatus  the server cannot be asked.
+[[nodiscard]] std::vector<Change> ChangedSince(const std::vector<Change>& changes);
+
+/// Why a change cannot be made.
+struct Obstacle {
+  Change change;
+  std::string reason;       ///< a part of a sentence that says what is allowed
+  bool isReadOnly = false;  ///< nobody can change it: no fault of the file
+};
+
+/// What of `changes` cannot be written: held against what the mounted server says of each setting,
+/// and against the form that its key promises. `wanted` has the values as the file has them.
+[[nodiscard]] std::vector<Obstacle> ObstaclesTo(const std::vector<Change>& changes,
+                                                const Configuration& wanted,
+                                                const Configuration& present);
+
+}  // namespace Planning

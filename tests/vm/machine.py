@@ -81,7 +81,10 @@ class Machine(Process):
                    "-no-user-config", "-display", "none", "-kernel", "../vmlinuz", "-initrd", "../initrd",
                    "-append", "console=ttyS0 loglevel=4 panic=-1",
                    "-smbios", "type=0,vendor=Firmware in a box,version=VM.1.2.3",
-                   "-acpitable", "file=../setup.aml", "-serial", "file:console.log", "-serial", "stdio", *disk]
+                   "-smbios", "type=11,value=Dell System",  # for its driver
+                   "-acpitable", "file=../think-lmi.aml", "-acpitable", "file=../dell-wmi-sysman.aml",
+                   "-chardev", "file,id=debug,path=firmware.log", "-device", "isa-debugcon,chardev=debug",
+                   "-serial", "file:console.log", "-serial", "stdio", *disk]
         if bmc:
             shutil.copy(EMPTY_VARIABLES, self.variables)
             command += ["-drive", f"if=pflash,format=raw,readonly=on,file={FIRMWARE}",
@@ -101,27 +104,32 @@ class Machine(Process):
             lines.append(text)
             if text.startswith("EXIT"):
                 break
-        raise AssertionError(f"no {word} from the machine; see console.log and qemu.log in {self.folder}; it said {lines}")
+        raise AssertionError(f"no {word} from the machine (see {self.folder}/*.log), but {lines}")
 
     def send(self, command):
         self.process.stdin.write(command.encode() + b"\n")
         self.process.stdin.flush()
 
     def run(self, command, code=0, says=()):
-        """Runs a command in the machine, and holds its exit code and parts of its output against these."""
+        """Runs a command in the machine; checks its exit code, and that its output has `says` in this order."""
         begin = time.monotonic()
         self.send(command)
         lines, exit_code = self.wait_for("EXIT")
         output = "\n".join(lines).strip()
         print(f"# {command}\n{output}\n[exit code {exit_code}, {time.monotonic() - begin:.1f} s]", flush=True)
-        missing = [part for part in ([says] if isinstance(says, str) else says) if part not in output]
-        if int(exit_code) != code or missing:
-            raise AssertionError(f"{command}: exit code {exit_code}, not {code}; without {missing}:\n{output}")
+        order = [output.find(part) for part in ([says] if isinstance(says, str) else says)]
+        if int(exit_code) != code or -1 in order or order != sorted(order):
+            raise AssertionError(f"{command}: not {code}, or not {says} in this order; see the transcript")
         return output
 
     def reboot(self):
         self.send("reboot -f")
         self.wait_for("READY")
+
+    def wrong_passwords(self):
+        """How many wrong passwords the firmware has met, by the tables in the folder `firmware`."""
+        with open(f"{self.folder}/firmware.log") as log:
+            return log.read().count("!")
 
     def variable(self, name):
         """A UEFI variable as the firmware keeps it in its flash: headers of authenticated variables

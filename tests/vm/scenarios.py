@@ -46,7 +46,7 @@ def without_efi_variables(vm, _):
 
 
 def load_drivers(vm):
-    vm.run("for module in ipmi_msghandler ipmi_devintf ipmi_si think_lmi efivarfs; do modprobe $module || exit; done")
+    vm.run("for module in ipmi_msghandler ipmi_devintf ipmi_si think_lmi dell_wmi_sysman efivarfs; do modprobe $module || exit; done")
     vm.run(f"mount -t efivarfs none {EFIVARS}")
 
 
@@ -69,8 +69,9 @@ def not_root(vm, _):
 def edit_and_restore(vm, bmc):
     vm.run("sed -e s/^PowerRestorePolicy=RESTORE/PowerRestorePolicy=ON/ -e s/^SolRetryInterval=250/SolRetryInterval=300/"
            " -e s/^AccessMode=ALWAYS/AccessMode=SHARED/ -e s/^WakeOnLAN=Enable/WakeOnLAN=Disable/"
+           " -e s/^Auto-On.Hour=6/Auto-On\\ Hour=17/ -e s/^Asset.Tag=rack.7/Asset\\ Tag=rack\\ 9/"
            " -e 's/^UiApp=1/UiApp=4/' -e 's/^Network=4/Network=1/' before.ini >wanted.ini")
-    vm.run(f"{LOCAL} restore --yes wanted.ini", says=["83 unchanged, 5 applied, 1 pending", " 0 not applied"])
+    vm.run(f"{LOCAL} restore --yes wanted.ini", says=["86 unchanged, 5 applied, 3 pending", " 0 not applied"])
     vm.run(f"{LOCAL} verify wanted.ini")
     expect("ipmitool reads the power policy", "always-on" in bmc.ask("chassis", "status"))
     expect("ipmitool reads the retry interval", "300" in bmc.ask("sol", "info", "1"))
@@ -87,12 +88,24 @@ def read_only_efi_variables(vm, _):
 def after_a_reboot(vm, bmc):
     vm.reboot()
     load_drivers(vm)
-    # The setup of this firmware forgets its settings, the BMC and the UEFI variables keep theirs.
-    vm.run(f"{LOCAL} verify wanted.ini", code=1, says=["WakeOnLAN", "88 of 89 settings"])
-    vm.run(f"{LOCAL} restore --yes before.ini", says="84 unchanged, 5 applied, 0 pending")
+    # These firmware settings are as new after a boot; the BMC and the UEFI variables keep theirs.
+    vm.run(f"{LOCAL} verify wanted.ini", code=1, says=["Asset Tag", "Auto-On Hour", "WakeOnLAN", "91 of 94"])
+    vm.run(f"{LOCAL} restore --yes before.ini", says="89 unchanged, 5 applied, 0 pending")
     vm.run(f"{LOCAL} verify before.ini")
     expect("ipmitool reads the power policy", "previous" in bmc.ask("chassis", "status"))
     expect("the flash has the boot order", boot_order(vm) == [0, 1, 2, 3])
+
+
+def administrator_password(vm, _):
+    vm.run("echo secret-1 >/sys/class/firmware-attributes/dell-wmi-sysman/authentication/Admin/new_password")
+    vm.run("sed -e 's/^AC Recovery=Last/AC Recovery=On/' -e s/^Auto-On.Hour=6/Auto-On\\ Hour=7/ before.ini >wanted.ini"
+           " && echo wrong >wrong && echo secret-1 >right")
+    restore = f"{LOCAL} restore --mode bios --yes wanted.ini --password-file"
+    vm.run(f"{restore} wrong", code=77, says=["2 settings will change", " 0 applied", "error 2054"])
+    expect("the firmware has counted one wrong password", vm.wrong_passwords() == 1)
+    vm.run(f"{restore} right", says="2 pending")
+    expect("and has not counted the right one", vm.wrong_passwords() == 1)
+    vm.run(f"{LOCAL} verify wanted.ini")
 
 
 # Here comes what takes a restore back ("undo"), and a restore whose network side is cut while it waits
@@ -107,7 +120,7 @@ def main():
             machine.Machine(f"{folder}/server", bmc) as vm:
         powercut.keep_busy(busy)
         for scenario in (without_a_bmc, without_efi_variables, first_save, not_root, edit_and_restore,
-                         read_only_efi_variables, after_a_reboot):
+                         read_only_efi_variables, after_a_reboot, administrator_password):
             print(f"\n== {scenario.__name__.replace('_', ' ')}", flush=True)
             scenario(vm, bmc)
         powercut.cut_power(busy, after_round=12)

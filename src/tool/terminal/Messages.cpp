@@ -60,9 +60,11 @@ std::string Printable(const std::string& text) {
   return printable;
 }
 
-/// To standard error. Whoever has closed that has chosen not to be told.
+/// To standard error, behind what standard output has so far: both often go to one log. Whoever has
+/// closed that has chosen not to be told.
 void Messages::Tell(const char* prefix, const std::string& text) const {
   status_->Clear();
+  std::fflush(stdout);  // a failure shows at the end of the program
   std::fprintf(stderr, "%s%s\n", prefix, Printable(text).c_str());
 }
 

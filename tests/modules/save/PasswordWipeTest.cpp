@@ -4,12 +4,12 @@
 #include <malloc.h>
 #include <pthread.h>
 #include <sched.h>
-#include <sys/mman.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <vector>
 
 #include "modules/save/RestoreFixture.h"
 
@@ -84,23 +84,8 @@ class ForgetfulProvider final : public FakeProvider {
   int writes_ = 0;
 };
 
-/// Memory from the system, zeroed.
-class Pages {
- public:
-  explicit Pages(std::size_t size)
-      : size_(size),
-        start_(mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {}
-  Pages(const Pages&) = delete;
-  Pages& operator=(const Pages&) = delete;
-  ~Pages() { munmap(start_, size_); }
-
-  [[nodiscard]] void* Start() const { return start_; }
-  [[nodiscard]] std::size_t Size() const { return size_; }
-
- private:
-  std::size_t size_;
-  void* start_;
-};
+/// Memory that a stack or an object is put into.
+using Pages = std::vector<char>;
 
 struct WipeRow {
   const char* name;
@@ -111,7 +96,7 @@ struct WipeRow {
 
 /// One restore for another thread.
 struct Call {
-  const Pages& object;
+  Pages& object;
   const SDK::SavenRestoreOptions& options;
   const char* frame;  ///< everything below has been used by the restore alone
   std::atomic<bool> isDone;
@@ -137,7 +122,7 @@ __attribute__((noinline)) void RestoreDeeper(OpenSaveRestore* module, const Call
 
 void* RunCall(void* argument) {
   Call& call = *static_cast<Call*>(argument);
-  auto* module = new (call.object.Start()) OpenSaveRestore;
+  auto* module = new (call.object.data()) OpenSaveRestore;
   RestoreDeeper(module, call);
   constexpr std::size_t kOwnFrame = 1024;
   call.frame = static_cast<const char*>(__builtin_frame_address(0)) - kOwnFrame;
@@ -151,16 +136,16 @@ class PasswordWipeTest : public RestoreTest, public ::testing::WithParamInterfac
  protected:
   /// Restores on another stack, and destroys the module there too. \return what the stack holds of
   /// the password once all is done, while the thread still has it: its end may clear it.
-  bool LeavesOnStack(const Pages& stack, const Pages& object) {
+  bool LeavesOnStack(Pages& stack, Pages& object) {
     Call call{object, options, {}, false, false};
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
-    pthread_attr_setstack(&attributes, stack.Start(), stack.Size());
+    pthread_attr_setstack(&attributes, stack.data(), stack.size());
     pthread_t thread = 0;
     EXPECT_EQ(pthread_create(&thread, &attributes, RunCall, &call), 0);
     while (!call.isDone) sched_yield();
-    const auto* start = static_cast<const char*>(stack.Start());
-    const bool holds = HoldsPassword(start, static_cast<std::size_t>(call.frame - start));
+    const bool holds =
+        HoldsPassword(stack.data(), static_cast<std::size_t>(call.frame - stack.data()));
     call.isSeen = true;
     pthread_join(thread, nullptr);
     pthread_attr_destroy(&attributes);
@@ -181,8 +166,8 @@ TEST_P(PasswordWipeTest, NoCopyIsLeftBehind) {
   options.skipSystemCheck = options.skipBootOrder = true;
   std::strcpy(options.password, "!wipe-me-14ch!");
 
-  const Pages stack(std::size_t{1} << 20);
-  const Pages object(std::size_t{1} << 14);
+  Pages stack(std::size_t{1} << 20);
+  Pages object(std::size_t{1} << 14);
   leaks = 0;
   isWatching = true;
   const bool isOnStack = LeavesOnStack(stack, object);
@@ -190,7 +175,7 @@ TEST_P(PasswordWipeTest, NoCopyIsLeftBehind) {
   EXPECT_EQ(server->seen, GetParam().seen);
   EXPECT_EQ(leaks, 0) << "blocks of the heap were freed with the password in them";
   EXPECT_FALSE(isOnStack && kSeesStack);
-  EXPECT_FALSE(HoldsPassword(object.Start(), object.Size()));
+  EXPECT_FALSE(HoldsPassword(object.data(), object.size()));
   EXPECT_STREQ(options.password, "!wipe-me-14ch!");  // the caller's record is the caller's
 }
 

@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "common/Text.h"
 #include "common/WholeFile.h"
 #include "ini/IniEscape.h"
 
@@ -14,9 +15,7 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kBlanks = " \t";
 
 std::string_view Trim(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+  return Common::Trimmed(text, kBlanks);
 }
 
 /// Where the comment of a key line or heading starts: the ";" directly behind a tab, or the one

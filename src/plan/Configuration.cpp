@@ -82,6 +82,16 @@ std::string Configuration::NameOf(const std::string& path) const {
   return path.empty() || setting == settings_.end() ? path : setting->Name();
 }
 
+std::vector<const Setting*> Configuration::Of(const std::string& section) const {
+  std::vector<const Setting*> settings;
+  for (auto place = index_.lower_bound({section, ""});
+       place != index_.end() && place->first.first == section; ++place) {
+    settings.push_back(&settings_[place->second]);
+  }
+  std::ranges::sort(settings);  // they point into one vector: this is its order
+  return settings;
+}
+
 bool Configuration::HasSection(const std::string& name) const {
   return sectionNames_.contains(name);
 }

@@ -49,6 +49,8 @@ class Configuration {
   [[nodiscard]] const Setting* Find(const std::string& section, const std::string& key) const;
   /// The name of the setting that was read at a query path; the path itself without one.
   [[nodiscard]] std::string NameOf(const std::string& path) const;
+  /// The settings of a section, in order.
+  [[nodiscard]] std::vector<const Setting*> Of(const std::string& section) const;
   [[nodiscard]] bool HasSection(const std::string& name) const;
   [[nodiscard]] std::map<std::string, std::size_t> KeysPerSection() const;
   [[nodiscard]] const std::vector<Setting>& Settings() const { return settings_; }

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 
+#include "common/WholeFile.h"
 #include "modules/stream/StreamFile.h"
 #include "plan/Failure.h"
 
@@ -77,6 +78,21 @@ Configuration ConfigurationOf(const std::vector<Scf::Section>& sections) {
 
 bool IsStreamName(const std::string& path) {
   return path.ends_with(".scf") || path.ends_with(".SCF");
+}
+
+ConfigurationFile::ConfigurationFile(
+    const std::string& path, const std::function<std::string(const std::string& text)>& change) {
+  ThrowIfMissing(path);
+  std::vector<char> bytes;
+  const auto read = Common::ReadWholeFile(path.c_str(), IniDocument::kMaxBytes, bytes);
+  lines_ = std::make_unique<IniDocument>();
+  const bool isRead = read.status == Common::WholeFileResult::Status::Ok;
+  if (!isRead || lines_->Parse(change({bytes.begin(), bytes.end()})) != IniDocument::Status::Ok) {
+    throw Failure(Failure::Kind::BadInput,
+                  "\"" + path + "\" is refused: " + (isRead ? lines_->Reason() : read.reason));
+  }
+  sections_ = SectionsOf(*lines_);
+  content_ = ConfigurationOf(*lines_);
 }
 
 ConfigurationFile::ConfigurationFile(const std::string& path) {

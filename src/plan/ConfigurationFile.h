@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,6 +19,9 @@ class ConfigurationFile {
  public:
   /// \throws Failure  there is no such file, it is not permitted, or not of its form.
   explicit ConfigurationFile(const std::string& path);
+  /// A text file, with `change` done to its text before it is read. \throws Failure
+  ConfigurationFile(const std::string& path,
+                    const std::function<std::string(const std::string& text)>& change);
 
   /// What it holds; of equal keys the last.
   [[nodiscard]] const Configuration& Content() const { return content_; }

@@ -26,19 +26,22 @@ std::vector<std::string> PathsOf(const SDK::SettingMap& settings, const std::str
 }  // namespace
 
 DeliveringProvider::DeliveringProvider(std::shared_ptr<SDK::QueryProvider> inner,
-                                       const std::vector<Obstacle>& obstacles,
-                                       Deliveries& deliveries)
-    : ForwardingProvider(std::move(inner)), obstacles_(obstacles), deliveries_(deliveries) {}
+                                       const Filter& filter, Deliveries& deliveries)
+    : ForwardingProvider(std::move(inner)), filter_(filter), deliveries_(deliveries) {}
 
 const Obstacle* DeliveringProvider::ObstacleAt(const std::string& path) const {
   const auto found = std::ranges::find_if(
-      obstacles_, [&](const Obstacle& obstacle) { return obstacle.change.path == path; });
-  return found == obstacles_.end() ? nullptr : &*found;
+      filter_.obstacles, [&](const Obstacle& obstacle) { return obstacle.change.path == path; });
+  return found == filter_.obstacles.end() ? nullptr : &*found;
 }
 
-SDK::SettingMap DeliveringProvider::WithoutObstacles(const SDK::SettingMap& settings) const {
+bool DeliveringProvider::IsWanted(const std::string& path) const {
+  return ObstacleAt(path) == nullptr && (!filter_.only || filter_.only->contains(path));
+}
+
+SDK::SettingMap DeliveringProvider::Filtered(const SDK::SettingMap& settings) const {
   SDK::SettingMap rest = settings;
-  std::erase_if(rest, [&](const auto& setting) { return ObstacleAt(setting.first) != nullptr; });
+  std::erase_if(rest, [&](const auto& setting) { return !IsWanted(setting.first); });
   return rest;
 }
 
@@ -65,13 +68,13 @@ void DeliveringProvider::Deliver(const std::vector<std::string>& paths, Call cal
 void DeliveringProvider::Write(const SDK::SettingMap& settings, bool isBios, bool reserved) {
   if (settings.contains(kPasswordPath))
     return ForwardingProvider::Write(settings, isBios, reserved);
-  const SDK::SettingMap rest = WithoutObstacles(settings);
+  const SDK::SettingMap rest = Filtered(settings);
   Deliver(PathsOf(rest), [&] { ForwardingProvider::Write(rest, isBios, reserved); });
 }
 
 void DeliveringProvider::WriteAuthorised(const SDK::SettingMap& settings,
                                          const std::string& password) {
-  const SDK::SettingMap rest = WithoutObstacles(settings);
+  const SDK::SettingMap rest = Filtered(settings);
   Deliver(PathsOf(rest), [&] { ForwardingProvider::WriteAuthorised(rest, password); });
 }
 
@@ -82,7 +85,13 @@ void DeliveringProvider::WriteGroup(const std::string& path, const SDK::SettingM
     // A group is written whole: what cannot be changed goes out as it is.
     if (const Obstacle* obstacle = ObstacleAt(path + "/" + name)) value = obstacle->change.from;
   }
-  Deliver(PathsOf(kept, path), [&] { ForwardingProvider::WriteGroup(path, kept); });
+  const std::vector<std::string> paths = PathsOf(kept, path);
+  if (filter_.only && std::ranges::none_of(paths, [&](const std::string& one) {
+        return filter_.only->contains(one);
+      })) {
+    return;
+  }
+  Deliver(paths, [&] { ForwardingProvider::WriteGroup(path, kept); });
 }
 
 }  // namespace Planning

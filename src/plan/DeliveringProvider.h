@@ -2,6 +2,8 @@
 
 #include <map>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,12 +22,18 @@ enum class Delivery {
 /// What has become of the writes, by query path; what was never sent has no entry.
 using Deliveries = std::map<std::string, Delivery>;
 
-/// Passes writes on without those that cannot be made, and keeps how far each has come.
+/// Which writes are to be passed on.
+struct Filter {
+  const std::vector<Obstacle>& obstacles;          ///< those that cannot be made are not
+  std::optional<std::set<std::string>> only = {};  ///< and of the others these paths alone
+};
+
+/// Passes the writes on that a filter lets through, and keeps how far each has come.
 class DeliveringProvider final : public ForwardingProvider {
  public:
-  /// `obstacles` and `deliveries` outlive the provider.
-  DeliveringProvider(std::shared_ptr<SDK::QueryProvider> inner,
-                     const std::vector<Obstacle>& obstacles, Deliveries& deliveries);
+  /// `filter` and `deliveries` outlive the provider.
+  DeliveringProvider(std::shared_ptr<SDK::QueryProvider> inner, const Filter& filter,
+                     Deliveries& deliveries);
 
   void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override;
   void WriteAuthorised(const SDK::SettingMap& settings, const std::string& password) override;
@@ -33,11 +41,12 @@ class DeliveringProvider final : public ForwardingProvider {
 
  private:
   [[nodiscard]] const Obstacle* ObstacleAt(const std::string& path) const;
-  [[nodiscard]] SDK::SettingMap WithoutObstacles(const SDK::SettingMap& settings) const;
+  [[nodiscard]] bool IsWanted(const std::string& path) const;
+  [[nodiscard]] SDK::SettingMap Filtered(const SDK::SettingMap& settings) const;
   template <typename Call>
   void Deliver(const std::vector<std::string>& paths, Call call);
 
-  const std::vector<Obstacle>& obstacles_;
+  const Filter& filter_;
   Deliveries& deliveries_;
 };
 

@@ -146,8 +146,9 @@ void CheckEnd(const ConfigurationFile& file, std::vector<Finding>& findings) {
 
 }  // namespace
 
-std::vector<Finding> CheckFile(const ConfigurationFile& file) {
-  std::vector<Finding> findings = UnknownAnywhere(file.Content());
+std::vector<Finding> CheckFile(const ConfigurationFile& file, Extent extent) {
+  std::vector<Finding> findings;
+  if (extent == Extent::Whole) findings = UnknownAnywhere(file.Content());
   if (file.Lines() != nullptr) {
     for (const IniDocument::Problem& problem : file.Lines()->Problems()) {
       findings.push_back(FindingOf(problem));
@@ -159,7 +160,7 @@ std::vector<Finding> CheckFile(const ConfigurationFile& file) {
     }
   }
   for (const Key& key : KeysOf(file)) CheckKey(key, file.Lines() != nullptr, findings);
-  CheckEnd(file, findings);
+  if (extent == Extent::Whole) CheckEnd(file, findings);
   std::ranges::stable_sort(findings, {}, &Finding::line);
   return findings;
 }
@@ -173,11 +174,16 @@ ConfigurationFile WellFormed(const std::string& path) {
     }
   }
   CheckEnd(file, faults);
-  const auto fault = std::ranges::find(faults, Finding::Weight::Error, &Finding::weight);
-  if (fault == faults.end()) return file;
-  const auto all = std::ranges::count(faults, Finding::Weight::Error, &Finding::weight);
+  ThrowIfMalformed(faults, path);
+  return file;
+}
+
+void ThrowIfMalformed(const std::vector<Finding>& findings, const std::string& file) {
+  const auto fault = std::ranges::find(findings, Finding::Weight::Error, &Finding::weight);
+  if (fault == findings.end()) return;
+  const auto all = std::ranges::count(findings, Finding::Weight::Error, &Finding::weight);
   throw Failure(Failure::Kind::BadInput,
-                Describe(*fault, path) +
+                Describe(*fault, file) +
                     (all > 1 ? " (and " + std::to_string(all - 1) + " more; see \"check\")" : ""));
 }
 

@@ -23,7 +23,14 @@ struct Finding {
 /// What a file tells by itself: lines that are none, duplicates, values that are not among the
 /// options their comment lists or have a comment for a part, values longer than a restore reads,
 /// names that no server has, an end that is missing.
-[[nodiscard]] std::vector<Finding> CheckFile(const ConfigurationFile& file);
+/// A part of the settings has no end that could be missing, and its sections may hold a "*": which
+/// names are known shows on a server.
+enum class Extent { Whole, Part };
+[[nodiscard]] std::vector<Finding> CheckFile(const ConfigurationFile& file,
+                                             Extent extent = Extent::Whole);
+
+/// \throws Failure  the findings hold an error; it is named, and how many more there are.
+void ThrowIfMalformed(const std::vector<Finding>& findings, const std::string& file);
 
 /// The file at `path`, which has no line that is none and is not empty.
 /// \throws Failure  it has, or cannot be read.

@@ -71,7 +71,7 @@ Plan MakePlan(const Request& request, const Server& server) {
   std::vector<Finding> more = CheckAgainstServer(request, rehearsal);
   server.ThrowIfSilent();  // what it has not told is no fault of the file
   std::move(more.begin(), more.end(), std::back_inserter(plan.findings));
-  plan.present = ConfigurationOfTarget(request.mode);
+  plan.present = request.present ? *request.present : ConfigurationOfTarget(request.mode);
   more = UnknownOnServer(request, plan.present);
   std::move(more.begin(), more.end(), std::back_inserter(plan.findings));
   plan.changes = ChangesOf(rehearsal.writes, plan.present);

@@ -163,6 +163,7 @@ void AddRows(const Configuration& wanted, const Sent& sent, Report& report) {
     if (setting.section == "SYSTEM") continue;
     report.rows.push_back(RowFor(setting, report.present, sent));
   }
+  if (sent.plan.request.isPart) return;
   for (const Setting& setting : report.present.Settings()) {
     if (setting.section == "SYSTEM" || wanted.Find(setting.section, setting.key) != nullptr) {
       continue;

@@ -20,6 +20,10 @@ struct Request {
   bool skipBootOrder = false;    ///< leave the boot order and the hard-disk order alone
   bool keepsGoing = false;       ///< write the rest where some values cannot be taken
   bool ignoresUnknown = false;   ///< pass over names that the server does not know
+  /// Only a part is wanted: what `wanted` does not name, and what is as wanted already, is not
+  /// written. The file then holds the rest as the server has it.
+  bool isPart = false;
+  std::optional<Configuration> present;  ///< what the server has, where that is known already
 };
 
 /// The request for a file as it is. Without a mode it is the one that covers what the file holds.

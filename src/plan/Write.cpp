@@ -66,8 +66,13 @@ struct MountedAgain {
 
 Written Write(const Plan& plan, const std::string& password, const Server& server) {
   Written written;
+  Filter filter{plan.obstacles};
+  if (plan.request.isPart) {
+    filter.only.emplace();
+    for (const Change& change : plan.changes) filter.only->insert(change.path);
+  }
   MountTarget(Wrapped(server.Providers(), [&](const std::shared_ptr<SDK::QueryProvider>& provider) {
-    return std::make_shared<DeliveringProvider>(provider, plan.obstacles, written.deliveries);
+    return std::make_shared<DeliveringProvider>(provider, filter, written.deliveries);
   }));
   const MountedAgain again{server.Providers()};
   RestoreKeepingFailure(plan.request, plan.request.mode, password, server, written);

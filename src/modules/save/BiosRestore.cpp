@@ -6,9 +6,11 @@
 #include <utility>
 
 #include "common/ErrorManager.h"
+#include "common/Text.h"
 #include "ini/IniPrimitives.h"
 #include "modules/save/BiosTree.h"
 #include "modules/save/SaveRestore.h"
+#include "modules/save/SerialPorts.h"
 
 namespace SDK {
 namespace {
@@ -37,14 +39,12 @@ bool IsPortResource(std::string_view key) {
   return key == "Address" || key == "IRQ";
 }
 
-std::string TrimmedKey(const std::string& key) {
-  constexpr const char* kBlanks = " \t\n\r";
-  const std::size_t first = key.find_first_not_of(kBlanks);
-  if (first == std::string::npos) return {};
-  return key.substr(first, key.find_last_not_of(kBlanks) - first + 1);
-}
-
 }  // namespace
+
+SerialPorts& SerialPorts::OfProcess() {
+  static SerialPorts ports;
+  return ports;
+}
 
 int SaveRestore::CommitBiosConfigurationFromINIFile(const char* fileName) {
   QueueBiosSettings(fileName);
@@ -96,12 +96,14 @@ int SaveRestore::SaveBiosData(const std::string& parent, const std::string& path
   const _XNode& setting = BiosTree::NodeAt(nodes, path);
   if (setting.kind != NODE_SETTING || setting.flag) return 0;
   BiosKey place{BiosTree::SectionName(parent), BiosTree::KeyOf(path, parent)};
-  const std::string asNamed = std::exchange(place.key, TrimmedKey(place.key));
+  const BiosKey own = place;
+  place.key = BiosTree::TrimmedName(own.key);
   if (BiosTree::IsPrivateKey(place.key)) return 0;
 
   // The save keeps the blanks around a name, so that is how a file that it wrote has the key;
   // beside it there may be another one that differs in these blanks only.
-  FileValue value = ReadFileValue(place.section, asNamed, fileName);
+  FileValue value = ReadFileValue(own.section, own.key, fileName);
+  const bool isOwn = value.IsRead();
   if (value.status == INI_NO_KEY) value = ReadFileValue(place.section, place.key, fileName);
   if (place.section.find(kSerialSection) != std::string::npos && value.IsAbsent()) {
     value = ReadSerialFallback(place, fileName);
@@ -116,6 +118,7 @@ int SaveRestore::SaveBiosData(const std::string& parent, const std::string& path
               "\" in ini file, skip this item.");
     return 0;
   }
+  if (!isOwn && place != own) ValueTakenFrom(path, place.section, place.key, value.text);
   QueueBiosValue(path, place, value, BiosTree::EffectiveValue(setting));
   return 0;
 }
@@ -135,29 +138,26 @@ void SaveRestore::QueueBiosValue(const std::string& path, const BiosKey& place,
 /// `place` becomes where it was read. The settings come port A first; the values of port A are kept
 /// for the comparison with port B, over restores as well.
 FileValue SaveRestore::ReadSerialFallback(BiosKey& place, const char* fileName) {
-  static std::string Serial_A_Address;
-  static std::string Serial_A_IRQ;
-  static bool serialBfound = false;
-
+  SerialPorts& ports = SerialPorts::OfProcess();
   const std::string key = place.key;
   place.section = kSerialSection;
-  if (serialBfound && IsPortResource(key)) place.key += "B";
+  if (ports.serialBfound && IsPortResource(key)) place.key += "B";
   FileValue value = ReadFileValue(place.section, place.key, fileName);
   if (value.IsAbsent() && std::ranges::find(kSerialEnableKeys, key) != kSerialEnableKeys.end()) {
     KeyMissing(place.section, place.key);
   }
   if (!value.IsRead()) return value;
 
-  if (key == "Serial B Enable" && value.text == "1") serialBfound = true;
+  if (key == "Serial B Enable" && value.text == "1") ports.serialBfound = true;
   if (key == "IRQ" && value.text == "4") value.text = value.whole = "3";
-  const bool takenByPortA = (key == "Address" && value.text == Serial_A_Address) ||
-                            (key == "IRQ" && value.text == Serial_A_IRQ);
-  if (serialBfound && takenByPortA) {
+  const bool takenByPortA = (key == "Address" && value.text == ports.Serial_A_Address) ||
+                            (key == "IRQ" && value.text == ports.Serial_A_IRQ);
+  if (ports.serialBfound && takenByPortA) {
     ValueRefused(place.section, place.key);
     ErrorManager::Raise(ErrorManager::BadBiosValue);
   }
-  if (key == "Address") Serial_A_Address = value.text;
-  if (key == "IRQ") Serial_A_IRQ = value.text;
+  if (key == "Address") ports.Serial_A_Address = value.text;
+  if (key == "IRQ") ports.Serial_A_IRQ = value.text;
   return value;
 }
 

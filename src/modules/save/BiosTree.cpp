@@ -4,6 +4,7 @@
 #include <array>
 #include <vector>
 
+#include "common/Text.h"
 #include "query/XEngine.h"
 
 namespace SDK::BiosTree {
@@ -49,6 +50,10 @@ std::string OptionComment(const _XNode& setting) {
   for (const auto& [value, text] : setting.options) comment += ": " + text + "=" + value;
   if (!setting.remark.empty()) comment += "; " + setting.remark;
   return comment;
+}
+
+std::string TrimmedName(std::string_view name) {
+  return std::string(Common::Trimmed(name, " \t\n\r"));
 }
 
 bool IsPrivateKey(std::string_view key) {

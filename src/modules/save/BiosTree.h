@@ -25,6 +25,10 @@ namespace SDK::BiosTree {
 /// The comment that lists the options of a setting: ";Options: text=value: text=value".
 [[nodiscard]] std::string OptionComment(const _XNode& setting);
 
+/// The name of a setting or a device without blanks and line ends around it, by which it is looked
+/// up.
+[[nodiscard]] std::string TrimmedName(std::string_view name);
+
 /// True for the keys that are neither saved nor restored, whatever menu they stand in.
 [[nodiscard]] bool IsPrivateKey(std::string_view key);
 

@@ -6,19 +6,17 @@
 #include <utility>
 
 #include "common/ErrorManager.h"
-#include "ini/IniEscape.h"
+#include "common/Text.h"
 #include "modules/save/Expansion.h"
 #include "modules/save/SaveRestore.h"
 
 namespace SDK {
 namespace {
 
+using Common::Contains;
+
 /// What a key reads where a BMC has no such setting.
 constexpr std::string_view kNotAvailable = "N.A.";
-
-bool Contains(std::string_view text, std::string_view word) {
-  return text.find(word) != std::string_view::npos;
-}
 
 }  // namespace
 
@@ -38,7 +36,7 @@ FileValue SaveRestore::ReadFileValue(const std::string& section, const std::stri
 
 void SaveRestore::PrintSkip(const std::string& text) {
   // Names in it come from the machine and the file: they must not steer a terminal.
-  std::puts(Ini::Escape(text, Ini::Place::Comment).c_str());
+  std::puts(Common::Printable(text).c_str());
 }
 
 void SaveRestore::KeyMissing(const std::string& /*section*/, const std::string& /*key*/) {
@@ -61,7 +59,8 @@ void SaveRestore::RestoreSection(const sectionData& section, const char* fileNam
   const std::string reader = Expansion::WithoutBrackets(section.name);
   if (section.numbered != 0) {
     for (const std::string& number : InstanceNumbersOf(section, MembersFrom::Children)) {
-      RestoreInstance(section, {Expansion::Number(reader, number), number, fileName});
+      const Instance instance{Expansion::Number(reader, number), number, fileName};
+      if (IsOfFile(section, instance)) RestoreInstance(section, instance);
     }
   } else if (section.items.front().type == QT_LIST) {
     RestoreListSection(section, {reader, "", fileName});
@@ -70,25 +69,27 @@ void SaveRestore::RestoreSection(const sectionData& section, const char* fileNam
   }
 }
 
-/// Reads a key that the file must have. Where the machine reserves the item the save has left it
-/// out, so there its absence ends the instance instead of the restore.
-SaveRestore::KeyReading SaveRestore::ReadRequiredKey(const Instance& instance,
-                                                     const std::string& key,
-                                                     const std::string& query) {
-  const FileValue value = ReadFileValue(instance.section, key, instance.fileName);
-  if (value.IsRead()) return Taken(instance, key, query, value);
-  if (Expansion::IsReserved(ExecuteGetQuery(query.c_str()))) return {KeyReading::Reserved, ""};
-  KeyMissing(instance.section, key);
-  return {KeyReading::LeaveAlone, ""};
+/// False for an instance that the file lacks for a good reason: the save takes the instances from
+/// the values of the collection, and those do not list it.
+bool SaveRestore::IsOfFile(const sectionData& section, const Instance& instance) {
+  const std::string key = section.items.size() > 1 ? section.items[1].key : "";
+  const FileValue first = ReadFileValue(instance.section, key, instance.fileName);
+  if (first.status != INI_NO_SECTION) return true;
+  const std::vector<std::string> listed = InstanceNumbersOf(section, MembersFrom::Values);
+  return std::ranges::find(listed, instance.number) != listed.end();
 }
 
-/// Reads a key that the file may lack; the setting is then left alone.
-SaveRestore::KeyReading SaveRestore::ReadOptionalKey(const Instance& instance,
-                                                     const std::string& key,
-                                                     const std::string& query) {
+/// Reads a key. Where the file lacks it, and needs it, the restore ends; where it does not, the
+/// setting is left alone.
+SaveRestore::KeyReading SaveRestore::ReadKey(const Instance& instance, const std::string& key,
+                                             const std::string& query, Need need) {
   const FileValue value = ReadFileValue(instance.section, key, instance.fileName);
-  if (!value.IsRead()) return {KeyReading::LeaveAlone, ""};
-  return Taken(instance, key, query, value);
+  if (value.IsRead()) return Taken(instance, key, query, value);
+  if (need == Need::UnlessReserved && Expansion::IsReserved(ExecuteGetQuery(query.c_str()))) {
+    return {KeyReading::Reserved, ""};
+  }
+  if (need != Need::Never) KeyMissing(instance.section, key);
+  return {KeyReading::LeaveAlone, ""};
 }
 
 /// The value of a key as the set rules take it. One that the reader has cut is never set: it is
@@ -109,7 +110,7 @@ SaveRestore::KeyReading SaveRestore::Taken(const Instance& instance, const std::
 
 void SaveRestore::RestorePlainSection(const sectionData& section, const Instance& instance) {
   for (const Data& item : section.items) {
-    const KeyReading reading = ReadRequiredKey(instance, item.key, item.query);
+    const KeyReading reading = ReadKey(instance, item.key, item.query, Need::Always);
     if (reading.outcome != KeyReading::Set) continue;
     // Before the set of this very key: the set rules look at the flag.
     if (Contains(item.key, "LANFailOver") && reading.value == "ENABLE") lanFailOver = true;
@@ -120,15 +121,15 @@ void SaveRestore::RestorePlainSection(const sectionData& section, const Instance
 void SaveRestore::RestoreListSection(const sectionData& section, const Instance& instance) {
   const std::vector<std::string> numbers = InstanceNumbersOf(section, MembersFrom::Values);
   // With fewer filters than that the save has written none, so the file may lack them all.
-  const bool isRequired = numbers.size() >= Expansion::kHandledFilters;
+  const Need need =
+      numbers.size() >= Expansion::kHandledFilters ? Need::UnlessReserved : Need::Never;
   const std::size_t count = std::min(numbers.size(), Expansion::kHandledFilters);
   for (std::size_t filter = 0; filter < count; ++filter) {
     for (std::size_t index = 1; index < section.items.size(); ++index) {
       const Data& item = section.items[index];
       const std::string key = Expansion::Number(item.key, numbers[filter]);
       const std::string query = Expansion::FillFirst(item.query, numbers[filter]);
-      const KeyReading reading = isRequired ? ReadRequiredKey(instance, key, query)
-                                            : ReadOptionalKey(instance, key, query);
+      const KeyReading reading = ReadKey(instance, key, query, need);
       if (reading.outcome == KeyReading::Set) ExecuteSetQuery(query.c_str(), reading.value.c_str());
     }
   }
@@ -145,15 +146,18 @@ void SaveRestore::RestoreInstance(const sectionData& section, const Instance& in
       RestoreIpv6Detail(instance, key, query);
       continue;
     }
-    KeyReading reading = ReadRequiredKey(instance, key, query);
+    // The interval is saved whatever it reads.
+    const bool isInterval = item.key == Expansion::kRetryIntervalKey;
+    KeyReading reading =
+        ReadKey(instance, key, query, isInterval ? Need::Always : Need::UnlessReserved);
     if (reading.outcome == KeyReading::Reserved) return;
     if (reading.outcome != KeyReading::Set) continue;
-    if (item.key == Expansion::kRetryIntervalKey) {
+    if (isInterval) {
+      // One that the machine does not tell was saved as 0, which says nothing.
+      const bool saysNothing =
+          reading.value == "0" && !Expansion::StartsWithDigit(ExecuteGetQuery(query.c_str()));
+      if (saysNothing) continue;
       reading.value = Expansion::MillisecondsToRetryInterval(reading.value);
-      // An interval that the machine does not tell was saved as 0, which says nothing.
-      if (reading.value == "0" && !Expansion::StartsWithDigit(ExecuteGetQuery(query.c_str()))) {
-        continue;
-      }
     }
     ExecuteSetQuery(query.c_str(), reading.value.c_str());
   }
@@ -177,8 +181,7 @@ void SaveRestore::RestoreIpv6Detail(const Instance& instance, const std::string&
       ofFile.text != Expansion::kEnabled && ofFile.text == ExecuteGetQuery(statusQuery.c_str());
   const bool isRequired =
       ofFile.IsRead() && !isAsSaved && StringToUpper(ofFile.text) == Expansion::kEnabled;
-  const KeyReading reading =
-      isRequired ? ReadRequiredKey(instance, key, query) : ReadOptionalKey(instance, key, query);
+  const KeyReading reading = ReadKey(instance, key, query, isRequired ? Need::Always : Need::Never);
   if (reading.outcome == KeyReading::Set) ExecuteSetQuery(query.c_str(), reading.value.c_str());
 }
 
@@ -191,7 +194,8 @@ void SaveRestore::RestoreSubInstances(const sectionData& section, std::size_t su
       const Data& item = section.items[index];
       const std::string query =
           Expansion::FillLast(Expansion::FillFirst(item.query, instance.number), sub);
-      const KeyReading reading = ReadOptionalKey(instance, Expansion::Number(item.key, sub), query);
+      const KeyReading reading =
+          ReadKey(instance, Expansion::Number(item.key, sub), query, Need::Never);
       if (Contains(instance.section, "CHANNEL::LAN") && Contains(query, "ALERT/DESTINATION")) {
         destination.push_back({query, reading});
       } else if (reading.outcome == KeyReading::Set && reading.value != kNotAvailable &&

@@ -2,11 +2,14 @@
 #include <array>
 #include <string_view>
 
+#include "common/Text.h"
 #include "modules/save/Expansion.h"
 #include "modules/save/SaveRestore.h"
 
 namespace SDK {
 namespace {
+
+using Common::Contains;
 
 /// The user walk visits these five whatever the BMC has, and the count in the file says so.
 constexpr auto kUserMembers = std::to_array<const char*>({"[1]", "[2]", "[3]", "[4]", "[5]"});
@@ -15,10 +18,6 @@ constexpr std::string_view kUserCountKey = "NumberOfUsers";
 
 /// Each LAN channel has two alert destinations.
 constexpr auto kDestinationMembers = std::to_array<const char*>({"[0]", "[1]"});
-
-bool Contains(std::string_view text, std::string_view word) {
-  return text.find(word) != std::string_view::npos;
-}
 
 /// The comment of a key of one instance. The first user's name is fixed, and on the products that
 /// keep the second user for themselves everything of that user but its status is.

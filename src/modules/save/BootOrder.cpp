@@ -20,16 +20,9 @@ std::string Indexed(const std::string& path, std::size_t index) {
   return path + "[" + std::to_string(index) + "]";
 }
 
-std::string Trimmed(const std::string& text) {
-  constexpr const char* kBlanks = " \t\n\r";
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
 /// A position from 1 to `count`, as an index from 0. \throws ResultStatus  1134, 1263.
 std::size_t IndexOf(const std::string& position, std::size_t count) {
-  const std::string text = Trimmed(position);
+  const std::string text = BiosTree::TrimmedName(position);
   if (text.empty()) ErrorManager::Raise(ErrorManager::MissingKey);
   std::size_t number = 0;
   const char* end = text.data() + text.size();
@@ -40,17 +33,77 @@ std::size_t IndexOf(const std::string& position, std::size_t count) {
   return number - 1;
 }
 
-/// The first device of this name that has no place yet; `live.size()` without one.
-std::size_t FindUnplaced(const std::vector<std::string>& live, const std::vector<bool>& placed,
-                         const std::string& name) {
-  const auto find = [&](auto fits) {
-    std::size_t source = 0;
-    while (source < live.size() && (placed[source] || !fits(live[source]))) ++source;
-    return source;
-  };
-  const std::size_t exact = find([&](const std::string& device) { return device == name; });
-  if (exact != live.size()) return exact;
-  return find([&](const std::string& device) { return Trimmed(device) == Trimmed(name); });
+/// True for a device of the name that a file has; a position without a device is none of any name.
+bool HasName(const std::string& device, const std::string& name) {
+  return !device.empty() && BiosTree::TrimmedName(device) == BiosTree::TrimmedName(name);
+}
+
+/// An order that is being put together.
+class Placement {
+ public:
+  explicit Placement(const std::vector<std::string>& live)
+      : live_(live), order_(live.size(), nullptr), isPlaced_(live.size(), false) {}
+
+  [[nodiscard]] const std::string* At(std::size_t place) const { return order_[place]; }
+
+  void Put(std::size_t source, std::size_t place) {
+    order_[place] = &live_[source];
+    isPlaced_[source] = true;
+  }
+
+  /// The device that `name` takes to get one to `place`: it stands there already, or is the first
+  /// one that has no place yet. Nothing without one.
+  [[nodiscard]] std::optional<std::size_t> SourceFor(const std::string& name,
+                                                     std::size_t place) const {
+    for (const bool isExact : {true, false}) {
+      const auto fits = [&](std::size_t source) {
+        if (isPlaced_[source]) return false;
+        return isExact ? live_[source] == name : HasName(live_[source], name);
+      };
+      if (fits(place)) return place;
+      for (std::size_t source = 0; source < live_.size(); ++source) {
+        if (fits(source)) return source;
+      }
+    }
+    return std::nullopt;
+  }
+
+  /// Brings what has no place yet to the free positions.
+  [[nodiscard]] std::vector<std::string> Filled() && {
+    for (std::size_t place = 0; place < live_.size(); ++place) {
+      if (At(place) == nullptr && live_[place].empty()) Put(place, place);
+    }
+    for (const bool isDevice : {true, false}) {  // positions that have lost their gap come last
+      for (std::size_t source = 0; source < live_.size(); ++source) {
+        if (isPlaced_[source] || live_[source].empty() == isDevice) continue;
+        const auto free = std::ranges::find(order_, nullptr);
+        Put(source, static_cast<std::size_t>(free - order_.begin()));
+      }
+    }
+    std::vector<std::string> names;
+    for (const std::string* device : order_) names.push_back(*device);
+    return names;
+  }
+
+ private:
+  const std::vector<std::string>& live_;
+  std::vector<const std::string*> order_;
+  std::vector<bool> isPlaced_;
+};
+
+/// A line of the file that is to be placed.
+struct Wish {
+  const std::string& name;
+  std::size_t place;
+  int turn;  ///< smaller ones come first
+};
+
+/// Names as the machine has them before those that differ in blanks, and of these each time those
+/// whose device stands in its place already.
+int TurnOf(const std::string& name, std::size_t place, const std::vector<std::string>& live) {
+  if (live[place] == name) return 0;
+  if (std::ranges::find(live, name) != live.end()) return 1;
+  return HasName(live[place], name) ? 2 : 3;
 }
 
 }  // namespace
@@ -58,29 +111,39 @@ std::size_t FindUnplaced(const std::vector<std::string>& live, const std::vector
 std::optional<std::vector<std::string>> BootOrder::Rearranged(
     const std::vector<std::string>& live, const std::map<std::string, std::string>& wanted,
     std::string& entry) {
-  std::vector<const std::string*> order(live.size(), nullptr);
-  std::vector<bool> placed(live.size(), false);
+  std::vector<Wish> wishes;
   for (const auto& [name, position] : wanted) {
     entry = name;
     const std::size_t place = IndexOf(position, live.size());
-    if (order[place] != nullptr && Trimmed(*order[place]) == Trimmed(name)) continue;
-    const std::size_t source = FindUnplaced(live, placed, name);
-    if (source == live.size() || order[place] != nullptr) {
-      ErrorManager::Raise(ErrorManager::BadBootOrder);
-    }
-    order[place] = &live[source];
-    placed[source] = true;
+    wishes.push_back({name, place, TurnOf(name, place, live)});
   }
-  std::size_t next = 0;
-  std::vector<std::string> names;
-  for (const std::string*& device : order) {
-    if (device == nullptr) {
-      while (placed[next]) ++next;
-      device = &live[next++];
+  Placement placement(live);
+  for (int turn = 0; turn <= 3; ++turn) {
+    for (const Wish& wish : wishes) {
+      if (wish.turn != turn) continue;
+      entry = wish.name;
+      const std::string* taken = placement.At(wish.place);
+      if (taken != nullptr && HasName(*taken, wish.name)) continue;
+      const auto source = placement.SourceFor(wish.name, wish.place);
+      if (!source || taken != nullptr) ErrorManager::Raise(ErrorManager::BadBootOrder);
+      placement.Put(*source, wish.place);
     }
-    names.push_back(*device);
   }
+  std::vector<std::string> names = std::move(placement).Filled();
   if (names == live) return std::nullopt;
+  return names;
+}
+
+std::vector<std::string> BootOrder::NamesAtTwoPositions(
+    const std::vector<std::pair<std::string, std::string>>& lines) {
+  std::map<std::string, std::string> positions;
+  std::vector<std::string> names;
+  for (const auto& [name, text] : lines) {
+    const std::string position = BiosTree::TrimmedName(text);
+    const auto [seen, isFirst] = positions.try_emplace(name, position);
+    if (isFirst || seen->second == position) continue;
+    if (std::ranges::find(names, name) == names.end()) names.push_back(name);
+  }
   return names;
 }
 

@@ -70,7 +70,10 @@ class SaveRestore {
   /// of a text file the BMC settings are written, then the BIOS settings with the boot order
   /// (unless skipped). Of a stream file the BIOS settings with the boot order come first, then the
   /// BMC settings: serial-over-LAN, power, event filters, users, LAN. There is no rollback: what a
-  /// failure finds written stays written. Items that are passed over are named on standard output.
+  /// failure finds written stays written. Items that are passed over are named on standard output,
+  /// without control characters. Sections and keys are compared whole, however long they are: one
+  /// of more than 511 bytes is looked up like any other and never cut, so it cannot be taken for
+  /// another one.
   /// \throws std::out_of_range  for a file name of fewer than four characters.
   /// \throws ResultStatus  1040 bad extension; 1042 to 1045 the file does not fit the server; 1046
   ///                       the file cannot be read; 1133, 1134, 1263, 1353 a section, key, boot
@@ -254,6 +257,10 @@ class SaveRestore {
   /// Called before a value of the file is refused with 1134, 1263 or 1353, whose messages do not
   /// name it; for messages that do.
   virtual void ValueRefused(const std::string& /*section*/, const std::string& /*key*/) {}
+  /// Called when the BIOS setting at `path` takes its value from another key of the file than the
+  /// one that a save gives it, with the value as it is taken; for reports by key.
+  virtual void ValueTakenFrom(const std::string& /*path*/, const std::string& /*section*/,
+                              const std::string& /*key*/, const std::string& /*value*/) {}
   /// Says on standard output that an item is passed over.
   virtual void PrintSkip(const std::string& text);
 
@@ -314,6 +321,7 @@ class SaveRestore {
       const std::map<std::string, std::string>& wanted);
 
   std::map<std::string, std::string> CurrentSettings(const std::string& node);
+  void RewriteNode(const std::string& path, std::map<std::string, std::string> changes);
 
   /// The section of the file that is being restored.
   struct Instance {
@@ -326,7 +334,7 @@ class SaveRestore {
     enum Outcome {
       Set,         ///< `value` goes to the set rules
       LeaveAlone,  ///< the setting stays as it is
-      Reserved,    ///< the machine keeps the item to itself
+      Reserved,    ///< the file lacks it, since the machine keeps the item to itself
     };
     Outcome outcome;
     std::string value;
@@ -337,10 +345,12 @@ class SaveRestore {
   };
   const SavedConfiguration& Saved(const char* fileName);
   FileValue ReadFileValue(const std::string& section, const std::string& key, const char* fileName);
-  KeyReading ReadRequiredKey(const Instance& instance, const std::string& key,
-                             const std::string& query);
-  KeyReading ReadOptionalKey(const Instance& instance, const std::string& key,
-                             const std::string& query);
+  /// Whether the file must have a key. The save leaves out some of what the machine reserves; what
+  /// it would have written is missing when it is absent, whatever the machine answers now.
+  enum class Need { Never, UnlessReserved, Always };
+  bool IsOfFile(const sectionData& section, const Instance& instance);
+  KeyReading ReadKey(const Instance& instance, const std::string& key, const std::string& query,
+                     Need need);
   KeyReading Taken(const Instance& instance, const std::string& key, const std::string& query,
                    const FileValue& value);
   void RestoreSection(const sectionData& section, const char* fileName);
@@ -356,6 +366,7 @@ class SaveRestore {
   struct BiosKey {
     std::string section;
     std::string key;
+    bool operator==(const BiosKey&) const = default;
   };
   void QueueBiosValue(const std::string& path, const BiosKey& place, const FileValue& value,
                       const std::string& current);

@@ -6,115 +6,97 @@
 #include <span>
 #include <string_view>
 
+#include "common/Text.h"
 #include "modules/save/SaveRestore.h"
 
 namespace SDK {
 namespace {
 
+using Common::Contains;
+
 /// Paths with one of these words in them are dropped on every server.
 constexpr auto kNeverSetWords =
     std::to_array<std::string_view>({"SUBNETMASK", "DEFAULTGATEWAYIP", "BACKUPGATEWAYIP"});
 
-/// Dropped on OSKENT and VEXHAM. LAN channel 2 is not in this list.
-constexpr auto kOskentVexhamPaths = std::to_array<std::string_view>({
-    "/BMC/USER[1]/NAME",
-    "/BMC/LAN[1]/IP",
-    "/BMC/LAN[3]/IP",
-    "/BMC/LAN/FAILOVERMODE",
-    "/BMC/LAN[1]/IPV6STATUS",
-    "/BMC/LAN[3]/IPV6STATUS",
-    "/BMC/LAN[1]/IPV6SOURCE",
-    "/BMC/LAN[3]/IPV6SOURCE",
-    "/BMC/LAN[1]/IPV6PREFIXLENGTH",
-    "/BMC/LAN[3]/IPV6PREFIXLENGTH",
-    "/BMC/LAN[1]/IPV6",
-    "/BMC/LAN[3]/IPV6",
-    "/BMC/LAN[1]/IPV6_GATEWAYIP",
-    "/BMC/LAN[3]/IPV6_GATEWAYIP",
-});
-static_assert(kOskentVexhamPaths.size() == 14);
+/// Paths that a rule drops: `query` with each digit of `numbers` in its first "[]".
+struct DroppedPaths {
+  std::string_view query;
+  std::string_view numbers = "";
+};
 
-/// Dropped on the other products while LAN fail-over is on: the channels 2 and 3 follow channel 1.
-constexpr auto kFailOverPaths = std::to_array<std::string_view>({
-    "/BMC/LAN[2]/COMMUNITYSTRING",
-    "/BMC/LAN[3]/COMMUNITYSTRING",
-    "/BMC/LAN[2]/GRATUITOUSARP",
-    "/BMC/LAN[3]/GRATUITOUSARP",
-    "/BMC/LAN[2]/ARPRESPONSE",
-    "/BMC/LAN[3]/ARPRESPONSE",
-    "/BMC/LAN[2]/ARPINTERVAL",
-    "/BMC/LAN[3]/ARPINTERVAL",
-    "/BMC/LAN[2]/IPTYPE_STATUS",
-    "/BMC/LAN[3]/IPTYPE_STATUS",
-    "/BMC/LAN[2]/IP",
-    "/BMC/LAN[3]/IP",
-    "/BMC/LAN[2]/SUBNETMASK",
-    "/BMC/LAN[3]/SUBNETMASK",
-    "/BMC/LAN[2]/DEFAULTGATEWAYIP",
-    "/BMC/LAN[3]/DEFAULTGATEWAYIP",
-    "/BMC/LAN[2]/DEFAULTGATEWAYMAC",
-    "/BMC/LAN[3]/DEFAULTGATEWAYMAC",
-    "/BMC/LAN[2]/BACKUPGATEWAYIP",
-    "/BMC/LAN[3]/BACKUPGATEWAYIP",
-    "/BMC/LAN[2]/BACKUPGATEWAYMAC",
-    "/BMC/LAN[3]/BACKUPGATEWAYMAC",
-    "/BMC/LAN[2]/IPV6STATUS",
-    "/BMC/LAN[3]/IPV6STATUS",
-    "/BMC/LAN[2]/IPV6SOURCE",
-    "/BMC/LAN[3]/IPV6SOURCE",
-    "/BMC/LAN[2]/IPV6PREFIXLENGTH",
-    "/BMC/LAN[3]/IPV6PREFIXLENGTH",
-    "/BMC/LAN[2]/IPV6",
-    "/BMC/LAN[3]/IPV6",
-    "/BMC/LAN[2]/IPV6_GATEWAYIP",
-    "/BMC/LAN[3]/IPV6_GATEWAYIP",
-    "/BMC/SOL/CHANNEL[2]/ENABLEUSER",
-    "/BMC/SOL/CHANNEL[3]/ENABLEUSER",
-    "/BMC/SOL/CHANNEL[2]/PRIVILEGE",
-    "/BMC/SOL/CHANNEL[3]/PRIVILEGE",
-    "/BMC/SOL/CHANNEL[2]/RETRY/COUNT",
-    "/BMC/SOL/CHANNEL[3]/RETRY/COUNT",
-    "/BMC/SOL/CHANNEL[2]/RETRY/INTERVAL",
-    "/BMC/SOL/CHANNEL[3]/RETRY/INTERVAL",
-});
-static_assert(kFailOverPaths.size() == 40);
-
-/// Dropped on the other products in any case.
-constexpr auto kCommonPaths = std::to_array<std::string_view>({
-    "/BMC/USER[1]/NAME",
-    "/BMC/LAN[1]/IP",
-    "/BMC/LAN[2]/IP",
-    "/BMC/LAN[3]/IP",
-    "/BMC/LAN[1]/IPV6",
-    "/BMC/LAN[2]/IPV6",
-    "/BMC/LAN[3]/IPV6",
-    "/BMC/LAN[1]/IPV6PREFIXLENGTH",
-    "/BMC/LAN[2]/IPV6PREFIXLENGTH",
-    "/BMC/LAN[3]/IPV6PREFIXLENGTH",
-    "/BMC/LAN[1]/IPV6_GATEWAYIP",
-    "/BMC/LAN[2]/IPV6_GATEWAYIP",
-    "/BMC/LAN[3]/IPV6_GATEWAYIP",
-});
-static_assert(kCommonPaths.size() == 13);
-
-/// Dropped on TARVEN.
-constexpr auto kTarvenPaths = std::to_array<std::string_view>({
-    "/BMC/USER[1]/NAME",
-    "/BMC/USER[1]/CHANNEL[1]/PRIVILEGE",
-    "/BMC/USER[1]/CHANNEL[2]/PRIVILEGE",
-    "/BMC/USER[1]/CHANNEL[3]/PRIVILEGE",
-    "/BMC/USER[1]/CHANNEL[4]/PRIVILEGE",
-    "/BMC/LAN[1]/IP",
-    "/BMC/LAN[2]/IP",
-    "/BMC/LAN[3]/IP",
-});
-
-bool Contains(std::string_view text, std::string_view word) {
-  return text.find(word) != std::string_view::npos;
+/// How many paths a list stands for.
+template <std::size_t size>
+constexpr std::size_t PathCount(const std::array<DroppedPaths, size>& list) {
+  std::size_t count = 0;
+  for (const DroppedPaths& row : list) count += row.numbers.empty() ? 1 : row.numbers.size();
+  return count;
 }
 
-bool IsListed(std::span<const std::string_view> list, std::string_view path) {
-  return std::ranges::find(list, path) != list.end();
+/// Dropped on OSKENT and VEXHAM. LAN channel 2 is not in this list.
+constexpr auto kOskentVexhamPaths = std::to_array<DroppedPaths>({
+    {"/BMC/USER[]/NAME", "1"},
+    {"/BMC/LAN[]/IP", "13"},
+    {"/BMC/LAN/FAILOVERMODE"},
+    {"/BMC/LAN[]/IPV6STATUS", "13"},
+    {"/BMC/LAN[]/IPV6SOURCE", "13"},
+    {"/BMC/LAN[]/IPV6PREFIXLENGTH", "13"},
+    {"/BMC/LAN[]/IPV6", "13"},
+    {"/BMC/LAN[]/IPV6_GATEWAYIP", "13"},
+});
+static_assert(PathCount(kOskentVexhamPaths) == 14);
+
+/// Dropped on the other products while LAN fail-over is on: the channels 2 and 3 follow channel 1.
+constexpr auto kFailOverPaths = std::to_array<DroppedPaths>({
+    {"/BMC/LAN[]/COMMUNITYSTRING", "23"},
+    {"/BMC/LAN[]/GRATUITOUSARP", "23"},
+    {"/BMC/LAN[]/ARPRESPONSE", "23"},
+    {"/BMC/LAN[]/ARPINTERVAL", "23"},
+    {"/BMC/LAN[]/IPTYPE_STATUS", "23"},
+    {"/BMC/LAN[]/IP", "23"},
+    {"/BMC/LAN[]/SUBNETMASK", "23"},
+    {"/BMC/LAN[]/DEFAULTGATEWAYIP", "23"},
+    {"/BMC/LAN[]/DEFAULTGATEWAYMAC", "23"},
+    {"/BMC/LAN[]/BACKUPGATEWAYIP", "23"},
+    {"/BMC/LAN[]/BACKUPGATEWAYMAC", "23"},
+    {"/BMC/LAN[]/IPV6STATUS", "23"},
+    {"/BMC/LAN[]/IPV6SOURCE", "23"},
+    {"/BMC/LAN[]/IPV6PREFIXLENGTH", "23"},
+    {"/BMC/LAN[]/IPV6", "23"},
+    {"/BMC/LAN[]/IPV6_GATEWAYIP", "23"},
+    {"/BMC/SOL/CHANNEL[]/ENABLEUSER", "23"},
+    {"/BMC/SOL/CHANNEL[]/PRIVILEGE", "23"},
+    {"/BMC/SOL/CHANNEL[]/RETRY/COUNT", "23"},
+    {"/BMC/SOL/CHANNEL[]/RETRY/INTERVAL", "23"},
+});
+static_assert(PathCount(kFailOverPaths) == 40);
+
+/// Dropped on the other products in any case.
+constexpr auto kCommonPaths = std::to_array<DroppedPaths>({
+    {"/BMC/USER[]/NAME", "1"},
+    {"/BMC/LAN[]/IP", "123"},
+    {"/BMC/LAN[]/IPV6", "123"},
+    {"/BMC/LAN[]/IPV6PREFIXLENGTH", "123"},
+    {"/BMC/LAN[]/IPV6_GATEWAYIP", "123"},
+});
+static_assert(PathCount(kCommonPaths) == 13);
+
+/// Dropped on TARVEN.
+constexpr auto kTarvenPaths = std::to_array<DroppedPaths>({
+    {"/BMC/USER[]/NAME", "1"},
+    {"/BMC/USER[1]/CHANNEL[]/PRIVILEGE", "1234"},
+    {"/BMC/LAN[]/IP", "123"},
+});
+static_assert(PathCount(kTarvenPaths) == 8);
+
+bool Names(const DroppedPaths& row, std::string_view path) {
+  const std::size_t slot = row.query.find("[]") + 1;
+  if (slot == 0) return path == row.query;
+  return path.size() == row.query.size() + 1 && path.starts_with(row.query.substr(0, slot)) &&
+         path.ends_with(row.query.substr(slot)) && Contains(row.numbers, path.substr(slot, 1));
+}
+
+bool IsListed(std::span<const DroppedPaths> list, std::string_view path) {
+  return std::ranges::any_of(list, [&](const DroppedPaths& row) { return Names(row, path); });
 }
 
 /// The second user but for its status. "/BMC/SOL/USER[2]/..." is another node.
@@ -166,19 +148,19 @@ std::map<std::string, std::string> SaveRestore::CurrentSettings(const std::strin
   return settings;
 }
 
-void SaveRestore::ExecuteSetPefFilterQuery(std::string path, std::string value) {
+/// Writes the node that `path` is a setting of, whole, with `changes` to its settings.
+void SaveRestore::RewriteNode(const std::string& path, std::map<std::string, std::string> changes) {
   const std::string node = NodeOf(path);
-  std::map<std::string, std::string> settings = CurrentSettings(node);
-  settings["STATUS"] = std::move(value);
-  ExecuteSetMapQuery(node, settings);
+  changes.merge(CurrentSettings(node));  // which replace none of the new ones
+  ExecuteSetMapQuery(node, std::move(changes));
+}
+
+void SaveRestore::ExecuteSetPefFilterQuery(std::string path, std::string value) {
+  RewriteNode(path, {{"STATUS", std::move(value)}});
 }
 
 void SaveRestore::ExecuteSetLanAlertQuery(std::string path, std::vector<std::string> values) {
-  const std::string node = NodeOf(path);
-  std::map<std::string, std::string> settings = CurrentSettings(node);
-  settings["IP"] = values.at(0);
-  settings["MAC"] = values.at(1);
-  ExecuteSetMapQuery(node, settings);
+  RewriteNode(path, {{"IP", values.at(0)}, {"MAC", values.at(1)}});
 }
 
 }  // namespace SDK

@@ -45,10 +45,11 @@ int SaveRestore::GetSystemInfoFromFile(std::map<std::string, std::string>& info,
   for (const Data& item : system.items) {
     const FileValue value = ReadFileValue(section, item.key, fileName);
     if (EndsCheck(platformId, item.key)) return 0;
-    if (!value.IsRead() || value.text.empty()) {
+    // Whole, also where a reader would cut it: two versions may differ behind that.
+    if (!value.IsRead() || value.whole.empty()) {
       ErrorManager::Raise(ErrorManager::MissingSystemKey);
     }
-    info.insert_or_assign(item.key, value.text);
+    info.insert_or_assign(item.key, value.whole);
   }
   return 0;
 }

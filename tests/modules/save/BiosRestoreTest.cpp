@@ -1,14 +1,12 @@
 // The BIOS part of a restore: what is queued, what is passed over and what is said about it.
-#include <cstdlib>
-#include <functional>
-
+#include "ini/IniPrimitives.h"
 #include "modules/save/RestoreFixture.h"
+#include "modules/save/SerialPorts.h"
 
 namespace Test {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 
@@ -18,248 +16,215 @@ class BiosRestoreTest : public RestoreTest {
   std::string RestoreBios(const std::string& text) { return Restore(text, 0, true); }
 };
 
-TEST_F(BiosRestoreTest, QueuesWhatDiffersAndSendsOneBatch) {
-  Menu("/BIOS/Main", {{"Quiet Boot", "1"}, {"POST Pause", "0"}, {"Label", "a"}});
-  Menu("/BIOS/Main/Sub", {{"Deep", "x"}});
-  EXPECT_EQ(RestoreBios("[BIOS::Main]\nQuiet Boot=0\nPOST Pause=0\nLabel=\\x20b \n"
-                        "[BIOS::Main::Sub]\nDeep=y\t;Options\n"),
-            "");
-  // The value's own blanks stay; those that the line has around it do not belong to it.
-  EXPECT_THAT(BiosBatch(),
-              ElementsAre(Pair("/BIOS/Main/Label", " b"), Pair("/BIOS/Main/Quiet Boot", "0"),
-                          Pair("/BIOS/Main/Sub/Deep", "y")));
-  ASSERT_EQ(engine->writes.size(), 2U);  // the password check and the batch
-  RestoreBios(
-      "[BIOS::Main]\nQuiet Boot=0\nPOST Pause=0\nLabel=\\x20b\n[BIOS::Main::Sub]\nDeep=y\n");
+const std::string kMissing = "Failed to find option name \"BIOS::";
+const std::string kSkipped = "\" in ini file, skip this item.\n";
+const std::string kLongest(127, 'a');
+const std::string kTooLong =
+    "The value of \"BIOS::Main::A\" in ini file is longer than 127 bytes, skip this item.\n";
+
+/// Settings of /BIOS/Main, the keys that a file has of them, and what a restore makes of these.
+struct MainRow {
+  const char* name;
+  std::string settings;  ///< "name=value|..."
+  std::string keys;
+  std::string queued = "";
+  std::string printed = "";
+};
+
+class MainMenuTest : public BiosRestoreTest, public ::testing::WithParamInterface<MainRow> {};
+
+TEST_P(MainMenuTest, QueuesWhatDiffersAndNamesWhatItPassesOver) {
+  Menu("/BIOS/Main", SplitPairs(GetParam().settings));
+  EXPECT_EQ(RestoreBios("[BIOS::Main]\n" + GetParam().keys), GetParam().printed);
+  EXPECT_EQ(BiosBatch(), SettingsBelow("/BIOS/Main/", GetParam().queued));
+}
+
+const MainRow kMainRows[] = {
+    {"Differs", "A=1|B=0", "A=0\t;Options\nB=0\n", "A=0"},
+    {"BlanksOfTheValueStay", "A=a", "A=\\x20b \n", "A= b"},
+    {"EmptyLeavesAlone", "A=1|B=1|C=1", "A=\t;Options\nB=\\x09\nC=;Options\n"},
+    {"PrivateKeys", "AdminPw=| UserPw=|SystemTime=1", "AdminPw=x\nUserPw=x\nSystemTime=x\n"},
+    {"Fits", "A=x", "A=" + kLongest + "\n", "A=" + kLongest},
+    // Cut to what a reader hands out the two would be equal.
+    {"LongAndSame", "A=" + kLongest + "b", "A=" + kLongest + "b\n"},
+    {"LongAndOther", "A=" + kLongest + "b", "A=" + kLongest + "c\n", "", kTooLong},
+    {"TheKeyIsTrimmedThePathIsNot", "\r\n\tA \n=1", "A=0\n", "\r\n\tA \n=0"},
+    {"NamesThatDifferInBlanks", "A=1| A=2|A =3", "A=1\n\\x20A=2\nA\\x20=4\n", "A =4"},
+    {"MissingKeyIsTrimmed", " A =1|B=1", "B=2\n", "B=2", kMissing + "Main::A" + kSkipped},
+    {"ControlsDoNotReachATerminal", "\x1b[2J\xC2\x9B\x85\xC3\x9F\\x=1", "", "",
+     kMissing + "Main::\\x1B[2J\\xC2\\x9B\\x85\xC3\x9F\\x5Cx" + kSkipped},
+};
+INSTANTIATE_TEST_SUITE_P(Rows, MainMenuTest, ::testing::ValuesIn(kMainRows), kNameOfRow);
+
+TEST_F(BiosRestoreTest, OneBatchInTheFormOfThePlatform) {
+  Menu("/BIOS/Main", {{"A", "1"}});
+  Menu("/BIOS/Main/Sub", {{"B", "x"}});
+  const std::string file = "[BIOS::Main]\nA=0\n[BIOS::Main::Sub]\nB=y\n";
+  RestoreBios(file);
+  EXPECT_EQ(engine->writes.size(), 2U);  // the password check and the batch
+  EXPECT_THAT(BiosBatch(), ElementsAre(Pair("/BIOS/Main/A", "0"), Pair("/BIOS/Main/Sub/B", "y")));
+  RestoreBios(file);
   EXPECT_EQ(engine->writes.size(), 1U);  // a batch of nothing reaches nobody
-}
-
-TEST_F(BiosRestoreTest, AnOlderPlatformGetsAPlainBatch) {
   SetServer("TARVEN_PLATFORM", "TARVEN");
-  Menu("/BIOS/Main", {{"Quiet Boot", "1"}});
-  RestoreBios("[BIOS::Main]\nQuiet Boot=0\n");
+  engine->Set("/BIOS/Main/A", "1");
+  RestoreBios(file);
   EXPECT_EQ(engine->writes.back().how, "batch(true,false)");
-  EXPECT_THAT(engine->writes.back().settings, ElementsAre(Pair("/BIOS/Main/Quiet Boot", "0")));
-}
-
-TEST_F(BiosRestoreTest, MissingItemsAreNamedAndTheRestGoesOn) {
-  Menu("/BIOS/Main", {{" Quiet Boot ", "1"}, {"Last", "1"}});
-  Menu("/BIOS/Security", {{"Lock", "0"}, {"Key\x1b[2J", "0"}});
-  EXPECT_EQ(RestoreBios("[BIOS::Main]\nLast=2\n"),
-            "Failed to find option name \"BIOS::Main::Quiet Boot\" in ini file, skip this item.\n"
-            "Failed to find section \"BIOS::Security\" in ini file, skip this item.\n"
-            "Failed to find section \"BIOS::Security\" in ini file, skip this item.\n");
-  EXPECT_THAT(BiosBatch(), ElementsAre(Pair("/BIOS/Main/Last", "2")));
-  EXPECT_THAT(RestoreBios("[BIOS::Main]\n Quiet Boot =0\nLast=2\n[BIOS::Security]\nLock=0\n"),
-              HasSubstr("\"BIOS::Security::Key\\x1B[2J\""));
-  EXPECT_THAT(BiosBatch(), ElementsAre(Pair("/BIOS/Main/ Quiet Boot ", "0")));
-}
-
-TEST_F(BiosRestoreTest, NamesThatDifferInBlanksKeepTheirOwnValues) {
-  Menu("/BIOS/Main", {{"Port", "1"}, {" Port", "2"}, {"Port ", "3"}});
-  EXPECT_EQ(RestoreBios(Saved(0)), "");
-  EXPECT_THAT(BiosBatch(), IsEmpty());
+  EXPECT_THAT(engine->writes.back().settings, ElementsAre(Pair("/BIOS/Main/A", "0")));
 }
 
 TEST_F(BiosRestoreTest, WhatIsNeverRestoredIsNotEvenMissed) {
-  Menu("/BIOS/Main",
-       {{"AdminPw", ""}, {" UserPw", ""}, {"SystemTime", "1"}, {"Hidden", "1"}, {"Odd", "1"}});
+  Menu("/BIOS/Main", {{"Hidden", "1"}, {"Odd", "1"}});
   engine->tree["/BIOS/Main/Hidden"].flag = true;
   engine->tree["/BIOS/Main/Odd"].kind = 2;
   Menu("/BIOS/Exit", {{"Discard", "1"}});  // takes no part
-  Menu("/BIOS/Server Management", {{"Timer", "1"}});
-  Menu("/BIOS/Server Management/BMC LAN Configuration 2", {{"IP", "1"}});
-  Menu("/BIOS/Server Management/BMC LAN Configuration 2/More", {{"IP", "1"}});
-  Menu("/BIOS/Server Management/Other", {{"Kept", "1"}});
-  EXPECT_EQ(RestoreBios("[BIOS::Main]\nAdminPw=x\nUserPw=x\nSystemTime=x\nHidden=x\nOdd=x\n"
-                        "[BIOS::Exit]\nDiscard=x\n[BIOS::Server Management]\nTimer=x\n"
-                        "[BIOS::Server Management::BMC LAN Configuration 2]\nIP=x\n"
-                        "[BIOS::Server Management::BMC LAN Configuration 2::More]\nIP=x\n"
+  const std::string top = "/BIOS/Server Management";
+  Menu(top, {{"Timer", "1"}});
+  Menu(top + "/BMC LAN Configuration 2", {{"IP", "1"}});
+  Menu(top + "/BMC LAN Configuration 2/More", {{"IP", "1"}});
+  Menu(top + "/Other", {{"Kept", "1"}});
+  Menu(top + "/Other/BMC LAN Configuration", {{"IP", "1"}});
+  EXPECT_EQ(RestoreBios("[BIOS::Main]\nOdd=x\n[BIOS::Server Management]\nTimer=x\n"
                         "[BIOS::Server Management::Other]\nKept=x\n"),
             "");
-  EXPECT_THAT(BiosBatch(), ElementsAre(Pair("/BIOS/Server Management/Other/Kept", "x"),
-                                       Pair("/BIOS/Server Management/Timer", "x")));
+  EXPECT_THAT(BiosBatch(), ElementsAre(Pair(top + "/Other/Kept", "x"), Pair(top + "/Timer", "x")));
 }
 
 TEST_F(BiosRestoreTest, TheExcludedNodesAreTheRestoresOwn) {
-  const std::string top = "/BIOS/Boot Options";
-  Menu(top, {{"Boot Option #%d", "1"}, {"Boot Option #1", "1"}});
-  Menu(top + "/Boot Options", {{"Boot Option #%d", "1"}, {"Other", "1"}});
-  Menu(top + "/Add EFI Boot Option", {{"Add Boot Option", "1"}});
-  Menu(top + "/Delete EFI Boot Option", {{"Delete Boot Option", "1"}});
-  // Below a menu that is itself excluded nothing is reached, so these hang elsewhere too.
-  Menu("/BIOS/Main", {});
+  Menu("/BIOS/Main");
   for (const char* path :
-       {"/Boot Options/Boot Option #%d", "/Add EFI Boot Option/Add Boot Option",
-        "/Delete EFI Boot Option/Delete Boot Option", "/Add EFI Boot Option/Select File system"}) {
-    engine->tree["/BIOS/Main"].values.push_back(top + path);
-    engine->Set(top + path, "1");
+       {"/BIOS/Boot Options/Boot Options", "/BIOS/Boot Options/Boot Options/Boot Option #%d",
+        "/BIOS/Boot Options/Boot Option #%d", "/BIOS/Boot Options/Delete EFI Boot Option",
+        "/BIOS/Boot Options/Delete EFI Boot Option/Delete Boot Option",
+        "/BIOS/Boot Options/Add EFI Boot Option",
+        "/BIOS/Boot Options/Add EFI Boot Option/Add Boot Option",
+        // Excluded in a save only, or not at all.
+        "/BIOS/Boot Options/Add EFI Boot Option/Select File system", "/BIOS/Boot Options/X"}) {
+    engine->tree["/BIOS/Main"].values.emplace_back(path);
+    engine->Set(path, "1");
   }
-  EXPECT_EQ(RestoreBios("[BIOS::Boot Options]\nBoot Option #%d=2\nBoot Option #1=2\n"
-                        "[BIOS::Main]\nBoot Option #%d=2\nAdd Boot Option=2\n"
-                        "Delete Boot Option=2\nSelect File system=2\n"),
-            "");
-  EXPECT_THAT(BiosBatch(), ElementsAre(Pair(top + "/Add EFI Boot Option/Select File system", "2"),
-                                       Pair(top + "/Boot Option #1", "2")));
-}
-
-TEST_F(BiosRestoreTest, AnEmptyValueLeavesTheSettingAlone) {
-  Menu("/BIOS/Main", {{"A", "1"}, {"B", "1"}, {"C", "1"}});
-  EXPECT_EQ(RestoreBios("[BIOS::Main]\nA=\t;Options\nB=\\x09\nC=;Options\n"), "");
-  EXPECT_THAT(BiosBatch(), IsEmpty());
-}
-
-TEST_F(BiosRestoreTest, AFallbackTextIsTheValueThatCounts) {
-  Menu("/BIOS/Main", {{"Banner", ""}});
-  engine->tree["/BIOS/Main/Banner"].values = {"", "Welcome"};
-  EXPECT_EQ(RestoreBios(Saved(0)), "");
-  EXPECT_THAT(BiosBatch(), IsEmpty());
-  RestoreBios("[BIOS::Main]\nBanner=Hello\n");
-  EXPECT_THAT(BiosBatch(), ElementsAre(Pair("/BIOS/Main/Banner", "Hello")));
-}
-
-TEST_F(BiosRestoreTest, AValueIsNeverQueuedCut) {
-  const std::string longest(127, 'a');
-  Menu("/BIOS/Main", {{"Fits", "x"}, {"Long", longest + "b"}});
-  EXPECT_EQ(RestoreBios("[BIOS::Main]\nFits=" + longest + "\nLong=" + longest + "b\n"), "");
-  EXPECT_THAT(BiosBatch(), ElementsAre(Pair("/BIOS/Main/Fits", longest)));
-  // Cut to what a reader hands out the two would be equal.
-  EXPECT_EQ(RestoreBios("[BIOS::Main]\nFits=" + longest + "\nLong=" + longest + "c\n"),
-            "The value of \"BIOS::Main::Long\" in ini file is longer than 127 bytes, skip this "
-            "item.\n");
-  EXPECT_THAT(BiosBatch(), IsEmpty());
+  EXPECT_EQ(RestoreBios("[BIOS::Main]\nSelect File system=2\nX=2\n"), "");
+  EXPECT_EQ(BiosBatch().size(), 2U);
+  engine->tree["/BIOS/Boot Options/Boot Options"].kind = NODE_MENU;
+  engine->tree["/BIOS/Boot Options/Boot Options"].values = {"/BIOS/Y"};
+  EXPECT_EQ(RestoreBios("[BIOS::Main]\nSelect File system=2\nX=2\n"), "");
 }
 
 TEST_F(BiosRestoreTest, ABiosThatCannotBeReadIsSaid) {
   std::erase_if(engine->tree, [](const auto& node) { return node.first.starts_with("/BIOS"); });
   EXPECT_EQ(RestoreBios("[BIOS::Main]\nA=1\n"),
             "The BIOS settings of this server cannot be read, no BIOS setting is restored.\n");
-  EXPECT_THAT(BiosBatch(), IsEmpty());
 }
 
-TEST_F(BiosRestoreTest, AMenuInACircleIsTakenOnce) {
+TEST_F(BiosRestoreTest, AMenuIsTakenOnceAlsoBelowSeveralTopLevelMenus) {
   Menu("/BIOS/Main", {{"A", "1"}});
-  engine->tree["/BIOS/Main"].values.emplace_back("/BIOS/Main");
+  Menu("/BIOS/Security");
+  for (const char* menu : {"/BIOS/Main", "/BIOS/Security"}) {
+    engine->tree[menu].values.emplace_back("/BIOS/Main");
+  }
   EXPECT_EQ(RestoreBios("[POWER]\n"),
             "Failed to find section \"BIOS::Main\" in ini file, skip this item.\n");
 }
 
 /// The serial ports: two menus below "Serial Port Configuration", whose keys a file may have in the
-/// section of that menu, those of port B with a "B" behind. What a restore knows of port A it knows
-/// as long as the process lives, so each case runs in a process of its own.
-class SerialPortTest : public BiosRestoreTest {
+/// section of that menu, those of port B with a "B" behind.
+struct PortsRow {
+  const char* name;
+  std::string keys;        ///< of that section
+  std::string queued;      ///< "A/IRQ=3|..."
+  std::string remembered;  ///< the address and the interrupt of port A, and whether B was seen
+  int code = 0;
+  std::string printed = "";
+  std::string ofPortA = "";  ///< keys of port A's own section
+};
+
+class SerialPortTest : public BiosRestoreTest, public ::testing::WithParamInterface<PortsRow> {
  protected:
   SerialPortTest() {
+    SDK::SerialPorts::OfProcess() = {};
     engine->Set("/BIOS/UEFI231Aware", "True");
     Menu("/BIOS/Advanced");
     Menu(kMenu);
-    AddPort("Port B", "Serial B Enable");  // the last menu is walked first
-    AddPort("Port A", "Serial A Enable");
+    Menu(kMenu + "/Port B", SplitPairs("Serial B Enable=0|Address=9|IRQ=9"));
+    Menu(kMenu + "/Port A", SplitPairs("Serial A Enable=0|Address=9|IRQ=9"));
   }
 
-  void AddPort(const std::string& port, const std::string& enable) {
-    Menu(kMenu + "/" + port, {{enable, "0"}, {"Address", "9"}, {"IRQ", "9"}});
-  }
-
-  /// A file with both ports in one section.
-  static std::string Ports(const std::string& keys) { return Section("") + keys; }
-  static std::string Section(const std::string& port) {
-    return "[BIOS::Advanced::Serial Port Configuration" + port + "]\n";
-  }
-  [[nodiscard]] std::string Queued(const std::string& name) const {
-    const SDK::SettingMap batch = BiosBatch();
-    const auto setting = batch.find(kMenu + "/" + name);
-    return setting == batch.end() ? "(none)" : setting->second;
-  }
-
-  static void InOwnProcess(const std::function<void()>& body) {
-    EXPECT_EXIT(
-        {
-          body();
-          std::fflush(stdout);
-          std::_Exit(HasFailure() ? 1 : 0);
-        },
-        ::testing::ExitedWithCode(0), "");
+  static std::string File(const PortsRow& row) {
+    const std::string section = "[BIOS::Advanced::Serial Port Configuration";
+    return (row.ofPortA.empty() ? "" : section + "::Port A]\n" + row.ofPortA) + section + "]\n" +
+           row.keys;
   }
 
   const std::string kMenu = "/BIOS/Advanced/Serial Port Configuration";
+  const SDK::SerialPortMemory memory;
 };
 
-TEST_F(SerialPortTest, BothPortsComeFromTheOneSection) {
-  InOwnProcess([&] {
-    EXPECT_EQ(RestoreBios(Ports("Serial A Enable=1\nAddress=0\nIRQ=4\nSerial B Enable=1\n"
-                                "AddressB=1\nIRQB=5\n")),
-              "");
-    EXPECT_EQ(Queued("Port A/Address"), "0");
-    EXPECT_EQ(Queued("Port A/IRQ"), "3");  // 4 becomes 3 here
-    EXPECT_EQ(Queued("Port B/Serial B Enable"), "1");
-    EXPECT_EQ(Queued("Port B/Address"), "1");
-    EXPECT_EQ(Queued("Port B/IRQ"), "5");
-  });
+TEST_P(SerialPortTest, ReadsBothPortsFromTheOneSection) {
+  const PortsRow& row = GetParam();
+  std::string printed;
+  EXPECT_EQ(CodeOf([&] { printed = RestoreBios(File(row)); }), row.code);
+  EXPECT_EQ(printed, row.printed);
+  EXPECT_EQ(BiosBatch(), SettingsBelow(kMenu + "/Port ", row.queued));
+  const SDK::SerialPorts& ports = SDK::SerialPorts::OfProcess();
+  EXPECT_EQ(ports.Serial_A_Address + " " + ports.Serial_A_IRQ + (ports.serialBfound ? " B" : ""),
+            row.remembered);
 }
 
-TEST_F(SerialPortTest, WithoutTheSecondPortItsKeysAreTheFirstOnes) {
-  InOwnProcess([&] {
-    EXPECT_EQ(RestoreBios(Ports("Serial A Enable=1\nAddress=0\nIRQ=3\nSerial B Enable=0\n")), "");
-    EXPECT_EQ(Queued("Port B/Address"), "0");  // no conflict: the port is off
-  });
-}
+const std::string kPortA = "Serial A Enable=1\nAddress=0\nIRQ=4\nSerial B Enable=1\n";
+const std::string kNoKey = kMissing + "Advanced::Serial Port Configuration::";
+const PortsRow kPortsRows[] = {
+    // Interrupt 4 becomes 3 here. What is remembered is what came last, port B's.
+    {"Both", kPortA + "AddressB=1\nIRQB=5\n",
+     "A/Serial A Enable=1|A/Address=0|A/IRQ=3|B/Serial B Enable=1|B/Address=1|B/IRQ=5", "1 5 B"},
+    // No conflict: the second port is off, and its keys are the first one's.
+    {"OnlyTheFirst", "Serial A Enable=1\nAddress=0\nIRQ=3\nSerial B Enable=0\n",
+     "A/Serial A Enable=1|A/Address=0|A/IRQ=3|B/Address=0|B/IRQ=3", "0 3"},
+    {"SameAddress", kPortA + "AddressB=0\nIRQB=5\n", "", "0 3 B", 1353},
+    {"SameInterrupt", kPortA + "AddressB=1\nIRQB=3\n", "", "1 3 B", 1353},
+    {"SameBeforeItIsCompared", kPortA + "AddressB=1\nIRQB=4\n", "", "1 3 B", 1353},
+    {"FoundAtOnceIsNeitherChangedNorKept", "Serial B Enable=1\nAddressB=1\nIRQB=4\n",
+     "A/Serial A Enable=1|A/Address=1|A/IRQ=4|B/Serial B Enable=1|B/Address=1|B/IRQ=3", "1 3 B", 0,
+     "", "Serial A Enable=1\nAddress=1\nIRQ=4\n"},
+    {"SwitchAIsRequired", "Serial B Enable=1\n", "", " ", 1134},
+    {"SwitchBIsRequired", "Serial A Enable=1\nAddress=0\nIRQ=3\n", "", "0 3", 1134},
+    {"TheRestIsNot", "Serial A Enable=1\nSerial B Enable=1\n",
+     "A/Serial A Enable=1|B/Serial B Enable=1", "  B", 0,
+     kNoKey + "Address" + kSkipped + kNoKey + "IRQ" + kSkipped + kNoKey + "AddressB" + kSkipped +
+         kNoKey + "IRQB" + kSkipped},
+};
+INSTANTIATE_TEST_SUITE_P(Rows, SerialPortTest, ::testing::ValuesIn(kPortsRows), kNameOfRow);
 
-TEST_F(SerialPortTest, TheSecondPortMayNotTakeWhatTheFirstHas) {
-  const std::string ports = "Serial A Enable=1\nAddress=0\nIRQ=4\nSerial B Enable=1\n";
-  // Interrupt 4 is 3 before the two are compared.
-  for (const char* conflict :
-       {"AddressB=0\nIRQB=5\n", "AddressB=1\nIRQB=3\n", "AddressB=1\nIRQB=4\n"}) {
-    InOwnProcess([&] {
-      try {
-        RestoreBios(Ports(ports + conflict));
-        ADD_FAILURE() << conflict;
-      } catch (const ResultStatus& failure) {
-        EXPECT_EQ(failure.getval(), 1353);
-        EXPECT_THAT(failure.message(), HasSubstr("/BIOS/Serial Port Configuration"));
-        EXPECT_EQ(failure.detail(), "");
-      }
-      EXPECT_EQ(engine->writes.size(), 1U);  // the password check alone
-    });
+TEST_F(SerialPortTest, OnlyARehearsalIsForgotten) {
+  const PortsRow& both = kPortsRows[0];
+  {
+    const SDK::SerialPortMemory rehearsal;
+    EXPECT_EQ(CodeOf([&] { RestoreBios(File(both)); }), 0);
   }
+  EXPECT_EQ(CodeOf([&] { RestoreBios(File(both)); }), 0);
+  // The second port is known to be on now, so the first one reads the second's keys.
+  EXPECT_EQ(CodeOf([&] { RestoreBios(File(both)); }), 1353);
+  EXPECT_EQ(engine->writes.size(), 1U);  // the password check alone
 }
 
-TEST_F(SerialPortTest, WhatIsFoundAtOnceIsNeitherChangedNorKept) {
-  InOwnProcess([&] {
-    EXPECT_EQ(RestoreBios(Section("::Port A") + "Serial A Enable=1\nAddress=1\nIRQ=4\n" +
-                          Ports("Serial B Enable=1\nAddressB=1\nIRQB=4\n")),
-              "");
-    EXPECT_EQ(Queued("Port A/IRQ"), "4");
-    EXPECT_EQ(Queued("Port B/Address"), "1");
-    EXPECT_EQ(Queued("Port B/IRQ"), "3");
-  });
-}
+TEST_F(SerialPortTest, ValuesFromOtherKeysAreTold) {
+  class Told final : public OpenSaveRestore {
+   public:
+    std::vector<std::string> taken;
 
-TEST_F(SerialPortTest, ThePortSwitchesAreRequiredAndTheRestIsNot) {
-  InOwnProcess([&] {
-    EXPECT_EQ(CodeOf([&] { RestoreBios(Ports("Serial B Enable=1\n")); }), 1134);
-    EXPECT_EQ(CodeOf([&] { RestoreBios(Ports("Serial A Enable=1\n")); }), 1134);
-    EXPECT_EQ(CodeOf([&] { RestoreBios("[POWER]\n"); }), 1134);
-  });
-  InOwnProcess([&] {
-    const std::string name =
-        "Failed to find option name \"BIOS::Advanced::Serial Port "
-        "Configuration::";
-    const std::string rest = "\" in ini file, skip this item.\n";
-    EXPECT_EQ(RestoreBios(Ports("Serial A Enable=1\nSerial B Enable=1\n")),
-              name + "Address" + rest + name + "IRQ" + rest + name + "AddressB" + rest + name +
-                  "IRQB" + rest);
-  });
-}
-
-TEST_F(SerialPortTest, ASecondRestoreOfTheProcessKnowsTheFirstOnesPorts) {
-  InOwnProcess([&] {
-    const std::string ports =
-        Ports("Serial A Enable=1\nAddress=0\nIRQ=3\nSerial B Enable=1\nAddressB=1\nIRQB=5\n");
-    RestoreBios(ports);
-    // The second port is known to be on, so the first one now reads the second's keys.
-    EXPECT_EQ(CodeOf([&] { RestoreBios(ports); }), 1353);
-  });
+   protected:
+    void ValueTakenFrom(const std::string& path, const std::string& section, const std::string& key,
+                        const std::string& value) override {
+      taken.push_back(path.substr(41) + " " + section.substr(16) + " " + key + "=" + value);
+    }
+  };
+  WriteText(PathOf("x.ini"), File(kPortsRows[5]));
+  Told module;
+  SDK::SavenRestoreOptions options = Options(PathOf("x.ini"), 0);
+  options.skipSystemCheck = options.skipBootOrder = true;
+  module.Restore(options);
+  EXPECT_THAT(module.taken,
+              ElementsAre("Port B/Serial B Enable Serial Port Configuration Serial B Enable=1",
+                          "Port B/Address Serial Port Configuration AddressB=1",
+                          "Port B/IRQ Serial Port Configuration IRQB=3"));
 }
 
 }  // namespace

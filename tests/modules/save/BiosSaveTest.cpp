@@ -1,10 +1,9 @@
-#include <gmock/gmock.h>
-
+// The BIOS part of a save, line by line.
 #include <cstdio>
 #include <memory>
 #include <sstream>
 
-#include "support/TestEngine.h"
+#include "modules/save/RestoreFixture.h"
 
 namespace Test {
 namespace {
@@ -13,142 +12,134 @@ using ::testing::ElementsAre;
 
 class BiosSaveTest : public EngineTest {
  protected:
-  BiosSaveTest() { Menu("/BIOS", {"/BIOS/Main"}); }
+  /// The two boot-order sections, which are always there, without keys.
+  static constexpr const char* kNoOrders = "[BootOrder::Hard Disk]\n[BIOS::BootOrder]\n";
 
   void Menu(const std::string& path, std::vector<std::string> children) {
     engine->SetList(path, std::move(children), NODE_MENU);
   }
 
-  /// The lines that `write` brings into an open file.
+  /// What `write` brings into an open file.
   template <typename Write>
-  [[nodiscard]] std::vector<std::string> Written(Write write) const {
-    struct Close {
-      void operator()(FILE* file) const { std::fclose(file); }
-    };
-    std::unique_ptr<FILE, Close> file(std::fopen(PathOf("bios.ini").c_str(), "w"));
+  [[nodiscard]] std::string Written(Write write) const {
     OpenSaveRestore module;
-    write(module, file.get());
-    file.reset();
-    std::istringstream stream(ReadText(PathOf("bios.ini")));
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
-    return lines;
+    FILE* file = std::fopen(PathOf("bios.ini").c_str(), "w");
+    const std::unique_ptr<FILE, int (*)(FILE*)> close(file, std::fclose);
+    write(module, file);
+    std::fflush(file);
+    return ReadText(PathOf("bios.ini"));
   }
 
-  /// The lines that the BIOS part of a save consists of.
-  [[nodiscard]] std::vector<std::string> Lines() const {
-    return Written([](OpenSaveRestore& module, FILE* file) { module.SaveBiosConfiguration(file); });
-  }
-
-  /// The lines before the two boot-order sections, which are always there.
-  [[nodiscard]] std::vector<std::string> MenuLines() const {
-    std::vector<std::string> lines = Lines();
-    EXPECT_GE(lines.size(), 2U);
-    EXPECT_EQ(lines.back(), "[BIOS::BootOrder]");
-    lines.resize(lines.size() - 2);
-    return lines;
+  /// What the BIOS part of a save consists of, without the ";Options" of settings that have none.
+  [[nodiscard]] std::string Text() const {
+    std::string text =
+        Written([](OpenSaveRestore& module, FILE* file) { module.SaveBiosConfiguration(file); });
+    for (std::size_t at; (at = text.find("\t;Options\n")) != std::string::npos;) text.erase(at, 9);
+    return text;
   }
 };
 
-TEST_F(BiosSaveTest, AServerWithoutSettingsHasTheTwoBootOrderHeadings) {
-  engine->tree.clear();
-  EXPECT_THAT(Lines(), ElementsAre("[BootOrder::Hard Disk]", "[BIOS::BootOrder]"));
-}
-
 TEST_F(BiosSaveTest, ASettingIsAKeyWithItsOptionsAsText) {
-  Menu("/BIOS/Main",
-       {"/BIOS/Main/Quiet Boot", "/BIOS/Main/Free", "/BIOS/Main/Second", "/BIOS/Main/Absent"});
-  engine->Set("/BIOS/Main/Quiet Boot", "1");
-  engine->tree["/BIOS/Main/Quiet Boot"].options = {{"1", "On: a=b"}, {"0", "Off"}, {"10", "x"}};
+  EXPECT_EQ(Text(), kNoOrders);
+  Menu("/BIOS", {"/BIOS/Main"});
+  Menu("/BIOS/Main", {"/BIOS/Main/A", "/BIOS/Main/Free", "/BIOS/Main/Second", "/BIOS/Main/Absent"});
+  engine->Set("/BIOS/Main/A", "1");
+  engine->tree["/BIOS/Main/A"].options = {{"1", "On: a=b"}, {"0", "Off"}, {"10", "x"}};
   engine->SetList("/BIOS/Main/Free", {});
-  engine->SetList("/BIOS/Main/Second", {"", "fallback"});
-  EXPECT_THAT(MenuLines(),
-              ElementsAre("[BIOS::Main]", "Quiet Boot=1\t;Options: Off=0: On: a=b=1: x=10",
-                          "Free=\t;Options", "Second=fallback\t;Options", "Absent=\t;Options"));
+  engine->SetList("/BIOS/Main/Second", {"", "fallback", "last"});
+  EXPECT_EQ(Text(), std::string("[BIOS::Main]\nA=1\t;Options: Off=0: On: a=b=1: x=10\n"
+                                "Free=\nSecond=fallback\nAbsent=\n") +
+                        kNoOrders);
 }
 
 TEST_F(BiosSaveTest, OwnSettingsComeFirstAndSubMenusLastInFirstOut) {
-  Menu("/BIOS/Main", {"/BIOS/Main/A", "/BIOS/Main/x", "/BIOS/Main/B", "/BIOS/Main/C"});
+  Menu("/BIOS", {"/BIOS/Main"});
+  Menu("/BIOS/Main", {"/BIOS/Main/A", "/BIOS/Main/x", "/BIOS/Main/B"});
   engine->Set("/BIOS/Main/x", "1");
-  for (const char* name : {"A", "B", "C"}) {
-    const std::string menu = std::string("/BIOS/Main/") + name;
+  for (const std::string menu : {"/BIOS/Main/A", "/BIOS/Main/B"}) {
     Menu(menu, {menu + "/1", menu + "/s", menu + "/2"});
     Menu(menu + "/1", {});
     Menu(menu + "/2", {});
-    engine->Set(menu + "/s", name);
-  }
-  std::vector<std::string> headings;
-  for (const std::string& line : MenuLines()) {
-    if (line.starts_with('[')) headings.push_back(line.substr(7, line.size() - 8));
   }
   // The top level walks its sub-menus in order; below it the last one comes first.
-  EXPECT_THAT(headings,
-              ElementsAre("Main", "Main::A", "Main::A::2", "Main::A::1", "Main::B", "Main::B::2",
-                          "Main::B::1", "Main::C", "Main::C::2", "Main::C::1"));
-  EXPECT_EQ(MenuLines()[1], "x=1\t;Options");
+  EXPECT_EQ(Text(), std::string("[BIOS::Main]\nx=1\n"
+                                "[BIOS::Main::A]\ns=\n[BIOS::Main::A::2]\n[BIOS::Main::A::1]\n"
+                                "[BIOS::Main::B]\ns=\n[BIOS::Main::B::2]\n[BIOS::Main::B::1]\n") +
+                        kNoOrders);
 }
 
 TEST_F(BiosSaveTest, SomeSettingsNeverAppear) {
-  Menu("/BIOS", {"/BIOS/Boot Options"});
-  const std::string boot = "/BIOS/Boot Options/";
-  Menu("/BIOS/Boot Options",
-       {boot + "AdminPw", boot + "UserPw", boot + "SystemTime", boot + "SystemDate",
-        boot + "Flagged", boot + "Odd", boot + "Boot Option #%d", boot + "Boot Option #1",
-        boot + "Delete EFI Boot Option", boot + "Add EFI Boot Option", boot + "Boot Options",
-        boot + "Add EFI Boot Option X", boot + "Sub"});
-  for (const char* key :
-       {"AdminPw", "UserPw", "SystemTime", "SystemDate", "Flagged", "Odd", "Boot Option #%d",
-        "Boot Option #1", "Delete EFI Boot Option", "Add EFI Boot Option", "Sub/Odd"}) {
-    engine->Set(boot + key, "v");
-  }
-  engine->tree[boot + "Flagged"].flag = true;
-  engine->tree[boot + "Odd"].kind = 7;
-  engine->tree[boot + "Sub/Odd"].kind = 7;
-  Menu(boot + "Sub", {boot + "Sub/Odd"});
-  Menu(boot + "Boot Options", {boot + "Boot Options/Deep"});
-  Menu(boot + "Boot Options/Deep", {boot + "Boot Options/Deep/s"});
-  Menu(boot + "Add EFI Boot Option X", {});
-  EXPECT_THAT(MenuLines(), ElementsAre("[BIOS::Boot Options]", "SystemDate=v\t;Options",
-                                       "Boot Option #1=v\t;Options", "[BIOS::Boot Options::Sub]"));
+  std::vector<std::string> settings = {
+      "/BIOS/Boot Options/Boot Options/Boot Option #%d",
+      "/BIOS/Boot Options/Boot Option #%d",
+      "/BIOS/Boot Options/Boot Options/Add EFI Boot Option/Select File system",
+      "/BIOS/Boot Options/Add EFI Boot Option/Select File system",
+      "/BIOS/Boot Options/Boot Options/Delete EFI Boot Option/Delete Boot Option",
+      "/BIOS/Boot Options/Delete EFI Boot Option/Delete Boot Option",
+      "/BIOS/Boot Options/Boot Options/Delete EFI Boot Option",
+      "/BIOS/Boot Options/Delete EFI Boot Option",
+      "/BIOS/Boot Options/Boot Options/Add EFI Boot Option",
+      "/BIOS/Boot Options/Add EFI Boot Option",
+      "/BIOS/Main/AdminPw",
+      "/BIOS/Main/UserPw",
+      "/BIOS/Main/SystemTime",
+      "/BIOS/Main/Flagged",
+      "/BIOS/Main/Odd",
+      "/BIOS/Main/SystemDate",
+      "/BIOS/Boot Options/Boot Option #1",
+      "/BIOS/Boot Options/Add EFI Boot Option/Add Boot Option"};
+  for (const std::string& path : settings) engine->Set(path, "v");
+  engine->tree["/BIOS/Main/Flagged"].flag = true;
+  engine->tree["/BIOS/Main/Odd"].kind = 7;
+  const std::string kept = "SystemDate=v\nBoot Option #1=v\nAdd Boot Option=v\n";
+  Menu("/BIOS", {"/BIOS/Main"});
+  Menu("/BIOS/Main/Sub", settings);
+  settings.emplace_back("/BIOS/Main/Sub");
+  Menu("/BIOS/Main", settings);
+  EXPECT_EQ(Text(), "[BIOS::Main]\n" + kept + "[BIOS::Main::Sub]\n" + kept + kNoOrders);
 }
 
-TEST_F(BiosSaveTest, ServerManagementKeepsItsSubMenusToItself) {
-  Menu("/BIOS", {"/BIOS/Server Management"});
+TEST_F(BiosSaveTest, SomeMenusNeverAppear) {
+  for (const std::string excluded :
+       {"/BIOS/Boot Options/Boot Options", "/BIOS/Boot Options/Add EFI Boot Option 2",
+        "/BIOS/Boot Options/Delete EFI Boot Option", "/BIOS/Exit"}) {
+    Menu(excluded, {excluded + "/s", excluded + "/Main"});
+    Menu(excluded + "/Main", {excluded + "/s"});
+    // As a top-level menu, where the filter lets it pass, and one and two levels down.
+    const bool isListed = excluded != "/BIOS/Exit";
+    const std::string shown = isListed ? "" : "[BIOS::Exit]\ns=\n[BIOS::Exit::Main]\ns=\n";
+    Menu("/BIOS", {excluded, "/BIOS/Main"});
+    Menu("/BIOS/Main", {});
+    EXPECT_EQ(Text(), std::string("[BIOS::Main]\n") + kNoOrders);
+    Menu("/BIOS/Main", {excluded});
+    EXPECT_EQ(Text(), "[BIOS::Main]\n" + shown + kNoOrders);
+    Menu("/BIOS/Main", {"/BIOS/Main/A"});
+    Menu("/BIOS/Main/A", {excluded});
+    EXPECT_EQ(Text(), "[BIOS::Main]\n[BIOS::Main::A]\n" + shown + kNoOrders);
+  }
+  // Its own settings alone, at the top and below.
   Menu("/BIOS/Server Management", {"/BIOS/Server Management/BMC", "/BIOS/Server Management/s"});
   Menu("/BIOS/Server Management/BMC", {"/BIOS/Server Management/BMC/t"});
-  engine->Set("/BIOS/Server Management/s", "1");
-  EXPECT_THAT(MenuLines(), ElementsAre("[BIOS::Server Management]", "s=1\t;Options"));
-  Menu("/BIOS", {"/BIOS/Main"});
-  Menu("/BIOS/Main", {"/BIOS/Server Management"});
-  EXPECT_THAT(MenuLines(),
-              ElementsAre("[BIOS::Main]", "[BIOS::Server Management]", "s=1\t;Options"));
+  for (const std::vector<std::string>& top : {std::vector<std::string>{}, {"/BIOS/Main"}}) {
+    Menu("/BIOS", top.empty() ? std::vector<std::string>{"/BIOS/Server Management"} : top);
+    Menu("/BIOS/Main", {"/BIOS/Server Management"});
+    EXPECT_EQ(Text(), (top.empty() ? "" : "[BIOS::Main]\n") +
+                          std::string("[BIOS::Server Management]\ns=\n") + kNoOrders);
+  }
 }
 
-TEST_F(BiosSaveTest, ARefusedTopMenuLeavesNothingOfItsTree) {
-  Menu("/BIOS", {"/BIOS/Exit", "/BIOS/Main"});
-  Menu("/BIOS/Exit", {"/BIOS/Exit/s", "/BIOS/Exit/Main"});
-  Menu("/BIOS/Main", {});
-  EXPECT_THAT(MenuLines(), ElementsAre("[BIOS::Main]"));
-}
-
-TEST_F(BiosSaveTest, NoTreeHangsTheWalk) {
-  Menu("/BIOS", {"/BIOS/Main", "/BIOS/Main"});
+TEST_F(BiosSaveTest, AMenuIsTakenOnceWhereverItIsListed) {
+  Menu("/BIOS", {"/BIOS/Main", "/BIOS/Main", "/BIOS/Security"});
   Menu("/BIOS/Main", {"/BIOS/Main/A", "/BIOS/Main/A", "/BIOS/Main", "/BIOS"});
   Menu("/BIOS/Main/A", {"/BIOS/Main/A", "/BIOS/Main", "/BIOS/Main/A/B"});
   Menu("/BIOS/Main/A/B", {"/BIOS/Main/A"});
-  const std::vector<std::string> lines = MenuLines();
-  EXPECT_THAT(lines,
-              ElementsAre("[BIOS::Main]", "[BIOS::Main::A]", "[BIOS::Main::A::B]", "[BIOS]"));
-}
-
-TEST_F(BiosSaveTest, ASettingOutsideItsMenuIsNamedByItsLastComponent) {
-  Menu("/BIOS/Main", {"/BIOS/Other/Far Away", "/BIOS/Main", "/"});
-  engine->Set("/BIOS/Other/Far Away", "1");
-  EXPECT_THAT(MenuLines(), ElementsAre("[BIOS::Main]", "Far Away=1\t;Options"));
+  Menu("/BIOS/Security", {"/BIOS/Main/A", "/BIOS/Main"});
+  EXPECT_EQ(Text(), std::string("[BIOS::Main]\n[BIOS::Main::A]\n[BIOS::Main::A::B]\n[BIOS]\n"
+                                "[BIOS::Security]\n") +
+                        kNoOrders);
 }
 
 TEST_F(BiosSaveTest, TheLastEntryWithDisksGivesTheDiskOrder) {
-  Menu("/BIOS", {});
   engine->SetList("/BMC/BOOTORDER", {"1", "2", "3"});
   engine->SetList("/BMC/BOOTORDER[1]/HDD", {"a"});
   engine->Set("/BMC/BOOTORDER[1]/HDD[1]", "wrong");
@@ -156,50 +147,44 @@ TEST_F(BiosSaveTest, TheLastEntryWithDisksGivesTheDiskOrder) {
   engine->Set("/BMC/BOOTORDER[3]/HDD[1]", "Disk A");
   engine->SetList("/BMC/BOOTORDER[3]/HDD[2]", {});
   engine->Set("/BMC/BOOTORDER[3]/HDD[4]", "Disk D");
-  EXPECT_THAT(Lines(),
-              ElementsAre("[BootOrder::Hard Disk]", "Disk A=1", "Disk D=4", "[BIOS::BootOrder]"));
+  EXPECT_EQ(Text(), "[BootOrder::Hard Disk]\nDisk A=1\nDisk D=4\n[BIOS::BootOrder]\n");
   engine->SetList("/BMC/BOOTORDER[3]/HDD", {});
-  EXPECT_THAT(Lines(), ElementsAre("[BootOrder::Hard Disk]", "[BIOS::BootOrder]"));
+  EXPECT_EQ(Text(), kNoOrders);
 }
 
 TEST_F(BiosSaveTest, TheBootOrderVisitsAsManyPositionsAsTheResultHasEntries) {
-  Menu("/BIOS", {});
   engine->SetList("/BIOS/BootOrder", {});
-  engine->Set("/BIOS/BootOrder[1]", "=Disk");
-  engine->Set("/BIOS/BootOrder[2]", "");
-  engine->Set("/BIOS/BootOrder[4]", "Net");
-  engine->Set("/BIOS/BootOrder[5]", "Net");
-  engine->Set("/BIOS/BootOrder[6]", "Lost behind the gap");
-  EXPECT_THAT(Lines(), ElementsAre("[BootOrder::Hard Disk]", "[BIOS::BootOrder]", "\\x3DDisk=1",
-                                   "Net=4", "Net=5"));
+  for (const auto& [position, name] :
+       {std::pair{1, "=Disk"}, {2, ""}, {4, "Net"}, {5, "Net"}, {6, "Lost behind the gap"}}) {
+    engine->Set("/BIOS/BootOrder[" + std::to_string(position) + "]", name);
+  }
+  EXPECT_EQ(Text(), std::string(kNoOrders) + "\\x3DDisk=1\nNet=4\nNet=5\n");
 }
 
 TEST_F(BiosSaveTest, EachOperationWritesIntoAnOpenFile) {
+  Menu("/BIOS", {"/BIOS/Main"});
   Menu("/BIOS/Main", {"/BIOS/Main/s", "/BIOS/Main/A"});
   Menu("/BIOS/Main/A", {"/BIOS/Main/A/t"});
   Menu("/BIOS/Boot Options/Boot Options", {"/BIOS/Main/s"});
-  engine->Set("/BIOS/Main/s", "1");
-  engine->Set("/BIOS/Main/A/t", "2");
-  const auto lines = Written([&](OpenSaveRestore& module, FILE* file) {
+  const std::string text = Written([&](OpenSaveRestore& module, FILE* file) {
     module.WriteSectionName("/BIOS//Main/", file);
     module.WriteOneData("/BIOS/Elsewhere", "/BIOS/Main/A/t", engine->tree, file);
+    module.WriteOneData("/Main", "/BIOS/Main/A/t", engine->tree, file);
     module.WriteData("/BIOS/Main", "/BIOS/Main/s", engine->tree, file);
     module.WriteData("/BIOS/Main", "/BIOS/Main/A", engine->tree, file);
     module.WriteData("/BIOS", "/BIOS/Boot Options/Boot Options", engine->tree, file);
     module.Search("/", "/BIOS", engine->tree, file);
   });
-  const std::string s = "s=1\t;Options", t = "t=2\t;Options", heading = "[BIOS::Main::A]";
-  EXPECT_THAT(lines, ElementsAre("[BIOS::Main]", t, s, heading, t, "[BIOS::Main]", s, heading, t));
+  const std::string s = "s=\t;Options\n", t = "t=\t;Options\n", sub = "[BIOS::Main::A]\n";
+  EXPECT_EQ(text, "[BIOS::Main]\n" + t + "A/" + t + s + sub + t + "[BIOS::Main]\n" + s + sub + t);
 }
 
 TEST_F(BiosSaveTest, AnUnreachableServerEndsTheSaveAnyOtherFailureDoesNot) {
-  const auto codeWith = [&](int code, int failAt) {
-    Mount(std::make_shared<FailingProvider>(engine, failAt, code));
-    return CodeOf([&] { static_cast<void>(Lines()); });
-  };
-  constexpr int kCount = 3;  // after the two reads of the constructor
-  EXPECT_EQ(codeWith(ErrorManager::NoSuchNode, kCount), 0);
-  EXPECT_EQ(codeWith(ErrorManager::Unreachable, kCount), 2048);
+  for (const int code : {int{ErrorManager::NoSuchNode}, int{ErrorManager::Unreachable}}) {
+    constexpr int kCount = 3;  // after the two reads of the constructor
+    Mount(std::make_shared<FailingProvider>(engine, kCount, code));
+    EXPECT_EQ(CodeOf([&] { static_cast<void>(Text()); }), code == 2048 ? 2048 : 0);
+  }
 }
 
 }  // namespace

@@ -1,23 +1,18 @@
 // Whole files: the example machines against files that people have read, machines captured from
 // real servers, and saves that are cut off at every query.
-#include <gmock/gmock.h>
-
 #include <cstdlib>
 
 #include "ini/IniDocument.h"
+#include "modules/save/BiosTree.h"
 #include "modules/save/FileHeader.h"
+#include "modules/save/RestoreFixture.h"
 #include "providers/machine/MachineProvider.h"
 #include "support/Paths.h"
-#include "support/TestEngine.h"
 
 namespace Test {
 namespace {
 
 const std::string kSource = SourceFolder();
-
-std::string ExamplePath(const std::string& name) {
-  return kSource + "/examples/machines/" + name + "-server.json";
-}
 
 class GoldenTest : public EngineTest, public ::testing::WithParamInterface<const char*> {
  protected:
@@ -29,7 +24,7 @@ class GoldenTest : public EngineTest, public ::testing::WithParamInterface<const
 };
 
 TEST_P(GoldenTest, AnExampleMachineIsSavedAsItWasReviewed) {
-  const std::string machine = ExamplePath(GetParam());
+  const std::string machine = ExampleMachine(GetParam());
   const std::string bios = Saved(machine, 0);
   const std::string bmc = Saved(machine, 1);
   for (const auto& [part, text] : {std::pair{"-bios.ini", bios}, {"-bmc.ini", bmc}}) {
@@ -42,8 +37,7 @@ TEST_P(GoldenTest, AnExampleMachineIsSavedAsItWasReviewed) {
   EXPECT_EQ(Saved(machine, 2), bmc + bios.substr(behindSystem));
 }
 
-INSTANTIATE_TEST_SUITE_P(Machines, GoldenTest, ::testing::Values("caldra", "oskent", "r8810lqe"),
-                         [](const auto& row) { return std::string(row.param); });
+INSTANTIATE_TEST_SUITE_P(Machines, GoldenTest, ::testing::ValuesIn(kExamples), kNameItself);
 
 class CapturedTest : public GoldenTest {};
 
@@ -56,10 +50,7 @@ TEST_P(CapturedTest, EverySettingOfARealServerIsSavedWithItsValue) {
   int settings = 0;
   for (const auto& [menuPath, menu] : machine.nodes) {
     if (menu.kind != NODE_MENU) continue;
-    std::string section = menuPath.substr(1);
-    for (std::size_t at = 0; (at = section.find('/', at)) != std::string::npos; at += 2) {
-      section.replace(at, 1, "::");
-    }
+    const std::string section = SDK::BiosTree::SectionName(menuPath);
     for (const std::string& child : menu.values) {
       if (machine.nodes.at(child).kind != NODE_SETTING) continue;
       const auto* entry = document.Find(section, child.substr(menuPath.size() + 1));
@@ -73,16 +64,12 @@ TEST_P(CapturedTest, EverySettingOfARealServerIsSavedWithItsValue) {
   EXPECT_GT(settings, 300);
 }
 
-INSTANTIATE_TEST_SUITE_P(Machines, CapturedTest,
-                         ::testing::Values("captured-server-a.json", "captured-server-b.json"),
-                         [](const auto& row) {
-                           return std::string(row.param[16] == 'a' ? "ServerA" : "ServerB");
-                         });
+INSTANTIATE_TEST_SUITE_P(Machines, CapturedTest, ::testing::ValuesIn(kCaptured), kNameOfCaptured);
 
 class CutOffTest : public EngineTest {};
 
 TEST_F(CutOffTest, AFailureAtAnyQueryLeavesNoOpenFile) {
-  const auto machine = std::make_shared<Machine::MachineProvider>(ExamplePath("caldra"));
+  const auto machine = std::make_shared<Machine::MachineProvider>(ExampleMachine("caldra"));
   const std::size_t before = OpenDescriptors();
   for (const int code : {int{ErrorManager::Unreachable}, int{ErrorManager::NoSuchNode}}) {
     int ended = 0;

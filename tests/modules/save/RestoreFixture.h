@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +16,44 @@
 namespace Test {
 
 constexpr const char* kExamples[] = {"caldra", "oskent", "r8810lqe"};
+constexpr const char* kCaptured[] = {"captured-server-a.json", "captured-server-b.json"};
+
+/// Names the instances of a table test after its rows.
+inline constexpr auto kNameOfRow = [](const auto& row) { return std::string(row.param.name); };
+/// The same where the parameters are names.
+inline constexpr auto kNameItself = [](const auto& row) { return std::string(row.param); };
+
+inline constexpr auto kNameOfCaptured = [](const auto& row) {
+  return std::string(row.param[16] == 'a' ? "ServerA" : "ServerB");
+};
+
+/// "a|b" as a list; the rows of tables write theirs so. An empty text is an empty list.
+inline std::vector<std::string> Split(const std::string& text) {
+  std::vector<std::string> parts;
+  std::size_t start = 0;
+  for (std::size_t end; !text.empty() && start <= text.size(); start = end + 1) {
+    end = std::min(text.find('|', start), text.size());
+    parts.push_back(text.substr(start, end - start));
+  }
+  return parts;
+}
+
+/// "a=1|b=2" as names with their values, in this order.
+inline std::vector<std::pair<std::string, std::string>> SplitPairs(const std::string& text) {
+  std::vector<std::pair<std::string, std::string>> pairs;
+  for (const std::string& part : Split(text)) {
+    const std::size_t equals = part.find('=');
+    pairs.emplace_back(part.substr(0, equals), part.substr(equals + 1));
+  }
+  return pairs;
+}
+
+/// Such a text as settings below `path`.
+inline SDK::SettingMap SettingsBelow(const std::string& path, const std::string& text) {
+  SDK::SettingMap settings;
+  for (const auto& [name, value] : SplitPairs(text)) settings[path + name] = value;
+  return settings;
+}
 
 inline std::string ExampleMachine(const std::string& name) {
   return SourceFolder() + "/examples/machines/" + name + "-server.json";

@@ -11,13 +11,12 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::Pair;
-using ::testing::UnorderedElementsAre;
 
 /// "LAN[23]/" and "IP ARPRESPONSE" as paths: each name below each of the nodes 2 and 3.
-std::set<std::string> Expand(const std::string& node, const std::string& names) {
-  const std::size_t bracket = node.find('[');
+std::set<std::string> Expand(const std::string& node, const std::string& names,
+                             std::size_t from = 0) {
   std::set<std::string> paths;
+  const std::size_t bracket = node.find('[', from);
   if (bracket == std::string::npos) {
     std::istringstream words(names);
     for (std::string name; words >> name;) paths.insert("/BMC/" + node + name);
@@ -25,16 +24,10 @@ std::set<std::string> Expand(const std::string& node, const std::string& names) 
   }
   const std::size_t end = node.find(']', bracket);
   for (const char digit : node.substr(bracket + 1, end - bracket - 1)) {
-    // "<" and ">" stand for brackets that are expanded already.
-    paths.merge(Expand(node.substr(0, bracket) + "<" + digit + ">" + node.substr(end + 1), names));
+    const std::string head = node.substr(0, bracket + 1) + digit;
+    paths.merge(Expand(head + node.substr(end), names, head.size()));
   }
-  std::set<std::string> finished;
-  for (std::string path : paths) {
-    std::ranges::replace(path, '<', '[');
-    std::ranges::replace(path, '>', ']');
-    finished.insert(path);
-  }
-  return finished;
+  return paths;
 }
 
 /// Whose servers drop what. The letters: 'o' OSKENT and VEXHAM; 'n' the other products; 'f' the
@@ -113,48 +106,36 @@ TEST_P(SetRulesTest, DropsTheListedPathsAndNoOthers) {
   EXPECT_THAT(engine->writes, IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Products, SetRulesTest, ::testing::ValuesIn(kProducts),
-                         [](const auto& row) {
-                           const std::string name = row.param.name;
-                           return name.empty() ? "None" : name == "caldra" ? "LowerCase" : name;
-                         });
-
-class GroupedWriteTest : public RestoreTest {
- protected:
-  OpenSaveRestore module;
+const auto kNameOfProduct = [](const auto& row) {
+  const std::string name = row.param.name;
+  return name.empty() ? "None" : name == "caldra" ? "LowerCase" : name;
 };
+INSTANTIATE_TEST_SUITE_P(Products, SetRulesTest, ::testing::ValuesIn(kProducts), kNameOfProduct);
 
-TEST_F(GroupedWriteTest, AFilterIsWrittenWholeAndAtOnce) {
-  engine->SetList("/BMC/PEF/FILTER[3]", {"/BMC/PEF/FILTER[3]/STATUS", "/BMC/PEF/FILTER[3]/ACTION"});
-  engine->Set("/BMC/PEF/FILTER[3]/STATUS", "ENABLE");
-  engine->Set("/BMC/PEF/FILTER[3]/ACTION", "ALERT");
-  module.ExecuteSetQuery("/BMC/PEF/FILTER[3]/STATUS", "DISABLE");
-  ASSERT_EQ(engine->writes.size(), 1U);
-  EXPECT_EQ(engine->writes[0].how, "group(/BMC/PEF/FILTER[3])");
-  EXPECT_THAT(engine->writes[0].settings,
-              UnorderedElementsAre(Pair("ACTION", "ALERT"), Pair("STATUS", "DISABLE")));
-  EXPECT_THAT(module.bmcSetMap, IsEmpty());
-}
-
-TEST_F(GroupedWriteTest, ADestinationGetsItsAddressesTogether) {
-  const std::string node = "/BMC/LAN[2]/ALERT/DESTINATION[1]";
-  engine->SetList(node, {node + "/IP", "no path", node + "/PORT"});
-  engine->Set(node + "/IP", "192.0.2.1");
-  engine->Set(node + "/PORT", "25");
-  module.ExecuteSetLanAlertQuery(node + "/IP", {"192.0.2.9", "00-01"});
-  ASSERT_EQ(engine->writes.size(), 1U);
-  EXPECT_EQ(engine->writes[0].how, "group(" + node + ")");
-  EXPECT_THAT(engine->writes[0].settings,
-              ElementsAre(Pair("IP", "192.0.2.9"), Pair("MAC", "00-01"), Pair("PORT", "25")));
-}
-
-TEST_F(GroupedWriteTest, ANodeThatCannotBeReadIsWrittenWithAnEmptyEntry) {
-  module.ExecuteSetQuery("/BMC/PEF/FILTER[3]/STATUS", "ENABLE");
+TEST_F(RestoreTest, AGroupIsWrittenWholeAndAtOnce) {
+  const std::string filter = "/BMC/PEF/FILTER[3]", target = "/BMC/LAN[2]/ALERT/DESTINATION[1]";
+  engine->SetList(filter, {filter + "/STATUS", filter + "/ACTION"});
+  engine->Set(filter + "/STATUS", "ENABLE");
+  engine->Set(filter + "/ACTION", "ALERT");
+  engine->SetList(target, {target + "/IP", "no path", target + "/PORT"});
+  engine->Set(target + "/IP", "192.0.2.1");
+  engine->Set(target + "/PORT", "25");
+  OpenSaveRestore module;
+  module.ExecuteSetQuery((filter + "/STATUS").c_str(), "DISABLE");
+  module.ExecuteSetLanAlertQuery(target + "/IP", {"192.0.2.9", "00-01"});
+  // Nodes that cannot be read are written with an empty entry.
+  module.ExecuteSetQuery("/BMC/PEF/FILTER[4]/STATUS", "ENABLE");
   module.ExecuteSetLanAlertQuery("/BMC/LAN[1]/ALERT/DESTINATION[0]/IP", {"", "m"});
-  ASSERT_EQ(engine->writes.size(), 2U);
-  EXPECT_THAT(engine->writes[0].settings, ElementsAre(Pair("", ""), Pair("STATUS", "ENABLE")));
-  EXPECT_THAT(engine->writes[1].settings,
-              ElementsAre(Pair("", ""), Pair("IP", ""), Pair("MAC", "m")));
+  std::vector<std::string> written;
+  for (const auto& write : engine->writes) {
+    written.push_back(write.how);
+    for (const auto& [name, value] : write.settings) written.back() += " " + name + "=" + value;
+  }
+  EXPECT_THAT(written, ElementsAre("group(" + filter + ") ACTION=ALERT STATUS=DISABLE",
+                                   "group(" + target + ") IP=192.0.2.9 MAC=00-01 PORT=25",
+                                   "group(/BMC/PEF/FILTER[4]) = STATUS=ENABLE",
+                                   "group(/BMC/LAN[1]/ALERT/DESTINATION[0]) = IP= MAC=m"));
+  EXPECT_THAT(module.bmcSetMap, IsEmpty());
 }
 
 }  // namespace

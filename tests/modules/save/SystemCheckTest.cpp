@@ -5,16 +5,14 @@
 namespace Test {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::Pair;
 
 /// A file's [SYSTEM] against a CALDRA server of BIOS ABCDEF.01, boot firmware 1, operational 2.
 struct SystemRow {
   const char* name;
-  const char* file;
+  const char* keys;  ///< the values of the BIOS, the boot and the operational firmware; "-": no key
   int code;
-  int warnings;
+  std::size_t warnings = 0;
   const char* board = "C4120CAL";
 };
 
@@ -31,6 +29,17 @@ class SystemCheckTest : public RestoreTest, public ::testing::WithParamInterface
     return CodeOf([&] { OpenSaveRestore().Restore(Options(PathOf("x.ini"), 3)); });
   }
 
+  static std::string File(const std::string& values) {
+    std::string text = "[SYSTEM]\n";
+    const char* const* key = kKeys;
+    for (const std::string& value : Split(values)) {
+      if (value != "-") text += std::string(*key) + "=" + value + "\n";
+      ++key;
+    }
+    return text;
+  }
+
+  static constexpr const char* kKeys[] = {"BIOSVersion", "FWBootVersion", "FWOpcodeVersion"};
   std::vector<LOGGER::LogRecord> records;
 
  private:
@@ -39,69 +48,59 @@ class SystemCheckTest : public RestoreTest, public ::testing::WithParamInterface
 
 TEST_P(SystemCheckTest, TheFirstDifferenceDecides) {
   SetServer("CALDRA_PLATFORM", "CALDRA", GetParam().board);
-  EXPECT_EQ(CodeOfChecked(std::string("[SYSTEM]\n") + GetParam().file), GetParam().code);
-  EXPECT_EQ(records.size(), static_cast<std::size_t>(GetParam().warnings));
+  EXPECT_EQ(CodeOfChecked(File(GetParam().keys)), GetParam().code);
+  ASSERT_EQ(records.size(), GetParam().warnings);
   EXPECT_THAT(engine->writes, IsEmpty());
+  for (const LOGGER::LogRecord& record : records) {
+    EXPECT_EQ(std::tie(record.level, record.line), std::make_tuple(2, 479));
+    EXPECT_EQ(record.file + " " + record.function, "src/modules/save ValidateSystemInfo");
+    EXPECT_EQ(record.text,
+              "Warning! The BIOS version in INI file and the BIOS version in the system do not "
+              "match. Proceeding anyway");
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, SystemCheckTest,
-    ::testing::Values(
-        SystemRow{"Same", "BIOSVersion=ABCDEF.01\nFWBootVersion=1\nFWOpcodeVersion=2\n", 0, 0},
-        SystemRow{"NearBios", "BIOSVersion=ABCDEF.02\nFWBootVersion=1\nFWOpcodeVersion=2\n", 0, 1},
-        SystemRow{"SixCharacters", "BIOSVersion=ABCDEF\nFWBootVersion=1\nFWOpcodeVersion=2\n", 0,
-                  1},
-        SystemRow{"OtherBios", "BIOSVersion=ABCDEG.01\nFWBootVersion=1\nFWOpcodeVersion=2\n", 1044,
-                  0},
-        SystemRow{"ShortBios", "BIOSVersion=ABCDE\nFWBootVersion=1\nFWOpcodeVersion=2\n", 1044, 0},
-        SystemRow{"BiosCase", "BIOSVersion=abcdef.01\nFWBootVersion=1\nFWOpcodeVersion=2\n", 1044,
-                  0},
-        SystemRow{"OtherBoot", "BIOSVersion=ABCDEF.01\nFWBootVersion=9\nFWOpcodeVersion=2\n", 1045,
-                  0},
-        SystemRow{"NearBiosThenFirmware",
-                  "BIOSVersion=ABCDEF.02\nFWBootVersion=1\nFWOpcodeVersion=9\n", 1045, 1},
-        // Six characters are enough for the BIOS alone.
-        SystemRow{"LongFirmware", "BIOSVersion=ABCDEF.01\nFWBootVersion=1.0\nFWOpcodeVersion=2\n",
-                  1045, 0},
-        SystemRow{"MissingKey", "BIOSVersion=ABCDEF.01\nFWBootVersion=1\n", 1043, 0},
-        SystemRow{"EmptyKey", "BIOSVersion=\nFWBootVersion=1\nFWOpcodeVersion=2\n", 1043, 0},
-        SystemRow{"BoardIgnoresFirmware", "BIOSVersion=ABCDEF.01\nFWBootVersion=9\n", 0, 0,
-                  "R7740HCA"},
-        SystemRow{"BoardNeedsNoFirmware", "BIOSVersion=ABCDEF.01\n", 0, 0, "R7740HCA"},
-        SystemRow{"BoardComparesBios", "BIOSVersion=ZBCDEF.01\n", 1044, 0, "R7740HCA"}),
-    [](const auto& row) { return row.param.name; });
+constexpr SystemRow kSystemRows[] = {
+    {"Same", "ABCDEF.01|1|2", 0},
+    {"NearBios", "ABCDEF.02|1|2", 0, 1},
+    {"SixCharacters", "ABCDEF|1|2", 0, 1},
+    {"OtherBios", "ABCDEG.01|1|2", 1044},
+    {"ShortBios", "ABCDE|1|2", 1044},
+    {"BiosCase", "abcdef.01|1|2", 1044},
+    {"OtherBoot", "ABCDEF.01|9|2", 1045},
+    {"NearBiosThenFirmware", "ABCDEF.02|1|9", 1045, 1},
+    {"LongFirmware", "ABCDEF.01|1.0|2", 1045},  // six characters are enough for the BIOS alone
+    {"MissingKey", "ABCDEF.01|1|-", 1043},
+    {"EmptyKey", "|1|2", 1043},
+    {"BoardIgnoresFirmware", "ABCDEF.01|9|-", 0, 0, "R7740HCA"},
+    {"BoardNeedsNoFirmware", "ABCDEF.01|-|-", 0, 0, "R7740HCA"},
+    {"BoardComparesBios", "ZBCDEF.01|-|-", 1044, 0, "R7740HCA"},
+};
+INSTANTIATE_TEST_SUITE_P(Rows, SystemCheckTest, ::testing::ValuesIn(kSystemRows), kNameOfRow);
 
-using SystemChecks = SystemCheckTest;
-
-TEST_F(SystemChecks, AServerThatDoesNotTellAVersionIsNoMatch) {
-  const std::string file = "[SYSTEM]\nBIOSVersion=ABCDEF.01\nFWBootVersion=1\nFWOpcodeVersion=2\n";
+TEST_F(SystemCheckTest, AServerThatDoesNotTellAVersionIsNoMatch) {
   engine->tree.erase("/BMC/INFO/BOOT_AREA_VERSION");
-  EXPECT_EQ(CodeOfChecked(file), 1042);
+  EXPECT_EQ(CodeOfChecked(File("ABCDEF.01|1|2")), 1042);
+  EXPECT_EQ(CodeOfChecked(File("-|-|-")), 1042);  // the server is asked first
   SetServer("CALDRA_PLATFORM", "CALDRA", "R7740HCA");
-  EXPECT_EQ(CodeOfChecked(file), 0);
+  EXPECT_EQ(CodeOfChecked(File("ABCDEF.01|1|2")), 0);
   // The board ends the check behind the first firmware query, not before it.
-  EXPECT_EQ(engine->Reads("/BMC/INFO/BOOT_AREA_VERSION"), 2);
+  EXPECT_EQ(engine->Reads("/BMC/INFO/BOOT_AREA_VERSION"), 3);
   EXPECT_EQ(engine->Reads("/BMC/INFO/VERSION"), 0);
 }
 
-TEST_F(SystemChecks, ANearBiosVersionIsOneRecordWithItsFixedPlace) {
-  CodeOfChecked("[SYSTEM]\nBIOSVersion=ABCDEF.9\nFWBootVersion=1\nFWOpcodeVersion=2\n");
-  ASSERT_EQ(records.size(), 1U);
-  EXPECT_EQ(records[0].level, 2);
-  EXPECT_EQ(records[0].file, "src/modules/save");
-  EXPECT_EQ(records[0].function, "ValidateSystemInfo");
-  EXPECT_EQ(records[0].line, 479);
-  EXPECT_EQ(records[0].text,
-            "Warning! The BIOS version in INI file and the BIOS version in the system do not "
-            "match. Proceeding anyway");
+TEST_F(SystemCheckTest, AVersionIsComparedWhole) {
+  const std::string longest(127, 'a');
+  engine->Set("/BMC/INFO/VERSION", longest + "b");
+  EXPECT_EQ(CodeOfChecked(File("ABCDEF.01|1|" + longest + "b")), 0);
+  EXPECT_EQ(CodeOfChecked(File("ABCDEF.01|1|" + longest + "c")), 1045);
 }
 
-TEST_F(SystemChecks, TheInventoryOfAFileNeedsNoMatchingServer) {
-  WriteText(PathOf("x.ini"), "[SYSTEM]\nBIOSVersion=Z\nFWBootVersion=8\nFWOpcodeVersion=9\n");
+TEST_F(SystemCheckTest, TheInventoryOfAFileNeedsNoMatchingServer) {
+  WriteText(PathOf("x.ini"), File("Z|8|9"));
   std::map<std::string, std::string> info;
   EXPECT_EQ(OpenSaveRestore().GetInventoryFromFile(info, PathOf("x.ini").c_str()), 0);
-  EXPECT_THAT(info, ElementsAre(Pair("BIOSVersion", "Z"), Pair("FWBootVersion", "8"),
-                                Pair("FWOpcodeVersion", "9")));
+  EXPECT_EQ(info, SettingsBelow("", "BIOSVersion=Z|FWBootVersion=8|FWOpcodeVersion=9"));
   EXPECT_EQ(CodeOf([&] { OpenSaveRestore().GetInventoryFromFile(info, PathOf("no.ini").c_str()); }),
             1043);
 }
@@ -134,21 +133,18 @@ class PasswordCheckTest : public RestoreTest {
 };
 
 TEST_F(PasswordCheckTest, NewAndOldPlatformsGetTheirForms) {
+  const std::string group = "group(/BIOS/AdminPw)";
   for (const auto& [platform, password, how, settings] :
-       {std::tuple{"CALDRA_PLATFORM", "abc", "group(/BIOS/AdminPw)",
-                   SDK::SettingMap{{"ADMIN_PW", "abc"}, {"SETVALUE", "abc"}}},
-        {"OSKENT_PLATFORM", "abc", "batch(true,false)", {{"/BIOS/AdminPw", "abc-abc"}}},
-        {"OSKENT_PLATFORM", "", "batch(true,false)", {{"/BIOS/AdminPw", "-"}}},
-        {"",
-         "14-characters!",
-         "group(/BIOS/AdminPw)",
-         {{"ADMIN_PW", "14-characters!"}, {"SETVALUE", "14-characters!"}}}}) {
+       {std::tuple{"CALDRA_PLATFORM", "abc", group, "ADMIN_PW=abc|SETVALUE=abc"},
+        {"OSKENT_PLATFORM", "abc", "batch(true,false)", "/BIOS/AdminPw=abc-abc"},
+        {"OSKENT_PLATFORM", "", "batch(true,false)", "/BIOS/AdminPw=-"},
+        {"", "14-characters!", group, "ADMIN_PW=14-characters!|SETVALUE=14-characters!"}}) {
     SetServer(platform, "CALDRA");
     engine->writes.clear();
     EXPECT_EQ(CodeWith(password, 0), ErrorManager::PasswordRefused);
     ASSERT_EQ(engine->writes.size(), 1U);
     EXPECT_EQ(engine->writes[0].how, how);
-    EXPECT_EQ(engine->writes[0].settings, settings);
+    EXPECT_EQ(engine->writes[0].settings, SettingsBelow("", settings));
   }
 }
 

@@ -1,0 +1,171 @@
+#include "plan/Layers.h"
+
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <iterator>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "ini/IniEscape.h"
+#include "modules/save/RowSink.h"
+#include "plan/Compare.h"
+#include "plan/ConfigurationFile.h"
+#include "plan/Failure.h"
+#include "plan/Template.h"
+#include "plan/UnknownNames.h"
+
+namespace Planning {
+namespace {
+
+bool IsPattern(const std::string& section) {
+  return section.find('*') != std::string::npos;
+}
+
+/// Adds a layer's settings of named sections, or those of wildcards for every section they fit.
+void AddSettings(const Configuration& layer, bool ofPatterns, const Configuration& present,
+                 Configuration& all) {
+  for (const Setting& setting : layer.Settings()) {
+    if (IsPattern(setting.section) != ofPatterns) continue;
+    std::vector<std::string> sections = {setting.section};
+    if (ofPatterns) {
+      sections = present.Sections();
+      std::erase_if(sections, [&](const std::string& section) {
+        return fnmatch(setting.section.c_str(), section.c_str(), FNM_NOESCAPE) != 0 ||
+               // A wildcard ends where its part of the name does: LAN* is no LAN1::SOL.
+               std::ranges::count(section, ':') != std::ranges::count(setting.section, ':');
+      });
+      if (sections.empty()) sections = {setting.section};  // to be told as unknown
+    }
+    for (const std::string& section : sections) {
+      Setting wanted = setting;
+      wanted.section = section;
+      all.AddSection(section);
+      all.Add(std::move(wanted));
+    }
+  }
+}
+
+std::string FolderForSecrets() {
+  for (const char* variable : {"XDG_RUNTIME_DIR", "TMPDIR"}) {
+    const char* folder = std::getenv(variable);
+    std::error_code error;
+    if (folder != nullptr && std::filesystem::is_directory(folder, error)) return folder;
+  }
+  return "/tmp";
+}
+
+std::pair<std::string, std::string> SplitAt(const std::string& text, std::size_t at,
+                                            std::size_t width) {
+  return {text.substr(0, at), text.substr(at + width)};
+}
+
+}  // namespace
+
+Layer ReadLayer(const std::string& path, const Variables& variables) {
+  Layer layer;
+  layer.name = path;
+  const ConfigurationFile file =
+      IsStreamName(path) ? ConfigurationFile(path) : ConfigurationFile(path, [&](std::string text) {
+        return Filled(text, path, variables);
+      });
+  layer.findings = CheckFile(file, Extent::Part);
+  ThrowIfMalformed(layer.findings, path);
+  layer.content = file.Content();
+  return layer;
+}
+
+Layer LayerOfTexts(const std::vector<std::string>& texts) {
+  Layer layer;
+  layer.name = "--set";
+  for (const std::string& text : texts) {
+    const auto [name, value] = SplitAt(text, std::min(text.find('='), text.size()), 1);
+    const std::size_t colons = name.rfind("::");
+    if (text.find('=') == std::string::npos || colons == std::string::npos || colons == 0 ||
+        colons + 2 == name.size()) {
+      throw Failure(Failure::Kind::Usage, "\"" + text + "\" is not SECTION::KEY=VALUE");
+    }
+    const auto [section, key] = SplitAt(name, colons, 2);
+    layer.content.AddSection(section);
+    layer.content.Add({section, Ini::Unescape(key), Ini::Unescape(value), "", ""});
+  }
+  return layer;
+}
+
+Configuration Overlaid(const std::vector<Layer>& layers, const Configuration& present) {
+  Configuration all;
+  for (const Layer& layer : layers) {
+    AddSettings(layer.content, true, present, all);
+    AddSettings(layer.content, false, present, all);
+  }
+  return all;
+}
+
+Configuration Laid(const Configuration& wanted, const Configuration& present) {
+  Configuration whole;
+  std::set<std::string> orders;
+  for (const std::string& section : wanted.Sections()) {
+    if (IsBootOrder(section)) orders.insert(section);
+  }
+  for (const std::string& section : present.Sections()) whole.AddSection(section);
+  for (const std::string& section : wanted.Sections()) whole.AddSection(section);
+  for (const Setting& setting : present.Settings()) {
+    if (!orders.contains(setting.section)) whole.Add(setting);
+  }
+  for (const Setting& setting : wanted.Settings()) {
+    const Setting* now = present.Find(setting.section, setting.key);
+    Setting laid = setting;
+    if (now != nullptr) laid.comment = now->comment;
+    whole.Add(std::move(laid));
+  }
+  return whole;
+}
+
+void WriteTextFile(const std::string& path, const Configuration& content) {
+  SDK::IniFile text(path.c_str());
+  for (const std::string& section : content.Sections()) {
+    text.Rows().BeginSection("[" + section + "]");
+    for (const Setting* setting : content.Of(section)) {
+      text.Rows().Write({setting->key, setting->value, setting->comment, setting->path});
+    }
+  }
+  text.Finish();
+}
+
+TransientFile::TransientFile(const Configuration& content)
+    : folder_(FolderForSecrets() + "/saverestore-XXXXXX") {
+  if (mkdtemp(folder_.data()) == nullptr) {
+    throw Failure(Failure::Kind::Failed, "there is no folder for a file of the moment; set TMPDIR");
+  }
+  path_ = folder_ + "/wanted.ini";
+  WriteTextFile(path_, content);
+}
+
+TransientFile::~TransientFile() {
+  std::error_code error;  // the folder is ours alone; what cannot be removed is readable by nobody
+  std::filesystem::remove_all(folder_, error);
+}
+
+LaidRequest RequestOfLayers(const std::vector<Layer>& layers, const Selection& selection,
+                            const Configuration& present) {
+  LaidRequest laid;
+  Request& request = laid.request;
+  request.wanted = selection.Of(Overlaid(layers, present));
+  request.findings = UnknownAnywhere(request.wanted);
+  for (const Layer& layer : layers) {
+    request.name += (request.name.empty() ? "" : ", ") + layer.name;
+    std::ranges::copy(layer.findings, std::back_inserter(request.findings));
+  }
+  laid.file = std::make_unique<TransientFile>(Laid(request.wanted, present));
+  request.file = laid.file->Path();
+  request.mode = ModeOf(request.wanted);
+  request.skipSystemCheck = request.wanted.Of("SYSTEM").empty();
+  request.isPart = true;
+  request.present = InMode(present, request.mode);
+  return laid;
+}
+
+}  // namespace Planning

@@ -89,7 +89,7 @@ std::string ObjectionOfForm(const Change& change, const Configuration& wanted,
 }  // namespace
 
 std::vector<Change> ChangesOf(const std::vector<RecordedWrite>& writes,
-                              const Configuration& present) {
+                              const Configuration& present, const SDK::SettingMap& waiting) {
   const std::map<std::string, const Setting*> settings = ByPath(present);
   std::vector<Change> changes;
   for (const RecordedWrite& write : writes) {
@@ -97,10 +97,12 @@ std::vector<Change> ChangesOf(const std::vector<RecordedWrite>& writes,
     const Setting* setting = found == settings.end() ? nullptr : found->second;
     // A file has retry intervals in another unit than the server.
     const bool isAsSent = setting != nullptr && setting->key != SDK::Expansion::kRetryIntervalKey;
-    if (isAsSent && setting->value == write.value) continue;
+    const auto waits = waiting.find(write.path);
+    const bool isWaitedFor = waits != waiting.end();
+    if (isAsSent && setting->value == write.value && !isWaitedFor) continue;
     const _XNode node = NodeAt(write.path);
     const std::string from = isAsSent ? setting->value : ValueOf(node);
-    if (from == write.value) continue;
+    if (from == write.value && !isWaitedFor) continue;
     if (!OrderOf(write.path).empty()) {
       changes.push_back(Moved(write, present));
       continue;
@@ -108,6 +110,7 @@ std::vector<Change> ChangesOf(const std::vector<RecordedWrite>& writes,
     Change change = Edited(write, setting, from);
     change.fromText = OptionText(node, change.from);
     change.toText = OptionText(node, change.to);
+    if (isWaitedFor) change.waiting = waits->second;
     changes.push_back(std::move(change));
   }
   return changes;
@@ -130,7 +133,7 @@ std::vector<Obstacle> ObstaclesTo(const std::vector<Change>& changes, const Conf
                                   const Configuration& present) {
   std::vector<Obstacle> obstacles;
   for (const Change& change : changes) {
-    if (!OrderOf(change.path).empty()) continue;
+    if (!OrderOf(change.path).empty() || change.from == change.to) continue;
     const _XNode node = NodeAt(change.path);
     if (node.limits.isReadOnly) {
       obstacles.push_back({change, "it is read-only", true});

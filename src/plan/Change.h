@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,7 @@ struct Change {
   std::string to;
   std::string fromText;  ///< what the setup screen shows for it; empty where it has no options
   std::string toText;
+  std::optional<std::string> waiting = {};  ///< what the next boot would bring without the change
 
   /// How people see it: "BIOS::Main::Quiet Boot".
   [[nodiscard]] std::string Name() const { return section + "::" + key; }
@@ -24,8 +26,10 @@ struct Change {
 
 /// Those of `writes` that change what the mounted server has. `present` is what a save of it would
 /// write now.
+/// `waiting` has what the next boot would bring, by path: a change too where it is not wanted.
 [[nodiscard]] std::vector<Change> ChangesOf(const std::vector<RecordedWrite>& writes,
-                                            const Configuration& present);
+                                            const Configuration& present,
+                                            const SDK::SettingMap& waiting);
 
 /// Those of `changes` whose setting has no longer the value that they start from, with the value
 /// that it has now: somebody else was at work. Asks the mounted server for each.

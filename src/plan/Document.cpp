@@ -32,6 +32,7 @@ std::string DryRunDocument(const Plan& plan) {
   ordered_json changes = ordered_json::array();
   for (const Change& change : plan.changes) {
     changes.push_back({{"path", change.path}, {"from", change.from}, {"to", change.to}});
+    if (change.waiting) changes.back()["waiting"] = *change.waiting;
   }
   return Dump({{"schema", "saverestore-dry-run/1"},
                {"file", plan.request.name},
@@ -133,6 +134,14 @@ std::string ShowDocument(const Configuration& content, const std::string& file) 
                {"mode", NameOf(ModeOf(content))},
                {"system", system},
                {"sections", sections}});
+}
+
+std::string PendingDocument(const std::vector<Waiting>& waiting) {
+  ordered_json list = ordered_json::array();
+  for (const Waiting& setting : waiting) {
+    list.push_back({{"setting", setting.name}, {"value", setting.value}});
+  }
+  return Dump({{"schema", "saverestore-pending/1"}, {"waiting", list}});
 }
 
 }  // namespace Planning

@@ -39,4 +39,13 @@ namespace Planning {
 /// What a file is: "saverestore-show/1".
 [[nodiscard]] std::string ShowDocument(const Configuration& content, const std::string& file);
 
+/// A setting that waits for the next boot.
+struct Waiting {
+  std::string name;   ///< "SECTION::KEY"
+  std::string value;  ///< that it will have
+};
+
+/// `pending --json`.
+[[nodiscard]] std::string PendingDocument(const std::vector<Waiting>& waiting);
+
 }  // namespace Planning

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <utility>
@@ -34,6 +35,11 @@ class ForwardingProvider : public SDK::QueryProvider {
   void UsePasswords(const SDK::SettingMap& passwords) override { inner_->UsePasswords(passwords); }
   std::vector<SDK::WriteNote> TakeWriteNotes() override { return inner_->TakeWriteNotes(); }
   std::vector<SDK::BootMessage> BootMessages() override { return inner_->BootMessages(); }
+  void LookAhead(bool isAhead) override { inner_->LookAhead(isAhead); }
+  void ClearWaiting() override { inner_->ClearWaiting(); }
+  void Restart(bool isForced, std::chrono::seconds limit) override {
+    inner_->Restart(isForced, limit);
+  }
 
  private:
   std::shared_ptr<SDK::QueryProvider> inner_;

@@ -46,6 +46,14 @@ Mounts Wrapped(const Mounts& mounts, const Wrapper& wrap) {
   return wrapped;
 }
 
+AheadView::AheadView(const Mounts& mounts) : mounts_(mounts) {
+  for (const auto& [tree, mount] : mounts_) mount.provider->LookAhead(true);
+}
+
+AheadView::~AheadView() {
+  for (const auto& [tree, mount] : mounts_) mount.provider->LookAhead(false);
+}
+
 std::vector<SDK::WriteNote> TakeWriteNotes(const Mounts& mounts) {
   std::vector<SDK::WriteNote> all;
   for (const auto& [tree, mount] : mounts) {

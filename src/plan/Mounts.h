@@ -32,6 +32,19 @@ using Wrapper = std::function<std::shared_ptr<SDK::QueryProvider>(
     const std::shared_ptr<SDK::QueryProvider>& provider)>;
 [[nodiscard]] Mounts Wrapped(const Mounts& mounts, const Wrapper& wrap);
 
+/// As long as this lives, reads see what each server will have after its next boot
+/// (`QueryProvider::LookAhead`): what a restore compares with.
+class AheadView {
+ public:
+  explicit AheadView(const Mounts& mounts);
+  AheadView(const AheadView&) = delete;
+  AheadView& operator=(const AheadView&) = delete;
+  ~AheadView();
+
+ private:
+  const Mounts& mounts_;
+};
+
 /// The notes of all providers on their writes (`QueryProvider::TakeWriteNotes`).
 [[nodiscard]] std::vector<SDK::WriteNote> TakeWriteNotes(const Mounts& mounts);
 

@@ -12,6 +12,15 @@
 namespace Planning {
 namespace {
 
+/// What the next boot would bring, by path.
+SDK::SettingMap WaitingOn(const Server& server) {
+  SDK::SettingMap waiting;
+  for (SDK::BootMessage& message : server.BootMessages()) {
+    if (message.isWaiting) waiting.emplace(std::move(message.path), std::move(message.value));
+  }
+  return waiting;
+}
+
 /// What cannot be written as a finding of the file.
 Finding FindingOf(const Obstacle& obstacle, bool keepsGoing) {
   const Change& change = obstacle.change;
@@ -33,8 +42,13 @@ void FindObstacles(Plan& plan) {
 
 /// What the changes lead to beyond themselves. What a back end has no way to write is an obstacle.
 void Foresee(Plan& plan, const Server& server) {
+  // As they are sent: a change of a boot order has the device as its key.
   SDK::SettingMap settings;
-  for (const Change& change : plan.changes) settings.emplace(change.path, change.to);
+  for (const RecordedWrite& write : plan.writes) {
+    const bool isChange =
+        std::ranges::find(plan.changes, write.path, &Change::path) != plan.changes.end();
+    if (isChange) settings.insert_or_assign(write.path, write.value);
+  }
   for (SDK::WriteForesight& foreseen : server.Foresee(settings)) {
     const auto change = std::ranges::find(plan.changes, foreseen.path, &Change::path);
     if (foreseen.kind != SDK::WriteForesight::Kind::CannotTake || change == plan.changes.end()) {
@@ -74,7 +88,7 @@ Plan MakePlan(const Request& request, const Server& server) {
   plan.present = request.present ? *request.present : ConfigurationOfTarget(request.mode);
   more = UnknownOnServer(request, plan.present);
   std::move(more.begin(), more.end(), std::back_inserter(plan.findings));
-  plan.changes = ChangesOf(rehearsal.writes, plan.present);
+  plan.changes = ChangesOf(rehearsal.writes, plan.present, WaitingOn(server));
   plan.writes = std::move(rehearsal.writes);
   plan.skipped = std::move(rehearsal.skipped);
   FindObstacles(plan);

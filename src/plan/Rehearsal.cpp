@@ -82,6 +82,7 @@ Rehearsal Rehearse(const Request& request, const Mounts& target) {
   }));
   options.skipSystemCheck = true;
   options.skipBootOrder = request.skipBootOrder;
+  const AheadView ahead(target);
   try {
     RehearsedRestore(rehearsal).Restore(options);
   } catch (const ResultStatus& failure) {

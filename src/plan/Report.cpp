@@ -93,6 +93,7 @@ std::string ReasonNotApplied(const std::string& path, const Sent& sent) {
 /// What the server says of a write, where that is the last word.
 std::optional<Outcome> OutcomeOf(const SDK::WriteNote* note) {
   if (note == nullptr || note->fate == SDK::WriteNote::Fate::Ignored) return std::nullopt;
+  if (note->fate == SDK::WriteNote::Fate::Skipped) return Outcome::Skipped;
   return note->fate == SDK::WriteNote::Fate::Pending ? Outcome::Pending : Outcome::NotApplied;
 }
 
@@ -173,6 +174,27 @@ void AddRows(const Configuration& wanted, const Sent& sent, Report& report) {
   }
 }
 
+/// True when the file wants what waits.
+bool IsWanted(const SDK::BootMessage& message, const Configuration& wanted,
+              const Configuration& present) {
+  const auto setting = std::ranges::find(present.Settings(), message.path, &Setting::path);
+  if (setting == present.Settings().end()) return false;
+  const Setting* ofFile = wanted.Find(setting->section, setting->key);
+  return ofFile != nullptr && (IsBootOrder(setting->section) || ofFile->value == message.value);
+}
+
+/// What waits as the file wants it since an earlier restore: that too is pending.
+std::vector<SDK::WriteNote> NotesOnWaiting(const Plan& plan, const Configuration& present,
+                                           const Server& server) {
+  std::vector<SDK::WriteNote> notes;
+  if (plan.request.mode == ModeBmc) return notes;
+  for (const SDK::BootMessage& message : server.BootMessages()) {
+    if (!message.isWaiting || !IsWanted(message, plan.request.wanted, present)) continue;
+    notes.push_back({message.path, SDK::WriteNote::Fate::Pending, ""});
+  }
+  return notes;
+}
+
 }  // namespace
 
 const char* NameOf(Outcome outcome) {
@@ -198,12 +220,22 @@ Report ReportOf(const Plan& plan, const Written& written, const Server& server) 
   } catch (const ResultStatus& failure) {
     report.silence = failure;
   }
-  const Sent sent(plan, written);
+  const std::vector<SDK::WriteNote> waiting =
+      report.silence ? std::vector<SDK::WriteNote>() : NotesOnWaiting(plan, report.present, server);
+  Sent sent(plan, written);
+  for (const SDK::WriteNote& note : waiting) sent.notes.try_emplace(note.path, &note);
   if (report.silence) {
     report.present = {};
     for (const Change& change : plan.changes) report.rows.push_back(BlindRowFor(change, sent));
   } else {
     AddRows(InMode(plan.request.wanted, plan.request.mode), sent, report);
+  }
+  // A refusal of no setting in particular is told by itself.
+  for (const SDK::WriteNote& note : written.notes) {
+    if (note.fate != SDK::WriteNote::Fate::Refused || report.silence) continue;
+    const bool isOfSetting = report.present.NameOf(note.path) != note.path;
+    if (isOfSetting || sent.paths.contains(note.path)) continue;
+    report.rows.push_back({note.path, "", Outcome::NotApplied, "", "", note.reason});
   }
   return report;
 }
@@ -219,7 +251,8 @@ std::vector<SDK::BootMessage> WaitingFromBefore(const Plan& plan, const Server& 
     return {};
   }
   std::erase_if(waiting, [&](const SDK::BootMessage& message) {
-    return !message.isWaiting || sent.contains(message.path);
+    return !message.isWaiting || sent.contains(message.path) ||
+           IsWanted(message, plan.request.wanted, plan.present);
   });
   return waiting;
 }

@@ -1,5 +1,7 @@
 #include "plan/Verification.h"
 
+#include <set>
+
 #include "plan/Compare.h"
 
 namespace Planning {
@@ -21,15 +23,20 @@ Verification Verify(const Configuration& file, Mode mode, const Server& server) 
   Verification verification;
   verification.present = ConfigurationOfTarget(mode);
   server.ThrowIfSilent();
+  if (mode != ModeBmc) verification.messages = server.BootMessages();
+  std::set<std::string> waiting;
+  for (const SDK::BootMessage& message : verification.messages) {
+    if (message.isWaiting) waiting.insert(message.path);
+  }
   for (const Setting& wanted : file.Settings()) {
     if (!IsWritten(wanted, mode)) continue;
     ++verification.compared;
     const Setting* present = verification.present.Find(wanted.section, wanted.key);
-    if (present != nullptr && SameValue(wanted, *present)) continue;
+    const bool waits = present != nullptr && waiting.contains(present->path);
+    if (present != nullptr && !waits && SameValue(wanted, *present)) continue;
     verification.missed.push_back({wanted.section, wanted.key, wanted.value, std::nullopt});
     if (present != nullptr) verification.missed.back().present = present->value;
   }
-  if (mode != ModeBmc) verification.messages = server.BootMessages();
   return verification;
 }
 

@@ -75,6 +75,7 @@ Written Write(const Plan& plan, const std::string& password, const Server& serve
     return std::make_shared<DeliveringProvider>(provider, filter, written.deliveries);
   }));
   const MountedAgain again{server.Providers()};
+  const AheadView ahead(server.Providers());
   RestoreKeepingFailure(plan.request, plan.request.mode, password, server, written);
   return written;
 }

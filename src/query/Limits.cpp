@@ -87,10 +87,11 @@ bool Matches(const std::string& value, const std::string& pattern) {
 
 std::string Objection(const _XNode& node, const std::string& value) {
   const Limits& limits = node.limits;
+  if (limits.form == Limits::Form::Truth && (value == "1" || value == "0")) return "";
   if (!node.options.empty()) {
     return node.options.contains(value) ? "" : "it is not among the options";
   }
-  if (limits.form != Limits::Form::Text) {
+  if (limits.form == Limits::Form::Whole || limits.form == Limits::Form::Number) {
     if (FitsNumber(limits, value)) return "";
     const std::string words = RangeWords(limits);
     return std::string("it must be a ") +
@@ -108,7 +109,8 @@ std::string Objection(const _XNode& node, const std::string& value) {
 
 std::string Describe(const Limits& limits) {
   if (limits.isReadOnly) return "read-only";
-  return limits.form == Limits::Form::Text ? LengthWords(limits) : RangeWords(limits);
+  const bool isNumber = limits.form == Limits::Form::Whole || limits.form == Limits::Form::Number;
+  return isNumber ? RangeWords(limits) : LengthWords(limits);
 }
 
 bool IsPattern(const std::string& pattern) {

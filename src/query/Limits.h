@@ -22,6 +22,7 @@ struct Limits {
     Text,
     Whole,   ///< a whole decimal number
     Number,  ///< a decimal number
+    Truth,   ///< true or false, which may be spelled 1 and 0
   };
 
   bool isReadOnly = false;  ///< nobody can change it, whatever the value

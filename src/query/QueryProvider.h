@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <string>
 #include <vector>
@@ -17,6 +18,7 @@ struct WriteNote {
     Pending,  ///< accepted; takes effect at the next boot
     Refused,  ///< the server does not take it
     Ignored,  ///< the server said yes and kept its value
+    Skipped,  ///< not sent, since nobody can change it here
   };
   std::string path;
   Fate fate;
@@ -30,6 +32,7 @@ struct BootMessage {
   std::string text;  ///< a part of a sentence
   bool isFault = true;
   bool isWaiting = false;  ///< it is about a value that takes effect at the next boot
+  std::string value = {};  ///< that value
 };
 
 /// What a write would lead to beyond its own value, told before anything is written.
@@ -124,6 +127,20 @@ class QueryProvider {
 
   /// What the server has to say of settings that take effect at a boot. \throws as Read.
   virtual std::vector<BootMessage> BootMessages() { return {}; }
+
+  /// Whether reads give a setting as it will be after the next boot, or as it is (usual). A restore
+  /// looks ahead: where something else waits from an earlier change, the file's value has to be
+  /// written also if it is the present one.
+  virtual void LookAhead(bool /*isAhead*/) {}
+
+  /// Takes back all that waits for the next boot, so that it changes nothing. \throws as Write.
+  virtual void ClearWaiting() {}
+
+  /// Restarts the server, and waits until it is up and has taken over what waited. A graceful
+  /// restart leaves its operating system time to end, a forced one does not ask it.
+  /// \throws ResultStatus  NoSuchForm when this back end cannot, WriteFailed when the server does
+  ///                       not do it or is not back after `limit`.
+  virtual void Restart(bool isForced, std::chrono::seconds limit);
 };
 
 }  // namespace SDK

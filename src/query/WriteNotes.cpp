@@ -9,7 +9,8 @@ namespace Query {
 
 void RaiseRefusals(const std::vector<SDK::WriteNote>& notes, std::size_t count) {
   const auto isRefusal = [](const SDK::WriteNote& note) {
-    return note.fate != SDK::WriteNote::Fate::Pending;
+    using Fate = SDK::WriteNote::Fate;
+    return note.fate == Fate::Refused || note.fate == Fate::Ignored;
   };
   const auto first = std::ranges::find_if(notes, isRefusal);
   if (first == notes.end()) return;

@@ -11,10 +11,6 @@
 namespace Redfish {
 namespace {
 
-std::string PathAt(std::size_t index) {
-  return std::string(kBootOrderPath) + "[" + std::to_string(index + 1) + "]";
-}
-
 /// The references of a system's order.
 std::vector<std::string> ReferencesOf(const json& system) {
   std::vector<std::string> references;
@@ -50,11 +46,17 @@ std::map<std::string, std::string> NamesOf(Service& service, std::set<std::strin
   return names;
 }
 
-std::string RefusalIn(const HttpAnswer& answer) {
-  for (const Message& message : MessagesOf(answer.body)) {
-    if (message.isFault && !message.text.empty()) return message.text;
+std::vector<BootEntry> EntriesOf(Service& service, const std::vector<std::string>& references) {
+  std::vector<BootEntry> order;
+  if (references.empty()) return order;
+  const auto names = NamesOf(service, {references.begin(), references.end()});
+  for (const std::string& reference : references) {
+    const auto name = names.find(reference);
+    const bool isNamed = name != names.end() && !name->second.empty();
+    order.push_back({reference, isNamed ? name->second : OneLine(reference)});
   }
-  return "the server refuses it, status " + std::to_string(answer.status);
+  MakeNamesUnique(order);
+  return order;
 }
 
 }  // namespace
@@ -69,17 +71,26 @@ void MakeNamesUnique(std::vector<BootEntry>& entries) {
   }
 }
 
+std::string PathOfPosition(std::size_t index) {
+  return std::string(kBootOrderPath) + "[" + std::to_string(index + 1) + "]";
+}
+
 std::vector<BootEntry> ReadBootOrder(Service& service) {
-  const std::vector<std::string> references = ReferencesOf(service.System().content);
+  return EntriesOf(service, ReferencesOf(service.System().content));
+}
+
+std::vector<BootEntry> ReadNextBootOrder(Service& service, const std::vector<BootEntry>& present) {
+  const std::string path = service.SystemSettings();
+  const Resource* settings = path.empty() ? nullptr : service.Find(path);
+  if (settings == nullptr) return present;
+  const std::vector<std::string> next = ReferencesOf(settings->content);
+  if (next.empty()) return present;
   std::vector<BootEntry> order;
-  if (references.empty()) return order;
-  const auto names = NamesOf(service, {references.begin(), references.end()});
-  for (const std::string& reference : references) {
-    const auto name = names.find(reference);
-    const bool isNamed = name != names.end() && !name->second.empty();
-    order.push_back({reference, isNamed ? name->second : OneLine(reference)});
+  for (const std::string& reference : next) {
+    const auto known = std::ranges::find(present, reference, &BootEntry::reference);
+    if (known == present.end()) return EntriesOf(service, next);
+    order.push_back(*known);
   }
-  MakeNamesUnique(order);
   return order;
 }
 
@@ -88,7 +99,7 @@ std::vector<BootEntry> Reordered(const std::vector<BootEntry>& order,
   std::vector<BootEntry> wanted = order;
   std::set<std::string> placed;
   for (std::size_t index = 0; index < order.size(); ++index) {
-    const std::string path = PathAt(index);
+    const std::string path = PathOfPosition(index);
     if (const auto write = settings.find(path); write != settings.end()) {
       const auto entry = std::ranges::find(order, write->second, &BootEntry::name);
       if (entry == order.end()) {
@@ -105,22 +116,35 @@ std::vector<BootEntry> Reordered(const std::vector<BootEntry>& order,
   return wanted;
 }
 
-std::vector<SDK::WriteNote> WriteBootOrder(Service& service, const std::vector<BootEntry>& order) {
-  using Fate = SDK::WriteNote::Fate;
-  std::vector<std::string> references;
-  references.reserve(order.size());
+json BootProperty(const std::vector<BootEntry>& order) {
+  json references = json::array();
   for (const BootEntry& entry : order) references.push_back(entry.reference);
-  const std::string settings = Service::SettingsPath(service.System().content);
-  const std::string path = settings.empty() ? service.SystemPath() : settings;
-  const HttpAnswer answer =
-      service.Patch(path, {{"Boot", {{"BootOrder", references}}}}, service.Get(path).etag);
-  if (!answer.IsSuccess()) return {{PathAt(0), Fate::Refused, RefusalIn(answer)}};
+  return {{"BootOrder", std::move(references)}};
+}
+
+std::vector<SDK::WriteNote> NotesOnBootOrder(Service& service, const std::vector<BootEntry>& order,
+                                             const HttpAnswer& answer) {
+  using Fate = SDK::WriteNote::Fate;
+  const std::string path = PathOfPosition(0);
+  if (!answer.IsSuccess()) return {{path, Fate::Refused, service.ReasonIn(answer)}};
   service.Forget(service.SystemPath());
-  if (ReferencesOf(service.System().content) == references) return {};
-  if (!settings.empty() && ReferencesOf(service.Get(settings).content) == references) {
-    return {{PathAt(0), Fate::Pending, ""}};
+  const auto isIt = [&](const std::vector<BootEntry>& other) {
+    return std::ranges::equal(order, other, {}, &BootEntry::reference, &BootEntry::reference);
+  };
+  const std::vector<BootEntry> present = ReadBootOrder(service);
+  if (isIt(ReadNextBootOrder(service, present))) {
+    if (isIt(present)) return {};
+    return {{path, Fate::Pending, ""}};
   }
-  return {{PathAt(0), Fate::Ignored, "the server keeps its order"}};
+  return {{path, Fate::Ignored, "the server keeps its order"}};
+}
+
+std::vector<SDK::WriteNote> WriteBootOrder(Service& service, const std::vector<BootEntry>& order) {
+  const std::string settings = service.SystemSettings();
+  const std::string path = settings.empty() ? service.SystemPath() : settings;
+  json body = {{"Boot", BootProperty(order)}};
+  if (!settings.empty()) service.AddApplyTime(service.System().content, path, body);
+  return NotesOnBootOrder(service, order, service.Patch(path, body));
 }
 
 }  // namespace Redfish

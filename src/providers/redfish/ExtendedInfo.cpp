@@ -33,21 +33,41 @@ void AddNames(const json& list, std::set<std::string>& names) {
   }
 }
 
-std::string Sentence(const json& message) {
-  std::string text = OneLine(TextAt(message, {"Message"}));
-  if (text.empty()) text = OneLine(TextAt(message, {"MessageId"}));
+std::string WithoutFullStop(std::string text) {
   while (text.ends_with('.')) text.pop_back();
   return text;
 }
 
+std::vector<std::string> TextsIn(const json& list) {
+  std::vector<std::string> texts;
+  for (const json& text : list)
+    texts.push_back(text.is_string() ? text.get<std::string>() : text.dump());
+  return texts;
+}
+
 }  // namespace
+
+std::string Filled(std::string text, const std::vector<std::string>& arguments) {
+  for (std::size_t number = arguments.size(); number > 0; --number) {
+    const std::string place = "%" + std::to_string(number);
+    const std::string& argument = arguments[number - 1];
+    for (std::size_t at = text.find(place); at != std::string::npos;
+         at = text.find(place, at + argument.size())) {
+      text.replace(at, place.size(), argument);
+    }
+  }
+  return WithoutFullStop(OneLine(text));
+}
 
 std::vector<Message> MessagesIn(const json& list) {
   std::vector<Message> messages;
   if (!list.is_array()) return messages;
   for (const json& entry : list) {
     Message message;
-    message.text = Sentence(entry);
+    message.id = OneLine(TextAt(entry, {"MessageId"}));
+    message.text = WithoutFullStop(OneLine(TextAt(entry, {"Message"})));
+    if (message.text.empty()) message.text = message.id;
+    message.arguments = TextsIn(At(entry, {"MessageArgs"}));
     std::string severity = TextAt(entry, {"MessageSeverity"});
     if (severity.empty()) severity = TextAt(entry, {"Severity"});
     message.isFault = severity != "OK";
@@ -69,18 +89,28 @@ std::vector<Message> MessagesOf(const std::string& body) {
     }
   };
   add(At(document, {kExtendedInfo}), "");
-  const json& attributes = At(document, {"Attributes"});
-  if (attributes.is_object()) {
-    for (const auto& [name, list] : attributes.items()) {
-      if (name.ends_with(kExtendedInfo)) add(list, name.substr(0, name.rfind('@')));
+  add(At(document, {"Messages"}), "");  // of a task
+  for (const json* object : {&document, &At(document, {"Attributes"})}) {
+    if (!object->is_object()) continue;
+    for (const auto& [name, list] : object->items()) {
+      if (name.ends_with(kExtendedInfo) && name != kExtendedInfo) {
+        add(list, name.substr(0, name.rfind('@')));
+      }
     }
   }
   if (messages.empty()) {
     if (const std::string text = OneLine(TextAt(document, {"error", "message"})); !text.empty()) {
-      messages.push_back({text, true, {}});
+      messages.push_back({WithoutFullStop(text), true, {}});
     }
   }
   return messages;
+}
+
+std::string FirstFault(const std::string& body) {
+  for (const Message& message : MessagesOf(body)) {
+    if (message.isFault && !message.text.empty()) return message.text;
+  }
+  return {};
 }
 
 }  // namespace Redfish

@@ -53,8 +53,10 @@ struct HeaderRow {
   std::string HttpAnswer::*member;
 };
 constexpr auto kHeaders = std::to_array<HeaderRow>({
+    {"allow", &HttpAnswer::allow},
     {"etag", &HttpAnswer::etag},
     {"location", &HttpAnswer::location},
+    {"retry-after", &HttpAnswer::retryAfter},
     {"x-auth-token", &HttpAnswer::token},
 });
 

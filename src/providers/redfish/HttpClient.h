@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -28,6 +29,8 @@ struct Endpoint {
   int port = 443;
   Trust trust;
   TimeLimits limits;
+  /// Called before each change and again and again while waiting; may throw to stop.
+  std::function<void()> checkpoint = [] {};
 };
 
 struct HttpRequest {
@@ -40,9 +43,11 @@ struct HttpRequest {
 struct HttpAnswer {
   long status = 0;
   std::string body;
-  std::string etag;      ///< as sent; empty without one
-  std::string location;  ///< as sent; empty without one
-  std::string token;     ///< the header X-Auth-Token
+  std::string etag;        ///< as sent; empty without one
+  std::string location;    ///< as sent; empty without one
+  std::string token;       ///< the header X-Auth-Token
+  std::string allow;       ///< the methods that the resource has; empty when they are not named
+  std::string retryAfter;  ///< as sent; empty without one
 
   [[nodiscard]] bool IsSuccess() const { return status >= 200 && status < 300; }
 };
@@ -67,6 +72,10 @@ class HttpClient {
   /// One exchange. Any status is an answer.
   /// \throws ResultStatus  Unreachable, NotTrusted, BadAnswer.
   [[nodiscard]] HttpAnswer Exchange(const HttpRequest& request);
+
+  [[nodiscard]] const TimeLimits& Limits() const { return endpoint_.limits; }
+  /// Asks whether to go on, see `Endpoint`.
+  void Checkpoint() const { endpoint_.checkpoint(); }
 
   /// The server as texts name it: "host" or "host:port".
   [[nodiscard]] const std::string& Name() const { return name_; }

@@ -1,21 +1,19 @@
 #include "providers/redfish/RedfishProvider.h"
 
 #include <algorithm>
-#include <iterator>
+#include <string_view>
 #include <utility>
 
-#include "common/ErrorManager.h"
-#include "providers/redfish/ExtendedInfo.h"
-#include "providers/redfish/Writer.h"
+#include "common/Logger.h"
+#include "providers/redfish/Batch.h"
 #include "query/NodeTree.h"
 
 namespace Redfish {
 namespace {
 
-constexpr const char* kPasswordPath = "/BIOS/AdminPw";
-constexpr const char* kNoPasswordCheck =
-    "this server cannot check one over Redfish; restore without a password, or clear it in the "
-    "setup first";
+/// What the next boot changes: parts of their own, of no path.
+constexpr const char* kNextSetup = "next setup";
+constexpr const char* kNextOrder = "next order";
 
 _XNode Menu(std::vector<std::string> children) {
   _XNode node;
@@ -35,13 +33,6 @@ bool IsAtOrBelow(const std::string& path, const std::string& root) {
 }
 
 }  // namespace
-
-/// What a batch comes to.
-struct Batch {
-  Changes changes;
-  SDK::SettingMap bootOrder;
-  std::vector<SDK::WriteNote> notes;
-};
 
 const RedfishProvider::Part RedfishProvider::kParts[] = {
     {kSetupRoot, &RedfishProvider::LoadSetup},
@@ -69,12 +60,23 @@ void RedfishProvider::Load(const std::string& path) {
 
 void RedfishProvider::Unload(const char* root) {
   std::erase(loaded_, root);
+  const bool isOrder = std::string_view(root) == kBootOrderPath;
+  std::erase(loaded_, isOrder ? kNextOrder : kNextSetup);
   std::erase_if(nodes_, [&](const auto& node) { return IsAtOrBelow(node.first, root); });
 }
 
 void RedfishProvider::LoadSetup() {
   const json attributes = At(service_.Bios().content, {"Attributes"});
-  SetupTree tree = BuildSetupTree(attributes, service_.Registry());
+  const json registry = service_.Registry();
+  SetupTree tree = BuildSetupTree(attributes, registry);
+  dependencies_ = Dependencies(registry);
+  if (const std::string& missing = service_.MissingRegistry(); !missing.empty()) {
+    LOGGER::Logger::CreateInstance()->Log(
+        LOGGER::Warning, __FILE__, "LoadSetup", __LINE__,
+        "the server names the attribute registry %s and does not give it: all settings stand under "
+        "the names of their attributes, without options",
+        missing.c_str());
+  }
   nodes_.merge(tree.nodes);
   attributes_ = std::move(tree.attributes);
 }
@@ -84,11 +86,45 @@ void RedfishProvider::LoadBootOrder() {
   if (bootOrder_.empty()) return;
   std::vector<std::string> positions;
   for (const BootEntry& entry : bootOrder_) {
-    positions.push_back(std::string(kBootOrderPath) + "[" + std::to_string(positions.size() + 1) +
-                        "]");
+    positions.push_back(PathOfPosition(positions.size()));
     nodes_[positions.back()] = Value(entry.name);
   }
   nodes_[kBootOrderPath].values = std::move(positions);
+}
+
+void RedfishProvider::LoadNextOrder() {
+  if (std::ranges::find(loaded_, kNextOrder) != loaded_.end()) return;
+  Load(kBootOrderPath);
+  std::erase_if(waiting_,
+                [](const auto& entry) { return IsAtOrBelow(entry.first, kBootOrderPath); });
+  nextOrder_ = ReadNextBootOrder(service_, bootOrder_);
+  for (std::size_t index = 0; index < std::min(nextOrder_.size(), bootOrder_.size()); ++index) {
+    if (nextOrder_[index].reference == bootOrder_[index].reference) continue;
+    waiting_[PathOfPosition(index)] = nextOrder_[index].name;
+  }
+  loaded_.emplace_back(kNextOrder);
+}
+
+void RedfishProvider::LoadNextSetup() {
+  if (std::ranges::find(loaded_, kNextSetup) != loaded_.end()) return;
+  Load(kSetupRoot);
+  std::erase_if(waiting_, [](const auto& entry) { return IsAtOrBelow(entry.first, kSetupRoot); });
+  const std::string path = service_.BiosSettings();
+  const Resource* settings = path.empty() ? nullptr : service_.Find(path);
+  static const json nothing;
+  const json& next = settings == nullptr ? nothing : At(settings->content, {"Attributes"});
+  const json& present = At(service_.Bios().content, {"Attributes"});
+  for (const auto& [place, attribute] : attributes_) {
+    const json& value = AtMembers(next, attribute.members);
+    if (value.is_null() || value == AtMembers(present, attribute.members)) continue;
+    waiting_[place] = ToText(value);
+  }
+  loaded_.emplace_back(kNextSetup);
+}
+
+void RedfishProvider::LoadWaiting() {
+  if (!service_.BiosPath().empty()) LoadNextSetup();
+  LoadNextOrder();
 }
 
 void RedfishProvider::LoadSystem() {
@@ -118,100 +154,13 @@ void RedfishProvider::LoadManager() {
 void RedfishProvider::Read(const std::string& path, NodeMap& results) {
   const bool asksChildren = path.ends_with(Query::kChildrenSuffix);
   Load(asksChildren ? path.substr(0, path.size() - Query::kChildrenSuffix.size()) : path);
+  if (isAhead_ && IsAtOrBelow(path, "/BIOS")) LoadWaiting();
   Query::ReadNodes(nodes_, path, results);
-}
-
-void RedfishProvider::Write(const SDK::SettingMap& settings, bool /*isBios*/, bool /*reserved*/) {
-  const auto check = settings.find(kPasswordPath);
-  if (check == settings.end()) return Apply(settings);
-  // The password twice, with a hyphen between.
-  if (check->second != "-") ErrorManager::Raise(ErrorManager::PasswordRefused, kNoPasswordCheck);
-  SDK::SettingMap others = settings;
-  others.erase(kPasswordPath);
-  Apply(others);
-}
-
-void RedfishProvider::WriteAuthorised(const SDK::SettingMap& settings,
-                                      const std::string& password) {
-  if (!password.empty()) ErrorManager::Raise(ErrorManager::PasswordRefused, kNoPasswordCheck);
-  Apply(settings);
-}
-
-void RedfishProvider::WriteGroup(const std::string& path, const SDK::SettingMap& settings) {
-  if (path == kPasswordPath) {
-    for (const auto& [name, value] : settings) {
-      if (!value.empty()) ErrorManager::Raise(ErrorManager::PasswordRefused, kNoPasswordCheck);
-    }
-    return;
+  if (!isAhead_) return;
+  for (const auto& [place, value] : waiting_) {
+    const auto node = results.find(place);
+    if (node != results.end()) node->second.values = {value};
   }
-  SDK::SettingMap batch;
-  for (const auto& [name, value] : settings) batch.emplace(path + "/" + name, value);
-  Apply(batch);
-}
-
-void RedfishProvider::CheckUnchanged(const std::string& path, const std::string& value) {
-  const auto node = nodes_.find(path);
-  if (node == nodes_.end()) {
-    if (value.empty()) return;  // what a save wrote for a setting that this server lacks
-    ErrorManager::Raise(ErrorManager::NoSuchNode, path);
-  }
-  const std::vector<std::string>& values = node->second.values;
-  if (values.empty() ? value.empty() : values.front() == value) return;
-  ErrorManager::Raise(ErrorManager::ReadOnlyNode, path, value);
-}
-
-void RedfishProvider::SortOut(const std::string& path, const std::string& value, Batch& batch) {
-  Load(path);
-  if (Query::IsBelow(path, kBootOrderPath) && nodes_.contains(path)) {
-    batch.bootOrder.emplace(path, value);
-    return;
-  }
-  const auto found = attributes_.find(path);
-  if (found == attributes_.end()) return CheckUnchanged(path, value);
-  const Attribute& attribute = found->second;
-  const std::vector<std::string>& present = nodes_.at(path).values;
-  if (!present.empty() && present.front() == value) return;
-  const auto refuse = [&](const char* reason) {
-    batch.notes.push_back({path, SDK::WriteNote::Fate::Refused, reason});
-  };
-  if (attribute.isReadOnly) return refuse("it is read-only");
-  std::optional<json> converted = ToJson(attribute, value);
-  if (!converted) return refuse(ExpectationOf(attribute));
-  batch.changes.emplace(attribute.name, Change{path, std::move(*converted)});
-}
-
-void RedfishProvider::Apply(const SDK::SettingMap& settings) {
-  Batch batch;
-  for (const auto& [path, value] : settings) SortOut(path, value, batch);
-  const std::vector<BootEntry> order = Reordered(bootOrder_, batch.bootOrder);
-  const bool moves =
-      !std::ranges::equal(order, bootOrder_, {}, &BootEntry::reference, &BootEntry::reference);
-  const std::size_t notesBefore = notes_.size();
-  std::ranges::move(batch.notes, std::back_inserter(notes_));
-  if (!batch.changes.empty()) {
-    Writer writer(service_);
-    Unload(kSetupRoot);
-    try {
-      writer.Write(std::move(batch.changes));
-    } catch (...) {
-      std::ranges::copy(writer.Notes(), std::back_inserter(notes_));
-      throw;
-    }
-    std::ranges::copy(writer.Notes(), std::back_inserter(notes_));
-  }
-  if (moves) {
-    Unload(kBootOrderPath);
-    std::ranges::move(WriteBootOrder(service_, order), std::back_inserter(notes_));
-  }
-  const auto isRefused = [](const SDK::WriteNote& note) {
-    return note.fate == SDK::WriteNote::Fate::Refused;
-  };
-  const auto begin = notes_.begin() + static_cast<std::ptrdiff_t>(notesBefore);
-  const auto first = std::find_if(begin, notes_.end(), isRefused);
-  if (first == notes_.end()) return;
-  ErrorManager::Raise(ErrorManager::WritesRefused,
-                      std::to_string(std::count_if(begin, notes_.end(), isRefused)),
-                      std::to_string(settings.size()), first->path, first->reason);
 }
 
 std::vector<SDK::WriteNote> RedfishProvider::TakeWriteNotes() {
@@ -221,26 +170,21 @@ std::vector<SDK::WriteNote> RedfishProvider::TakeWriteNotes() {
 std::vector<SDK::BootMessage> RedfishProvider::BootMessages() {
   Load(kSetupRoot);
   std::map<std::string, std::string> pathOf;
-  for (const auto& [path, attribute] : attributes_) pathOf.emplace(attribute.name, path);
+  for (const auto& [path, attribute] : attributes_) pathOf.emplace(attribute.Name(), path);
   const json& bios = service_.Bios().content;
   std::vector<SDK::BootMessage> all;
   const std::string time = OneLine(TextAt(bios, {"@Redfish.Settings", "Time"}));
-  for (const Message& message : MessagesIn(At(bios, {"@Redfish.Settings", "Messages"}))) {
+  const json& said = At(bios, {"@Redfish.Settings", "Messages"});
+  for (const Message& message : service_.WithTexts(MessagesIn(said))) {
     std::string about;
     for (const std::string& name : message.about) {
       if (const auto path = pathOf.find(name); path != pathOf.end()) about = path->second;
     }
-    all.push_back({about, time, message.text, message.isFault, false});
+    all.push_back({about, time, message.text, message.isFault, false, ""});
   }
-  const std::string settings = Service::SettingsPath(bios);
-  const Resource* pending = settings.empty() ? nullptr : service_.Find(settings);
-  if (pending == nullptr) return all;
-  const json& present = At(bios, {"Attributes"});
-  for (const auto& [name, value] : At(pending->content, {"Attributes"}).items()) {
-    const auto path = pathOf.find(name);
-    if (path == pathOf.end() || At(present, {name.c_str()}) == value) continue;
-    all.push_back(
-        {path->second, "", "\"" + ToText(value) + "\" waits for the next boot", true, true});
+  LoadWaiting();
+  for (const auto& [path, value] : waiting_) {
+    all.push_back({path, "", "\"" + value + "\" waits for the boot", true, true, value});
   }
   return all;
 }

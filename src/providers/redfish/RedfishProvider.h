@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "providers/redfish/BootOrder.h"
+#include "providers/redfish/Dependencies.h"
 #include "providers/redfish/Service.h"
 #include "providers/redfish/SetupTree.h"
 #include "query/QueryProvider.h"
@@ -16,7 +17,8 @@ struct Batch;
 /// knows the firmware version alone. It is logged in from its construction to its destruction.
 ///
 /// A read fetches what it needs, and each resource once. Settings change at the next boot, so a
-/// write leaves the values as they are and a note that says pending.
+/// write leaves the values as they are and a note that says pending. What counts for a write is
+/// what would be after the boot: the present value is written too where another one waits.
 class RedfishProvider final : public SDK::QueryProvider {
  public:
   /// Connects and logs in, see `Service`.
@@ -30,6 +32,10 @@ class RedfishProvider final : public SDK::QueryProvider {
   std::string PlatformName() override { return {}; }
   std::vector<SDK::WriteNote> TakeWriteNotes() override;
   std::vector<SDK::BootMessage> BootMessages() override;
+  std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings) override;
+  void LookAhead(bool isAhead) override { isAhead_ = isAhead; }
+  void ClearWaiting() override;
+  void Restart(bool isForced, std::chrono::seconds limit) override;
 
  private:
   /// A part of the tree that is loaded as a whole.
@@ -43,17 +49,28 @@ class RedfishProvider final : public SDK::QueryProvider {
   void LoadBootOrder();
   void LoadSystem();
   void LoadManager();
+  void LoadNextSetup();
+  void LoadNextOrder();
+  void LoadWaiting();
   void Load(const std::string& path);
   void Unload(const char* root);
 
   void Apply(const SDK::SettingMap& settings);
+  [[nodiscard]] Batch SortOut(const SDK::SettingMap& settings);
   void SortOut(const std::string& path, const std::string& value, Batch& batch);
+  void CheckDependencies(Batch& batch);
+  void Send(Batch batch);
+  [[nodiscard]] std::string NextValue(const std::string& path) const;
   void CheckUnchanged(const std::string& path, const std::string& value);
 
   Service service_;
   NodeMap nodes_;
   std::map<std::string, Attribute> attributes_;
+  Dependencies dependencies_;
   std::vector<BootEntry> bootOrder_;
+  std::vector<BootEntry> nextOrder_;  ///< after the boot
+  SDK::SettingMap waiting_;           ///< what the boot changes, by path
+  bool isAhead_ = false;
   std::vector<std::string> loaded_;
   std::vector<SDK::WriteNote> notes_;
 };

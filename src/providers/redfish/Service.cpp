@@ -1,5 +1,7 @@
 #include "providers/redfish/Service.h"
 
+#include <algorithm>
+#include <array>
 #include <set>
 #include <utility>
 
@@ -10,6 +12,20 @@ namespace {
 
 constexpr const char* kId = "@odata.id";
 constexpr const char* kRegistryPrefix = "biosattributeregistry";
+constexpr int kMostConflicts = 3;  ///< others may change a resource at the same time
+
+/// Where services keep the settings object of a BIOS that does not say so, below the BIOS.
+constexpr auto kUsualSettings = std::to_array<const char*>({"/Settings", "/SD"});
+
+/// The states of a task that goes on by itself. One that is pending waits for the restart.
+constexpr auto kRunning =
+    std::to_array<const char*>({"New", "Starting", "Running", "Stopping", "Cancelling", "Service"});
+constexpr auto kFailed = std::to_array<const char*>({"Exception", "Killed", "Cancelled"});
+
+template <typename List>
+bool IsAmong(const List& list, const std::string& text) {
+  return std::ranges::find(list, text) != list.end();
+}
 
 /// What stands behind the last "/" of a path.
 std::string LastPart(std::string path) {
@@ -68,7 +84,7 @@ const Resource* Service::Find(const std::string& path) {
     resources_.erase(path);
     ErrorManager::Raise(ErrorManager::BadAnswer, Name() + path, "it is no JSON object");
   }
-  kept.emplace(Resource{std::move(content), answer.etag});
+  kept.emplace(Resource{std::move(content), answer.etag, answer.allow});
   if (kept->etag.empty()) kept->etag = TextAt(kept->content, {"@odata.etag"});
   return &*kept;
 }
@@ -79,12 +95,34 @@ const Resource& Service::Get(const std::string& path) {
   ErrorManager::Raise(ErrorManager::BadAnswer, Name() + path, "there is no such resource");
 }
 
-HttpAnswer Service::Patch(const std::string& path, const json& change, const std::string& etag) {
-  HttpRequest request{"PATCH", path, change.dump(), {}};
-  if (!etag.empty()) request.headers.push_back("If-Match: " + etag);
-  HttpAnswer answer = session_.Exchange(request);
-  if (answer.IsSuccess()) Forget(path);
-  return answer;
+HttpAnswer Service::Patch(const std::string& path, const json& change) {
+  for (int attempt = 1;; ++attempt) {
+    session_.Checkpoint();
+    HttpRequest request{"PATCH", path, change.dump(), {}};
+    const std::string& etag = Get(path).etag;
+    if (!etag.empty()) request.headers.push_back("If-Match: " + etag);
+    HttpAnswer answer = session_.Exchange(request);
+    if (answer.status == 202) answer = FollowTask(std::move(answer));
+    if (answer.IsSuccess() || answer.status == 412) Forget(path);
+    if (answer.status != 412 || attempt == kMostConflicts) return answer;
+  }
+}
+
+/// A service answers 202 where it goes on by itself, and says where to ask what has come of it: the
+/// answer there is 202 until it is done, or a task with a state.
+HttpAnswer Service::FollowTask(HttpAnswer answer) {
+  const auto end = std::chrono::steady_clock::now() + session_.Limits().total;
+  std::string place = PathOfLink(answer.location);
+  for (;;) {
+    const json content = json::parse(answer.body, nullptr, false);
+    if (place.empty()) place = PathOfLink(TextAt(content, {kId}));
+    const std::string state = TextAt(content, {"TaskState"});
+    if (IsAmong(kFailed, state)) answer.status = 400;
+    const bool isRunning = state.empty() ? answer.status == 202 : IsAmong(kRunning, state);
+    if (!isRunning || place.empty()) return answer;
+    if (!Wait(answer.retryAfter, end)) return answer;  // what has come of it is read back
+    answer = session_.Exchange({"GET", place, "", {}});
+  }
 }
 
 std::vector<std::string> Service::Members(const std::string& collection) {
@@ -94,7 +132,14 @@ std::vector<std::string> Service::Members(const std::string& collection) {
 std::vector<std::string> Service::ExpandedMembers(const std::string& collection) {
   const bool expands =
       At(Root().content, {"ProtocolFeaturesSupported", "ExpandQuery", "NoLinks"}) == json(true);
-  return MembersIn(expands ? collection + "?$expand=." : collection, collection);
+  if (expands) {
+    try {
+      return MembersIn(collection + "?$expand=.", collection);
+    } catch (const ResultStatus& failure) {  // it says so, and does not
+      if (failure.getval() != ErrorManager::BadAnswer) throw;
+    }
+  }
+  return MembersIn(collection, collection);
 }
 
 std::vector<std::string> Service::MembersIn(const std::string& path,
@@ -147,8 +192,87 @@ const Resource& Service::Bios() {
   return Get(path);
 }
 
-std::string Service::SettingsPath(const json& resource) {
-  return LinkAt(resource, {"@Redfish.Settings", "SettingsObject"});
+std::string Service::BiosSettings() {
+  if (biosSettings_) return *biosSettings_;
+  biosSettings_ = LinkAt(Bios().content, {"@Redfish.Settings", "SettingsObject"});
+  if (!biosSettings_->empty()) return *biosSettings_;
+  for (const char* end : kUsualSettings) {
+    const Resource* candidate = Find(BiosPath() + end);
+    if (candidate == nullptr || !At(candidate->content, {"Attributes"}).is_object()) continue;
+    return *(biosSettings_ = BiosPath() + end);
+  }
+  return *biosSettings_;
+}
+
+std::string Service::SystemSettings() {
+  return LinkAt(System().content, {"@Redfish.Settings", "SettingsObject"});
+}
+
+void Service::Discard(const std::string& settings) {
+  if (Get(settings).allow.find("DELETE") == std::string::npos) return;
+  session_.Checkpoint();
+  if (session_.Exchange({"DELETE", settings, "", {}}).IsSuccess()) Forget(settings);
+}
+
+void Service::Restart(bool isForced) {
+  const json& action = At(System().content, {"Actions", "#ComputerSystem.Reset"});
+  const std::string target = PathOfLink(TextAt(action, {"target"}));
+  const json& kinds = At(action, {"ResetType@Redfish.AllowableValues"});
+  const char* kind = isForced ? "ForceRestart" : "GracefulRestart";
+  const bool offersIt = kinds.is_null() || std::ranges::find(kinds, json(kind)) != kinds.end();
+  if (target.empty() || !offersIt) {
+    ErrorManager::Raise(ErrorManager::WriteFailed, "The restart",
+                        std::string("the server offers no ") + kind);
+  }
+  session_.Checkpoint();
+  const json body = {{"ResetType", kind}};
+  const HttpAnswer answer = session_.Exchange({"POST", target, body.dump(), {}});
+  if (!answer.IsSuccess()) {
+    ErrorManager::Raise(ErrorManager::WriteFailed, "The restart", ReasonIn(answer));
+  }
+}
+
+void Service::AddApplyTime(const json& owner, const std::string& settings, json& body) {
+  constexpr const char* kApplyTime = "@Redfish.SettingsApplyTime";
+  constexpr const char* kOnReset = "OnReset";
+  const auto lists = [&](const json& times) {
+    return times.is_array() && std::ranges::find(times, json(kOnReset)) != times.end();
+  };
+  if (lists(At(owner, {"@Redfish.Settings", "SupportedApplyTimes"})) ||
+      lists(At(Get(settings).content, {kApplyTime, "ApplyTime@Redfish.AllowableValues"}))) {
+    body[kApplyTime] = {{"ApplyTime", kOnReset}};
+  }
+}
+
+std::string Service::ReasonIn(const HttpAnswer& answer) {
+  for (const Message& message : MessagesOf(answer)) {
+    if (message.isFault && !message.text.empty()) return message.text;
+  }
+  return "the server refuses it, status " + std::to_string(answer.status);
+}
+
+std::vector<Message> Service::MessagesOf(const HttpAnswer& answer) {
+  return WithTexts(Redfish::MessagesOf(answer.body));
+}
+
+/// An id is "Base.1.18.PropertyUnknown": a registry's prefix, its version, and a key in it.
+std::vector<Message> Service::WithTexts(std::vector<Message> messages) {
+  for (Message& message : messages) {
+    if (message.text != message.id || message.id.find('.') == std::string::npos) continue;
+    const std::string collection = LinkAt(Root().content, {"Registries"});
+    if (collection.empty()) break;
+    const std::string prefix = Lower(message.id.substr(0, message.id.find('.') + 1));
+    const std::string key = message.id.substr(message.id.rfind('.') + 1);
+    for (const std::string& path : Members(collection)) {
+      if (!Lower(LastPart(path)).starts_with(prefix)) continue;
+      const Resource* registry = TextOfRegistry(path);
+      if (registry == nullptr) continue;
+      const std::string text = TextAt(registry->content, {"Messages", key.c_str(), "Message"});
+      if (!text.empty()) message.text = Filled(text, message.arguments);
+      break;
+    }
+  }
+  return messages;
 }
 
 /// The path of the registry with this id, or else of one whose id begins with the prefix; empty
@@ -164,11 +288,15 @@ std::string Service::RegistryFile(const std::string& id) {
     if (byPrefix.empty() && name.starts_with(kRegistryPrefix)) byPrefix = path;
     return !wanted.empty() && name == wanted;
   };
-  const std::vector<std::string> members = Members(collection);
+  std::vector<std::string> members = Members(collection);
   for (const std::string& path : members) {
     if (isIt(path, LastPart(path))) return path;
   }
   if (!byPrefix.empty()) return byPrefix;
+  // Large systems list hundreds: those that look like it come first.
+  std::ranges::stable_partition(members, [](const std::string& path) {
+    return Lower(LastPart(path)).find("bios") != std::string::npos;
+  });
   for (const std::string& path : members) {
     const Resource* file = Find(path);
     if (file == nullptr) continue;
@@ -178,14 +306,22 @@ std::string Service::RegistryFile(const std::string& id) {
   return byPrefix;
 }
 
-json Service::Registry() {
-  const std::string path = RegistryFile(TextAt(Bios().content, {"AttributeRegistry"}));
-  const Resource* file = path.empty() ? nullptr : Find(path);
-  if (file == nullptr) return {};
-  if (file->content.contains("RegistryEntries")) return file->content;
+/// The registry behind a record of the collection of registries; null when it is not there.
+const Resource* Service::TextOfRegistry(const std::string& path) {
+  const Resource* file = Find(path);
+  if (file == nullptr || file->content.contains("RegistryEntries")) return file;
   const std::string address = AddressOfRegistry(file->content);
-  const Resource* registry = address.empty() ? nullptr : Find(address);
-  return registry == nullptr ? json() : registry->content;
+  return address.empty() ? nullptr : Find(address);
+}
+
+json Service::Registry() {
+  const std::string id = TextAt(Bios().content, {"AttributeRegistry"});
+  missingRegistry_ = id;
+  const std::string path = RegistryFile(id);
+  const Resource* registry = path.empty() ? nullptr : TextOfRegistry(path);
+  if (registry == nullptr) return {};
+  missingRegistry_.clear();
+  return registry->content;
 }
 
 }  // namespace Redfish

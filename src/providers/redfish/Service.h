@@ -1,11 +1,13 @@
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "providers/redfish/ExtendedInfo.h"
 #include "providers/redfish/Json.h"
 #include "providers/redfish/Session.h"
 
@@ -16,7 +18,8 @@ using nlohmann::json;
 /// A resource, and what tells one state of it from another.
 struct Resource {
   json content;
-  std::string etag;  ///< empty without one
+  std::string etag;        ///< empty without one
+  std::string allow = {};  ///< the methods that the service names for it; empty when it does not
 };
 
 /// The path that the reference there names by its "@odata.id"; empty without one.
@@ -39,10 +42,16 @@ class Service {
   /// Has the resource at `path` fetched again when it is needed the next time.
   void Forget(const std::string& path) { resources_.erase(path); }
 
-  /// Sends `change` to the resource at `path`, for the state of it that `etag` names. Where it
-  /// succeeds the resource is forgotten.
-  [[nodiscard]] HttpAnswer Patch(const std::string& path, const json& change,
-                                 const std::string& etag);
+  /// Sends `change` to the resource at `path`, for the state of it that was fetched. Where it
+  /// succeeds the resource is forgotten. A task that the service makes of it is followed to its
+  /// end.
+  [[nodiscard]] HttpAnswer Patch(const std::string& path, const json& change);
+  /// Sends a request that is no change of a resource, such as a restart.
+  [[nodiscard]] HttpAnswer Send(const HttpRequest& request) { return session_.Exchange(request); }
+  /// Waits for what `Patch` or `Send` has begun, see `WaitToAskAgain`.
+  bool Wait(const std::string& retryAfter, std::chrono::steady_clock::time_point end) {
+    return WaitToAskAgain(session_, retryAfter, end);
+  }
 
   /// The paths of the members of a collection.
   std::vector<std::string> Members(const std::string& collection);
@@ -55,10 +64,30 @@ class Service {
   /// The BIOS of the system. \throws ResultStatus  NoSuchNode when it has none.
   const Resource& Bios();
   [[nodiscard]] std::string BiosPath();
-  /// Where changes of `resource` go; empty when it takes none.
-  [[nodiscard]] static std::string SettingsPath(const json& resource);
+  /// Where changes of the BIOS wait; empty when it takes none.
+  [[nodiscard]] std::string BiosSettings();
+  /// Where changes of the system wait; empty where they do not.
+  [[nodiscard]] std::string SystemSettings();
+  /// Has a settings object forget what waits in it, where the service says that it can.
+  void Discard(const std::string& settings);
+  /// Asks the system to restart. \throws ResultStatus  WriteFailed when it has no such action or
+  ///                                                  refuses it.
+  void Restart(bool isForced);
+  /// Has everything fetched again when it is needed the next time.
+  void ForgetAll() { resources_.clear(); }
+  /// Adds to `body`, a change of the settings object at `settings` of `owner`, that it takes effect
+  /// at the next restart, where the service wants to be told.
+  void AddApplyTime(const json& owner, const std::string& settings, json& body);
+  /// Why the service has refused what it answers to.
+  [[nodiscard]] std::string ReasonIn(const HttpAnswer& answer);
+  /// The messages in an answer or a list of them; those that have an id only get their text from
+  /// the message registries of the service.
+  std::vector<Message> MessagesOf(const HttpAnswer& answer);
+  std::vector<Message> WithTexts(std::vector<Message> messages);
   /// The registry of the BIOS attributes; null when the service has none.
   json Registry();
+  /// The registry that the BIOS names and the service does not give; empty when all is well.
+  [[nodiscard]] const std::string& MissingRegistry() const { return missingRegistry_; }
 
   [[nodiscard]] const std::string& Name() const { return session_.ServerName(); }
 
@@ -66,12 +95,16 @@ class Service {
   static constexpr const char* kRoot = "/redfish/v1/";
 
   std::string RegistryFile(const std::string& id);
+  const Resource* TextOfRegistry(const std::string& path);
+  HttpAnswer FollowTask(HttpAnswer answer);
   std::vector<std::string> MembersIn(const std::string& path, const std::string& collection);
 
   Session session_;
   std::map<std::string, std::optional<Resource>> resources_;
   std::string wantedSystem_;
   std::string systemPath_;
+  std::string missingRegistry_;
+  std::optional<std::string> biosSettings_;
 };
 
 }  // namespace Redfish

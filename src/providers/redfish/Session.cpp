@@ -2,11 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <nlohmann/json.hpp>
+#include <thread>
 #include <utility>
 
 #include "common/ErrorManager.h"
 #include "common/Wipe.h"
+#include "providers/redfish/ExtendedInfo.h"
+#include "providers/redfish/Json.h"
 
 namespace Redfish {
 namespace {
@@ -23,17 +27,30 @@ std::string LogInBody(const Credentials& credentials) {
   return body.dump();
 }
 
+/// What the service says of a refusal: its words behind `text`, where it has any.
+std::string WithWords(const std::string& text, const HttpAnswer& answer) {
+  const std::string words = FirstFault(answer.body);
+  return words.empty() ? text : text + ": " + words;
+}
+
 /// Raises what an answer stands for that says nothing of the resource; `what` was refused.
-[[noreturn]] void RaiseUnusable(long status, const std::string& what, const std::string& address) {
-  if (status == 401 || status == 403) {
+[[noreturn]] void RaiseUnusable(const HttpAnswer& answer, const std::string& what,
+                                const std::string& address) {
+  if (answer.status == 401 || answer.status == 403) {
+    const std::string status = std::to_string(answer.status);
     ErrorManager::Raise(ErrorManager::NotPermitted, address,
-                        "the server refuses " + what + ", status " + std::to_string(status));
+                        WithWords("the server refuses " + what + ", status " + status, answer));
   }
-  if (status >= 300 && status < 400) {
+  if (answer.status >= 300 && answer.status < 400) {
     ErrorManager::Raise(ErrorManager::BadAnswer, address,
                         "it redirects to another address, which is not followed");
   }
-  ErrorManager::Raise(ErrorManager::BadAnswer, address, "the status is " + std::to_string(status));
+  ErrorManager::Raise(ErrorManager::BadAnswer, address,
+                      WithWords("the status is " + std::to_string(answer.status), answer));
+}
+
+bool IsBusy(const HttpAnswer& answer) {
+  return (answer.status == 503 || answer.status == 429) && !answer.retryAfter.empty();
 }
 
 }  // namespace
@@ -53,60 +70,104 @@ std::string PathOfLink(const std::string& link) {
 Session::Session(const Endpoint& endpoint, Credentials credentials)
     : client_(endpoint), credentials_(std::move(credentials)) {}
 
-void Session::LogIn(const std::string& sessions) {
-  const std::string& user = credentials_.user;
-  if (user.empty()) return;
-  sessions_ = sessions;
-  if (!sessions.empty()) {
-    HttpRequest request{"POST", sessions, LogInBody(credentials_), {}};
-    const Common::WipeOnExit wipe(request.body);
-    HttpAnswer answer = client_.Exchange(request);
-    if (answer.IsSuccess() && !answer.token.empty()) {
-      token_ = answer.token;
-      location_ = PathOfLink(answer.location);
-      return;
-    }
-    const bool hasNone = std::ranges::find(kNoSessions, answer.status) != kNoSessions.end();
-    if (!answer.IsSuccess() && !hasNone) {
-      // The right answer to a wrong password is 401, but 400 is seen as well.
-      if (answer.status == 400) answer.status = 401;
-      RaiseUnusable(answer.status, "the user \"" + user + "\" or the password",
-                    ServerName() + sessions);
-    }
+bool WaitToAskAgain(const Session& session, const std::string& retryAfter,
+                    std::chrono::steady_clock::time_point end) {
+  int seconds = 1;
+  std::from_chars(retryAfter.data(), retryAfter.data() + retryAfter.size(), seconds);
+  const auto now = std::chrono::steady_clock::now();
+  if (now >= end) return false;
+  const auto until = std::min(now + std::chrono::seconds(seconds), end);
+  constexpr std::chrono::milliseconds kStep{200};
+  for (auto left = until - now; left.count() > 0; left = until - std::chrono::steady_clock::now()) {
+    session.Checkpoint();
+    std::this_thread::sleep_for(std::min<std::chrono::nanoseconds>(left, kStep));
   }
-  client_.UseBasic(user, credentials_.password);
+  return true;
+}
+
+void Session::LogIn(const std::string& sessions) {
+  sessions_ = sessions;
+  if (credentials_.user.empty()) return;
+  if (credentials_.way == Authentication::Basic) return UseBasic();
+  BeginSession();
+}
+
+void Session::BeginSession() {
+  const bool mayUseBasic = credentials_.way == Authentication::Auto;
+  if (sessions_.empty()) {
+    if (mayUseBasic) return UseBasic();
+    ErrorManager::Raise(ErrorManager::NotPermitted, ServerName(), "it offers no sessions");
+  }
+  HttpRequest request{"POST", sessions_, LogInBody(credentials_), {}};
+  const Common::WipeOnExit wipe(request.body);
+  HttpAnswer answer = client_.Exchange(request);
+  if (answer.IsSuccess() && !answer.token.empty()) {
+    token_ = answer.token;
+    location_ = PathOfLink(answer.location);
+    if (location_.empty()) {
+      const nlohmann::json body = nlohmann::json::parse(answer.body, nullptr, false);
+      location_ = PathOfLink(TextAt(body, {"@odata.id"}));
+    }
+    return;
+  }
+  const bool hasNone = std::ranges::find(kNoSessions, answer.status) != kNoSessions.end();
+  if (mayUseBasic && (answer.IsSuccess() || hasNone)) return UseBasic();
+  if (mayUseBasic && answer.status == 401) {
+    // Some services refuse every session and take the same password with each request.
+    UseBasic();
+    if (client_.Exchange({"GET", sessions_, "", {}}).status != 401) return;
+  }
+  // The right answer to a wrong password is 401, but 400 is seen as well.
+  if (answer.status == 400) answer.status = 401;
+  RaiseUnusable(answer, "the user \"" + credentials_.user + "\" or the password",
+                ServerName() + sessions_);
+}
+
+void Session::UseBasic() {
+  client_.UseBasic(credentials_.user, credentials_.password);
 }
 
 HttpAnswer Session::Send(HttpRequest request) {
   if (!token_.empty()) request.headers.push_back("X-Auth-Token: " + token_);
-  return client_.Exchange(request);
+  const auto end = std::chrono::steady_clock::now() + Limits().total;
+  for (;;) {
+    HttpAnswer answer = client_.Exchange(request);
+    if (!IsBusy(answer) || !WaitToAskAgain(*this, answer.retryAfter, end)) return answer;
+  }
 }
 
 HttpAnswer Session::Exchange(const HttpRequest& request) {
   HttpAnswer answer = Send(request);
   if (answer.status == 401 && !token_.empty()) {  // it has ended, perhaps while a person thought
+    const std::string earlier = std::exchange(location_, "");
     token_.clear();
-    LogIn(sessions_);
+    BeginSession();
     answer = Send(request);
+    // Or it has not, and what is asked for is not for this user.
+    if (answer.status == 401) EndSession(earlier);
   }
   const bool isUsable = answer.IsSuccess() || (answer.status >= 400 && answer.status < 500 &&
                                                answer.status != 401 && answer.status != 403);
-  if (!isUsable) RaiseUnusable(answer.status, "access", ServerName() + request.path);
+  if (!isUsable) RaiseUnusable(answer, "access", ServerName() + request.path);
   return answer;
 }
 
-void Session::LogOut() noexcept {
-  if (token_.empty() || location_.empty()) return;
+void Session::EndSession(const std::string& location) noexcept {
+  if (token_.empty() || location.empty()) return;
   try {
-    client_.Hurry(kLogOutLimit);
-    static_cast<void>(Send({"DELETE", location_, "", {}}));
+    static_cast<void>(client_.Exchange({"DELETE", location, "", {"X-Auth-Token: " + token_}}));
   } catch (const std::exception&) {  // it ends by itself after a while
-    location_.clear();
+    token_.clear();
   }
 }
 
 Session::~Session() {
-  LogOut();
+  try {
+    client_.Hurry(kLogOutLimit);
+  } catch (const std::exception&) {
+    location_.clear();
+  }
+  EndSession(location_);
   Common::Wipe(credentials_.password);
 }
 

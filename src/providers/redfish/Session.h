@@ -1,20 +1,29 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "providers/redfish/HttpClient.h"
 
 namespace Redfish {
 
+/// How to prove who asks.
+enum class Authentication {
+  Auto,     ///< with a session, or where the service makes none, with each request
+  Session,  ///< with a session only
+  Basic,    ///< with each request
+};
+
 /// Who logs in. Without a user nobody does.
 struct Credentials {
   std::string user;
   std::string password;
+  Authentication way = Authentication::Auto;
 };
 
 /// A client that is logged in: with a session where the service offers them, which ends with this
 /// object, else with the name and the password in each request. A session that the service ends
-/// early is begun again.
+/// early is begun again. A service that is busy and says for how long is asked again.
 class Session {
  public:
   /// The caller wipes its copy of the credentials.
@@ -33,10 +42,14 @@ class Session {
   [[nodiscard]] HttpAnswer Exchange(const HttpRequest& request);
 
   [[nodiscard]] const std::string& ServerName() const { return client_.Name(); }
+  [[nodiscard]] const TimeLimits& Limits() const { return client_.Limits(); }
+  void Checkpoint() const { client_.Checkpoint(); }
 
  private:
   [[nodiscard]] HttpAnswer Send(HttpRequest request);
-  void LogOut() noexcept;
+  void BeginSession();
+  void UseBasic();
+  void EndSession(const std::string& location) noexcept;
 
   HttpClient client_;
   Credentials credentials_;
@@ -44,6 +57,11 @@ class Session {
   std::string token_;
   std::string location_;  ///< the path of the session
 };
+
+/// Waits as long as `retryAfter` says, or a second where it says nothing that counts; not longer
+/// than until `end`. \return false when that has passed already.
+bool WaitToAskAgain(const Session& session, const std::string& retryAfter,
+                    std::chrono::steady_clock::time_point end);
 
 /// The path in `link`, which may be an absolute address of the same server; empty when it is none.
 [[nodiscard]] std::string PathOfLink(const std::string& link);

@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <deque>
-#include <limits>
 #include <set>
-#include <vector>
+#include <utility>
 
+#include "common/Logger.h"
 #include "providers/redfish/Json.h"
 #include "providers/redfish/Secrets.h"
 
@@ -17,6 +16,7 @@ namespace {
 using nlohmann::json;
 
 constexpr const char* kUniqueRemark = "unique to this system";
+constexpr const char* kNameRemark = "attribute ";
 
 /// A menu on the way to the tree. Its children are settings and menus, in the registry's order.
 struct Menu {
@@ -25,7 +25,8 @@ struct Menu {
     std::string name;             ///< tells it from a sibling with the same label
     Menu* menu = nullptr;         ///< of a menu
     const json* entry = nullptr;  ///< of a setting: what the registry says; null for nothing
-    const json* value = nullptr;  ///< of a setting
+    const json* value = nullptr;  ///< of a setting; null for one that is not shown
+    std::vector<std::string> members = {};  ///< of a setting: from the attribute to the value
   };
   std::vector<Child> children;
 };
@@ -75,6 +76,13 @@ class Menus {
     return false;
   }
 
+  /// A menu below `parent` that the registry does not have.
+  Menu& Below(Menu& parent, const std::string& label, const std::string& name) {
+    Menu& menu = menus_.emplace_back();
+    parent.children.push_back({label, name, &menu});
+    return menu;
+  }
+
   Menu& AtPath(const std::vector<std::string>& path) {
     if (path.empty()) return Root();
     if (const auto known = byPath_.find(path); known != byPath_.end()) return *known->second;
@@ -83,8 +91,7 @@ class Menus {
     std::string name = Label(path.back());
     if (name.empty()) name = "Menu";
     const bool isNamed = label != labels_.end() && !label->second.empty();
-    Menu& menu = menus_.emplace_back();
-    parent.children.push_back({isNamed ? label->second : name, name, &menu});
+    Menu& menu = Below(parent, isNamed ? label->second : name, name);
     byPath_.emplace(path, &menu);
     return menu;
   }
@@ -98,7 +105,7 @@ class Menus {
 };
 
 bool IsLeftOut(const std::string& name, const json& entry, const json& value) {
-  if (name.empty() || name.find('@') != std::string::npos || value.is_structured()) return true;
+  if (name.empty() || name.find('@') != std::string::npos || value.is_array()) return true;
   if (IsTrue(entry, "Hidden") || IsTrue(entry, "WriteOnly")) return true;
   const std::string type = TextAt(entry, {"Type"});
   if (type == "Password") return true;
@@ -134,29 +141,94 @@ ValueType TypeOf(const json& entry, const json& value) {
   return row == kTypes.end() ? ValueType::Text : row->type;
 }
 
-std::optional<std::pair<std::int64_t, std::int64_t>> BoundsOf(const json& entry, ValueType type) {
-  const bool isText = type == ValueType::Text;
-  if (type != ValueType::Integer && !isText) return std::nullopt;
-  const auto bound = [&](const char* name, std::int64_t otherwise) {
-    const json& number = At(entry, {name});
-    return number.is_number_integer() ? number.get<std::int64_t>() : otherwise;
+std::optional<std::int64_t> WholeAt(const json& entry, const char* name) {
+  const json& number = At(entry, {name});
+  return number.is_number_integer() ? std::optional(number.get<std::int64_t>()) : std::nullopt;
+}
+
+/// The range between two members of an entry; none when it has neither or they make no sense.
+std::optional<Query::Range> RangeOf(const json& entry, const char* low, const char* high,
+                                    std::int64_t lowest) {
+  const std::optional<std::int64_t> from = WholeAt(entry, low);
+  const std::optional<std::int64_t> to = WholeAt(entry, high);
+  const Query::Range range{from.value_or(lowest), to.value_or(INT64_MAX)};
+  if ((!from && !to) || range.low > range.high) return std::nullopt;
+  return range;
+}
+
+/// The registry's expression for a text; empty where there is none that can be used.
+std::string PatternOf(const json& entry, const std::string& name) {
+  std::string pattern = TextAt(entry, {"ValueExpression"});
+  if (pattern.empty() || Query::IsPattern(pattern)) return pattern;
+  LOGGER::Logger::CreateInstance()->Log(
+      LOGGER::Info, __FILE__, "PatternOf", __LINE__,
+      "the registry's expression for %s is no regular expression and is not used", name.c_str());
+  return {};
+}
+
+Query::Limits LimitsOf(const json& entry, const std::string& name, ValueType type) {
+  Query::Limits limits;
+  limits.isReadOnly = IsTrue(entry, "ReadOnly") || IsTrue(entry, "Immutable");
+  switch (type) {
+    case ValueType::Integer:
+      limits.form = Query::Limits::Form::Whole;
+      limits.range = RangeOf(entry, "LowerBound", "UpperBound", INT64_MIN);
+      limits.increment = std::max<std::int64_t>(WholeAt(entry, "ScalarIncrement").value_or(0), 0);
+      break;
+    case ValueType::Real:
+      limits.form = Query::Limits::Form::Number;
+      limits.range = RangeOf(entry, "LowerBound", "UpperBound", INT64_MIN);
+      break;
+    case ValueType::Text:
+      limits.length = RangeOf(entry, "MinLength", "MaxLength", 0);
+      limits.pattern = PatternOf(entry, name);
+      break;
+    case ValueType::Boolean:
+      limits.form = Query::Limits::Form::Truth;
+      break;
+  }
+  return limits;
+}
+
+/// How a truth value may be spelled, in lists and in files. The service takes the JSON value.
+constexpr auto kTruths = std::to_array<std::pair<const char*, bool>>({{"true", true},
+                                                                      {"false", false},
+                                                                      {"True", true},
+                                                                      {"False", false},
+                                                                      {"1", true},
+                                                                      {"0", false}});
+
+std::optional<bool> TruthOf(const std::string& text) {
+  const auto* truth = std::ranges::find(kTruths, text, [](const auto& row) { return row.first; });
+  return truth == kTruths.end() ? std::nullopt : std::optional(truth->second);
+}
+
+/// What a person may want to know of a setting beyond its options: a part of a sentence each.
+std::string RemarkOf(const json& entry, const Query::Limits& limits, const std::string& label,
+                     const Attribute& attribute) {
+  std::string remark;
+  const auto add = [&](const std::string& text) {
+    if (!text.empty()) remark += (remark.empty() ? "" : "; ") + text;
   };
-  constexpr auto kHighest = std::numeric_limits<std::int64_t>::max();
-  const std::int64_t low = isText ? bound("MinLength", 0)
-                                  : bound("LowerBound", std::numeric_limits<std::int64_t>::min());
-  const std::int64_t high = bound(isText ? "MaxLength" : "UpperBound", kHighest);
-  const bool isBound = At(entry, {isText ? "MaxLength" : "UpperBound"}).is_number_integer();
-  if (!isBound || low > high) return std::nullopt;
-  return std::pair{low, high};
+  add(Query::Describe(limits));
+  if (IsTrue(entry, "IsSystemUniqueProperty")) add(kUniqueRemark);
+  // By the name the setting is found again where a newer registry calls it something else.
+  if (label != Label(attribute.members.back())) add(kNameRemark + attribute.Name());
+  return remark;
 }
 
 std::map<std::string, std::string> OptionsOf(const json& entry, const Attribute& attribute,
                                              const std::string& current) {
   std::map<std::string, std::string> options;
   for (const json& choice : ValueList(entry)) {
-    const std::string name = ToText(At(choice, {"ValueName"}));
+    std::string name = ToText(At(choice, {"ValueName"}));
     std::string text = OneLine(TextAt(choice, {"ValueDisplayName"}));
     if (name.empty() || name.find('\0') != std::string::npos) continue;
+    if (attribute.type == ValueType::Boolean) {
+      const std::optional<bool> truth = TruthOf(name);
+      if (!truth) continue;
+      name = *truth ? "true" : "false";
+    }
     options.try_emplace(name, text.empty() ? OneLine(name) : text);
   }
   if (options.empty() && attribute.type == ValueType::Boolean) {
@@ -167,75 +239,107 @@ std::map<std::string, std::string> OptionsOf(const json& entry, const Attribute&
   return options;
 }
 
-/// Adds the node of each child, under a label that no sibling has.
+/// Adds the node of each child that is shown, under a label that no sibling has. Siblings count
+/// whether they are shown or not: two servers of a model have the same labels, whatever cards are
+/// in them.
 class Builder {
  public:
   explicit Builder(SetupTree& tree) : tree_(tree) {}
 
-  void Add(const Menu& menu, const std::string& path) {
+  /// \return whether the menu shows anything; one that does not has no node.
+  bool Add(const Menu& menu, const std::string& path) {
     std::map<std::string, int> uses;
-    for (const Menu::Child& child : menu.children) ++uses[child.label];
+    for (const Menu::Child& child : menu.children) {
+      if (child.menu != nullptr || !child.entry->is_null()) ++uses[child.label];
+    }
     std::set<std::string> taken;
     std::vector<std::string> paths;
     for (const Menu::Child& child : menu.children) {
       std::string label = child.label;
       if (uses[label] > 1) label += " (" + child.name + ")";
       while (!taken.insert(label).second) label += " (" + child.name + ")";
-      paths.push_back(path + "/" + label);
-      if (child.menu != nullptr) {
-        Add(*child.menu, paths.back());
-      } else {
-        AddSetting(child, paths.back());
-      }
+      const std::string at = path + "/" + label;
+      if (child.menu == nullptr && child.value == nullptr) continue;
+      if (child.menu != nullptr && !Add(*child.menu, at)) continue;
+      if (child.menu == nullptr) AddSetting(child, label, at);
+      paths.push_back(at);
     }
+    if (paths.empty() && path != kSetupRoot) return false;
     _XNode& node = tree_.nodes[path];
     node.kind = NODE_MENU;
     node.values = std::move(paths);
+    return true;
   }
 
  private:
-  void AddSetting(const Menu::Child& child, const std::string& path) {
+  void AddSetting(const Menu::Child& child, const std::string& label, const std::string& path) {
     static const json nothing;
     const json& entry = child.entry == nullptr ? nothing : *child.entry;
-    Attribute attribute;
-    attribute.name = child.name;
-    attribute.type = TypeOf(entry, *child.value);
-    attribute.isReadOnly = IsTrue(entry, "ReadOnly") || IsTrue(entry, "Immutable");
-    attribute.bounds = BoundsOf(entry, attribute.type);
+    Attribute attribute{child.members, TypeOf(entry, *child.value)};
     const std::string text = ToText(*child.value);
     _XNode& node = tree_.nodes[path];
     if (!child.value->is_null()) node.values = {text};
     node.options = OptionsOf(entry, attribute, text);
-    if (IsTrue(entry, "IsSystemUniqueProperty")) node.remark = kUniqueRemark;
+    node.limits = LimitsOf(entry, child.name, attribute.type);
+    node.remark = RemarkOf(entry, node.limits, label, attribute);
     tree_.attributes.emplace(path, std::move(attribute));
   }
 
   SetupTree& tree_;
 };
 
+/// Puts attributes into the menus.
+class Sorter {
+ public:
+  explicit Sorter(Menus& menus) : menus_(menus) {}
+
+  void Add(const std::string& name, const json& entry, const json* value) {
+    const std::vector<std::string> path = Segments(TextAt(entry, {"MenuPath"}));
+    const bool isShown =
+        value != nullptr && !IsLeftOut(name, entry, *value) && !menus_.IsHidden(path);
+    std::string label = Label(TextAt(entry, {"DisplayName"}));
+    if (label.empty()) label = Label(name);
+    if (label.empty()) return;
+    Place(menus_.AtPath(path), {label, name, nullptr, &entry, isShown ? value : nullptr, {name}});
+  }
+
+ private:
+  /// An attribute that is an object is a menu of its members.
+  void Place(Menu& menu, Menu::Child child) {
+    if (child.value == nullptr || !child.value->is_object()) {
+      menu.children.push_back(std::move(child));
+      return;
+    }
+    if (child.members.size() >= kDeepest) return;
+    static const json nothing;
+    Menu& inner = menus_.Below(menu, child.label, child.name);
+    for (const auto& [name, value] : child.value->items()) {
+      if (IsLeftOut(name, nothing, value) || Label(name).empty()) continue;
+      std::vector<std::string> members = child.members;
+      members.push_back(name);
+      Place(inner, {Label(name), name, nullptr, &nothing, &value, std::move(members)});
+    }
+  }
+
+  Menus& menus_;
+};
+
 }  // namespace
 
 SetupTree BuildSetupTree(const json& attributes, const json& registry) {
   Menus menus(registry);
+  Sorter sorter(menus);
   std::set<std::string> described;
-  const auto add = [&](const std::string& name, const json& entry, const json& value) {
-    if (IsLeftOut(name, entry, value)) return;
-    const std::vector<std::string> path = Segments(TextAt(entry, {"MenuPath"}));
-    if (menus.IsHidden(path)) return;
-    std::string label = Label(TextAt(entry, {"DisplayName"}));
-    if (label.empty()) label = Label(name);
-    if (label.empty()) return;
-    menus.AtPath(path).children.push_back({label, name, nullptr, &entry, &value});
-  };
   for (const json& entry : At(registry, {"RegistryEntries", "Attributes"})) {
     const std::string name = TextAt(entry, {"AttributeName"});
-    if (!described.insert(name).second) continue;  // of two entries the first counts
+    if (name.empty() || !described.insert(name).second)
+      continue;  // of two entries the first counts
     const auto value = attributes.find(name);
-    if (value != attributes.end()) add(name, entry, *value);
+    sorter.Add(name, entry, value == attributes.end() ? nullptr : &*value);
   }
   static const json nothing;
   for (const auto& [name, value] : attributes.items()) {
-    if (!described.contains(name)) add(name, nothing, value);
+    if (!described.contains(name)) sorter.Add(name, nothing, &value);
   }
   SetupTree tree;
   Builder(tree).Add(menus.Root(), kSetupRoot);
@@ -260,34 +364,24 @@ json AttributesOfRegistry(const json& registry) {
   return attributes;
 }
 
+std::string Attribute::Name() const {
+  std::string name;
+  for (const std::string& member : members) name += (name.empty() ? "" : "/") + member;
+  return name;
+}
+
 std::optional<json> ToJson(const Attribute& attribute, const std::string& text) {
   if (attribute.type == ValueType::Text) {
     return IsUtf8(text) ? std::optional<json>(text) : std::nullopt;
   }
+  if (attribute.type == ValueType::Boolean) {
+    const std::optional<bool> truth = TruthOf(text);
+    return truth ? std::optional<json>(*truth) : std::nullopt;
+  }
   json value = json::parse(text, nullptr, false);
-  switch (attribute.type) {
-    case ValueType::Integer:
-      return value.is_number_integer() ? std::optional(value) : std::nullopt;
-    case ValueType::Real:
-      return value.is_number() ? std::optional(value) : std::nullopt;
-    case ValueType::Boolean:
-      return value.is_boolean() ? std::optional(value) : std::nullopt;
-    default:
-      return std::nullopt;
-  }
-}
-
-const char* ExpectationOf(const Attribute& attribute) {
-  switch (attribute.type) {
-    case ValueType::Integer:
-      return "it must be a whole number";
-    case ValueType::Real:
-      return "it must be a number";
-    case ValueType::Boolean:
-      return "it must be true or false";
-    default:
-      return "it must be UTF-8";
-  }
+  const bool fits =
+      attribute.type == ValueType::Integer ? value.is_number_integer() : value.is_number();
+  return fits ? std::optional(std::move(value)) : std::nullopt;
 }
 
 std::string ToText(const json& value) {

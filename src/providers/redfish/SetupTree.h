@@ -1,12 +1,11 @@
 #pragma once
 
-#include <cstdint>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
+#include <vector>
 
 #include "query/XNode.h"
 
@@ -23,13 +22,14 @@ inline constexpr const char* kSetupRoot = "/BIOS/Advanced";
 /// The JSON type of an attribute's value.
 enum class ValueType { Text, Integer, Real, Boolean };
 
-/// The attribute behind a setting.
+/// The attribute behind a setting. What it takes stands in the setting's node.
 struct Attribute {
-  std::string name;
+  /// Its name, and below an attribute that is an object the names that lead to the value.
+  std::vector<std::string> members;
   ValueType type = ValueType::Text;
-  bool isReadOnly = false;
-  /// Inclusive bounds of a number, or of the length of a text.
-  std::optional<std::pair<std::int64_t, std::int64_t>> bounds;
+
+  /// The names with "/" between them.
+  [[nodiscard]] std::string Name() const;
 };
 
 struct SetupTree {
@@ -42,8 +42,8 @@ struct SetupTree {
 ///
 /// Left out are attributes that the registry hides (or a menu around them), has as write-only or as
 /// passwords, those whose names say that they hold a secret, and values that are neither text,
-/// number nor true or false. What is wrong with a registry costs no more than the text or place of
-/// the attribute concerned.
+/// number nor true or false; an object is a menu of its members. What is wrong with a registry
+/// costs no more than the text or place of the attribute concerned.
 [[nodiscard]] SetupTree BuildSetupTree(const nlohmann::json& attributes,
                                        const nlohmann::json& registry);
 
@@ -51,12 +51,10 @@ struct SetupTree {
 /// it takes: a server of its kind as it leaves the factory.
 [[nodiscard]] nlohmann::json AttributesOfRegistry(const nlohmann::json& registry);
 
-/// `text` as the JSON value of `attribute`; none when it is no text of the attribute's type.
+/// `text` as the JSON value of `attribute`; none when it is no text of the attribute's type. True
+/// and false may be spelled 1 and 0.
 [[nodiscard]] std::optional<nlohmann::json> ToJson(const Attribute& attribute,
                                                    const std::string& text);
-
-/// What a text must be to be a value of `attribute`, as the reason of a refusal.
-[[nodiscard]] const char* ExpectationOf(const Attribute& attribute);
 
 /// A value of an attribute as text; empty for null.
 [[nodiscard]] std::string ToText(const nlohmann::json& value);

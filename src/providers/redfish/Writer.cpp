@@ -10,50 +10,48 @@ namespace {
 
 using Fate = SDK::WriteNote::Fate;
 
-constexpr const char* kApplyTime = "@Redfish.SettingsApplyTime";
-constexpr const char* kOnReset = "OnReset";
-constexpr int kMostConflicts = 3;  ///< others may change the settings object at the same time
+/// So many refusals that name nothing are enough to find a wrong value or two among hundreds; more
+/// are a server that refuses whatever it is sent.
+constexpr int kMostUnnamed = 20;
 
 /// The refusals that are about what was sent. Others are about the settings object, and sending a
 /// part of it would not change them.
 constexpr auto kAboutContent = std::to_array<long>({400, 413, 422});
 
-bool Lists(const json& list, const char* text) {
-  return list.is_array() && std::ranges::find(list, json(text)) != list.end();
-}
-
-/// The first complaint in an answer.
-std::string ReasonIn(const std::vector<Message>& messages, long status) {
-  for (const Message& message : messages) {
-    if (message.isFault && !message.text.empty()) return message.text;
-  }
-  return "the server refuses it, status " + std::to_string(status);
+/// True when a service that speaks of one of `names` may mean the attribute of `change`.
+bool IsMeant(const Change& change, const std::string& attribute,
+             const std::set<std::string>& names) {
+  return names.contains(attribute) || names.contains(change.members.back());
 }
 
 }  // namespace
 
+const json& AtMembers(const json& object, const std::vector<std::string>& members) {
+  const json* place = &object;
+  for (const std::string& member : members) place = &At(*place, {member.c_str()});
+  return *place;
+}
+
 void Writer::Write(Changes changes) {
-  const json& bios = service_.Bios().content;
-  settings_ = Service::SettingsPath(bios);
+  settings_ = service_.BiosSettings();
   if (settings_.empty()) return RefuseAll(changes, "this server takes no BIOS settings");
-  const json& settings = service_.Get(settings_).content;
-  namesApplyTime_ =
-      Lists(At(bios, {"@Redfish.Settings", "SupportedApplyTimes"}), kOnReset) ||
-      Lists(At(settings, {kApplyTime, "ApplyTime@Redfish.AllowableValues"}), kOnReset);
   Send(std::move(changes));
+  if (order_ != nullptr && !isClosed_) orderAnswer_ = Patch({});
   ReadBack();
 }
 
 HttpAnswer Writer::Patch(const Changes& changes) {
   json attributes = json::object();
-  for (const auto& [name, change] : changes) attributes[name] = change.value;
-  json body = {{"Attributes", std::move(attributes)}};
-  if (namesApplyTime_) body[kApplyTime] = {{"ApplyTime", kOnReset}};
-  for (int attempt = 1;; ++attempt) {
-    HttpAnswer answer = service_.Patch(settings_, body, service_.Get(settings_).etag);
-    if (answer.status != 412 || attempt == kMostConflicts) return answer;
-    service_.Forget(settings_);
+  for (const auto& [name, change] : changes) {
+    json* place = &attributes;
+    for (const std::string& member : change.members) place = &(*place)[member];
+    *place = change.value;
   }
+  json body = json::object();
+  if (!changes.empty()) body["Attributes"] = std::move(attributes);
+  if (order_ != nullptr) body["Boot"] = BootProperty(*order_);
+  service_.AddApplyTime(service_.Bios().content, settings_, body);
+  return service_.Patch(settings_, body);
 }
 
 void Writer::Send(Changes changes) {
@@ -62,31 +60,39 @@ void Writer::Send(Changes changes) {
     if (answer.IsSuccess()) {
       KeepMessages(answer);
       sent_.merge(changes);
+      if (order_ != nullptr) orderAnswer_ = answer;
+      order_ = nullptr;
       return;
     }
-    const std::vector<Message> messages = MessagesOf(answer.body);
-    const std::string reason = ReasonIn(messages, answer.status);
+    const std::vector<Message> messages = service_.MessagesOf(answer);
+    const std::string reason = service_.ReasonIn(answer);
     if (std::ranges::find(kAboutContent, answer.status) == kAboutContent.end()) {
+      isClosed_ = true;
       return RefuseAll(changes, reason);
     }
     const std::size_t before = changes.size();
     for (const Message& message : messages) {
-      for (const std::string& name : message.about) {
-        const auto change = message.isFault ? changes.find(name) : changes.end();
-        if (change == changes.end()) continue;
+      if (!message.isFault) continue;
+      std::erase_if(changes, [&](const auto& entry) {
+        if (!IsMeant(entry.second, entry.first, message.about)) return false;
         notes_.push_back(
-            {change->second.path, Fate::Refused, message.text.empty() ? reason : message.text});
-        changes.erase(change);
-      }
+            {entry.second.path, Fate::Refused, message.text.empty() ? reason : message.text});
+        return true;
+      });
     }
     if (changes.size() == before) return SendHalves(changes, reason);
   }
 }
 
 void Writer::SendHalves(const Changes& changes, const std::string& reason) {
-  if (changes.size() == 1) return RefuseAll(changes, reason);
+  if (firstReason_.empty()) firstReason_ = reason;
+  // Another reason once something was taken is about the changes before, not about these.
+  isClosed_ = isClosed_ || (!sent_.empty() && reason != firstReason_);
+  if (++unnamed_ >= kMostUnnamed) isClosed_ = true;
+  if (changes.size() == 1 || isClosed_) return RefuseAll(changes, reason);
   const auto middle = std::next(changes.begin(), static_cast<std::ptrdiff_t>(changes.size() / 2));
   Send({changes.begin(), middle});
+  if (isClosed_) return RefuseAll({middle, changes.end()}, reason);
   Send({middle, changes.end()});
 }
 
@@ -95,7 +101,7 @@ void Writer::RefuseAll(const Changes& changes, const std::string& reason) {
 }
 
 void Writer::KeepMessages(const HttpAnswer& answer) {
-  for (const Message& message : MessagesOf(answer.body)) {
+  for (const Message& message : service_.MessagesOf(answer)) {
     if (!message.isFault) continue;
     for (const std::string& name : message.about) messages_.try_emplace(name, message.text);
   }
@@ -105,13 +111,16 @@ void Writer::KeepMessages(const HttpAnswer& answer) {
 void Writer::ReadBack() {
   const std::string bios = service_.BiosPath();
   service_.Forget(bios);
+  service_.Forget(settings_);
   const Resource* settings = service_.Find(settings_);
   static const json nothing;
   const json& present = At(service_.Get(bios).content, {"Attributes"});
   const json& pending = settings == nullptr ? nothing : At(settings->content, {"Attributes"});
   for (const auto& [name, change] : sent_) {
-    if (At(present, {name.c_str()}) == change.value) continue;
-    if (At(pending, {name.c_str()}) == change.value) {
+    const json& waiting = AtMembers(pending, change.members);
+    const bool isPresent = AtMembers(present, change.members) == change.value;
+    if (isPresent && (waiting.is_null() || waiting == change.value)) continue;
+    if (waiting == change.value) {
       notes_.push_back({change.path, Fate::Pending, ""});
       continue;
     }

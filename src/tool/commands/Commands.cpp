@@ -11,6 +11,8 @@ constexpr auto kCommandRows = std::to_array<CommandRow>({
     {"restore", "Write a file back into the target", AddRestore},
     {"diff", "Show how a file differs from the target or a file", AddDiff},
     {"verify", "Show what of a restored file has taken effect at the boot", AddVerify},
+    {"pending", "List what waits for the next boot, or take it back", AddPending},
+    {"reboot", "Restart the server, so that what waits takes effect", AddReboot},
     {"check", "Look for what is wrong with a file", AddCheck},
     {"show", "Show what a file is", AddShow},
     {"machine", "Make machine files", AddMachine},

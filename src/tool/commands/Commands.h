@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <span>
@@ -46,6 +47,8 @@ void AddSave(CLI::App& command, Command& chosen);
 void AddRestore(CLI::App& command, Command& chosen);
 void AddDiff(CLI::App& command, Command& chosen);
 void AddVerify(CLI::App& command, Command& chosen);
+void AddPending(CLI::App& command, Command& chosen);
+void AddReboot(CLI::App& command, Command& chosen);
 void AddCheck(CLI::App& command, Command& chosen);
 void AddShow(CLI::App& command, Command& chosen);
 void AddMachine(CLI::App& command, Command& chosen);
@@ -66,6 +69,13 @@ void AddMode(CLI::App& command, std::optional<Planning::Mode>& mode,
 /// How --mode reads where a file decides.
 inline constexpr const char* kModeOfFile =
     "What to look at: bios (with the boot order), bmc, or all; default: what FILE holds";
+
+/// How long a restart may take where nobody says.
+inline constexpr unsigned kRestartSeconds = 900;
+
+/// Restarts the server and waits until it has taken over what waited (`QueryProvider::Restart`).
+void RestartServer(const Planning::Server& server, bool isForced, std::chrono::seconds limit,
+                   const Messages& messages);
 
 /// Opens the target of --target. `globals` outlives the command.
 [[nodiscard]] TargetOpener OpenerOf(const Globals& globals);

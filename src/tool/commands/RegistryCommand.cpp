@@ -54,13 +54,11 @@ json ReadValues(const std::string& path) {
   return attributes.is_object() ? attributes : values;
 }
 
-Machine::Constraint ConstraintOf(const Redfish::Attribute& attribute) {
+Machine::Constraint ConstraintOf(const Query::Limits& limits) {
   Machine::Constraint constraint;
-  constraint.writable = !attribute.isReadOnly;
-  if (!attribute.bounds) return constraint;
-  const Machine::Limits limits{attribute.bounds->first, attribute.bounds->second};
-  if (attribute.type == Redfish::ValueType::Integer) constraint.range = limits;
-  if (attribute.type == Redfish::ValueType::Text) constraint.length = limits;
+  constraint.writable = !limits.isReadOnly;
+  if (limits.range) constraint.range = {limits.range->low, limits.range->high};
+  if (limits.length) constraint.length = {limits.length->low, limits.length->high};
   return constraint;
 }
 
@@ -73,7 +71,7 @@ Machine::MachineImage MachineOf(const json& attributes, const json& registry) {
   Machine::MachineImage machine;
   machine.nodes = std::move(tree.nodes);
   for (const auto& [path, attribute] : tree.attributes) {
-    const Machine::Constraint constraint = ConstraintOf(attribute);
+    const Machine::Constraint constraint = ConstraintOf(machine.nodes.at(path).limits);
     if (constraint != Machine::Constraint{}) machine.constraints.emplace(path, constraint);
   }
   _XNode& root = machine.nodes["/BIOS"];

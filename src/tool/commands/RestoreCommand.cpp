@@ -9,9 +9,11 @@
 #include "plan/Document.h"
 #include "plan/Plan.h"
 #include "plan/Report.h"
+#include "plan/Verification.h"
 #include "plan/Write.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
+#include "tool/render/TextDifference.h"
 #include "tool/render/TextPlan.h"
 #include "tool/render/TextReport.h"
 #include "tool/terminal/Interrupt.h"
@@ -69,6 +71,16 @@ Planning::Saved Backup(const RestoreRequest& request, const Plan& plan, const Se
   return backup;
 }
 
+/// Has what waits take effect, and shows what has. With --json the report was the one document.
+int RestartAndVerify(const RestoreRequest& request, const Plan& plan, const Server& server,
+                     const Messages& messages) {
+  RestartServer(server, request.force, std::chrono::seconds(kRestartSeconds), messages);
+  const Planning::Verification verification =
+      Planning::Verify(plan.request.wanted, plan.request.mode, server);
+  if (!request.json) ShowVerification(verification, messages);
+  return verification.missed.empty() ? ExitDone : ExitDifferent;
+}
+
 /// Writes, reads the machine again, reports. \return the exit code.
 int WriteAndReport(const RestoreRequest& request, const Plan& plan, const Planning::Saved& backup,
                    const std::string& password, const Server& server, const Messages& messages) {
@@ -87,7 +99,10 @@ int WriteAndReport(const RestoreRequest& request, const Plan& plan, const Planni
   if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
     throw ResultStatus(*written.failure);
   }
-  return report.IsAsWanted() ? ExitDone : ExitDifferent;
+  if (!request.reboot || report.Count(Planning::Outcome::Pending) == 0) {
+    return report.IsAsWanted() ? ExitDone : ExitDifferent;
+  }
+  return RestartAndVerify(request, plan, server, messages);
 }
 
 }  // namespace
@@ -157,6 +172,10 @@ void AddRestore(CLI::App& command, Command& chosen) {
                      "Where the present configuration is saved; default: beside FILE");
   command.add_flag("--yes", request->yes, "Do not ask");
   command.add_flag("--json", request->json, "Report as JSON");
+  auto* reboot = command.add_flag("--reboot", request->reboot,
+                                  "Restart the server where settings wait for that, and verify");
+  command.add_flag("--force", request->force, "That restart does not ask the operating system")
+      ->needs(reboot);
   command.footer(
       "Checks FILE, saves the present configuration into a dated file, shows what will\n"
       "change, asks on a terminal, restores, and reports what became of each setting.\n\n"

@@ -28,6 +28,8 @@ struct RestoreRequest {
   std::string backupDir;  ///< empty: beside the file
   bool yes = false;
   bool json = false;
+  bool reboot = false;  ///< restart the server where something waits for that, and verify
+  bool force = false;   ///< that restart does not ask the operating system
 };
 
 /// Checks the file, saves the machine's present configuration, shows what will change, restores,

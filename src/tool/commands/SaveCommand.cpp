@@ -20,6 +20,13 @@ struct Outcome {
   unsigned queries;
 };
 
+/// A save holds the present values, and a restart may change them.
+void WarnOfWaiting(const Planning::Server& server, const Messages& messages) {
+  for (const SDK::BootMessage& message : server.BootMessages()) {
+    if (message.isWaiting) messages.Warning(message.path + ": " + message.text);
+  }
+}
+
 /// Saves the target into `file`. \throws as RunSave.
 Outcome SaveTo(const std::string& file, const SaveRequest& request, const Messages& messages) {
   Progress progress(messages);
@@ -27,6 +34,7 @@ Outcome SaveTo(const std::string& file, const SaveRequest& request, const Messag
   const Planning::Mode mode = request.mode.value_or(ModeOf(server.Providers()));
   CheckMode(server.Providers(), mode);
   Planning::SaveInto(file, mode, server, [&](const std::string& name) { progress.Section(name); });
+  if (mode != Planning::ModeBmc) WarnOfWaiting(server, messages);
   return {mode, server.Queries()};
 }
 

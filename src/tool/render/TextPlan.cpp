@@ -4,7 +4,10 @@ namespace Tool {
 
 void ShowPlan(const Planning::Plan& plan, bool isAll, const Messages& messages) {
   for (const Planning::Change& change : plan.changes) {
-    messages.Result(change.path + ": \"" + change.from + "\" -> \"" + change.to + "\"");
+    const std::string waits =
+        change.waiting ? " (\"" + *change.waiting + "\" waits for the boot)" : "";
+    messages.Result(change.path + ": \"" + change.from + "\"" + waits + " -> \"" + change.to +
+                    "\"");
   }
   for (const Planning::Obstacle& obstacle : plan.obstacles) {
     messages.Result(obstacle.change.Name() + " stays as it is: " + obstacle.reason);

@@ -8,6 +8,7 @@
 #include "common/Wipe.h"
 #include "providers/redfish/RedfishProvider.h"
 #include "tool/ExitCodes.h"
+#include "tool/terminal/Interrupt.h"
 
 namespace Tool {
 namespace {
@@ -21,6 +22,7 @@ struct RedfishOptions {
   std::string pinnedKey;  ///< "sha256//BASE64"; empty for none
   bool insecure = false;  ///< trust any server
   unsigned timeout = 30;  ///< seconds without a sign of life
+  std::string authentication = "auto";
 };
 
 struct RedfishPlace {
@@ -81,6 +83,11 @@ Redfish::Trust TrustOf(const RedfishOptions& options) {
   return {options.caFile, options.pinnedKey, options.insecure};
 }
 
+Redfish::Authentication WayOf(const std::string& name) {
+  if (name == "session") return Redfish::Authentication::Session;
+  return name == "basic" ? Redfish::Authentication::Basic : Redfish::Authentication::Auto;
+}
+
 class RedfishKind final : public TargetKind {
  public:
   void AddOptions(CLI::App& app) override {
@@ -92,6 +99,9 @@ class RedfishKind final : public TargetKind {
     app.add_option("--timeout", options_.timeout,
                    "Seconds to wait for a sign of life of a Redfish service; default 30")
         ->check(CLI::Range(1, 600));
+    app.add_option("--auth", options_.authentication,
+                   "How to log in to a Redfish service: auto, session or basic; default auto")
+        ->check(CLI::IsMember({"auto", "session", "basic"}));
   }
 
   [[nodiscard]] std::vector<std::string> GivenOptions() const override {
@@ -99,6 +109,7 @@ class RedfishKind final : public TargetKind {
     AddWords(words, "--cacert", options_.caFile);
     AddWords(words, "--pinned-key", options_.pinnedKey);
     if (options_.insecure) words.emplace_back("--insecure");
+    if (options_.authentication != "auto") AddWords(words, "--auth", options_.authentication);
     return words;
   }
 
@@ -113,7 +124,8 @@ class RedfishKind final : public TargetKind {
     endpoint.limits.stall = wait;
     endpoint.limits.connect = std::min(endpoint.limits.connect, wait);
     endpoint.limits.total = 6 * wait;
-    Redfish::Credentials credentials{parsed.user, ""};
+    endpoint.checkpoint = ThrowIfInterrupted;
+    Redfish::Credentials credentials{parsed.user, "", WayOf(options_.authentication)};
     const Common::WipeOnExit wipe(credentials.password);
     ReadPassword(SourceFor(parsed.user, bmcPassword), kLongestPassword, credentials.password);
     const auto provider =

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -62,13 +63,27 @@ class ProviderTest : public RedfishTest {
     return node == nodes.end() ? "(absent)" : node->second.values.at(0);
   }
 
+  /// From now on a new boot order waits for the boot.
+  void GiveTheSystemSettings() {
+    service->Edit("/redfish/v1/Systems/1/Settings", json::parse(R"({"Boot": {"BootOrder":
+        ["Boot0001", "Boot0003", "Boot0004", "Boot000A"]}})"));
+    service->Edit(RedfishService::kSystem, json::parse(R"({"@Redfish.Settings": {
+        "SettingsObject": {"@odata.id": "/redfish/v1/Systems/1/Settings"},
+        "SupportedApplyTimes": ["OnReset"]}})"));
+  }
+  /// How many changes were sent since the last time.
+  long Patches() {
+    return std::ranges::count_if(
+        service->TakeLines(), [](const std::string& line) { return line.starts_with("PATCH "); });
+  }
+
   int Write(const SDK::SettingMap& settings) {
     return CodeOf([&] { provider->WriteAuthorised(settings, ""); });
   }
 
   /// The notes of the last write, as "path: fate reason".
   std::vector<std::string> Notes() {
-    constexpr std::array<const char*, 3> kFates = {"pending", "refused", "ignored"};
+    constexpr std::array<const char*, 4> kFates = {"pending", "refused", "ignored", "skipped"};
     std::vector<std::string> lines;
     for (const WriteNote& note : provider->TakeWriteNotes()) {
       lines.push_back(note.path.substr(note.path.rfind('/') + 1) + ": " +
@@ -208,7 +223,7 @@ TEST_F(ProviderTest, ARefusalDoesNotStopTheOthers) {
               json({{"ProcTurbo", "Off"}, {"AssetTag", "new"}, {"MemNodeInterleave", true}}));
     const std::vector<std::string> notes = Notes();
     EXPECT_THAT(notes,
-                ::testing::IsSupersetOf({"Model: refused it is read-only", "Turbo Mode: pending",
+                ::testing::IsSupersetOf({"Model: skipped it is read-only", "Turbo Mode: pending",
                                          "Asset Tag: pending", "Node Interleaving: pending"}));
     EXPECT_THAT(notes, ::testing::Contains(HasSubstr("Device Reset Delay: refused ")));
     EXPECT_THAT(notes, ::testing::Contains(HasSubstr("Patrol Scrub Interval: refused ")));
@@ -219,8 +234,9 @@ TEST_F(ProviderTest, ARefusalDoesNotStopTheOthers) {
 TEST_F(ProviderTest, AValueOfTheWrongKindIsNotSent) {
   Open();
   EXPECT_EQ(Write({{kDelay, "soon"}, {kInterleave, "yes"}}), ErrorManager::WritesRefused);
-  EXPECT_THAT(Notes(), ElementsAre("Device Reset Delay: refused it must be a whole number",
-                                   "Node Interleaving: refused it must be true or false"));
+  EXPECT_THAT(Notes(),
+              ElementsAre("Device Reset Delay: refused it must be a whole number, -1 to 60",
+                          "Node Interleaving: refused it is not among the options"));
   EXPECT_THAT(service->TakeLines(), Not(::testing::Contains(HasSubstr("PATCH"))));
 }
 
@@ -233,6 +249,7 @@ TEST_F(ProviderTest, APathThatNamesNothingStopsTheWholeBatch) {
 
 TEST_F(ProviderTest, WithoutASettingsObjectTheBiosIsReadOnly) {
   service->Edit(kBios, {{"@Redfish.Settings", nullptr}});
+  service->Edit(kSettings, {{"Attributes", nullptr}});
   Open();
   EXPECT_EQ(Write({{kTurbo, "Off"}}), ErrorManager::WritesRefused);
   EXPECT_THAT(Notes(), ElementsAre("Turbo Mode: refused this server takes no BIOS settings"));
@@ -251,17 +268,154 @@ TEST_F(ProviderTest, ReordersTheBootOptionsByName) {
   EXPECT_EQ(Write({{path + "[1]", "UEFI Shell / Diagnostics"}}), ErrorManager::ValueRefused);
 
   service->Renew();
-  service->Edit(
-      "/redfish/v1/Systems/1/Settings",
-      json::parse(R"({"Boot": {"BootOrder": ["Boot0001", "Boot0003", "Boot0004", "Boot000A"]}})"));
-  service->Edit(RedfishService::kSystem, json::parse(R"({"@Redfish.Settings":
-      {"SettingsObject": {"@odata.id": "/redfish/v1/Systems/1/Settings"}}})"));
+  GiveTheSystemSettings();
   Open();
   static_cast<void>(Value(path + "[1]"));
   EXPECT_EQ(Write(swap), 0);
   EXPECT_THAT(Notes(), ElementsAre("BootOrder[1]: pending"));
   service->Restart();
   EXPECT_EQ(service->BootOrder().at(0), "Boot0003");
+}
+
+TEST_F(ProviderTest, TheWayBackLeadsBackWhileChangesWait) {
+  const std::string first = "/BIOS/BootOrder[1]";
+  const SDK::SettingMap back = {{kTurbo, "On"},
+                                {first, "UEFI Disk: RAID Volume 1"},
+                                {"/BIOS/BootOrder[2]", "UEFI Network: IPv4 (Boot0003)"}};
+  const SDK::SettingMap there = {{kTurbo, "Off"},
+                                 {first, "UEFI Network: IPv4 (Boot0003)"},
+                                 {"/BIOS/BootOrder[2]", "UEFI Disk: RAID Volume 1"}};
+  for (const std::string way : {"write", "clear", "delete"}) {
+    SCOPED_TRACE(way);
+    service->Renew();
+    GiveTheSystemSettings();
+    if (way == "delete") service->Knobs({"delete"});
+    Open();
+    ASSERT_EQ(Write(there), 0);
+    EXPECT_THAT(Notes(), ElementsAre("BootOrder[1]: pending", "Turbo Mode: pending"));
+    EXPECT_EQ(provider->BootMessages().size(), 3U);
+    EXPECT_EQ(Value(kTurbo), "On");
+    provider->LookAhead(true);
+    EXPECT_EQ(Value(kTurbo), "Off");
+    EXPECT_EQ(Value(first), "UEFI Network: IPv4 (Boot0003)");
+    service->TakeLines();
+    if (way == "write") {
+      EXPECT_EQ(Write(back), 0);
+    } else {
+      provider->ClearWaiting();
+    }
+    EXPECT_EQ(Patches(), way == "delete" ? 0 : 2);
+    EXPECT_EQ(Value(kTurbo), "On");
+    EXPECT_THAT(provider->BootMessages(), IsEmpty());
+    service->Restart();
+    EXPECT_EQ(service->Attributes().at("ProcTurbo"), "On");
+    EXPECT_EQ(service->BootOrder().at(0), "Boot0001");
+  }
+}
+
+TEST_F(ProviderTest, SendsOneSetForEachBootAndStopsWhereMoreIsInVain) {
+  Renew({"jobs"});
+  EXPECT_EQ(Write({{kTurbo, "Off"}, {kDelay, "5"}, {kScrub, "999"}}), ErrorManager::WritesRefused);
+  EXPECT_EQ(Patches(), 1);
+  EXPECT_EQ(service->Pending(), json({{"ProcTurbo", "Off"}, {"UsbDelaySeconds", 5}}));
+
+  // Taken halves stay, and the answer to the next tells why the rest cannot be.
+  Renew({"jobs", "refuse-unnamed=UsbDelaySeconds"});
+  EXPECT_EQ(Write({{kTurbo, "Off"}, {kDelay, "5"}, {kTag, "x"}, {kInterleave, "true"}}),
+            ErrorManager::WritesRefused);
+  EXPECT_EQ(Patches(), 3);
+  EXPECT_EQ(service->Pending(), json({{"AssetTag", "x"}, {"MemNodeInterleave", true}}));
+  EXPECT_THAT(Notes(), ::testing::Contains(HasSubstr("already committed")));
+
+  service->Renew();
+  json many;
+  for (int number = 100; number < 360; ++number) many["Oem" + std::to_string(number)] = 0;
+  service->Edit(kBios, {{"Attributes", many}});
+  service->Knobs({"refuse-all"});
+  Open();
+  SDK::SettingMap settings;
+  for (const auto& [name, value] : many.items()) settings["/BIOS/Advanced/" + name] = "1";
+  service->TakeLines();
+  EXPECT_EQ(Write(settings), ErrorManager::WritesRefused);
+  EXPECT_LE(Patches(), 20);
+  EXPECT_EQ(Notes().size(), 260U);
+}
+
+TEST_F(ProviderTest, WhatOthersForbidIsNotSent) {
+  const std::string initiator = "/BIOS/Advanced/Devices/Ethernet (Nic2)/iSCSI/Initiator Name";
+  const std::string port = "/BIOS/Advanced/Devices/Ethernet (Nic2)/Network Boot";
+  const json rule = json::parse(R"({"Dependency": {"MapFrom": [
+      {"MapFromAttribute": "ProcTurbo", "MapFromCondition": "NEQ", "MapFromValue": "On"},
+      {"MapFromAttribute": "MemPatrolScrubHours", "MapFromCondition": "GEQ", "MapFromValue": 9,
+       "MapTerms": "AND"}],
+      "MapToAttribute": "UsbDelaySeconds", "MapToProperty": "UpperBound", "MapToValue": 4}})");
+  json rules = service->State(
+      "tree")["/redfish/v1/RegistryStore/bios.json"]["RegistryEntries"]["Dependencies"];
+  rules.push_back(rule);
+  rules.push_back(json::parse(R"({"DependencyFor": "ProcTurbo", "Dependency": {"MapFrom": [
+      {"MapFromAttribute": 7, "MapFromValue": {}}], "MapToAttribute": null}})"));
+  service->Edit("/redfish/v1/RegistryStore/bios.json",
+                {{"RegistryEntries", {{"Dependencies", rules}}}});
+  Open();
+  EXPECT_EQ(Write({{initiator, "iqn.x"}, {kTurbo, "Off"}, {kDelay, "5"}}),
+            ErrorManager::WritesRefused);
+  EXPECT_THAT(Notes(), ::testing::IsSupersetOf(
+                           {"Initiator Name: refused greyed out while Network Boot is None",
+                            "Device Reset Delay: refused it must be a whole number, -1 to 4 while "
+                            "Turbo Mode is not On and Patrol Scrub Interval is at least 9"}));
+  EXPECT_EQ(Patches(), 1);
+  EXPECT_EQ(Write({{initiator, "iqn.x"}, {port, "Pxe"}}), ErrorManager::WritesRefused);
+  EXPECT_THAT(Notes(), ::testing::Contains("Initiator Name: refused greyed out while Network Boot "
+                                           "is None now; restart the server and restore again"));
+  service->Restart();
+  Open();
+  EXPECT_EQ(Write({{initiator, "iqn.x"}}), 0);
+}
+
+TEST_F(ProviderTest, FollowsTasksAndWaitsForABusyService) {
+  Renew({"task=3", "busy=2"});
+  EXPECT_EQ(Write({{kTurbo, "Off"}}), 0);
+  EXPECT_THAT(Notes(), ElementsAre("Turbo Mode: pending"));
+  EXPECT_EQ(service->Pending(), json({{"ProcTurbo", "Off"}}));
+}
+
+TEST_F(ProviderTest, ASessionThatIsRefusedIsNoEnd) {
+  Renew({"status=401 POST /redfish/v1/SessionService/Sessions"});
+  EXPECT_EQ(Value(kTurbo), "On");
+  EXPECT_EQ(service->TakeRequests().back().authentication, "basic");
+
+  Renew({"status=401 GET " + kBios});  // not for this user: both sessions end
+  EXPECT_EQ(CodeOf([&] { Value(kTurbo); }), ErrorManager::NotPermitted);
+  provider.reset();
+  EXPECT_EQ(service->State("sessions"), 0);
+}
+
+TEST_F(ProviderTest, LooksUpWhatAServiceGivesTheIdOfOnly) {
+  Renew({"refuse=UsbDelaySeconds", "naming=id"});
+  EXPECT_EQ(Write({{kDelay, "5"}}), ErrorManager::WritesRefused);
+  EXPECT_THAT(Notes(), ElementsAre("Device Reset Delay: refused The value of the property "
+                                   "UsbDelaySeconds is refused"));
+}
+
+TEST_F(ProviderTest, ARegistryThatIsNamedAndNotGivenIsAFault) {
+  service->Edit("/redfish/v1/RegistryStore/bios.json", nullptr);
+  Open();
+  EXPECT_EQ(Value("/BIOS/Advanced/ProcTurbo"), "On");
+  EXPECT_EQ(Write({}), ErrorManager::WritesRefused);
+  EXPECT_THAT(Notes(), ElementsAre(HasSubstr("Advanced: refused the server does not give its "
+                                             "attribute registry BiosAttributeRegistry.v1_0_0")));
+}
+
+TEST_F(ProviderTest, RestartsAndWaitsUntilTheChangesAreThere) {
+  Renew({"boot-requests=3"});
+  ASSERT_EQ(Write({{kTurbo, "Off"}}), 0);
+  provider->Restart(false, std::chrono::seconds(60));
+  EXPECT_EQ(Value(kTurbo), "Off");
+  EXPECT_EQ(service->State("restarts"), 1);
+  service->Edit(RedfishService::kSystem, {{"Actions", nullptr}});
+  Open();
+  EXPECT_EQ(CodeOf([&] { provider->Restart(true, std::chrono::seconds(60)); }),
+            ErrorManager::WriteFailed);
 }
 
 TEST_F(ProviderTest, ABiosPasswordCannotBeChecked) {
@@ -334,7 +488,7 @@ TEST_F(ProviderTest, AWrongPasswordIsNotPermittedAndNotRepeated) {
     EXPECT_THAT(failure.message(), HasSubstr("\"admin\""));
     EXPECT_THAT(failure.message(), Not(HasSubstr("not-the-password")));
   }
-  EXPECT_EQ(service->TakeLines().size(), 2U);
+  EXPECT_EQ(service->TakeLines().size(), 3U);  // once for a session, once with a request
 }
 
 TEST_F(ProviderTest, NobodyAtTheAddressIsUnreachable) {

@@ -22,7 +22,6 @@ std::vector<std::string> Lines(const SetupTree& tree) {
     if (node.kind == NODE_SETTING) {
       line += "=" + (node.values.empty() ? std::string("(none)") : node.values.front());
       for (const auto& [value, text] : node.options) line += " " + value + ":" + text;
-      if (tree.attributes.at(path).isReadOnly) line += " read-only";
       if (!node.remark.empty()) line += " " + node.remark;
     }
     if (!line.empty()) lines.push_back(line);
@@ -58,14 +57,14 @@ const std::vector<TreeRow> kTreeRows = {
      R"([{"AttributeName": "A", "DisplayName": "Alpha", "MenuPath": "./M/N"}])",
      R"([{"MenuName": "M", "MenuPath": "./M", "DisplayName": "Menu"},
          {"MenuName": "N", "MenuPath": "./M/N", "DisplayName": "Inner"}])",
-     {"/Menu", "/Menu/Inner", "/Menu/Inner/Alpha=1"}},
+     {"/Menu", "/Menu/Inner", "/Menu/Inner/Alpha=1 attribute A"}},
     {"MenusNamedByTheirParentsPath",
      R"({"A": 1})",
      R"([{"AttributeName": "A", "DisplayName": "Alpha", "MenuPath": "./M/N"}])",
      R"([{"MenuName": "M", "MenuPath": "./", "DisplayName": "Menu"},
          {"MenuName": "N", "MenuPath": "./M", "DisplayName": "Inner"},
          {"MenuName": "Empty", "MenuPath": "./", "DisplayName": "Empty"}])",
-     {"/Menu", "/Menu/Inner", "/Menu/Inner/Alpha=1"}},
+     {"/Menu", "/Menu/Inner", "/Menu/Inner/Alpha=1 attribute A"}},
     {"AMenuThatNobodyDescribes",
      R"({"A": 1, "B": 2})",
      R"([{"AttributeName": "A", "MenuPath": "./X Y/Z"}, {"AttributeName": "B"}])",
@@ -75,7 +74,7 @@ const std::vector<TreeRow> kTreeRows = {
      R"({"A": 1})",
      R"([{"AttributeName": "A", "DisplayName": " Read /\n\tWrite  ", "MenuPath": "./M"}])",
      R"([{"MenuName": "M", "MenuPath": "./M", "DisplayName": "I/O  Ports"}])",
-     {"/I%2FO Ports", "/I%2FO Ports/Read %2F Write=1"}},
+     {"/I%2FO Ports", "/I%2FO Ports/Read %2F Write=1 attribute A"}},
     {"EqualLabelsOfSettingsAndMenus",
      R"({"A": 1, "B": 2, "C": 3, "D": 4})",
      R"([{"AttributeName": "A", "DisplayName": "Port", "MenuPath": "./M"},
@@ -84,15 +83,15 @@ const std::vector<TreeRow> kTreeRows = {
          {"AttributeName": "D", "DisplayName": "Nic"}])",
      R"([{"MenuName": "M", "MenuPath": "./M", "DisplayName": "Nic"},
          {"MenuName": "N", "MenuPath": "./N", "DisplayName": "Nic"}])",
-     {"/Nic (D)=4", "/Nic (M)", "/Nic (M)/Port (A)=1", "/Nic (M)/Port (B)=2", "/Nic (N)",
-      "/Nic (N)/Port=3"}},
+     {"/Nic (D)=4 attribute D", "/Nic (M)", "/Nic (M)/Port (A)=1 attribute A",
+      "/Nic (M)/Port (B)=2 attribute B", "/Nic (N)", "/Nic (N)/Port=3 attribute C"}},
     {"ASuffixThatIsTakenAlready",
      R"({"A": 1, "B": 2, "C": 3})",
      R"-([{"AttributeName": "C", "DisplayName": "Port (A)"},
           {"AttributeName": "A", "DisplayName": "Port"},
           {"AttributeName": "B", "DisplayName": "Port"}])-",
      "[]",
-     {"/Port (A)=3", "/Port (A) (A)=1", "/Port (B)=2"}},
+     {"/Port (A)=3 attribute C", "/Port (A) (A)=1 attribute A", "/Port (B)=2 attribute B"}},
     {"OptionsWithAndWithoutTexts",
      R"({"A": "1", "B": "x", "C": "?"})",
      R"([{"AttributeName": "A", "Value": [{"ValueName": "0", "ValueDisplayName": "Off"},
@@ -106,7 +105,7 @@ const std::vector<TreeRow> kTreeRows = {
      R"([{"AttributeName": "A", "DisplayName": "First"},
          {"AttributeName": "A", "DisplayName": "Second", "Hidden": true}])",
      "[]",
-     {"/First=1"}},
+     {"/First=1 attribute A"}},
     {"WhatIsLeftOut",
      R"({"H": 1, "W": 1, "P": "x", "OldSetupPASSWORD": "h", "ChapSecret": "s",
                           "InHidden": 1, "DeepHidden": 1, "SecretMode": "On", "PwdLength": 8})",
@@ -124,6 +123,26 @@ const std::vector<TreeRow> kTreeRows = {
          {"AttributeName": "U", "IsSystemUniqueProperty": true}])",
      "[]",
      {"/I=2 read-only", "/R=1 read-only", "/U=tag unique to this system"}},
+    {"SiblingsCountWhetherTheyAreShownOrNot",
+     R"({"A": 1})",
+     R"([{"AttributeName": "A", "DisplayName": "Port"}, {"AttributeName": "B", "DisplayName": "Port"},
+         {"AttributeName": "C", "DisplayName": "Gone", "MenuPath": "./M"}])",
+     "[]",
+     {"/Port (A)=1 attribute A"}},
+    {"AnObjectIsAMenu",
+     R"({"A": {"X": {"Y": 1}, "AdminPassword": "x"}})",
+     R"([{"AttributeName": "A", "DisplayName": "Ports"}])",
+     "[]",
+     {"/Ports", "/Ports/X", "/Ports/X/Y=1"}},
+    {"LimitsAreSaid",
+     R"({"N": 1, "T": "x", "B": true, "P": "x"})",
+     R"-([{"AttributeName": "N", "UpperBound": 9, "LowerBound": 1, "ScalarIncrement": 2},
+          {"AttributeName": "T", "MaxLength": 5}, {"AttributeName": "P", "ValueExpression": "("},
+          {"AttributeName": "B", "Value": [{"ValueName": "0", "ValueDisplayName": "Off"},
+                                           {"ValueName": 1, "ValueDisplayName": "On"}]}])-",
+     "[]",
+     {"/B=true false:Off true:On", "/N=1 1 to 9 in steps of 2", "/P=x",
+      "/T=x at most 5 characters"}},
     {"EntriesThatMakeNoSense",
      R"({"A": 1, "B": "x"})",
      R"([null, 7, [], {"AttributeName": 3}, {"AttributeName": "A", "DisplayName": 4, "Type": [],
@@ -179,8 +198,8 @@ TEST(SetupTreeTest, AValueKeepsItsJsonType) {
   }
   EXPECT_EQ(Converted(1.5, "2.25"), "2.25");
   EXPECT_EQ(Converted(true, "false"), "false");
-  EXPECT_EQ(Converted(true, "False"), "refused");
-  EXPECT_EQ(Converted(true, "1"), "refused");
+  EXPECT_EQ(Converted(true, "1"), "true");
+  EXPECT_EQ(Converted(true, "yes"), "refused");
 }
 
 TEST(SetupTreeTest, ARegistryAloneGivesTheValuesOfTheFactory) {

@@ -183,14 +183,16 @@ class Service:
         content = self.view(request.path)
         if request.query:
             content["Members"] = [self.view(link["@odata.id"]) for link in content["Members"]]
-        return 200, content, self.etag_headers(request.path)
+        return 200, content, self.state_headers(request.path)
 
     def etag(self, path):
         return f'W/"{self.revisions.get(path, 0):08x}"'
 
-    def etag_headers(self, path):
-        changes = self.is_changeable(path) and self.knobs.get("etag") != "off"
-        return {"ETag": self.etag(path)} if changes else {}
+    def state_headers(self, path):
+        headers = {"Allow": "GET, PATCH, DELETE" if "delete" in self.knobs else "GET, PATCH"}
+        if self.is_changeable(path) and self.knobs.get("etag") != "off":
+            headers["ETag"] = self.etag(path)
+        return headers
 
     # --- What is changed
 
@@ -228,7 +230,7 @@ class Service:
         if "task" in self.knobs:
             return self.start_task(path, body)
         self.take(path, body)
-        return 200, self.view(path), self.etag_headers(path)
+        return 200, self.view(path), self.state_headers(path)
 
     def take(self, path, body):
         merge(self.tree[path], body)

@@ -1,0 +1,11 @@
+#include "query/QueryProvider.h"
+
+#include "common/ErrorManager.h"
+
+namespace SDK {
+
+void QueryProvider::Restart(bool /*isForced*/, std::chrono::seconds /*limit*/) {
+  ErrorManager::Raise(ErrorManager::NoSuchForm, "the target", "a restart");
+}
+
+}  // namespace SDK

@@ -1,0 +1,53 @@
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <memory>
+
+#include "tool/ExitCodes.h"
+#include "tool/commands/Commands.h"
+
+namespace Tool {
+namespace {
+
+/// What `saverestore reboot` is asked to do.
+struct RebootRequest {
+  TargetOpener openTarget;
+  bool force = false;
+  unsigned wait = kRestartSeconds;
+};
+
+int RunReboot(const RebootRequest& request, const Messages& messages) {
+  const Planning::Server server(request.openTarget(), Watching(messages));
+  RestartServer(server, request.force, std::chrono::seconds(request.wait), messages);
+  return ExitDone;
+}
+
+}  // namespace
+
+void RestartServer(const Planning::Server& server, bool isForced, std::chrono::seconds limit,
+                   const Messages& messages) {
+  const Planning::Mounts& mounts = server.Providers();
+  const auto bios = mounts.find("BIOS");
+  const auto& mount = bios != mounts.end() ? bios->second : mounts.begin()->second;
+  messages.Note("Restarting the server; this may take minutes.");
+  mount.provider->Restart(isForced, limit);
+  messages.Result("The server is up, with what waited for the boot.");
+}
+
+void AddReboot(CLI::App& command, Command& chosen) {
+  auto request = std::make_shared<RebootRequest>();
+  command.add_flag("--force", request->force, "Do not ask the operating system to end first");
+  command.add_option("--wait", request->wait, "Seconds until it must be up again; default 900")
+      ->check(CLI::Range(1, 86400));
+  command.footer(
+      "Restarts the server and waits until it is up and has taken over what waited.\n\n"
+      "Example:\n"
+      "  saverestore --target redfish:admin@bmc.example reboot\n");
+  command.callback([request, &chosen] {
+    chosen = [request](const Globals& globals, const Messages& messages) {
+      request->openTarget = OpenerOf(globals);
+      return RunReboot(*request, messages);
+    };
+  });
+}
+
+}  // namespace Tool

@@ -35,13 +35,11 @@ bool ReadUpTo(int descriptor, std::size_t limit, std::size_t expected, std::vect
   }
 }
 
-WholeFileResult Read(const char* path, std::size_t limit, std::vector<char>& bytes) {
-  // Non-blocking: opening a FIFO must not wait for a writer before it can be refused.
-  const Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+WholeFileResult Read(int descriptor, std::size_t limit, std::vector<char>& bytes) {
   struct stat facts = {};
-  if (!file.IsOpen() || fstat(file.Get(), &facts) != 0) return Failed();
+  if (fstat(descriptor, &facts) != 0) return Failed();
   if (!S_ISREG(facts.st_mode)) return {Status::CannotRead, "Not a regular file"};
-  if (!ReadUpTo(file.Get(), limit, static_cast<std::size_t>(facts.st_size), bytes)) return Failed();
+  if (!ReadUpTo(descriptor, limit, static_cast<std::size_t>(facts.st_size), bytes)) return Failed();
   if (bytes.size() > limit) return {Status::TooLarge, "Too large"};
   return {Status::Ok, ""};
 }
@@ -50,7 +48,14 @@ WholeFileResult Read(const char* path, std::size_t limit, std::vector<char>& byt
 
 WholeFileResult ReadWholeFile(const char* path, std::size_t limit, std::vector<char>& bytes) {
   bytes.clear();
-  WholeFileResult result = Read(path, limit, bytes);
+  // Non-blocking: opening a FIFO must not wait for a writer before it can be refused.
+  const Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  return file.IsOpen() ? ReadWholeFile(file.Get(), limit, bytes) : Failed();
+}
+
+WholeFileResult ReadWholeFile(int descriptor, std::size_t limit, std::vector<char>& bytes) {
+  bytes.clear();
+  WholeFileResult result = Read(descriptor, limit, bytes);
   if (result.status != Status::Ok) bytes.clear();
   return result;
 }

@@ -19,4 +19,8 @@ struct WholeFileResult {
 [[nodiscard]] WholeFileResult ReadWholeFile(const char* path, std::size_t limit,
                                             std::vector<char>& bytes);
 
+/// The same for an open file, from where it stands.
+[[nodiscard]] WholeFileResult ReadWholeFile(int descriptor, std::size_t limit,
+                                            std::vector<char>& bytes);
+
 }  // namespace Common

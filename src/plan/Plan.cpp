@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "common/ErrorManager.h"
+#include "plan/BootEntries.h"
 #include "plan/ConfigurationFile.h"
 #include "plan/UnknownNames.h"
 
@@ -104,7 +105,7 @@ Plan MakePlan(const Request& request, const Server& server) {
 }
 
 std::vector<Finding> CheckAgainstServer(const Request& request, const Rehearsal& rehearsal) {
-  std::vector<Finding> findings;
+  std::vector<Finding> findings = CheckBootEntries(request);
   for (const std::string& key : rehearsal.missingKeys) {
     findings.push_back({Finding::Weight::Error, 0, key + " is missing, and a restore needs it"});
   }

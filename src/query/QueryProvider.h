@@ -73,6 +73,10 @@ class QueryProvider {
   /// \throws ResultStatus  NoSuchNode when the path names nothing; `results` is then unchanged.
   virtual void Read(const std::string& path, NodeMap& results) = 0;
 
+  /// Forgets what earlier reads have brought: the next one asks the server again. For whoever has
+  /// waited, for a person's answer say, and wants to know whether the server is still as it was.
+  virtual void Refresh() {}
+
   /// Applies every path-to-value pair as one batch. `isBios` and `reserved` are what the module
   /// passes to the director: (true, false) with BIOS settings, (false, false) with BMC settings.
   ///

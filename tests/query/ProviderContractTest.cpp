@@ -4,131 +4,298 @@
 #include <functional>
 
 #include "providers/machine/MachineProvider.h"
+#include "query/NodeTree.h"
 #include "support/TestEngine.h"
+#ifdef SAVERESTORE_HOST
+#include "providers/host/HostProvider.h"
+#include "support/FakeHost.h"
+#endif
 
 namespace Test {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 
-/// The server that every provider of the suite is made to be.
-NodeMap ContractTree() {
+using Provider = std::shared_ptr<SDK::QueryProvider>;
+
+/// A back end, as a server with one menu of four settings: "Choice" (Off), "Count" (5 of 0 to 10 in
+/// steps of 5), "Fixed" (a, read-only) and "Tag" (x, of at most 4 characters).
+struct Subject {
+  const char* name;
+  std::string menu;
+  std::vector<std::string> order;                             ///< of the settings
+  std::function<void(const std::string& folder)> makeServer;  ///< from nothing
+  std::function<Provider(const std::string& folder)> open;
+};
+
+_XNode Node(const char* value, const Query::Limits& limits) {
+  _XNode node;
+  node.values = {value};
+  node.limits = limits;
+  return node;
+}
+
+NodeMap ContractTree(const std::string& menu, const std::vector<std::string>& order) {
+  using Form = Query::Limits::Form;
   NodeMap tree;
-  const auto list = [&](const char* path, std::vector<std::string> values, int kind = 0) {
-    tree[path].values = std::move(values);
-    tree[path].kind = kind;
-  };
-  list("/BIOS", {"/BIOS/Main", "/BIOS/Main Menu"}, 1);
-  list("/BIOS/Main", {"/BIOS/Main/Z", "/BIOS/Main/A"}, 1);
-  list("/BIOS/Main/A", {"1"});
-  tree["/BIOS/Main/A"].options = {{"0", "Off"}, {"1", "On"}};
-  list("/BIOS/Main/Z", {"text", "second"});
-  list("/BIOS/Main Menu", {}, 1);
-  list("/BMC/LAN", {"/BMC/LAN[2]", "/BMC/LAN[1]"});
-  list("/BMC/LAN[1]", {"/BMC/LAN[1]/IP"});
-  list("/BMC/LAN[1]/IP", {"192.0.2.1"});
-  list("/BMC/LAN[2]", {});
-  list("/BMC/LAN/FAILOVERMODE", {"ENABLE"});
-  list("/BMC/LANX", {"other"});
-  list("/BMC/INFO/PRODUCT", {"CALDRA"});
+  tree["/BIOS"].values = {menu, menu + " Two"};
+  for (const std::string& path : {std::string("/BIOS"), menu, menu + " Two"}) {
+    tree[path].kind = NODE_MENU;
+  }
+  for (const std::string& name : order) tree[menu].values.push_back(menu + "/" + name);
+  tree[menu + "/Choice"] = Node("Off", {});
+  tree[menu + "/Choice"].options = {{"Off", "Off"}, {"On", "On"}};
+  tree[menu + "/Count"] = Node("5", {false, Form::Whole, Query::Range{0, 10}, 5, {}, ""});
+  tree[menu + "/Fixed"] = Node("a", {true, Form::Text, {}, 0, {}, ""});
+  tree[menu + "/Tag"] = Node("x", {false, Form::Text, {}, 0, Query::Range{0, 4}, ""});
   return tree;
 }
 
-struct Subject {
-  const char* name;
-  std::function<std::shared_ptr<SDK::QueryProvider>(const std::string& folder)> make;
+const Subject kFake = {
+    "Fake",
+    "/BIOS/Main",
+    {"Tag", "Choice", "Count", "Fixed"},
+    [](const std::string& /*folder*/) {},
+    [](const std::string& /*folder*/) {
+      auto provider = std::make_shared<FakeProvider>();
+      provider->tree = ContractTree(kFake.menu, kFake.order);
+      provider->platform = "CALDRA_PLATFORM";
+      return provider;
+    },
 };
 
-std::shared_ptr<SDK::QueryProvider> MakeFake(const std::string& /*folder*/) {
-  auto provider = std::make_shared<FakeProvider>();
-  provider->tree = ContractTree();
-  provider->platform = "CONTRACT_PLATFORM";
-  return provider;
-}
+const Subject kMachine = {
+    "Machine",
+    "/BIOS/Main",
+    {"Tag", "Choice", "Count", "Fixed"},
+    [](const std::string& folder) {
+      const NodeMap tree = ContractTree(kMachine.menu, kMachine.order);
+      Machine::StoreMachine({"CALDRA_PLATFORM", "", tree, {}}, folder + "/m.json");
+    },
+    [](const std::string& folder) {
+      return std::make_shared<Machine::MachineProvider>(folder + "/m.json");
+    },
+};
 
-std::shared_ptr<SDK::QueryProvider> MakeMachine(const std::string& folder) {
-  WriteText(folder + "/m.json",
-            Machine::RenderMachine({"CONTRACT_PLATFORM", "", ContractTree(), {}}));
-  return std::make_shared<Machine::MachineProvider>(folder + "/m.json");
-}
+#ifdef SAVERESTORE_HOST
+const Subject kHost = {
+    "Host",
+    "/BIOS/Advanced/board",
+    {"Choice", "Count", "Fixed", "Tag"},  // by their names
+    [](const std::string& folder) {
+      FakeHost host(folder);
+      host.SetDmi("product_name", "CALDRA X2");
+      host.SetAttribute(
+          "board", "Choice",
+          {{"type", "enumeration"}, {"current_value", "Off"}, {"possible_values", "Off;On;"}});
+      host.SetAttribute("board", "Count",
+                        {{"type", "integer"},
+                         {"current_value", "5"},
+                         {"min_value", "0"},
+                         {"max_value", "10"},
+                         {"scalar_increment", "5"}});
+      host.SetAttribute("board", "Fixed", {{"type", "string"}, {"current_value", "a"}});
+      std::filesystem::permissions(host.ValueFile("board", "Fixed"),
+                                   std::filesystem::perms::owner_read);
+      host.SetAttribute(
+          "board", "Tag",
+          {{"type", "string"}, {"current_value", "x"}, {"min_length", "0"}, {"max_length", "4"}});
+      host.SetAttribute("board Two", "Other", {{"current_value", "o"}});
+    },
+    [](const std::string& folder) {
+      const FakeHost host(folder);
+      return std::make_shared<Host::HostProvider>(Host::HostRoots{host.Sysfs(), host.Efivarfs()});
+    },
+};
+#endif
 
-class ProviderContractTest : public EngineTest, public ::testing::WithParamInterface<Subject> {
+class ContractTest : public EngineTest, public ::testing::WithParamInterface<const Subject*> {
  protected:
-  /// The paths that a read of `path` yields.
-  std::vector<std::string> Paths(const std::string& path) {
-    NodeMap results;
-    provider->Read(path, results);
-    std::vector<std::string> paths;
-    for (const auto& [key, node] : results) {
-      paths.push_back(key);
-      if (path.ends_with("@children")) continue;
-      EXPECT_EQ(node, ContractTree().at(key)) << key;
-    }
-    return paths;
+  ContractTest() {
+    subject.makeServer(PathOf(""));
+    provider = Open();
   }
 
-  std::shared_ptr<SDK::QueryProvider> provider = GetParam().make(PathOf(""));
+  [[nodiscard]] Provider Open() const { return subject.open(PathOf("")); }
+  [[nodiscard]] std::string At(const std::string& name) const { return subject.menu + "/" + name; }
+  [[nodiscard]] NodeMap Read(const std::string& path) const {
+    NodeMap results;
+    provider->Read(path, results);
+    return results;
+  }
+  [[nodiscard]] std::string Value(const std::string& name) const {
+    return Read(At(name)).at(At(name)).values.front();
+  }
+
+  const Subject& subject = *GetParam();
+  Provider provider;
 };
 
-TEST_P(ProviderContractTest, AReadYieldsTheNodeAndAllBelowItButNoNeighbour) {
-  EXPECT_THAT(Paths("/BIOS/Main"), ElementsAre("/BIOS/Main", "/BIOS/Main/A", "/BIOS/Main/Z"));
-  EXPECT_THAT(Paths("/BMC/LAN"), ElementsAre("/BMC/LAN", "/BMC/LAN/FAILOVERMODE", "/BMC/LAN[1]",
-                                             "/BMC/LAN[1]/IP", "/BMC/LAN[2]"));
-  EXPECT_THAT(Paths("/BMC/LAN[1]/IP"), ElementsAre("/BMC/LAN[1]/IP"));
-  EXPECT_THAT(Paths("/BMC/INFO"), ElementsAre("/BMC/INFO/PRODUCT"));
+class ReadContractTest : public ContractTest {};
+
+TEST_P(ReadContractTest, AReadYieldsTheNodeAndAllBelowItButNoNeighbour) {
+  const NodeMap tree = ContractTree(subject.menu, subject.order);
+  const NodeMap nodes = Read(subject.menu);
+  EXPECT_EQ(nodes.size(), 5U);
+  for (const auto& [path, node] : nodes) EXPECT_TRUE(node == tree.at(path)) << path;
+  EXPECT_EQ(Read(At("Tag")).size(), 1U);
+  EXPECT_EQ(Read("/BIOS").count(subject.menu + " Two"), 1U);
+  EXPECT_EQ(provider->PlatformName(), "CALDRA_PLATFORM");
 }
 
-TEST_P(ProviderContractTest, ChildrenAreFullPathsInTheMachinesOrder) {
-  NodeMap results;
-  provider->Read("/BIOS/Main/@children", results);
-  ASSERT_THAT(Paths("/BIOS/Main/@children"), ElementsAre("/BIOS/Main"));
-  EXPECT_THAT(results.at("/BIOS/Main").values, ElementsAre("/BIOS/Main/Z", "/BIOS/Main/A"));
-  results.clear();
-  provider->Read("/BMC/LAN/@children", results);
-  EXPECT_THAT(results.at("/BMC/LAN").values, ElementsAre("/BMC/LAN[2]", "/BMC/LAN[1]"));
-  results.clear();
-  provider->Read("/BIOS/Main/A/@children", results);
-  EXPECT_THAT(results.at("/BIOS/Main/A").values, ::testing::IsEmpty());
+TEST_P(ReadContractTest, ChildrenAreFullPathsInTheMachinesOrder) {
+  std::vector<std::string> paths;
+  for (const std::string& name : subject.order) paths.push_back(At(name));
+  const NodeMap listing = Read(subject.menu + "/@children");
+  EXPECT_EQ(listing.size(), 1U);
+  EXPECT_THAT(listing.at(subject.menu).values, ElementsAreArray(paths));
+  EXPECT_THAT(Read(At("Tag") + "/@children").at(At("Tag")).values, IsEmpty());
 }
 
-TEST_P(ProviderContractTest, EntriesThatAreThereStay) {
-  NodeMap results;
-  results["/BIOS/Main/A"].values = {"mine"};
-  results["/elsewhere"].values = {"mine too"};
-  provider->Read("/BIOS/Main", results);
-  EXPECT_EQ(results.at("/BIOS/Main/A").values.front(), "mine");
-  EXPECT_EQ(results.size(), 4U);
-}
-
-TEST_P(ProviderContractTest, APathThatNamesNothingIsAFailureThatChangesNothing) {
-  for (const char* path : {"/BIOS/Mai", "/BMC/LAN[3]", "/BIOS/Main/A/x", "/BIOS/No/@children"}) {
-    NodeMap results;
+TEST_P(ReadContractTest, EntriesThatAreThereStayAndAPathThatNamesNothingAddsNone) {
+  NodeMap results{{At("Tag"), Node("mine", {})}, {"/elsewhere", {}}};
+  provider->Read(subject.menu, results);
+  EXPECT_EQ(results.at(At("Tag")).values.front(), "mine");
+  EXPECT_EQ(results.size(), 6U);
+  for (const std::string& path : {subject.menu.substr(0, subject.menu.size() - 1), At("Nothing"),
+                                  At("Tag/x"), At("No/@children"), std::string("/BMC")}) {
     EXPECT_EQ(CodeOf([&] { provider->Read(path, results); }), ErrorManager::NoSuchNode) << path;
-    EXPECT_TRUE(results.empty());
+  }
+  EXPECT_EQ(results.size(), 6U);
+}
+
+TEST_P(ReadContractTest, WhatIsWrittenIsRead) {
+  provider->Write({{At("Choice"), "On"}, {At("Count"), "10"}, {At("Nothing"), ""}}, true, false);
+  provider->WriteAuthorised({{At("Tag"), "abcd"}}, "");
+  EXPECT_EQ(Value("Choice"), "On");
+  EXPECT_EQ(Value("Count"), "10");
+  EXPECT_EQ(Value("Tag"), "abcd");
+  provider->WriteGroup(subject.menu, {{"Count", "0"}, {"Fixed", "a"}});
+  EXPECT_EQ(Value("Count"), "0") << "the part that is read-only has its value already";
+  provider->Write({}, true, false);
+  EXPECT_THAT(provider->TakeWriteNotes(), IsEmpty());
+}
+
+class WriteContractTest : public ContractTest {};
+
+TEST_P(WriteContractTest, OneValueThatCannotBeKeepsTheWholeBatchOut) {
+  struct Row {
+    std::string path;
+    const char* value;
+    int code;
+  };
+  for (const Row& row : {Row{At("Nothing"), "1", ErrorManager::NoSuchNode},
+                         Row{At("Choice"), "on", ErrorManager::ValueRefused},
+                         Row{At("Choice"), "", ErrorManager::ValueRefused},
+                         Row{At("Count"), "15", ErrorManager::ValueRefused},
+                         Row{At("Count"), "7", ErrorManager::ValueRefused},
+                         Row{At("Count"), "5x", ErrorManager::ValueRefused},
+                         Row{At("Tag"), "abcde", ErrorManager::ValueRefused},
+                         Row{At("Tag"), "\xFF", ErrorManager::ValueRefused},
+                         Row{subject.menu, "x", ErrorManager::ValueRefused}}) {
+    std::string message;
+    try {
+      provider->Write({{row.path, row.value}, {At("Choice"), "On"}, {At("Tag"), "y"}}, true, false);
+    } catch (const ResultStatus& failure) {
+      EXPECT_EQ(failure.getval(), row.code) << row.path;
+      message = failure.message();
+    }
+    EXPECT_THAT(message, HasSubstr(row.path)) << row.value;
+    provider = Open();
+    EXPECT_EQ(Value("Choice") + Value("Tag"), "Offx") << row.path << "=" << row.value;
   }
 }
 
-TEST_P(ProviderContractTest, WhatIsWrittenIsRead) {
-  const auto value = [&](const std::string& path) {
-    NodeMap results;
-    provider->Read(path, results);
-    return results.at(path).values.front();
-  };
-  provider->Write({{"/BIOS/Main/A", "0"}, {"/BMC/LAN/FAILOVERMODE", "DISABLE"}}, false, false);
-  EXPECT_EQ(value("/BIOS/Main/A"), "0");
-  EXPECT_EQ(value("/BMC/LAN/FAILOVERMODE"), "DISABLE");
-  provider->WriteAuthorised({{"/BIOS/Main/Z", "new"}}, "");
-  EXPECT_EQ(value("/BIOS/Main/Z"), "new");
-  provider->WriteGroup("/BMC/LAN[1]", {{"IP", "192.0.2.2"}});
-  EXPECT_EQ(value("/BMC/LAN[1]/IP"), "192.0.2.2");
-  provider->Write({}, true, false);
-  EXPECT_EQ(provider->PlatformName(), "CONTRACT_PLATFORM");
+TEST_P(WriteContractTest, AReadOnlySettingIsRefusedAlone) {
+  EXPECT_EQ(CodeOf([&] {
+              provider->WriteAuthorised({{At("Fixed"), "b"}, {At("Tag"), "y"}}, "");
+            }),
+            ErrorManager::WritesRefused);
+  EXPECT_EQ(CodeOf([&] {
+              provider->WriteGroup(subject.menu, {{"Choice", "On"}, {"Fixed", "b"}});
+              provider->Write({}, true, false);  // at the latest
+            }),
+            ErrorManager::WritesRefused);
+  EXPECT_EQ(Value("Tag") + Value("Choice") + Value("Fixed"), "yOna");
+  for (int times = 0; times < 2; ++times) {
+    const std::vector<SDK::WriteNote> notes = provider->TakeWriteNotes();
+    ASSERT_EQ(notes.size(), times == 0 ? 2U : 0U);
+    for (const SDK::WriteNote& note : notes) {
+      EXPECT_EQ(note.path, At("Fixed"));
+      EXPECT_EQ(note.fate, SDK::WriteNote::Fate::Refused);
+      EXPECT_EQ(note.reason, "it is read-only");
+    }
+  }
+  provider->Write({}, true, false);  // it is said once
 }
 
-INSTANTIATE_TEST_SUITE_P(Providers, ProviderContractTest,
-                         ::testing::Values(Subject{"Fake", MakeFake},
-                                           Subject{"Machine", MakeMachine}),
-                         [](const auto& row) { return row.param.name; });
+TEST_P(WriteContractTest, WhereNoPasswordIsSetOnlyTheEmptyOneIsRight) {
+  const auto inTwo = [&](const std::string& password) {
+    provider->WriteGroup("/BIOS/AdminPw", {{"ADMIN_PW", password}, {"SETVALUE", password}});
+  };
+  const auto inOne = [&](const std::string& twice) {
+    provider->Write({{"/BIOS/AdminPw", twice}}, true, false);
+  };
+  inTwo("");
+  inOne("-");
+  EXPECT_EQ(CodeOf([&] { inTwo("x"); }), ErrorManager::PasswordRefused);
+  for (const char* twice : {"x-x", "x-y", "x", ""}) {
+    EXPECT_EQ(CodeOf([&] { inOne(twice); }), ErrorManager::PasswordRefused) << twice;
+  }
+  EXPECT_EQ(CodeOf([&] {
+              provider->WriteAuthorised({{At("Tag"), "y"}}, "x");
+            }),
+            ErrorManager::PasswordRefused);
+  EXPECT_EQ(Value("Tag"), "x");
+}
+
+TEST_P(WriteContractTest, ARefreshShowsWhatAnotherHasChanged) {
+  EXPECT_EQ(Value("Tag"), "x");
+  Open()->Write({{At("Tag"), "y"}}, true, false);
+  provider->Refresh();
+  EXPECT_EQ(Value("Tag"), "y");
+  provider->Write({{At("Tag"), "z"}}, true, false);
+  provider = Open();
+  EXPECT_EQ(Value("Tag"), "z");
+}
+
+std::vector<const Subject*> Subjects(bool withDoubles) {
+  std::vector<const Subject*> subjects = {&kMachine};
+  if (withDoubles) subjects.push_back(&kFake);
+#ifdef SAVERESTORE_HOST
+  subjects.push_back(&kHost);
+#endif
+  return subjects;
+}
+
+INSTANTIATE_TEST_SUITE_P(Providers, ReadContractTest, ::testing::ValuesIn(Subjects(true)),
+                         [](const auto& row) { return row.param->name; });
+INSTANTIATE_TEST_SUITE_P(Providers, WriteContractTest, ::testing::ValuesIn(Subjects(false)),
+                         [](const auto& row) { return row.param->name; });
+
+TEST(NodeTree, BelowANodeIsWhatFollowsASlashOrABracket) {
+  NodeMap tree;
+  for (const char* path : {"/BMC/LAN", "/BMC/LAN[1]", "/BMC/LAN[1]/IP", "/BMC/LAN/MODE",
+                           "/BMC/LANX", "/BMC/INFO/PRODUCT"}) {
+    tree[path] = {};
+  }
+  tree["/BMC/LAN"].values = {"/BMC/LAN[1]", "/BMC/LANX", "text"};
+  const auto paths = [&](const std::string& path) {
+    NodeMap results;
+    Query::ReadNodes(tree, path, results);
+    std::vector<std::string> found;
+    for (const auto& [key, node] : results) found.push_back(key);
+    return found;
+  };
+  EXPECT_THAT(paths("/BMC/LAN"),
+              ElementsAre("/BMC/LAN", "/BMC/LAN/MODE", "/BMC/LAN[1]", "/BMC/LAN[1]/IP"));
+  EXPECT_THAT(paths("/BMC/INFO"), ElementsAre("/BMC/INFO/PRODUCT"));
+  EXPECT_THAT(Query::ChildrenAmong(tree["/BMC/LAN"].values, "/BMC/LAN"),
+              ElementsAre("/BMC/LAN[1]"));
+}
 
 }  // namespace
 }  // namespace Test

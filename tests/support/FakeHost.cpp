@@ -1,5 +1,6 @@
 #include "support/FakeHost.h"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <utility>
@@ -34,6 +35,39 @@ std::string LittleEndian(std::uint32_t number, int bytes) {
 
 }  // namespace
 
+int FakeDriver::Write(const fs::path& file, std::string_view bytes) {
+  const std::string text(bytes.substr(0, bytes.find_first_of(std::string_view("\n\0", 2))));
+  if (file.filename() == "current_password") {
+    log.push_back("password=" + text);
+    return TakePassword(bytes.substr(0, bytes.find('\0')));
+  }
+  const bool isSetting = file.filename() == "current_value";
+  const std::string name =
+      isSetting ? file.parent_path().filename().string() : file.filename().string();
+  log.push_back(name + "=" + text);
+  if (const int error = isSetting ? TakeSetting(name) : 0; error != 0) return error;
+  if (errors.contains(name)) return errors.at(name);
+  if (!ignored.contains(name)) std::ofstream(file, std::ios::binary) << bytes;
+  return 0;
+}
+
+int FakeDriver::TakePassword(std::string_view bytes) {
+  if (errors.contains("password")) return errors.at("password");
+  if (!bytes.empty() && (bytes.size() < shortest || bytes.size() > longest)) return EINVAL;
+  held = bytes.substr(0, bytes.find('\n'));
+  return 0;
+}
+
+int FakeDriver::TakeSetting(const std::string& name) {
+  if (!password.empty() && held != password) {
+    ++wrongPasswords;
+    return wrongError;
+  }
+  if (isForgetful) held.clear();
+  if (after.contains(name) && std::ranges::find(log, after.at(name)) == log.end()) return EPERM;
+  return 0;
+}
+
 FakeHost::FakeHost(fs::path folder) : folder_(std::move(folder)) {
   fs::create_directories(folder_ / "sys");
 }
@@ -66,8 +100,9 @@ std::string FakeHost::Value(const std::string& driver, const std::string& name) 
   return text;
 }
 
-void FakeHost::SetPendingReboot(const std::string& driver, const std::string& text) {
-  Put(DriverFolder(driver) / "attributes/pending_reboot", text + "\n");
+void FakeHost::SetControl(const std::string& driver, const std::string& name,
+                          const std::string& text) {
+  Put(DriverFolder(driver) / "attributes" / name, text + "\n");
 }
 
 void FakeHost::SetAdmin(const std::string& driver, bool isEnabled) {

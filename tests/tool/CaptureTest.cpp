@@ -220,7 +220,8 @@ TEST_F(LocalTest, ACaptureIsSavedLikeTheMachineItself) {
   ExpectSameSaves("local", {"bios"}, Environment());
   const std::string text = ReadText(PathOf("t.ini"));
   EXPECT_THAT(text, HasSubstr("Quiet; Boot=Enabled\t"));
-  EXPECT_THAT(text, HasSubstr("[BIOS::BootOrder]\nDebian \\x3D GNU=1\nGrüße (Boot0001)=2\n"));
+  EXPECT_THAT(text,
+              HasSubstr("[BIOS::BootOrder]\nDebian \\x3D GNU=1\nGrüße=2\nGrüße (Boot0002)=3\n"));
 }
 
 TEST_F(LocalTest, APartThatTheTargetLacksIsRefused) {
@@ -240,7 +241,7 @@ TEST_F(LocalTest, AnEditedFileIsRestored) {
   ASSERT_EQ(Run("--target local save x.ini", Environment()).exitCode, 0);
   std::string text = ReadText(PathOf("x.ini"));
   text.replace(text.find("Quiet; Boot=Enabled"), 19, "Quiet; Boot=Disabled");
-  text.replace(text.find("(Boot0001)=2"), 12, "(Boot0001)=3");
+  text.replace(text.find("\nGrüße=2"), 10, "\nGrüße=3");
   text.replace(text.find("(Boot0002)=3"), 12, "(Boot0002)=2");
   WriteText(PathOf("x.ini"), text);
   const Outcome outcome =
@@ -250,6 +251,16 @@ TEST_F(LocalTest, AnEditedFileIsRestored) {
   EXPECT_EQ(host_.Value("board", "Quiet"), "Disabled");
   EXPECT_EQ(host_.Value("board", "Tag"), " rack 7 ");
   EXPECT_EQ(host_.Variable("BootOrder"), std::string("\7\0\0\0\0\0\2\0\1\0", 10));
+}
+
+TEST_F(LocalTest, BootEntriesOnAMachineWithoutAnyAreRefused) {
+  ASSERT_EQ(Run("--target local save x.ini", Environment()).exitCode, 0);
+  const std::string noEfi = "SAVERESTORE_SYSFS='" + host_.Sysfs().string() + "'";
+  const std::string restore = "--target local restore --yes --no-backup --skip-system-check ";
+  const Outcome refused = Run(restore + "x.ini", noEfi);
+  EXPECT_EQ(refused.exitCode, 65);
+  EXPECT_THAT(refused.err, HasSubstr("efivarfs is not mounted; --skip-boot-order"));
+  EXPECT_EQ(Run(restore + "--skip-boot-order x.ini", noEfi).exitCode, 0);
 }
 
 TEST_F(LocalTest, AUserWhoMayNotReadASettingGetsNoFile) {

@@ -138,7 +138,8 @@ INSTANTIATE_TEST_SUITE_P(
         WrongCall{"BadMode", "--target machine:x save --mode both x.ini", 64, "bios, bmc or all"},
         WrongCall{"BadExtension", "--target machine:x save x.txt", 64, ".ini"},
         WrongCall{"MissingMachine", "--target machine:no.json save x.ini", 66, "no.json"},
-        WrongCall{"MachineIsAFolder", "--target machine:. save x.ini", 65, "not a regular file"},
+        WrongCall{"MachineIsAFolder", "--target machine:. save x.ini", 65,
+                  "it is a directory, not a machine file"},
         WrongCall{"QuietAndVerbose", "-q -v targets", 64, "--verbose"}),
     [](const auto& row) { return row.param.name; });
 

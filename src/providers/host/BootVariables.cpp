@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -79,7 +80,7 @@ BootVariables::BootVariables(std::filesystem::path folder) : folder_(std::move(f
     entries_.push_back({number, {}});
     names.push_back({Description(number), VariableOf(number)});
   }
-  const std::vector<std::string> unique = UniqueNames(names);
+  const std::vector<std::string> unique = UniqueNames(names, Sharing::LowestKeepsLabel);
   for (std::size_t index = 0; index < unique.size(); ++index) entries_[index].name = unique[index];
 }
 
@@ -136,7 +137,20 @@ std::vector<std::uint16_t> BootVariables::OrderWith(const SDK::SettingMap& write
   return order;
 }
 
-std::vector<SDK::WriteNote> BootVariables::Write(const std::vector<std::uint16_t>& order) const {
+void BootVariables::CheckWritable() const {
+  const std::filesystem::path file = FileOf("BootOrder");
+  const bool isWritable = faccessat(AT_FDCWD, file.c_str(), W_OK, AT_EACCESS) == 0;
+  if (isWritable || (geteuid() == 0 && errno == EPERM)) return;  // root takes the lock off
+  if (errno == EROFS) {
+    ErrorManager::Raise(ErrorManager::NotPermitted, file.string(),
+                        "efivarfs is mounted read-only; remount it with \"mount -o remount,rw " +
+                            folder_.string() + "\"");
+  }
+  RaiseUnread(file, errno);
+}
+
+std::vector<SDK::WriteNote> BootVariables::Write(const std::vector<std::uint16_t>& order,
+                                                 const KernelWriter& write) const {
   using Fate = SDK::WriteNote::Fate;
   std::string bytes = attributes_;
   for (const std::uint16_t number : order) {
@@ -145,7 +159,8 @@ std::vector<SDK::WriteNote> BootVariables::Write(const std::vector<std::uint16_t
   }
   const std::filesystem::path file = FileOf("BootOrder");
   const Unlocked unlocked(file);
-  if (const int error = WriteBytes(file, bytes); error != 0) {
+  if (const int error = write(file, bytes); error != 0) {
+    if (IsDenied(error)) RaiseUnread(file, error);
     return {{"", Fate::Refused, Words(error)}};
   }
   if (ReadBytes(file).text != bytes) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "providers/host/KernelFile.h"
 #include "query/QueryProvider.h"
 
 namespace Host {
@@ -13,8 +14,9 @@ namespace Host {
 /// Manager"), which Linux shows as files in efivarfs: four bytes of attributes, then the data.
 ///
 /// "/BIOS/BootOrder[p]" is the entry at position p, its value the description of the load option.
-/// No two names are alike: where descriptions are, "(Boot0003)" stands behind them, so that each
-/// entry can be told apart. An entry whose load option is missing or broken keeps its place under
+/// No two names are alike: of entries with one description the one of the lowest number has it as
+/// its name, so that it keeps it when another comes, and with the others "(Boot0003)" stands behind
+/// it. An entry whose load option is missing or broken keeps its place under
 /// the name "Boot0003".
 class BootVariables {
  public:
@@ -32,9 +34,14 @@ class BootVariables {
   /// \throws ResultStatus  ValueRefused: no entry has that name, or one would stand twice.
   [[nodiscard]] std::vector<std::uint16_t> OrderWith(const SDK::SettingMap& writes) const;
 
+  /// \throws ResultStatus  NotPermitted: nobody, or not this user, may write the order.
+  void CheckWritable() const;
+
   /// Writes the whole order in one call, with the attributes that the variable had, and reads it
   /// back. \return what became of it when it is not done: a note without a path; else nothing
-  [[nodiscard]] std::vector<SDK::WriteNote> Write(const std::vector<std::uint16_t>& order) const;
+  /// \throws ResultStatus  NotPermitted.
+  [[nodiscard]] std::vector<SDK::WriteNote> Write(const std::vector<std::uint16_t>& order,
+                                                  const KernelWriter& write) const;
 
  private:
   struct Entry {

@@ -10,6 +10,7 @@
 #include "providers/host/FirmwareAttributes.h"
 #include "query/NodeTree.h"
 #include "query/PasswordRequest.h"
+#include "query/WriteNotes.h"
 
 namespace Host {
 namespace {
@@ -20,8 +21,11 @@ using Query::kPasswordPath;
 struct Changes {
   SDK::SettingMap settings;
   SDK::SettingMap bootOrder;
+  SDK::SettingMap facts;  ///< which nobody can change
 
-  [[nodiscard]] std::size_t Count() const { return settings.size() + bootOrder.size(); }
+  [[nodiscard]] std::size_t Count() const {
+    return settings.size() + bootOrder.size() + facts.size();
+  }
 };
 
 /// Sorts a batch, and refuses what cannot be written at all.
@@ -37,6 +41,7 @@ Changes ChangesIn(const SDK::SettingMap& batch, const NodeMap& tree,
     const std::vector<std::string>& values = node->second.values;
     if (!values.empty() && values.front() == value) continue;
     if (attributes.Has(path)) {
+      if (attributes.HasValue(path, value)) continue;
       attributes.Check(path, value);
       changes.settings.emplace(path, value);
     } else if (boot.Has(path)) {
@@ -44,22 +49,10 @@ Changes ChangesIn(const SDK::SettingMap& batch, const NodeMap& tree,
     } else if (!Query::ChildrenAmong(values, path).empty() || node->second.kind == NODE_MENU) {
       ErrorManager::Raise(ErrorManager::ValueRefused, path, value, "it holds other nodes");
     } else {
-      ErrorManager::Raise(ErrorManager::ReadOnlyNode, path, value);
+      changes.facts.emplace(path, value);
     }
   }
   return changes;
-}
-
-/// Raises WritesRefused when some of `notes`, on `count` writes, say so.
-void RaiseRefusals(const std::vector<SDK::WriteNote>& notes, std::size_t count) {
-  const auto isRefusal = [](const SDK::WriteNote& note) {
-    return note.fate != SDK::WriteNote::Fate::Pending;
-  };
-  const auto first = std::ranges::find_if(notes, isRefusal);
-  if (first == notes.end()) return;
-  ErrorManager::Raise(ErrorManager::WritesRefused,
-                      std::to_string(std::ranges::count_if(notes, isRefusal)),
-                      std::to_string(count), first->path, first->reason);
 }
 
 }  // namespace
@@ -92,6 +85,10 @@ NodeMap HostProvider::TreeOf(const FirmwareAttributes& attributes,
 void HostProvider::Read(const std::string& path, NodeMap& results) {
   if (!tree_) tree_ = TreeOf(Attributes(), BootVariables(roots_.efivarfs));
   Query::ReadNodes(*tree_, path, results);
+}
+
+void HostProvider::Refresh() {
+  tree_.reset();
 }
 
 void HostProvider::Write(const SDK::SettingMap& settings, bool /*isBios*/, bool /*reserved*/) {
@@ -135,10 +132,11 @@ std::vector<SDK::WriteNote> HostProvider::TakeWriteNotes() {
 }
 
 void HostProvider::CheckPassword(std::string_view password) const {
-  const bool isNeeded = Attributes().NeedsPassword();
-  if (password.empty() != isNeeded) return;
-  ErrorManager::Raise(ErrorManager::PasswordRefused,
-                      isNeeded ? "this machine asks for one" : "none is set on this machine");
+  std::string text(password);
+  const Common::WipeOnExit wipe(text);
+  if (const std::string objection = Attributes().PasswordObjection(text); !objection.empty()) {
+    ErrorManager::Raise(ErrorManager::PasswordRefused, objection);
+  }
 }
 
 void HostProvider::Apply(const SDK::SettingMap& settings, const std::string& password) {
@@ -147,24 +145,23 @@ void HostProvider::Apply(const SDK::SettingMap& settings, const std::string& pas
   const BootVariables boot(roots_.efivarfs);
   const Changes changes = ChangesIn(settings, TreeOf(attributes, boot), attributes, boot);
   const std::vector<std::uint16_t> order = boot.OrderWith(changes.bootOrder);
+  if (!changes.bootOrder.empty()) boot.CheckWritable();
   if (!changes.settings.empty() && password.empty()) CheckPassword(password);
 
-  std::vector<SDK::WriteNote> notes;
-  try {
-    attributes.Write(changes.settings, password, notes);
-  } catch (...) {
-    std::ranges::move(notes, std::back_inserter(notes_));
-    throw;
+  const std::size_t before = notes_.size();
+  for (const auto& [path, value] : changes.facts) {
+    notes_.push_back({path, SDK::WriteNote::Fate::Refused, "it is read-only"});
   }
+  attributes.Write(changes.settings, password, roots_.write, notes_);
   if (!changes.bootOrder.empty()) {
-    for (const SDK::WriteNote& note : boot.Write(order)) {
+    for (const SDK::WriteNote& note : boot.Write(order, roots_.write)) {
       for (const auto& [path, name] : changes.bootOrder) {
-        notes.push_back({path, note.fate, note.reason});
+        notes_.push_back({path, note.fate, note.reason});
       }
     }
   }
-  notes_.insert(notes_.end(), notes.begin(), notes.end());
-  RaiseRefusals(notes, changes.Count());
+  const auto ofBatch = notes_.begin() + static_cast<std::ptrdiff_t>(before);
+  Query::RaiseRefusals({ofBatch, notes_.end()}, changes.Count());
 }
 
 }  // namespace Host

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "providers/host/KernelFile.h"
 #include "query/QueryProvider.h"
 
 namespace Host {
@@ -17,6 +18,7 @@ class BootVariables;
 struct HostRoots {
   std::filesystem::path sysfs = "/sys";
   std::filesystem::path efivarfs = "/sys/firmware/efi/efivars";
+  KernelWriter write = WriteBytes;
 };
 
 /// The machine that this process runs on, as far as Linux knows its firmware. Mount it for "BIOS"
@@ -31,8 +33,9 @@ struct HostRoots {
 /// before the first write; then one refused setting does not stop the others.
 ///
 /// The kernel cannot check a password by itself. So a check refuses a password where none is set,
-/// and an empty one where one is; any other one passes, and shows with the first write, which the
-/// firmware denies if it is wrong. Nothing has been written then. A password from a check in the
+/// and an empty one where one is, and one that by its length cannot be the one; any other passes,
+/// and shows with the first write, which the firmware denies if it is wrong. Nothing has been
+/// written to that driver then. A password from a check in the
 /// form "password-password" is kept for the batch that follows, which brings none of its own.
 class HostProvider final : public SDK::QueryProvider {
  public:
@@ -40,6 +43,7 @@ class HostProvider final : public SDK::QueryProvider {
   ~HostProvider() override;
 
   void Read(const std::string& path, NodeMap& results) override;
+  void Refresh() override;
   void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override;
   void WriteAuthorised(const SDK::SettingMap& settings, const std::string& password) override;
   void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;

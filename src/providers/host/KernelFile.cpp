@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <system_error>
@@ -62,6 +63,19 @@ int WriteBytes(const std::filesystem::path& path, std::string_view bytes) {
   return ftruncate(file.Get(), written) == 0 || errno == EINVAL || errno == EPERM ? 0 : errno;
 }
 
+std::vector<std::filesystem::path> FoldersIn(const std::filesystem::path& folder) {
+  std::vector<std::filesystem::path> folders;
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    std::error_code unknown;
+    if (std::filesystem::is_directory(entry->path(), unknown)) folders.push_back(entry->path());
+  }
+  if (IsDenied(error.value())) RaiseUnread(folder, error.value());
+  std::ranges::sort(folders);
+  return folders;
+}
+
 std::string Words(int error) {
   return std::generic_category().message(error);
 }
@@ -71,8 +85,9 @@ bool IsDenied(int error) {
 }
 
 void RaiseUnread(const std::filesystem::path& path, int error) {
-  const int code = IsDenied(error) ? ErrorManager::NotPermitted : ErrorManager::BadAnswer;
-  ErrorManager::Raise(code, path.string(), Words(error));
+  if (!IsDenied(error)) ErrorManager::Raise(ErrorManager::BadAnswer, path.string(), Words(error));
+  const char* advice = geteuid() == 0 ? "" : "; only root may";
+  ErrorManager::Raise(ErrorManager::NotPermitted, path.string(), Words(error) + advice);
 }
 
 }  // namespace Host

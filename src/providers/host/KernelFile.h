@@ -1,8 +1,10 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// Files through which the kernel shows and takes values: sysfs and efivarfs. Such a file is read
 /// whole and written in one call, and the call's error is the firmware's answer.
@@ -28,13 +30,20 @@ struct KernelText {
 /// them, it is cut off. \return 0 or an errno
 [[nodiscard]] int WriteBytes(const std::filesystem::path& path, std::string_view bytes);
 
+/// `WriteBytes`, or what a rehearsal puts in its place.
+using KernelWriter = std::function<int(const std::filesystem::path& path, std::string_view bytes)>;
+
+/// The folders in `folder`, in byte order of their names. One that is missing has none.
+/// \throws ResultStatus  NotPermitted.
+[[nodiscard]] std::vector<std::filesystem::path> FoldersIn(const std::filesystem::path& folder);
+
 /// An errno in words.
 [[nodiscard]] std::string Words(int error);
 
 /// True for the errors with which the kernel keeps a user out.
 [[nodiscard]] bool IsDenied(int error);
 
-/// Raises what a failed read of `path` is: NotPermitted, or BadAnswer.
+/// Raises what a failed access to `path` is: NotPermitted, or BadAnswer.
 [[noreturn]] void RaiseUnread(const std::filesystem::path& path, int error);
 
 }  // namespace Host

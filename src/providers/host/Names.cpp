@@ -1,5 +1,6 @@
 #include "providers/host/Names.h"
 
+#include <algorithm>
 #include <map>
 #include <set>
 
@@ -63,20 +64,23 @@ std::string CleanName(std::string_view text) {
   return clean;
 }
 
-std::vector<std::string> UniqueNames(const std::vector<Named>& things) {
+std::vector<std::string> UniqueNames(const std::vector<Named>& things, Sharing sharing) {
   const auto nameOf = [](const Named& thing) {
     return thing.label.empty() ? thing.own : thing.label;
   };
-  std::map<std::string, int> uses;
-  for (const Named& thing : things) ++uses[nameOf(thing)];
+  std::map<std::string, std::vector<const Named*>> users;
+  for (const Named& thing : things) users[nameOf(thing)].push_back(&thing);
+  std::set<const Named*> keepers;
   std::set<std::string> taken;
-  for (const auto& [name, count] : uses) {
-    if (count == 1) taken.insert(name);
+  for (const auto& [name, sharers] : users) {
+    if (sharers.size() > 1 && sharing == Sharing::AllAreTold) continue;
+    keepers.insert(*std::ranges::min_element(sharers, {}, &Named::own));
+    taken.insert(name);
   }
   std::vector<std::string> names;
   for (const Named& thing : things) {
     std::string name = nameOf(thing);
-    if (uses.at(name) > 1) {
+    if (!keepers.contains(&thing)) {
       do {
         name += " (" + thing.own + ")";
       } while (!taken.insert(name).second);

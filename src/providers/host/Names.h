@@ -20,8 +20,12 @@ struct Named {
   std::string own;
 };
 
-/// One name for each of `things`, no two alike: its label, or its own name when it has none. Things
-/// that share a label all get their own name behind it, "Label (own)".
-[[nodiscard]] std::vector<std::string> UniqueNames(const std::vector<Named>& things);
+/// What becomes of a label that several things share: they all get their own name behind it,
+/// "Label (own)", or all but the one whose own name comes first.
+enum class Sharing { AllAreTold, LowestKeepsLabel };
+
+/// One name for each of `things`, no two alike: its label, or its own name when it has none.
+[[nodiscard]] std::vector<std::string> UniqueNames(const std::vector<Named>& things,
+                                                   Sharing sharing = Sharing::AllAreTold);
 
 }  // namespace Host

@@ -1,18 +1,7 @@
-// The machine file on disk: finding, reading, rendering and replacing it.
+// The JSON text of a machine.
 #include "providers/machine/MachineFile.h"
 
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
-#include <system_error>
-#include <utility>
-
-#include "common/AtomicFile.h"
-#include "common/ErrorManager.h"
 
 namespace Machine {
 namespace {
@@ -37,8 +26,33 @@ std::string Render(const Limits& limits) {
   return "[" + std::to_string(limits.low) + ", " + std::to_string(limits.high) + "]";
 }
 
+Query::Limits LimitsOf(const Constraint& constraint) {
+  Query::Limits limits;
+  limits.isReadOnly = !constraint.writable;
+  if (constraint.range) limits.form = Query::Limits::Form::Whole;
+  limits.range = constraint.range;
+  limits.length = constraint.length;
+  return limits;
+}
+
+/// A range is one of whole numbers unless the form says otherwise.
+std::string FormOf(const Query::Limits& limits) {
+  using Form = Query::Limits::Form;
+  if (limits.form == Form::Number) return "number";
+  return limits.form == Form::Whole && !limits.range ? "whole" : "";
+}
+
+void AddLimits(const Query::Limits& limits, Members& members) {
+  if (limits.isReadOnly) members.Add("writable", "false");
+  if (const std::string form = FormOf(limits); !form.empty()) members.Add("form", Quoted(form));
+  if (limits.range) members.Add("range", Render(*limits.range));
+  if (limits.increment != 0) members.Add("step", std::to_string(limits.increment));
+  if (limits.length) members.Add("length", Render(*limits.length));
+  if (!limits.pattern.empty()) members.Add("pattern", Quoted(limits.pattern));
+}
+
 /// A node without the members that have their default value.
-std::string Render(const _XNode& node, const Constraint& constraint) {
+std::string Render(const _XNode& node, const Query::Limits& limits) {
   Members members;
   if (node.kind != NODE_SETTING) members.Add("kind", std::to_string(node.kind));
   if (!node.values.empty()) {
@@ -53,28 +67,8 @@ std::string Render(const _XNode& node, const Constraint& constraint) {
   }
   if (node.flag) members.Add("flag", "true");
   if (!node.remark.empty()) members.Add("remark", Quoted(node.remark));
-  if (!constraint.writable) members.Add("writable", "false");
-  if (constraint.range) members.Add("range", Render(*constraint.range));
-  if (constraint.length) members.Add("length", Render(*constraint.length));
+  AddLimits(limits, members);
   return members.Object();
-}
-
-std::string ReadText(const std::string& path) {
-  std::error_code error;
-  const auto type = std::filesystem::status(path, error).type();
-  if (type == std::filesystem::file_type::not_found) {
-    ErrorManager::Raise(ErrorManager::TargetMissing, path);
-  }
-  if (!error && type != std::filesystem::file_type::regular) {
-    ErrorManager::Raise(ErrorManager::TargetMalformed, path, "0", "it is not a regular file");
-  }
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (file) text << file.rdbuf();
-  if (!file || !text) {
-    ErrorManager::Raise(ErrorManager::NotPermitted, path, std::generic_category().message(errno));
-  }
-  return std::move(text).str();
 }
 
 }  // namespace
@@ -89,10 +83,11 @@ std::string RenderMachine(const MachineImage& machine) {
   const char* separator = "\n";
   for (const auto& [path, node] : machine.nodes) {
     const auto constraint = machine.constraints.find(path);
+    const bool isElsewhere =
+        node.limits == Query::Limits{} && constraint != machine.constraints.end();
     text += separator;
     text += "    " + Quoted(path) + ": ";
-    text +=
-        Render(node, constraint == machine.constraints.end() ? Constraint{} : constraint->second);
+    text += Render(node, isElsewhere ? LimitsOf(constraint->second) : node.limits);
     separator = ",\n";
   }
   return text + "\n  }\n}\n";
@@ -105,23 +100,6 @@ bool IsRenderable(const std::string& text) {
   } catch (const nlohmann::json::type_error&) {
     return false;
   }
-}
-
-MachineImage LoadMachine(const std::string& path) {
-  try {
-    return ParseMachine(ReadText(path));
-  } catch (const MalformedMachine& fault) {
-    ErrorManager::Raise(ErrorManager::TargetMalformed, path, std::to_string(fault.line),
-                        fault.what());
-  }
-}
-
-void StoreMachine(const MachineImage& machine, const std::string& path) {
-  Common::AtomicFile file(path);
-  file.Write(RenderMachine(machine));
-  struct stat facts = {};
-  if (stat(path.c_str(), &facts) == 0) file.SetMode(facts.st_mode);
-  file.Commit(Common::AtomicFile::Existing::Replace);
 }
 
 }  // namespace Machine

@@ -21,21 +21,19 @@
 ///         "/BIOS/Main/Quiet Boot": {"values": ["1"], "options": {"0": "Off", "1": "On"}},
 ///         ...
 ///
-/// "adminPassword" may be missing; of a node's members all may be missing.
+/// "adminPassword" may be missing; of a node's members all may be missing. What a setting takes
+/// beyond its options are the members "writable", "form" ("whole" or "number"; a "range" without it
+/// is one of whole numbers), "range" and "length" ([low, high]), "step" and "pattern".
 namespace Machine {
 
 /// An inclusive range.
-struct Limits {
-  std::int64_t low;
-  std::int64_t high;
-  bool operator==(const Limits&) const = default;
-};
+using Limits = Query::Range;
 
-/// What a setting accepts beyond its list of options.
+/// What a setting accepts, in the terms of those who make machines by hand.
 struct Constraint {
-  bool writable = true;          ///< "writable"
-  std::optional<Limits> range;   ///< "range": [low, high], of a decimal number
-  std::optional<Limits> length;  ///< "length": [low, high], in bytes
+  bool writable = true;
+  std::optional<Limits> range;   ///< of a whole number
+  std::optional<Limits> length;  ///< in characters
   bool operator==(const Constraint&) const = default;
 };
 
@@ -44,7 +42,7 @@ struct MachineImage {
   std::string platform;
   std::string adminPassword;  ///< empty: none is set
   NodeMap nodes;
-  std::map<std::string, Constraint> constraints;  ///< of those nodes that have one
+  std::map<std::string, Constraint> constraints;  ///< for nodes without limits of their own
 };
 
 /// Why a text is no machine file.
@@ -55,8 +53,8 @@ class MalformedMachine : public std::runtime_error {
   std::size_t line;  ///< 1-based
 };
 
-/// Reads a machine from its JSON text. Anything that the form does not know is refused, so that a
-/// misspelt member is not overlooked. \throws MalformedMachine
+/// Reads a machine from its JSON text. Anything that the form does not know, or that stands twice,
+/// is refused, so that a misspelt member is not overlooked. \throws MalformedMachine
 [[nodiscard]] MachineImage ParseMachine(std::string_view text);
 
 /// The JSON text of a machine: one line for each node, in byte order of the paths, so that a
@@ -70,7 +68,8 @@ class MalformedMachine : public std::runtime_error {
 /// \throws ResultStatus  TargetMissing, NotPermitted, or TargetMalformed with line and reason.
 [[nodiscard]] MachineImage LoadMachine(const std::string& path);
 
-/// Writes the machine file at `path` whole or not at all; an existing file keeps its permissions.
+/// Writes the machine file at `path` whole or not at all; an existing file keeps its permissions,
+/// and a symbolic link stays one.
 /// \throws ResultStatus  WriteFailed, NotPermitted.
 void StoreMachine(const MachineImage& machine, const std::string& path);
 

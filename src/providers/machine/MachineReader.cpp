@@ -40,22 +40,57 @@ class CountingIterator {
 };
 
 /// Where in the form the reader stands.
-enum class Place { Start, Top, Nodes, Node, Values, Options, Range, Length, End };
+enum class Place { Start, Top, Nodes, Node, Values, Options, Range, Length };
 
-/// A member that opens an object or a list: where it stands, its name, and where it leads.
-struct Opening {
-  Place from;
-  std::string_view member;
-  bool isObject;
-  Place to;
+/// What a JSON value is.
+enum class Value { Text, Number, Boolean, List, Object, Other };
+
+/// The names of those kinds, for people.
+constexpr auto kValueWords =
+    std::to_array<const char*>({"a text", "a number", "true or false", "a list", "an object"});
+
+enum class Name {
+  Format,
+  Platform,
+  AdminPassword,
+  Nodes,
+  Kind,
+  Values,
+  Options,
+  Flag,
+  Remark,
+  Writable,
+  Form,
+  Range,
+  Step,
+  Length,
+  Pattern,
 };
-constexpr auto kOpenings = std::to_array<Opening>({
-    {Place::Start, "", true, Place::Top},
-    {Place::Top, "nodes", true, Place::Nodes},
-    {Place::Node, "values", false, Place::Values},
-    {Place::Node, "options", true, Place::Options},
-    {Place::Node, "range", false, Place::Range},
-    {Place::Node, "length", false, Place::Length},
+
+/// A member: where it stands, what it holds, and where a list or an object of it leads.
+struct Member {
+  Name name;
+  std::string_view text;
+  Place place;
+  Value holds;
+  Place to = Place::Start;
+};
+constexpr auto kMembers = std::to_array<Member>({
+    {Name::Format, "format", Place::Top, Value::Text},
+    {Name::Platform, "platform", Place::Top, Value::Text},
+    {Name::AdminPassword, "adminPassword", Place::Top, Value::Text},
+    {Name::Nodes, "nodes", Place::Top, Value::Object, Place::Nodes},
+    {Name::Kind, "kind", Place::Node, Value::Number},
+    {Name::Values, "values", Place::Node, Value::List, Place::Values},
+    {Name::Options, "options", Place::Node, Value::Object, Place::Options},
+    {Name::Flag, "flag", Place::Node, Value::Boolean},
+    {Name::Remark, "remark", Place::Node, Value::Text},
+    {Name::Writable, "writable", Place::Node, Value::Boolean},
+    {Name::Form, "form", Place::Node, Value::Text},
+    {Name::Range, "range", Place::Node, Value::List, Place::Range},
+    {Name::Step, "step", Place::Node, Value::Number},
+    {Name::Length, "length", Place::Node, Value::List, Place::Length},
+    {Name::Pattern, "pattern", Place::Node, Value::Text},
 });
 
 class Reader final : public nlohmann::json_sax<json> {
@@ -63,24 +98,23 @@ class Reader final : public nlohmann::json_sax<json> {
   explicit Reader(const std::size_t& line) : line_(line) {}
 
   MachineImage Take() {
-    if (!formatSeen_) Refuse("\"format\" is missing");
-    if (!nodesSeen_) Refuse("\"nodes\" is missing");
+    if (!HasSeen(Name::Format)) Refuse("\"format\" is missing");
+    if (!HasSeen(Name::Nodes)) Refuse("\"nodes\" is missing");
     return std::move(machine_);
   }
 
-  bool null() override { return Unexpected("null"); }
+  bool null() override { return Expect(Value::Other, "null"); }
   bool number_float(number_float_t /*value*/, const string_t& /*text*/) override {
-    return Unexpected("a fraction");
+    return Expect(Value::Other, "a fraction");
   }
-  bool binary(binary_t& /*value*/) override { return Unexpected("binary data"); }
+  bool binary(binary_t& /*value*/) override { return Expect(Value::Other, "binary data"); }
 
   bool boolean(bool value) override {
-    if (place_ == Place::Node && member_ == "flag") {
+    Expect(Value::Boolean);
+    if (member_->name == Name::Flag) {
       node_->flag = value;
-    } else if (place_ == Place::Node && member_ == "writable") {
-      constraint_.writable = value;
     } else {
-      return Unexpected("true or false");
+      node_->limits.isReadOnly = !value;
     }
     return true;
   }
@@ -91,35 +125,32 @@ class Reader final : public nlohmann::json_sax<json> {
   }
 
   bool number_integer(number_integer_t value) override {
-    if (place_ == Place::Range || place_ == Place::Length) {
+    Expect(Value::Number);
+    if (place_ != Place::Node) {
       numbers_.push_back(value);
-    } else if (place_ == Place::Node && member_ == "kind") {
-      if (value < 0 || value > INT32_MAX)
-        Refuse("\"kind\" must be 0 for a setting or 1 for a menu");
+    } else if (member_->name == Name::Kind) {
+      if (value != NODE_SETTING && value != NODE_MENU) {
+        RefuseMember("must be 0 for a setting or 1 for a menu");
+      }
       node_->kind = static_cast<int>(value);
     } else {
-      return Unexpected("a number");
+      if (value < 1) RefuseMember("must be 1 or more");
+      node_->limits.increment = value;
     }
     return true;
   }
 
   bool string(string_t& value) override {
+    Expect(Value::Text);
     if (value.find('\0') != std::string::npos) Refuse("a text holds a NUL character");
     if (place_ == Place::Values) {
       node_->values.push_back(std::move(value));
     } else if (place_ == Place::Options) {
-      node_->options.insert_or_assign(member_, std::move(value));
-    } else if (place_ == Place::Node && member_ == "remark") {
-      node_->remark = std::move(value);
-    } else if (place_ == Place::Top && member_ == "format") {
-      if (value != kFormat) Refuse("\"format\" must be \"" + std::string(kFormat) + "\"");
-      formatSeen_ = true;
-    } else if (place_ == Place::Top && member_ == "platform") {
-      machine_.platform = std::move(value);
-    } else if (place_ == Place::Top && member_ == "adminPassword") {
-      machine_.adminPassword = std::move(value);
+      if (!node_->options.emplace(option_, std::move(value)).second) {
+        RefuseMember("has \"" + option_ + "\" twice");
+      }
     } else {
-      return Unexpected("a text");
+      SetText(value);
     }
     return true;
   }
@@ -128,43 +159,41 @@ class Reader final : public nlohmann::json_sax<json> {
     if (name.find('\0') != std::string::npos) Refuse("a name holds a NUL character");
     if (place_ == Place::Nodes) {
       BeginNode(name);
+    } else if (place_ == Place::Options) {
+      option_ = std::move(name);
     } else {
-      member_ = std::move(name);
+      BeginMember(name);
     }
     return true;
   }
 
   bool start_object(std::size_t /*size*/) override {
-    if (place_ == Place::Nodes) {
+    if (place_ == Place::Start) {
+      place_ = Place::Top;
+    } else if (place_ == Place::Nodes) {
       place_ = Place::Node;
-      return true;
-    }
-    return Open(true);
-  }
-
-  bool start_array(std::size_t /*size*/) override { return Open(false); }
-
-  bool end_object() override {
-    switch (place_) {
-      case Place::Top:
-        place_ = Place::End;
-        break;
-      case Place::Nodes:
-        place_ = Place::Top;
-        break;
-      case Place::Node:
-        EndNode();
-        place_ = Place::Nodes;
-        break;
-      default:
-        place_ = Place::Node;  // from "options"
+    } else {
+      Open(Value::Object);
     }
     return true;
   }
 
+  bool start_array(std::size_t /*size*/) override {
+    Open(Value::List);
+    return true;
+  }
+
+  bool end_object() override {
+    if (place_ == Place::Node) EndNode();
+    place_ = place_ == Place::Node      ? Place::Nodes
+             : place_ == Place::Options ? Place::Node
+                                        : Place::Top;
+    return true;
+  }
+
   bool end_array() override {
-    if (place_ == Place::Range) constraint_.range = TakeLimits();
-    if (place_ == Place::Length) constraint_.length = TakeLimits();
+    if (place_ == Place::Range) node_->limits.range = TakeRange();
+    if (place_ == Place::Length) node_->limits.length = TakeRange();
     place_ = Place::Node;
     return true;
   }
@@ -182,29 +211,70 @@ class Reader final : public nlohmann::json_sax<json> {
     throw MalformedMachine(line_, reason);
   }
 
-  [[noreturn]] bool Unexpected(const std::string& what) const {
-    switch (place_) {
-      case Place::Start:
-        Refuse("a machine file is one JSON object");
-      case Place::Nodes:
-        Refuse("the node " + path_ + " must be an object");
-      case Place::Top:
-        Refuse("\"" + member_ + "\" is unknown here or cannot be " + what);
-      default:
-        Refuse("node " + path_ + ": \"" + member_ + "\" is unknown here or cannot be " + what);
-    }
+  /// The place of a member in front of what is said of it.
+  [[nodiscard]] std::string Where() const {
+    return place_ == Place::Top ? "" : "node " + path_ + ": ";
   }
 
-  bool Open(bool isObject) {
-    const auto* opening = std::ranges::find_if(kOpenings, [&](const Opening& candidate) {
-      return candidate.from == place_ && candidate.isObject == isObject &&
-             (place_ == Place::Start || candidate.member == member_);
-    });
-    if (opening == kOpenings.end()) return Unexpected(isObject ? "an object" : "a list");
-    place_ = opening->to;
-    if (place_ == Place::Nodes) nodesSeen_ = true;
+  [[noreturn]] void RefuseMember(const std::string& reason) const {
+    Refuse(Where() + "\"" + std::string(member_->text) + "\" " + reason);
+  }
+
+  /// Refuses a value of the kind `value`, or of that `word`, where the form has another.
+  bool Expect(Value value, const char* word = nullptr) const {
+    if (place_ == Place::Start) Refuse("a machine file is one JSON object");
+    if (place_ == Place::Nodes) Refuse("the node " + path_ + " must be an object");
+    Value wanted = member_->holds;
+    if (place_ == Place::Values || place_ == Place::Options) wanted = Value::Text;
+    if (place_ == Place::Range || place_ == Place::Length) wanted = Value::Number;
+    if (value == wanted) return true;
+    const bool isWithin = place_ != Place::Top && place_ != Place::Node;
+    RefuseMember(std::string(isWithin ? "holds " : "is ") +
+                 (word != nullptr ? word : kValueWords.at(static_cast<std::size_t>(value))) +
+                 " instead of " + kValueWords.at(static_cast<std::size_t>(wanted)));
+  }
+
+  void Open(Value value) {
+    Expect(value);
+    place_ = member_->to;
     numbers_.clear();
-    return true;
+  }
+
+  [[nodiscard]] bool HasSeen(Name name) const {
+    return (seen_ & (1U << static_cast<unsigned>(name))) != 0;
+  }
+
+  void BeginMember(const std::string& name) {
+    member_ = std::ranges::find_if(kMembers, [&](const Member& candidate) {
+      return candidate.place == place_ && candidate.text == name;
+    });
+    if (member_ == kMembers.end()) Refuse(Where() + "\"" + name + "\" is unknown");
+    if (HasSeen(member_->name)) RefuseMember("stands twice");
+    seen_ |= 1U << static_cast<unsigned>(member_->name);
+  }
+
+  void SetText(std::string& value) {
+    switch (member_->name) {
+      case Name::Format:
+        if (value != kFormat) RefuseMember("must be \"" + std::string(kFormat) + "\"");
+        break;
+      case Name::Platform:
+        machine_.platform = std::move(value);
+        break;
+      case Name::AdminPassword:
+        machine_.adminPassword = std::move(value);
+        break;
+      case Name::Remark:
+        node_->remark = std::move(value);
+        break;
+      case Name::Pattern:
+        node_->limits.pattern = std::move(value);
+        break;
+      default:
+        if (value != "whole" && value != "number") RefuseMember("must be \"whole\" or \"number\"");
+        node_->limits.form =
+            value == "whole" ? Query::Limits::Form::Whole : Query::Limits::Form::Number;
+    }
   }
 
   void BeginNode(const std::string& path) {
@@ -213,16 +283,21 @@ class Reader final : public nlohmann::json_sax<json> {
     const auto [node, isNew] = machine_.nodes.try_emplace(path);
     if (!isNew) Refuse("the node " + path + " stands twice");
     node_ = &node->second;
-    constraint_ = {};
+    for (const Member& member : kMembers) {
+      if (member.place == Place::Node) seen_ &= ~(1U << static_cast<unsigned>(member.name));
+    }
   }
 
   void EndNode() {
-    if (constraint_ != Constraint{}) machine_.constraints.emplace(path_, constraint_);
+    Query::Limits& limits = node_->limits;
+    if (limits.range && !HasSeen(Name::Form)) limits.form = Query::Limits::Form::Whole;
+    const Constraint constraint{!limits.isReadOnly, limits.range, limits.length};
+    if (constraint != Constraint{}) machine_.constraints.emplace(path_, constraint);
   }
 
-  Limits TakeLimits() {
+  Query::Range TakeRange() {
     if (numbers_.size() != 2 || numbers_[0] > numbers_[1]) {
-      Refuse("node " + path_ + ": \"" + member_ + "\" must be a list of two numbers, low and high");
+      RefuseMember("must be a list of two numbers, low and high");
     }
     return {numbers_[0], numbers_[1]};
   }
@@ -230,13 +305,12 @@ class Reader final : public nlohmann::json_sax<json> {
   const std::size_t& line_;
   MachineImage machine_;
   Place place_ = Place::Start;
-  std::string member_;      // the name before the value that comes next
-  std::string path_;        // of the node that is being read
-  _XNode* node_ = nullptr;  // that node
-  Constraint constraint_;   // and its constraint
+  const Member* member_ = nullptr;  // before the value that comes next
+  unsigned seen_ = 0;               // a bit for each member at the top and of the node being read
+  std::string option_;              // the name before an option's text
+  std::string path_;                // of the node that is being read
+  _XNode* node_ = nullptr;          // that node
   std::vector<std::int64_t> numbers_;
-  bool formatSeen_ = false;
-  bool nodesSeen_ = false;
 };
 
 }  // namespace

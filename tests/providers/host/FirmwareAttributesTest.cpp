@@ -1,26 +1,20 @@
 // Firmware attributes as settings: what is read, what is refused, what becomes of each write.
-#include "providers/host/FirmwareAttributes.h"
-
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <poll.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <nlohmann/json.hpp>
-#include <thread>
 
 #include "HostTest.h"
-#include "common/Descriptor.h"
 
 namespace Test {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::Pair;
+using ::testing::StartsWith;
 
 /// One attribute of each type, as different drivers show them.
 class FirmwareAttributesTest : public HostTest {
@@ -29,61 +23,41 @@ class FirmwareAttributesTest : public HostTest {
     SetEnumeration("Quiet", "Enabled", "Disabled;Enabled;");
     SetEnumeration("Comma", "One", "One,Two, Three");
     SetEnumeration("Mixed", "a, b", "a, b;c");
-    host.SetAttribute(kDriver, "Count",
-                      {{"type", "integer"},
-                       {"current_value", "4"},
-                       {"min_value", "-2"},
-                       {"max_value", "10"},
-                       {"scalar_increment", "3"}});
-    host.SetAttribute(
-        kDriver, "Tag",
-        {{"type", "string"}, {"current_value", "x"}, {"min_length", "0"}, {"max_length", "3"}});
-    host.SetPendingReboot(kDriver, "0");
-  }
-
-  [[nodiscard]] static std::string At(const std::string& name) {
-    return std::string(kMenu) + "/" + name;
+    Set("Tag", "x", {{"type", "string"}, {"min_length", "0"}, {"max_length", "3"}});
+    host.SetControl(kDriver, "pending_reboot", "0");
   }
 };
 
 TEST_F(FirmwareAttributesTest, EachDriverIsAMenuOfSettingsWithTheirChoices) {
   host.SetAttribute("other", "Lone", {{"current_value", "v"}});
   std::filesystem::create_directories(host.DriverFolder("silent") / "attributes");
+  for (const char* control : {"reset_bios", "save_settings", "debug_cmd"}) Set(control, "single");
   const NodeMap nodes = Read("/BIOS");
   EXPECT_THAT(nodes.at("/BIOS").values, ElementsAre("/BIOS/Advanced"));
   EXPECT_THAT(nodes.at("/BIOS/Advanced").values, ElementsAre(kMenu, "/BIOS/Advanced/other"));
   EXPECT_THAT(nodes.at(kMenu).values,
-              ElementsAre(At("Comma"), At("Count"), At("Mixed"), At("Quiet"), At("Tag")));
+              ElementsAre(At("Comma"), At("Mixed"), At("Quiet"), At("Tag")));
   for (const char* menu : {"/BIOS", "/BIOS/Advanced", kMenu}) EXPECT_EQ(nodes.at(menu).kind, 1);
   EXPECT_THAT(nodes.at(At("Comma")).options,
               ElementsAre(Pair("One", "One"), Pair("Three", "Three"), Pair("Two", "Two")));
   EXPECT_THAT(nodes.at(At("Mixed")).options, ElementsAre(Pair("a, b", "a, b"), Pair("c", "c")));
-  EXPECT_THAT(nodes.at(At("Quiet")).options,
-              ElementsAre(Pair("Disabled", "Disabled"), Pair("Enabled", "Enabled")));
   EXPECT_EQ(Value(At("Quiet")), "Enabled");
   EXPECT_EQ(Value("/BIOS/Advanced/other/Lone"), "v");
 }
 
-TEST_F(FirmwareAttributesTest, ControlsOfTheDriverAreNoSettings) {
-  host.SetAttribute(kDriver, "reset_bios", {{"current_value", "builtinsafe"}});
-  host.SetAttribute(kDriver, "save_settings", {{"current_value", "single"}});
-  EXPECT_EQ(Read(kMenu).size(), 6U);
-}
-
 TEST_F(FirmwareAttributesTest, DisplayNamesBecomePathsThatAreToldApart) {
-  host.SetAttribute(kDriver, "One", {{"current_value", "1"}, {"display_name", "I/O  Port"}});
-  host.SetAttribute(kDriver, "Two", {{"current_value", "2"}, {"display_name", "Same"}});
-  host.SetAttribute(kDriver, "Three", {{"current_value", "3"}, {"display_name", "Same"}});
+  Set("One", "1", {{"display_name", "I/O  Port"}});
+  Set("Two", "2", {{"display_name", "Same"}});
+  Set("Three", "3", {{"display_name", "Same"}});
   EXPECT_EQ(Value(At("I%2FO Port")), "1");
   EXPECT_EQ(Value(At("Same (Two)")), "2");
-  EXPECT_EQ(Value(At("Same (Three)")), "3");
-  provider->WriteAuthorised({{At("Same (Three)"), "new"}}, "");
+  EXPECT_EQ(Write({{"Same (Three)", "new"}}), "0");
   EXPECT_EQ(host.Value(kDriver, "Three"), "new");
   EXPECT_EQ(host.Value(kDriver, "Two"), "2");
 }
 
 TEST_F(FirmwareAttributesTest, AValueThatCannotBeToldIsLeftOutOfSaves) {
-  host.SetAttribute(kDriver, "Latin", {{"current_value", "\xE4"}});
+  Set("Latin", "\xE4");
   host.SetValueDevice(kDriver, "Endless", "/dev/zero");
   host.SetAttribute(kDriver, "Valueless", {{"type", "string"}});
   for (const char* name : {"Latin", "Endless", "Valueless"}) {
@@ -93,273 +67,294 @@ TEST_F(FirmwareAttributesTest, AValueThatCannotBeToldIsLeftOutOfSaves) {
   }
 }
 
-struct Refusal {
-  const char* name;
-  const char* path;
-  const char* value;
-  int code;
-  const char* reason;
-};
-
-class RefusalTest : public FirmwareAttributesTest, public ::testing::WithParamInterface<Refusal> {};
-
-TEST_P(RefusalTest, OneValueThatCannotBeStopsTheBatchBeforeTheFirstWrite) {
-  SDK::SettingMap batch{{At("Comma"), "Two"}, {GetParam().path, GetParam().value}};
-  std::string message;
-  try {
-    provider->WriteAuthorised(batch, "");
-  } catch (const ResultStatus& failure) {
-    EXPECT_EQ(failure.getval(), GetParam().code);
-    message = failure.message();
+TEST_F(FirmwareAttributesTest, LimitsAreReadInTheWordsOfEveryDriver) {
+  struct Row {
+    std::map<std::string, std::string> files;
+    const char* words;
+  };
+  const Row rows[] = {
+      {{{"type", "integer"}, {"min_value", "-2"}, {"max_value", "10"}, {"scalar_increment", "3"}},
+       "-2 to 10 in steps of 3"},
+      {{{"type", "integer"}, {"lower_bound", "1"}, {"upper_bound", "9"}}, "1 to 9"},
+      {{{"min_value", "1"}, {"scalar_increment", "1"}}, "at least 1"},
+      {{{"type", "integer"}, {"min_value", "5"}, {"max_value", "1"}}, ""},
+      {{{"type", "integer"}, {"min_value", "none"}, {"scalar_increment", "-4"}}, ""},
+      {{{"type", "string"}, {"min_length", "1"}, {"max_length", "8"}}, "1 to 8 characters"},
+      {{{"type", "string"}, {"min_length", "0"}, {"max_length", "0"}}, ""},
+      {{{"type", "string"}, {"min_value", "7"}}, ""},
+  };
+  for (const Row& row : rows) {
+    std::filesystem::remove_all(host.DriverFolder(kDriver));
+    Set("Item", "5", row.files);
+    provider->Refresh();
+    EXPECT_EQ(Query::Describe(Read(At("Item")).at(At("Item")).limits), row.words);
   }
-  EXPECT_THAT(message, HasSubstr(GetParam().path));
-  EXPECT_THAT(message, HasSubstr(GetParam().reason));
-  EXPECT_EQ(host.Value(kDriver, "Comma"), "One");
+  Set("Wide", "x", {{"type", "string"}, {"max_length", "3"}});
+  EXPECT_THAT(Write({{"Wide", "äö"}}), HasSubstr("at most 3 bytes")) << "the kernel counts them";
 }
 
-constexpr const char* kBounds = "a number, at least -2, at most 10, in steps of 3";
-constexpr const char* kLength = "at least 0, at most 3";
-INSTANTIATE_TEST_SUITE_P(
-    Values, RefusalTest,
-    ::testing::Values(
-        Refusal{"Unknown", "/BIOS/Advanced/board/None", "1", ErrorManager::NoSuchNode, ""},
-        Refusal{"NoOption", "/BIOS/Advanced/board/Quiet", "enabled", ErrorManager::ValueRefused,
-                "not among the options"},
-        Refusal{"EmptyOption", "/BIOS/Advanced/board/Quiet", "", ErrorManager::ValueRefused,
-                "not among the options"},
-        Refusal{"NoNumber", "/BIOS/Advanced/board/Count", "7x", ErrorManager::ValueRefused,
-                kBounds},
-        Refusal{"TooSmall", "/BIOS/Advanced/board/Count", "-5", ErrorManager::ValueRefused,
-                kBounds},
-        Refusal{"TooLarge", "/BIOS/Advanced/board/Count", "13", ErrorManager::ValueRefused,
-                kBounds},
-        Refusal{"OffStep", "/BIOS/Advanced/board/Count", "8", ErrorManager::ValueRefused, kBounds},
-        Refusal{"TooLong", "/BIOS/Advanced/board/Tag", "abcd", ErrorManager::ValueRefused, kLength},
-        Refusal{"TwoLines", "/BIOS/Advanced/board/Tag", "a\nb", ErrorManager::ValueRefused,
-                "one line"},
-        Refusal{"Menu", "/BIOS/Advanced/board", "1", ErrorManager::ValueRefused, "other nodes"},
-        Refusal{"Fact", "/BIOS/UEFI231Aware", "False", ErrorManager::ReadOnlyNode, ""}),
-    [](const auto& row) { return row.param.name; });
-
-TEST_F(FirmwareAttributesTest, WhatFitsIsWrittenAndReadBack) {
-  EXPECT_EQ(Value(At("Count")), "4");
-  provider->WriteAuthorised({{At("Count"), "-2"},
-                             {At("Tag"), ""},
-                             {At("Quiet"), "Disabled"},
-                             {"/BIOS/Advanced/board/None", ""}},
-                            "");
-  EXPECT_EQ(Value(At("Count")), "-2");
-  EXPECT_EQ(Value(At("Tag")), "");
-  EXPECT_EQ(Value(At("Quiet")), "Disabled");
-  EXPECT_EQ(ReadText(host.ValueFile(kDriver, "Count")), "-2\n");
-  provider->WriteGroup(kMenu, {{"Count", "10"}});
-  EXPECT_EQ(Value(At("Count")), "10") << "a longer and a shorter text leave nothing of the other";
-  provider->Write({{At("Count"), "1"}}, true, false);
-  EXPECT_EQ(ReadText(host.ValueFile(kDriver, "Count")), "1\n");
+TEST_F(FirmwareAttributesTest, AnOrderedListIsItsElements) {
+  Set("Order", "CD, Disk,Net", {{"type", "ordered-list"}, {"elements", "CD;Disk;Net"}});
+  EXPECT_EQ(Value(At("Order")), "CD;Disk;Net");
+  EXPECT_EQ(Write({{"Order", "CD,Disk,Net"}}), "0");
+  EXPECT_THAT(driver.log, IsEmpty()) << "another separator is no other value";
+  EXPECT_EQ(Write({{"Order", "Net;CD;Disk"}}), "0");
+  EXPECT_THAT(driver.log, ElementsAre("Order=Net,CD,Disk")) << "in the driver's own form";
   EXPECT_THAT(TakeNotes(), IsEmpty());
+  for (const char* wrong : {"Net;CD", "Net;CD;CD", "Net;CD;Disk;USB"}) {
+    EXPECT_THAT(Write({{"Order", wrong}}), HasSubstr("it must have each of CD;Disk;Net once"));
+  }
 }
 
-TEST_F(FirmwareAttributesTest, ASettingThatIsRefusedOrIgnoredIsNamedAndTheOthersAreWritten) {
-  host.SetValueDevice(kDriver, "Full", "/dev/full");
-  host.SetValueDevice(kDriver, "Null", "/dev/null");
-  host.SetValueDevice(kDriver, "Denied", "/proc/self/uid_map");
-  host.SetAttribute(kDriver, "Fixed", {{"current_value", "a"}});
-  std::filesystem::permissions(host.ValueFile(kDriver, "Fixed"),
-                               std::filesystem::perms::owner_read);
-  const SDK::SettingMap batch{{At("Denied"), "1"},
-                              {At("Fixed"), "b"},
-                              {At("Full"), "1"},
-                              {At("Null"), "1"},
-                              {At("Tag"), "y"}};
-  std::string message;
-  try {
-    provider->WriteAuthorised(batch, "");
-  } catch (const ResultStatus& failure) {
-    EXPECT_EQ(failure.getval(), ErrorManager::WritesRefused);
-    message = failure.message();
-  }
-  EXPECT_THAT(message, HasSubstr("4 of 5 settings could not be written"));
-  EXPECT_THAT(TakeNotes(), ElementsAre(Pair(At("Denied"), "refused: Operation not permitted"),
-                                       Pair(At("Fixed"), "refused: it is read-only"),
-                                       Pair(At("Full"), "refused: No space left on device"),
-                                       Pair(At("Null"), "ignored: the firmware kept its value")));
-  EXPECT_THAT(TakeNotes(), IsEmpty());
+TEST_F(FirmwareAttributesTest, WhatBecomesOfEachWriteIsSaid) {
+  for (const char* name : {"Locked", "Full", "Kept"}) Set(name, "0");
+  driver.errors = {{"Locked", EACCES}, {"Full", ENOSPC}};
+  driver.ignored = {"Kept"};
+  EXPECT_THAT(Write({{"Full", "1"}, {"Kept", "1"}, {"Locked", "1"}, {"Tag", "y"}}),
+              HasSubstr("3 of 4 settings could not be written"));
+  EXPECT_THAT(TakeNotes(), ElementsAre(Pair("Full", "refused: No space left on device"),
+                                       Pair("Kept", "ignored: the firmware kept its value"),
+                                       Pair("Locked",
+                                            "refused: the firmware keeps it locked: Permission "
+                                            "denied")));
   EXPECT_EQ(host.Value(kDriver, "Tag"), "y");
+  host.SetControl(kDriver, "pending_reboot", "1");
+  driver.errors.clear();
+  EXPECT_EQ(Write({{"Full", "1"}, {"Kept", "1"}, {"Comma", "One"}}), "0");
+  EXPECT_THAT(TakeNotes(), ElementsAre(Pair("Full", "pending: the firmware waits for a restart"),
+                                       Pair("Kept", HasSubstr("pending: to be verified"))));
 }
 
-TEST_F(FirmwareAttributesTest, WritesThatWaitForARestartArePending) {
-  host.SetPendingReboot(kDriver, "1");
-  host.SetValueDevice(kDriver, "Later", "/dev/null");
-  provider->WriteAuthorised({{At("Tag"), "y"}, {At("Later"), "1"}, {At("Comma"), "One"}}, "");
-  EXPECT_THAT(TakeNotes(),
-              ElementsAre(Pair(At("Later"), "pending: the firmware waits for a restart"),
-                          Pair(At("Tag"), "pending: the firmware waits for a restart")));
+// --- Settings that depend on others
+
+TEST_F(FirmwareAttributesTest, WhatIsRefusedIsTriedOnceMoreAfterTheRest) {
+  driver.after = {{"Comma", "Quiet=Disabled"}, {"Mixed", "Never=1"}};
+  EXPECT_THAT(Write({{"Comma", "Two"}, {"Mixed", "c"}, {"Quiet", "Disabled"}}),
+              HasSubstr("1 of 3"));
+  EXPECT_THAT(driver.log,
+              ElementsAre("Comma=Two", "Mixed=c", "Quiet=Disabled", "Comma=Two", "Mixed=c"));
+  EXPECT_THAT(TakeNotes(), ElementsAre(Pair("Mixed", HasSubstr("locked"))));
+  driver.log.clear();
+  EXPECT_THAT(Write({{"Mixed", "c"}}), HasSubstr("1 of 1"));
+  EXPECT_THAT(driver.log, ElementsAre("Mixed=c")) << "nothing has changed for it";
 }
+
+TEST_F(FirmwareAttributesTest, TermsAreWorkedOutWhereTheyCanBe) {
+  struct Row {
+    const char* file;
+    const char* terms;   ///< of "Tag", beside "Quiet", which is "Enabled"
+    bool quietToo;       ///< "Quiet" is written, too
+    const char* reason;  ///< why "Tag" is refused
+    const char* log;     ///< what goes out
+  };
+  const Row rows[] = {
+      {"dell_modifier", "[ReadOnlyIf:Quiet=Enabled];", false,
+       "it is read-only while Quiet is Enabled", ""},
+      {"modifier", "[SuppressIfNot:Quiet=Disabled]", false,
+       "it has no effect while Quiet is not Disabled", ""},
+      {"dell_value_modifier", "z[ForceIf:Quiet=Enabled];", false,
+       "the firmware makes it z while Quiet is Enabled", ""},
+      {"value_modifier", "y[ForceIf:Quiet=Enabled];", false, "", "Tag=y"},
+      {"dell_modifier", "[ReadOnlyIf:Quiet=Disabled];[SuppressIf:Quiet=Off];", false, "", "Tag=y"},
+      {"dell_modifier", "[ReadOnlyIf:Quiet=Disabled]", true, "", "Tag=y Quiet=Disabled"},
+      {"dell_modifier", "[ReadOnlyIf:Quiet=Enabled]", true, "", "Quiet=Disabled Tag=y"},
+      {"dell_value_modifier", "z[ForceIf:Quiet=Disabled]", true,
+       "the firmware makes it z while Quiet is Disabled", "Quiet=Disabled"},
+      {"dell_modifier", "[ReadOnlyIf:Elsewhere=1]", false, "", "Tag=y"},
+  };
+  for (const Row& row : rows) {
+    std::filesystem::remove_all(host.DriverFolder(kDriver));
+    SetEnumeration("Quiet", "Enabled", "Disabled;Enabled");
+    Set("Tag", "x", {{row.file, row.terms}});
+    driver.log.clear();
+    SDK::SettingMap batch{{"Tag", "y"}};
+    if (row.quietToo) batch["Quiet"] = "Disabled";
+    EXPECT_EQ(Write(batch) == "0", row.reason == std::string()) << row.terms;
+    std::string log;
+    for (const std::string& line : driver.log) log += (log.empty() ? "" : " ") + line;
+    EXPECT_EQ(log, row.log) << row.terms;
+    const auto notes = TakeNotes();
+    EXPECT_EQ(notes.contains("Tag") ? notes.at("Tag") : "refused: ",
+              std::string("refused: ") + row.reason);
+  }
+}
+
+TEST_F(FirmwareAttributesTest, TermsThatNobodyCanWorkOutAreShown) {
+  Set("Tag", "x",
+      {{"dell_modifier", "[ReadOnlyIf:Quiet=Enabled][SuppressIf:Elsewhere=1]; [Odd]x"},
+       {"dell_value_modifier", "[ForceIf:Quiet=Enabled]"}});
+  EXPECT_EQ(Read(At("Tag")).at(At("Tag")).remark,
+            "depends on others: [Odd] x [ForceIf:Quiet=Enabled] [SuppressIf:Elsewhere=1]");
+  EXPECT_EQ(Read(At("Quiet")).at(At("Quiet")).remark, "");
+}
+
+// --- Drivers that save many writes in one go
 
 TEST_F(FirmwareAttributesTest, ManyWritesAreSavedInOneGoWhereADriverCan) {
-  const std::filesystem::path control = host.DriverFolder(kDriver) / "attributes/save_settings";
-  WriteText(control, "single\n");
   SDK::SettingMap batch;
-  for (int number = 0; number < 40; ++number) {
-    const std::string name = "Many" + std::to_string(number);
-    host.SetAttribute(kDriver, name, {{"current_value", "a"}});
-    batch[At(name)] = "b";
-  }
-  provider->WriteAuthorised(batch, "");
-  EXPECT_EQ(ReadText(control), "single\n");
-  for (auto& [path, value] : batch) value = "c";
-  batch[At("Tag")] = "c";
-  provider->WriteAuthorised(batch, "");
-  EXPECT_EQ(ReadText(control), "save\n");
+  const auto writeMany = [&](int count, const char* value) {
+    host.SetControl(kDriver, "save_settings", "single");
+    host.SetControl(kDriver, "pending_reboot", "0");
+    driver.log.clear();
+    batch.clear();
+    for (int number = 0; number < count; ++number) {
+      Set("Many" + std::to_string(number), "a");
+      batch["Many" + std::to_string(number)] = value;
+    }
+    return Write(batch);
+  };
+  EXPECT_EQ(writeMany(40, "b"), "0");
+  EXPECT_EQ(driver.log.size(), 40U) << "a few are saved one by one";
+  EXPECT_EQ(writeMany(41, "c"), "0");
+  EXPECT_EQ(driver.log.front(), "save_settings=bulk");
+  EXPECT_EQ(driver.log.back(), "save_settings=save");
   EXPECT_EQ(host.Value(kDriver, "Many7"), "c");
+
+  driver.errors = {{"save_settings", EIO}};
+  EXPECT_EQ(writeMany(41, "d"), "0") << "it cannot be put into that mode: one by one then";
+  host.SetControl(kDriver, "save_settings", "bulk");
+  EXPECT_THAT(Write({{"Tag", "y"}}), HasSubstr("it was not saved: Input/output error"));
+  EXPECT_THAT(TakeNotes(), ElementsAre(Pair("Tag", HasSubstr("refused"))))
+      << "although the driver shows the value";
+
+  host.SetControl(kDriver, "pending_reboot", "1");
+  driver.log.clear();
+  EXPECT_THAT(Write({{"Tag", "z"}}), HasSubstr("takes no other before a restart"));
+  EXPECT_THAT(driver.log, IsEmpty());
 }
 
 // --- The administrator password
 
-/// The driver's side of its password file, a pipe: what comes in, each with the value that a
-/// setting has at that moment.
-class PasswordPipe {
- public:
-  PasswordPipe(const FakeHost& host, const std::string& driver, const std::string& setting)
-      : host_(host), driver_(driver), setting_(setting) {
-    const std::string file = host.PasswordFile(driver);
-    std::filesystem::remove(file);
-    mkfifo(file.c_str(), 0600);
-    pipe_ = std::make_unique<Common::Descriptor>(open(file.c_str(), O_RDWR | O_CLOEXEC));
-    reader_ = std::thread([this] { Follow(); });
-  }
-  ~PasswordPipe() { End(); }
-
-  std::vector<std::string> Seen() {
-    End();
-    return seen_;
-  }
-
- private:
-  void End() {
-    if (!reader_.joinable()) return;
-    static_cast<void>(!write(pipe_->Get(), "!", 1));
-    reader_.join();
-  }
-  void Follow() {
-    std::string line;
-    for (char next = 0; read(pipe_->Get(), &next, 1) == 1 && next != '!';) {
-      line += next;
-      if (next != '\n') continue;
-      line.back() = '=';
-      seen_.push_back(std::exchange(line, {}) + host_.Value(driver_, setting_));
-    }
-  }
-
-  const FakeHost& host_;
-  std::string driver_;
-  std::string setting_;
-  std::unique_ptr<Common::Descriptor> pipe_;
-  std::vector<std::string> seen_;
-  std::thread reader_;
-};
-
 class AdminPasswordTest : public FirmwareAttributesTest {
  protected:
+  AdminPasswordTest() {
+    host.SetAdmin(kDriver, true);
+    driver.password = "secret";
+  }
+
   int Checked(const std::string& password) {
-    const int inTwo = CodeOf([&] {
+    return CodeOf([&] {
       provider->WriteGroup("/BIOS/AdminPw", {{"ADMIN_PW", password}, {"SETVALUE", password}});
     });
-    const int inOne = CodeOf([&] {
-      provider->Write({{"/BIOS/AdminPw", password + "-" + password}}, true, false);
-    });
-    EXPECT_EQ(inTwo, inOne);
-    return inTwo;
   }
 };
 
-TEST_F(AdminPasswordTest, ACheckKnowsWhetherOneIsSet) {
-  EXPECT_EQ(Checked(""), 0);
-  EXPECT_EQ(Checked("secret"), ErrorManager::PasswordRefused);
-  host.SetAdmin(kDriver, false);
-  EXPECT_EQ(Checked(""), 0);
-  host.SetAdmin(kDriver, true);
-  EXPECT_EQ(Checked(""), ErrorManager::PasswordRefused);
+TEST_F(AdminPasswordTest, ACheckKnowsWhetherAndOfWhatLengthOneIsSet) {
   EXPECT_EQ(Checked("secret"), 0);
-  EXPECT_EQ(CodeOf([&] {
-              provider->Write({{"/BIOS/AdminPw", "ab-ac"}}, true, false);
-            }),
-            ErrorManager::PasswordRefused);
-  EXPECT_EQ(ReadText(host.PasswordFile(kDriver)), "") << "a check tells the driver nothing";
+  EXPECT_EQ(Checked(""), ErrorManager::PasswordRefused);
+  const auto admin = host.PasswordFile(kDriver).parent_path();
+  WriteText(admin / "min_password_length", "7\n");
+  EXPECT_THAT(Write({{"Tag", "y"}}, "secret"), HasSubstr("too short: those of this firmware have "
+                                                         "at least 7 characters"));
+  WriteText(admin / "min_password_length", "1\n");
+  WriteText(admin / "max_password_length", "5\n");
+  EXPECT_THAT(Write({{"Tag", "y"}}, "secret"), HasSubstr("too long"));
+  EXPECT_THAT(driver.log, IsEmpty()) << "a check tells the driver nothing";
+  host.SetAdmin(kDriver, false);
+  EXPECT_EQ(Checked("secret"), ErrorManager::PasswordRefused);
 }
 
-TEST_F(AdminPasswordTest, TheDriverKnowsThePasswordForTheTimeOfTheWritesOnly) {
-  host.SetAdmin(kDriver, true);
-  PasswordPipe pipe(host, kDriver, "Quiet");
-  provider->WriteAuthorised({{At("Quiet"), "Disabled"}}, "secret");
-  EXPECT_EQ(host.Value(kDriver, "Quiet"), "Disabled");
-  const std::vector<std::string> seen = pipe.Seen();
-  ASSERT_EQ(seen.size(), 2U);
-  EXPECT_THAT(seen[0], HasSubstr("secret="));
-  EXPECT_EQ(seen[1], "=Disabled");
+TEST_F(AdminPasswordTest, TheDriverHasItForTheTimeOfTheWritesOnlyAndBeforeEachWhereItForgets) {
+  const SDK::SettingMap batch{{"Comma", "Two"}, {"Quiet", "Disabled"}, {"Tag", "y"}};
+  driver.isForgetful = true;
+  EXPECT_EQ(Write(batch, "secret"), "0");
+  EXPECT_THAT(driver.log, ElementsAre("password=secret", "Comma=Two", "password=secret",
+                                      "Quiet=Disabled", "password=secret", "Tag=y", "password="));
+  EXPECT_EQ(driver.wrongPasswords, 0);
+  EXPECT_EQ(driver.held, "");
+
+  std::filesystem::rename(host.DriverFolder(kDriver), host.DriverFolder("thinklmi"));
+  driver.isForgetful = false;
+  driver.log.clear();
+  provider->WriteAuthorised(
+      {{"/BIOS/Advanced/thinklmi/Tag", "z"}, {"/BIOS/Advanced/thinklmi/Comma", "One"}}, "secret");
+  EXPECT_THAT(driver.log, ElementsAre("password=secret", "Comma=One", "Tag=z", "password="));
 }
 
-TEST_F(AdminPasswordTest, TheFolderIsKnownByItsRole) {
+TEST_F(AdminPasswordTest, AWrongOneIsTriedOnceAndNothingIsWritten) {
+  for (const int error : {EACCES, EPERM, EINVAL}) {
+    driver.wrongError = error;
+    driver.wrongPasswords = 0;
+    EXPECT_THAT(Write({{"Comma", "Two"}, {"Quiet", "Disabled"}, {"Tag", "y"}}, "guess"),
+                AllOf(StartsWith(std::to_string(ErrorManager::PasswordRefused)),
+                      HasSubstr("Comma/current_value"), HasSubstr("1 attempt is used up"),
+                      Not(HasSubstr("guess")), Not(HasSubstr("forget"))));
+    EXPECT_EQ(driver.wrongPasswords, 1);
+    EXPECT_EQ(driver.held, "");
+    EXPECT_EQ(host.Value(kDriver, "Quiet"), "Enabled");
+  }
+}
+
+TEST_F(AdminPasswordTest, ARightOneIsNotDoubtedForALaterRefusal) {
+  driver.errors = {{"Quiet", EACCES}};
+  EXPECT_THAT(Write({{"Comma", "Two"}, {"Quiet", "Disabled"}, {"Tag", "y"}}, "secret"),
+              HasSubstr("1 of 3 settings could not be written"));
+  EXPECT_THAT(TakeNotes(), ElementsAre(Pair("Quiet", HasSubstr("the firmware keeps it locked"))));
+  EXPECT_EQ(driver.held, "");
+}
+
+TEST_F(AdminPasswordTest, ASaveOfManyThatIsDeniedIsAboutThePassword) {
+  host.SetControl(kDriver, "save_settings", "bulk");
+  driver.errors = {{"save_settings", EACCES}};
+  EXPECT_THAT(Write({{"Tag", "y"}}, "secret"),
+              StartsWith(std::to_string(ErrorManager::PasswordRefused)));
+  EXPECT_THAT(TakeNotes(), ElementsAre(Pair("Tag", HasSubstr("refused: it was not saved"))));
+}
+
+TEST_F(AdminPasswordTest, ItIsTakenBackFromDriversThatTakeNoShortOne) {
+  driver.shortest = 2;
+  driver.longest = 6;  // the line end would be one too many
+  EXPECT_EQ(Write({{"Tag", "y"}}, "secret"), "0");
+  EXPECT_THAT(driver.log,
+              ElementsAre("password=secret", "password=secret", "Tag=y", "password=", "password="));
+  EXPECT_EQ(driver.held, "");
+  driver.longest = 3;
+  EXPECT_THAT(Write({{"Tag", "z"}}, "secret"), HasSubstr("no attempt was used up"));
+  EXPECT_EQ(driver.wrongPasswords, 0);
+}
+
+TEST_F(AdminPasswordTest, ThatItCannotBeTakenBackIsSaid) {
+  const auto write = [&](const char* password) {
+    Host::HostRoots roots{host.Sysfs(), host.Efivarfs(), {}};
+    roots.write = [this](const auto& file, auto bytes) {
+      return bytes == "\n" ? EIO : driver.Write(file, bytes);
+    };
+    provider = std::make_shared<Host::HostProvider>(roots);
+    return Write({{"Tag", "y"}}, password);
+  };
+  const char* said = "the driver could not be made to forget it: Input/output error";
+  EXPECT_THAT(write("guess"), AllOf(StartsWith("2054"), HasSubstr(said)));
+  EXPECT_THAT(write("secret"), AllOf(StartsWith("2057"), HasSubstr(said)));
+}
+
+TEST_F(AdminPasswordTest, TheFolderIsKnownByItsRoleAndACheckServesTheBatchBehindIt) {
   const std::filesystem::path setup = host.DriverFolder(kDriver) / "authentication/Setup";
   std::filesystem::create_directories(setup);
   WriteText(setup / "role", "bios-admin\n");
   WriteText(setup / "is_enabled", "1\n");
-  WriteText(setup / "current_password", "");
-  EXPECT_EQ(Checked(""), ErrorManager::PasswordRefused);
-  provider->WriteAuthorised({{At("Tag"), "y"}}, "secret");
-  EXPECT_EQ(ReadText(setup / "current_password"), "\n");
-}
-
-TEST_F(AdminPasswordTest, AFailureClearsItToo) {
-  host.SetAdmin(kDriver, true);
-  host.SetValueDevice(kDriver, "Full", "/dev/full");
-  EXPECT_EQ(CodeOf([&] {
-              provider->WriteAuthorised({{At("Full"), "1"}}, "secret");
-            }),
-            ErrorManager::WritesRefused);
-  EXPECT_EQ(ReadText(host.PasswordFile(kDriver)), "\n");
-}
-
-TEST_F(AdminPasswordTest, AWrongOneIsTriedOnceAndNothingIsWritten) {
-  host.SetAdmin(kDriver, true);
-  host.SetValueDevice(kDriver, "Denied", "/proc/self/uid_map");
-  SDK::SettingMap batch{{At("Denied"), "1"}, {At("Quiet"), "Disabled"}, {At("Tag"), "y"}};
-  std::string message;
-  try {
-    provider->WriteAuthorised(batch, "wrong");
-  } catch (const ResultStatus& failure) {
-    EXPECT_EQ(failure.getval(), ErrorManager::PasswordRefused);
-    message = failure.message();
-  }
-  EXPECT_THAT(message, HasSubstr(At("Denied")));
-  EXPECT_THAT(message, ::testing::Not(HasSubstr("wrong")));
-  EXPECT_EQ(host.Value(kDriver, "Quiet"), "Enabled");
-  EXPECT_EQ(ReadText(host.PasswordFile(kDriver)), "\n");
-}
-
-TEST_F(AdminPasswordTest, ACheckInOneTextServesTheBatchBehindIt) {
-  host.SetAdmin(kDriver, true);
-  EXPECT_EQ(CodeOf([&] {
-              provider->Write({{At("Tag"), "y"}}, true, false);
-            }),
-            ErrorManager::PasswordRefused);
+  host.SetAdmin(kDriver, false);
+  driver.password = "a-b";
+  const auto write = [&](const char* value) {
+    return CodeOf([&] { provider->Write({{At("Tag"), value}}, true, false); });
+  };
+  EXPECT_EQ(write("y"), ErrorManager::PasswordRefused);
   provider->Write({{"/BIOS/AdminPw", "a-b-a-b"}}, true, false);
-  provider->Write({{At("Tag"), "y"}}, true, false);
+  EXPECT_EQ(write("y"), 0);
   EXPECT_EQ(host.Value(kDriver, "Tag"), "y");
-  EXPECT_EQ(CodeOf([&] {
-              provider->Write({{At("Tag"), "z"}}, true, false);
-            }),
-            ErrorManager::PasswordRefused)
-      << "one batch only";
+  EXPECT_EQ(write("z"), ErrorManager::PasswordRefused) << "one batch only";
 }
 
 // --- An independent reader
 
 TEST_F(FirmwareAttributesTest, AnotherProgramReadsTheSameSettings) {
   if (RunShell("command -v fwupdtool >/dev/null") != 0) GTEST_SKIP() << "fwupdtool is not here";
-  host.SetAttribute(kDriver, "Count", {{"min_value", "1"}});  // it does not know negative ones
-  provider->WriteAuthorised({{At("Quiet"), "Disabled"}, {At("Count"), "10"}, {At("Tag"), "ab"}},
-                            "");
+  Set("Count", "4",
+      {{"type", "integer"},
+       {"display_name", "Count"},
+       {"min_value", "1"},
+       {"max_value", "10"},
+       {"scalar_increment", "3"}});
+  EXPECT_EQ(Write({{"Quiet", "Disabled"}, {"Count", "10"}, {"Tag", "ab"}}), "0");
   const std::string command =
       "FWUPD_SYSFSFWATTRIBDIR='" + host.DriverFolder("").parent_path().string() +
       "' fwupdtool get-bios-settings --json >'" + PathOf("settings.json") + "' 2>/dev/null";

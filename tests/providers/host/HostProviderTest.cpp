@@ -1,7 +1,8 @@
-// The machine as a whole: its facts, the read contract, and a save and a restore of it.
+// The machine as a whole: its facts, and what a user may.
 #include "providers/host/HostProvider.h"
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include "HostTest.h"
 #include "providers/host/DmiFacts.h"
@@ -12,6 +13,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Pair;
 
 class HostProviderTest : public HostTest {
  protected:
@@ -46,52 +48,48 @@ TEST_F(HostProviderTest, TellsWhatTheFirmwareSaysOfTheMachine) {
   EXPECT_EQ(provider->PlatformName(), "CALDRA_PLATFORM");
   EXPECT_EQ(Host::PlatformOf("TARVEN 9"), "TARVEN_PLATFORM");
   EXPECT_EQ(Host::PlatformOf("caldra"), "");
-  host.SetDmi("board_name", "");
   host.SetDmi("product_name", "Standard PC");
-  const Host::HostProvider other({host.Sysfs(), host.Efivarfs()});
   EXPECT_EQ(provider->PlatformName(), "");
 }
 
-TEST_F(HostProviderTest, ChildrenAreListedAndDeeperReadsYieldTheirPartOnly) {
+TEST_F(HostProviderTest, AFactThatDiffersDoesNotSinkTheBatch) {
   SetServer();
-  const NodeMap children = Read("/BIOS/Advanced/board/@children");
-  EXPECT_THAT(children.at(kMenu).values,
-              ElementsAre("/BIOS/Advanced/board/Quiet", "/BIOS/Advanced/board/Wake"));
-  EXPECT_EQ(children.size(), 1U);
-  NodeMap results;
-  results["/BIOS/Advanced/board/Quiet"].values = {"mine"};
-  provider->Read("/BIOS/Advanced/board/Quiet", results);
-  EXPECT_EQ(results.size(), 1U);
-  EXPECT_EQ(results.begin()->second.values.front(), "mine");
+  EXPECT_EQ(
+      CodeOf([&] {
+        provider->Write({{"/SMBIOS/Type0/BIOSVersion", "older"}, {At("Wake"), "On"}}, true, false);
+      }),
+      ErrorManager::WritesRefused);
+  EXPECT_THAT(TakeNotes(), ElementsAre(Pair("BIOSVersion", "refused: it is read-only")));
+  EXPECT_EQ(host.Value(kDriver, "Wake"), "On");
 }
 
-TEST_F(HostProviderTest, ASavedFileRestoresSettingsAndBootOrder) {
-  SetServer();
-  Mount(provider);
-  OpenSaveRestore().Save(Options(PathOf("x.ini"), 0));
-  std::string text = ReadText(PathOf("x.ini"));
-  EXPECT_THAT(text, HasSubstr("[BIOS::Advanced]\n[BIOS::Advanced::board]\n"
-                              "Quiet=Enabled\t;Options: Disabled=Disabled: Enabled=Enabled\n"
-                              "Wake=Off\t;Options: Off=Off: On=On\n"));
-  EXPECT_THAT(text, HasSubstr("[BIOS::BootOrder]\nDebian=1\nNetwork=2\n"));
+/// Has this process the rights of a user while it exists, where it is root.
+struct AsUser {
+  AsUser() { static_cast<void>(!seteuid(65534)); }
+  ~AsUser() { static_cast<void>(!seteuid(getuid())); }
+};
 
-  const auto replace = [&](const std::string& from, const std::string& to) {
-    ASSERT_NE(text.find(from), std::string::npos) << from;
-    text.replace(text.find(from), from.size(), to);
-  };
-  replace("Wake=Off", "Wake=On");
-  replace("Debian=1", "Debian=2");
-  replace("Network=2", "Network=1");
-  WriteText(PathOf("x.ini"), text);
-  SDK::SavenRestoreOptions options = Options(PathOf("x.ini"), 0);
-  options.skipSystemCheck = true;
-  OpenSaveRestore().Restore(options);
-  EXPECT_EQ(host.Value(kDriver, "Wake"), "On");
-  EXPECT_EQ(host.Value(kDriver, "Quiet"), "Enabled");
-  EXPECT_THAT(host.Variable("BootOrder"), ::testing::EndsWith(std::string("\1\0\0\0", 4)));
-  OpenSaveRestore().Save(Options(PathOf("y.ini"), 0));
-  EXPECT_THAT(ReadText(PathOf("y.ini")), HasSubstr("Wake=On"));
-  EXPECT_THAT(ReadText(PathOf("y.ini")), HasSubstr("Network=1\nDebian=2\n"));
+TEST_F(HostProviderTest, WhatOnlyRootMayIsSaidToOthersBeforeAnythingIsWritten) {
+  namespace fs = std::filesystem;
+  SetServer();
+  fs::permissions(PathOf(""), fs::perms(0755));
+  const fs::path order =
+      fs::path(host.Efivarfs()) / "BootOrder-8be4df61-93ca-11d2-aa0d-00e098032b8c";
+  fs::permissions(host.ValueFile(kDriver, "Wake"), fs::perms(0666));
+  fs::permissions(order, fs::perms(getuid() == 0 ? 0644 : 0444));
+  std::string message;
+  {
+    const AsUser user;
+    message = MessageOf([&] {
+      provider->Write(
+          {{"/BIOS/BootOrder[1]", "Network"}, {"/BIOS/BootOrder[2]", "Debian"}, {At("Wake"), "On"}},
+          true, false);
+    });
+  }
+  EXPECT_THAT(message, HasSubstr("Access to " + order.string() +
+                                 " is not permitted: Permission "
+                                 "denied; only root may."));
+  EXPECT_EQ(host.Value(kDriver, "Wake"), "Off");
 }
 
 }  // namespace

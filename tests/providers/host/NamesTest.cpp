@@ -29,6 +29,9 @@ TEST(Names, ThingsThatShareALabelAreToldApart) {
   EXPECT_THAT(Host::UniqueNames({{"A", "1"}, {"A", "2"}, {"A (1)", "3"}}),
               ElementsAre("A (1) (1)", "A (2)", "A (1)"));
   EXPECT_THAT(Host::UniqueNames({{"A", "1"}, {"A", "1"}}), ElementsAre("A (1)", "A (1) (1)"));
+  EXPECT_THAT(Host::UniqueNames({{"A", "2"}, {"A", "1"}, {"B", "3"}, {"A (2)", "4"}},
+                                Host::Sharing::LowestKeepsLabel),
+              ElementsAre("A (2) (2)", "A", "B", "A (2)"));
 }
 
 }  // namespace

@@ -54,7 +54,7 @@ class Peers {
 
     std::string text = Test::ReadText(folder_ + "/x.ini");
     const std::size_t at = text.find("ARPInterval=") + 12;
-    const Cost restore = Measure(ours_ + "restore --no-backup y.ini", [&](int run) {
+    const Cost restore = Measure(ours_ + "restore --yes --no-backup y.ini", [&](int run) {
       text[at] = static_cast<char>('5' + run % 2);
       Test::WriteText(folder_ + "/y.ini", text);
     });

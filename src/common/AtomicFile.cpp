@@ -134,6 +134,12 @@ void AtomicFile::Write(std::string_view text) {
   }
 }
 
+void AtomicFile::RaiseWhyFull() {
+  constexpr std::size_t kTrial = std::size_t{1} << 20;
+  if (lseek(descriptor_, 0, SEEK_END) < 0) RaiseErrno(destination_, errno);
+  Write(std::string(kTrial, '\0'));
+}
+
 void AtomicFile::SetMode(unsigned mode) {
   if (fchmod(descriptor_, static_cast<mode_t>(mode) & 07777U) != 0) {
     RaiseErrno(destination_, errno);

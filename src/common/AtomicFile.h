@@ -27,6 +27,10 @@ class AtomicFile {
   /// Appends `text` to the temporary file.
   void Write(std::string_view text);
 
+  /// Raises why the disk does not take the file, which was written by name and has failed without
+  /// a reason: it is put to the test once more. Returns when the disk takes more by now.
+  void RaiseWhyFull();
+
   /// Gives the file the permission bits of `mode`.
   void SetMode(unsigned mode);
 

@@ -5,7 +5,7 @@
 #include <ctime>
 #include <filesystem>
 
-#include "common/AtomicFile.h"
+#include "common/ErrorManager.h"
 #include "modules/save/SaveRestore.h"
 #include "plan/ConfigurationFile.h"
 #include "plan/Failure.h"
@@ -53,9 +53,17 @@ std::string BackupName(const fs::path& folder, const std::string& name) {
 
 }  // namespace
 
-void SaveInto(const std::string& file, Mode mode, const Server& server,
+void SaveInto(Common::AtomicFile& file, Mode mode, const Server& server,
               const SectionObserver& observer) {
-  ShownSaveRestore(observer).Save(OptionsFor(file, mode));
+  try {
+    ShownSaveRestore(observer).Save(OptionsFor(file.TemporaryPath(), mode));
+  } catch (const ResultStatus& failure) {
+    // The module names neither the file nor what is wrong with the disk.
+    const bool isUnwritten = failure.getval() == ErrorManager::CannotWriteFile ||
+                             failure.getval() == ErrorManager::StreamSaveFailed;
+    if (isUnwritten) file.RaiseWhyFull();
+    throw;
+  }
   server.ThrowIfSilent();
 }
 
@@ -85,7 +93,7 @@ Saved SaveBackup(const Plan& plan, const std::string& folder, const Server& serv
   const std::string name =
       BackupName(folder.empty() ? wanted.parent_path() : fs::path(folder), wanted.stem().string());
   Common::AtomicFile file(name);
-  SaveInto(file.TemporaryPath(), plan.request.mode, server);
+  SaveInto(file, plan.request.mode, server);
   Saved saved = ReviewSaved(file.TemporaryPath(), plan.request.mode);
   file.Commit(Common::AtomicFile::Existing::Keep);
   saved.file = name;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "common/AtomicFile.h"
 #include "plan/Configuration.h"
 #include "plan/Plan.h"
 #include "plan/Server.h"
@@ -24,7 +25,7 @@ using SectionObserver = std::function<void(const std::string& name)>;
 
 /// Saves the mounted server's configuration into `file`, of the form that its name says.
 /// \throws Failure, ResultStatus  the file is then not to be used.
-void SaveInto(const std::string& file, Mode mode, const Server& server,
+void SaveInto(Common::AtomicFile& file, Mode mode, const Server& server,
               const SectionObserver& observer = {});
 
 /// Reads a saved file back, the way a restore will.

@@ -22,6 +22,12 @@ ordered_json OneSided(const std::vector<std::string>& sections,
   return {{"sections", sections}, {"keys", keys}};
 }
 
+ordered_json ChangeObject(const Change& change) {
+  return {{"path", change.path},     {"section", change.section},    {"key", change.key},
+          {"from", change.from},     {"from_text", change.fromText}, {"to", change.to},
+          {"to_text", change.toText}};
+}
+
 }  // namespace
 
 std::string DryRunDocument(const Plan& plan) {
@@ -31,13 +37,24 @@ std::string DryRunDocument(const Plan& plan) {
   }
   ordered_json changes = ordered_json::array();
   for (const Change& change : plan.changes) {
-    changes.push_back({{"path", change.path}, {"from", change.from}, {"to", change.to}});
-    if (change.waiting) changes.back()["waiting"] = *change.waiting;
+    changes.push_back(ChangeObject(change));
+  }
+  ordered_json obstacles = ordered_json::array();
+  for (const Obstacle& obstacle : plan.obstacles) {
+    obstacles.push_back(ChangeObject(obstacle.change));
+    obstacles.back()["reason"] = obstacle.reason;
+    obstacles.back()["read_only"] = obstacle.isReadOnly;
+  }
+  ordered_json foresight = ordered_json::array();
+  for (const SDK::WriteForesight& foreseen : plan.foresight) {
+    foresight.push_back({{"path", foreseen.path}, {"text", foreseen.text}});
   }
   return Dump({{"schema", "saverestore-dry-run/1"},
                {"file", plan.request.name},
                {"mode", NameOf(plan.request.mode)},
                {"changes", changes},
+               {"obstacles", obstacles},
+               {"foresight", foresight},
                {"writes", writes},
                {"messages", plan.skipped}});
 }
@@ -48,8 +65,10 @@ std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written
   for (const Outcome outcome : kAllOutcomes) totals[NameOf(outcome)] = report.Count(outcome);
   ordered_json settings = ordered_json::array();
   for (const ReportRow& row : report.rows) {
+    const Setting* setting = plan.present.Find(row.section, row.key);
     settings.push_back({{"section", row.section},
                         {"key", row.key},
+                        {"path", setting == nullptr ? "" : setting->path},
                         {"outcome", NameOf(row.outcome)},
                         {"wanted", row.wanted},
                         {"present", row.present},

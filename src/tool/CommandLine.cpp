@@ -10,6 +10,7 @@
 #include "common/Logger.h"
 #include "plan/Failure.h"
 #include "tool/ExitCodes.h"
+#include "tool/Help.h"
 #include "tool/commands/Commands.h"
 #include "tool/terminal/Interrupt.h"
 #include "tool/terminal/Messages.h"
@@ -27,14 +28,22 @@ std::string ExitCodeHelp() {
   return text;
 }
 
+std::string VersionText() {
+  std::string text = "saverestore " SAVERESTORE_VERSION "\nBack ends:";
+  for (const TargetRow& row : TargetRows()) text += std::string(" ") + row.scheme;
+  return text;
+}
+
 void Describe(CLI::App& app, Globals& globals, Command& chosen) {
+  app.formatter(MakeHelpFormatter());  // before the commands, which take it over
   app.description(
       "Saves the configuration of a server (BIOS settings, boot order, BMC) to a file and restores "
       "it.");
-  app.set_version_flag("--version", "saverestore " SAVERESTORE_VERSION);
+  app.set_version_flag("--version", VersionText());
   globals.targets.AddOptions(app);
   CLI::Option* quiet = app.add_flag("-q,--quiet", globals.quiet, "Print errors and warnings only");
   app.add_flag("-v,--verbose", globals.verbose, "Print every query")->excludes(quiet);
+  app.add_flag("--no-pager", globals.noPager, "Never show long listings through a pager");
   app.require_subcommand(1);
   app.fallthrough();
   AddCommands(app, CommandRows(), chosen);
@@ -53,12 +62,8 @@ bool Parse(CLI::App& app, int argc, const char* const* argv, int& exitCode) {
   } catch (const CLI::Success& request) {  // --help or --version
     exitCode = app.exit(request);
   } catch (const CLI::ParseError& fault) {
-    std::string reason = fault.what();
-    const std::vector<std::string> unknown = app.remaining(true);
-    if (app.get_subcommands().empty() && !unknown.empty()) {
-      const char* what = unknown.front().starts_with('-') ? "option" : "command";
-      reason = std::string("there is no ") + what + " \"" + unknown.front() + "\"";
-    }
+    std::string reason = WhatIsUnknown(app);
+    if (reason.empty()) reason = WithoutSecrets(fault.what(), {argv + 1, argv + argc});
     std::fprintf(stderr, "saverestore: %s\nRun \"saverestore --help\" for the commands.\n",
                  Printable(reason).c_str());
     exitCode = ExitUsage;
@@ -72,7 +77,7 @@ Verbosity HowMuch(const Globals& globals) {
 }
 
 int Run(const Command& command, const Globals& globals) {
-  const Messages messages(HowMuch(globals));
+  const Messages messages(HowMuch(globals), !globals.noPager);
   std::set<std::string> warned;  // a restore and its rehearsal say the same
   LOGGER::Logger::CreateInstance()->SetSink([&](const LOGGER::LogRecord& record) {
     if (record.level <= LOGGER::Warning) {

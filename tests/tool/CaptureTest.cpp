@@ -246,7 +246,7 @@ TEST_F(LocalTest, AnEditedFileIsRestored) {
   const Outcome outcome =
       Run("--target local restore --yes --no-backup --skip-system-check x.ini", Environment());
   EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
-  EXPECT_THAT(outcome.out, HasSubstr("BIOS::Advanced::board::Quiet; Boot: applied"));
+  EXPECT_THAT(outcome.out, HasSubstr("Quiet; Boot  Enabled → Disabled  applied"));
   EXPECT_EQ(host_.Value("board", "Quiet"), "Disabled");
   EXPECT_EQ(host_.Value("board", "Tag"), " rack 7 ");
   EXPECT_EQ(host_.Variable("BootOrder"), std::string("\7\0\0\0\0\0\2\0\1\0", 10));

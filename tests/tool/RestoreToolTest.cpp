@@ -3,9 +3,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include "plan/ForwardingProvider.h"
 #include "providers/machine/MachineProvider.h"
 #include "support/FileEdit.h"
 #include "support/Paths.h"
+#include "tool/ExitCodes.h"
 #include "tool/ToolFixture.h"
 #include "tool/commands/RestoreCommand.h"
 
@@ -14,6 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::json;
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -36,7 +39,7 @@ class RestoreToolTest : public ToolTest {
   /// Restores a text with the right password and no backup.
   [[nodiscard]] Outcome Restore(const std::string& text, const std::string& options = "") const {
     WriteText(PathOf("x.ini"), text);
-    return OnMachine("restore --password-file pw --no-backup " + options + " x.ini");
+    return OnMachine("restore --yes --password-file pw --no-backup " + options + " x.ini");
   }
   [[nodiscard]] json JsonOf(const Outcome& outcome) const { return json::parse(outcome.out); }
   [[nodiscard]] bool IsUntouched() const { return ReadText(PathOf("m.json")) == machine; }
@@ -51,16 +54,22 @@ TEST_F(RestoreToolTest, AnEditArrivesAndIsReported) {
   const Outcome first = Restore(text);
   EXPECT_EQ(first.exitCode, 0) << first.err;
   EXPECT_THAT(first.out,
-              StartsWith("/BIOS/Main/Quiet Boot: \"1\" -> \"0\"\n1 setting will change"));
-  EXPECT_THAT(first.out, HasSubstr("\nBIOS::Main::Quiet Boot: applied\n"));
-  EXPECT_THAT(first.out, HasSubstr("\nCHANNEL::LAN1::HostIP: skipped (a rule keeps this setting "
-                                   "as it is)\n"));
+              StartsWith("BIOS::Main::Quiet Boot  Enabled (1) → Disabled (0)\n1 setting will"));
+  EXPECT_THAT(first.out,
+              HasSubstr("\nBIOS::Main::Quiet Boot  Enabled (1) → Disabled (0)  applied\n"));
+  EXPECT_THAT(first.out, HasSubstr("\nCHANNEL::LAN1::HostIP  192.0.2.10 → 192.0.2.99  skipped (a "
+                                   "rule keeps this setting as it is)\n"));
   EXPECT_THAT(first.out, HasSubstr("1 applied, 0 pending until the next boot, 0 not applied, 1 "
                                    "skipped.\n"));
-  EXPECT_THAT(Restore(text).out, StartsWith("0 settings will change"));
+  const Outcome again = OnMachine("restore x.ini");  // needs neither consent nor password
+  EXPECT_EQ(again.exitCode, 0) << again.err;
+  EXPECT_THAT(again.out, HasSubstr("skipped.\nNothing would change, so nothing was written.\n"));
+  EXPECT_THAT(Files(), ::testing::ElementsAre("m.json", "pw", "x.ini"));
+  EXPECT_THAT(OnMachine("-v restore x.ini").out, HasSubstr("  /BIOS/Main/Quiet Boot\n"));
   const Outcome diff = OnMachine("diff x.ini");
   EXPECT_EQ(diff.exitCode, 1);
-  EXPECT_EQ(diff.out, "CHANNEL::LAN1::HostIP: file \"192.0.2.99\", machine \"192.0.2.10\"\n");
+  EXPECT_EQ(diff.out,
+            "CHANNEL::LAN1::HostIP  192.0.2.10 → 192.0.2.99\n1 value differs (machine → file).\n");
 }
 
 TEST_F(RestoreToolTest, ADryRunIsTheRestoresOwnWritesAndWritesNothing) {
@@ -68,8 +77,9 @@ TEST_F(RestoreToolTest, ADryRunIsTheRestoresOwnWritesAndWritesNothing) {
   const json dry = JsonOf(OnMachine("restore --dry-run --json x.ini"));
   EXPECT_TRUE(IsUntouched());
   EXPECT_EQ(dry["schema"], "saverestore-dry-run/1");
-  EXPECT_EQ(dry["changes"],
-            json::parse(R"([{"path": "/BMC/USER[3]/NAME", "from": "Mira.Holt", "to": "Other"}])"));
+  EXPECT_EQ(dry["changes"], json::parse(R"([{"path": "/BMC/USER[3]/NAME", "section": "USERS::USER3",
+                             "key": "UserName", "from": "Mira.Holt", "from_text": "",
+                             "to": "Other", "to_text": ""}])"));
   EXPECT_THAT(OnMachine("restore --dry-run x.ini").out,
               HasSubstr("Failed to find section \"BIOS::Server Management::Console Redirection\""));
 
@@ -103,7 +113,7 @@ TEST_F(RestoreToolTest, TheMachineIsSavedFirstAndTheWayBackIsPrinted) {
   WriteText(PathOf("it's new.ini"), WithValue(saved, "BIOS::Main", "Quiet Boot", "0"));
   fs::create_directory(PathOf("kept"));
   const Outcome outcome =
-      OnMachine("restore --password-file pw --backup-dir kept \"it's new.ini\"");
+      OnMachine("restore --yes --password-file pw --backup-dir kept \"it's new.ini\"");
   EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
   std::string backup;
   for (const auto& entry : fs::directory_iterator(PathOf("kept"))) backup = entry.path();
@@ -115,36 +125,45 @@ TEST_F(RestoreToolTest, TheMachineIsSavedFirstAndTheWayBackIsPrinted) {
   const std::size_t command = outcome.err.find("  saverestore ");
   ASSERT_NE(command, std::string::npos);
   const std::string arguments = outcome.err.substr(command + 14);
-  EXPECT_EQ(Run(arguments.substr(0, arguments.find('\n'))).exitCode, 0);
+  EXPECT_EQ(Run(arguments.substr(0, arguments.find('\n')) + " --yes").exitCode, 0);
   EXPECT_TRUE(IsUntouched());
   // Twice within one second is no reason to refuse.
+  const std::string restore = "restore --yes --password-file pw \"it's new.ini\"";
   for (int time = 0; time < 3; ++time) {
-    EXPECT_EQ(OnMachine("restore --password-file pw x.ini").exitCode, 0);
+    WriteText(PathOf("m.json"), machine);
+    EXPECT_EQ(OnMachine(restore).exitCode, 0);
   }
   EXPECT_THAT(Files(), ::testing::SizeIs(8));
-  EXPECT_EQ(OnMachine("restore --password-file pw --backup-dir nowhere x.ini").exitCode, 2);
+  WriteText(PathOf("m.json"), machine);
+  EXPECT_EQ(OnMachine(restore + " --backup-dir nowhere").exitCode, 2);
 }
 
 TEST_F(RestoreToolTest, AWrongPasswordChangesNothing) {
   WriteText(PathOf("x.ini"), WithValue(saved, "POWER", "PowerRestorePolicy", "OFF"));
   WriteText(PathOf("wrong"), "guess");
-  for (const char* source : {"--password-file wrong", ""}) {
-    const Outcome outcome = OnMachine(std::string("restore --no-backup ") + source + " x.ini");
+  for (const auto& [source, said] :
+       {std::pair{"--password-file wrong", "password is refused: it is wrong"},
+        {"", "no BIOS administrator password was given"}}) {
+    const Outcome outcome = OnMachine(std::string("restore --yes ") + source + " x.ini");
     EXPECT_EQ(outcome.exitCode, 77);
-    EXPECT_THAT(outcome.err, HasSubstr("password is refused"));
+    EXPECT_THAT(outcome.err, HasSubstr(said));
+    EXPECT_THAT(Files(), ::testing::SizeIs(4));  // and no backup
     EXPECT_THAT(outcome.out + outcome.err, Not(HasSubstr("guess")));
     EXPECT_TRUE(IsUntouched());
   }
   // The BMC's settings need none.
-  EXPECT_EQ(OnMachine("restore --no-backup --mode bmc x.ini").exitCode, 0);
+  EXPECT_EQ(OnMachine("restore --yes --no-backup --mode bmc x.ini").exitCode, 0);
   EXPECT_FALSE(IsUntouched());
 }
 
 TEST_F(RestoreToolTest, APasswordComesFromAFileADescriptorOrTheTerminal) {
-  const std::string restore = "--target machine:m.json restore --no-backup ";
+  const std::string restore = "--target machine:m.json restore --yes --no-backup ";
+  WriteText(PathOf("x.ini"), WithValue(saved, "POWER", "PowerRestorePolicy", "OFF"));
   EXPECT_EQ(Run(restore + "--password-fd 7 x.ini 7<pw").exitCode, 0);
+  WriteText(PathOf("m.json"), machine);
   WriteText(PathOf("pw"), "example-admin\r\nmore");
   EXPECT_EQ(Run(restore + "--password-file pw x.ini").exitCode, 0);
+  WriteText(PathOf("m.json"), machine);
   WriteText(PathOf("long"), std::string(14, 'x') + "\r\n");
   EXPECT_EQ(Run(restore + "--password-file long x.ini").exitCode, 77);  // read, and refused
   WriteText(PathOf("longer"), std::string(15, 'x'));
@@ -160,11 +179,11 @@ TEST_F(RestoreToolTest, APasswordComesFromAFileADescriptorOrTheTerminal) {
   }
   EXPECT_TRUE(IsUntouched());
   const std::string shown =
-      TerminalOutput({ToolProgram(), "--target", "machine:" + PathOf("m.json"), "restore",
+      TerminalOutput({ToolProgram(), "--target", "machine:" + PathOf("m.json"), "restore", "--yes",
                       "--no-backup", "--ask-password", PathOf("x.ini")},
                      "example-admin\n");
   EXPECT_THAT(shown, HasSubstr("BIOS administrator password: "));
-  EXPECT_THAT(shown, HasSubstr("332 unchanged"));
+  EXPECT_THAT(shown, HasSubstr("1 applied"));
 }
 
 TEST_F(RestoreToolTest, ATerminalIsAskedBeforeAnythingIsWritten) {
@@ -172,19 +191,134 @@ TEST_F(RestoreToolTest, ATerminalIsAskedBeforeAnythingIsWritten) {
   std::vector<std::string> command = {ToolProgram(),   "--target",   "machine:" + PathOf("m.json"),
                                       "restore",       "--mode",     "bmc",
                                       PathOf("x.ini"), "--no-backup"};
-  for (const char* typed : {"n\n", "\n", "yess\n", "\x04"}) {
+  const auto isAsked = AllOf(HasSubstr("RESTORE → OFF"), HasSubstr("Write them? [y/N]"));
+  for (const char* typed : {"n\n", "\n", "yess\n", "\x04", "\x03"}) {
     const std::string shown = TerminalOutput(command, typed, 2);
-    EXPECT_THAT(shown, HasSubstr("\"RESTORE\" -> \"OFF\""));
-    EXPECT_THAT(shown, HasSubstr("Write them? [y/N]"));
-    EXPECT_THAT(shown, HasSubstr("nothing was written"));
+    EXPECT_THAT(shown, AllOf(isAsked, HasSubstr("nothing was written")));
     EXPECT_TRUE(IsUntouched());
   }
+  // Whoever is asked sees the plan, wherever the streams lead.
+  const std::string away = " </dev/null >'" + PathOf("out") + "' 2>&1";
+  for (const auto& [option, typed] :
+       {std::pair{"-q", "yes\n"}, {"--json", "YES\n"}, {"-v", " y \n"}}) {
+    WriteText(PathOf("m.json"), machine);
+    command.emplace_back(option);
+    EXPECT_THAT(TerminalOutput(command, typed, 0, away), isAsked);
+    EXPECT_FALSE(IsUntouched());
+    command.pop_back();
+  }
+  WriteText(PathOf("m.json"), machine);
   EXPECT_THAT(TerminalOutput(command, "y\n"), HasSubstr("1 applied"));
-  EXPECT_THAT(TerminalOutput(command), Not(HasSubstr("Write them?")));  // nothing would change
   WriteText(PathOf("m.json"), machine);
   command.emplace_back("--yes");
   EXPECT_THAT(TerminalOutput(command), Not(HasSubstr("Write them?")));
   EXPECT_FALSE(IsUntouched());
+}
+
+TEST_F(RestoreToolTest, WithoutATerminalConsentMustBeGivenBeforehand) {
+  WriteText(PathOf("x.ini"), WithValue(saved, "POWER", "PowerRestorePolicy", "OFF"));
+  const Outcome outcome =
+      Run("--target machine:m.json restore --password-file pw x.ini", "setsid -w");
+  EXPECT_EQ(outcome.exitCode, 64);
+  EXPECT_THAT(outcome.err, HasSubstr("--yes"));
+  EXPECT_TRUE(IsUntouched());
+  EXPECT_THAT(Files(), ::testing::SizeIs(3));
+}
+
+/// A server whose BMC says what a write of a user's name leads to, until it has a password for him.
+class ForeseeingProvider final : public Planning::ForwardingProvider {
+ public:
+  ForeseeingProvider(std::shared_ptr<SDK::QueryProvider> inner, SDK::WriteForesight::Kind kind)
+      : ForwardingProvider(std::move(inner)), kind_(kind) {}
+  std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings) override {
+    const std::string path = "/BMC/USER[3]/NAME";
+    if (!settings.contains(path) || passwords_.contains("Other")) return {};
+    return {{path, kind_, "this is foreseen", "Other"}};
+  }
+  void UsePasswords(const SDK::SettingMap& passwords) override { passwords_ = passwords; }
+
+ private:
+  SDK::WriteForesight::Kind kind_;
+  SDK::SettingMap passwords_;
+};
+
+/// Ends the process as the tool does for a script, which has no terminal.
+[[noreturn]] void RestoreAsAScript(const Tool::RestoreRequest& request) {
+  setsid();
+  try {
+    _exit(RunRestore(request, Tool::Messages(Tool::Verbosity::Quiet)));
+  } catch (const Tool::ToolError& fault) {
+    std::fputs(fault.what(), stderr);
+    _exit(fault.code);
+  }
+}
+
+TEST_F(RestoreToolTest, WhatAWriteLeadsToNeedsMoreThanYes) {
+  using Kind = SDK::WriteForesight::Kind;
+  WriteText(PathOf("x.ini"), WithValue(saved, "USERS::USER3", "UserName", "Other"));
+  WriteText(PathOf("users"), "\nOther:new:pass\r\n");
+  WriteText(PathOf("empty"), "Other:\n");
+  for (const char* file : {"users", "empty"}) chmod(PathOf(file).c_str(), 0600);
+  WriteText(PathOf("open"), "Other:new\n");
+  struct Row {
+    Kind kind;
+    bool allowLockout;
+    const char* file;
+    int exitCode;
+    const char* said;
+  };
+  for (const Row& row :
+       std::to_array<Row>({{Kind::LocksOut, false, "", 64, "--allow-lockout"},
+                           {Kind::LocksOut, true, "", 0, ""},
+                           {Kind::OpensAccount, false, "", 0, ""},
+                           {Kind::NeedsPassword, true, "", 64, "is foreseen; give"},
+                           {Kind::NeedsPassword, false, "open", 77, "chmod 600"},
+                           {Kind::NeedsPassword, false, "empty", 65, "line 1"},
+                           {Kind::NeedsPassword, false, "none", 66, "none"},
+                           {Kind::NeedsPassword, false, "users", 0, ""}})) {
+    WriteText(PathOf("m.json"), machine);
+    Tool::RestoreRequest request;
+    request.openTarget = [&] {
+      return Planning::AllTrees(std::make_shared<ForeseeingProvider>(
+          std::make_shared<Machine::MachineProvider>(PathOf("m.json")), row.kind));
+    };
+    request.file = PathOf("x.ini");
+    request.mode = Planning::ModeBmc;
+    request.noBackup = request.yes = true;
+    request.allowLockout = row.allowLockout;
+    if (*row.file != '\0') request.userPasswordFile = PathOf(row.file);
+    EXPECT_EXIT(RestoreAsAScript(request), ::testing::ExitedWithCode(row.exitCode), row.said);
+    EXPECT_EQ(IsUntouched(), row.exitCode != 0) << row.said << row.file;
+  }
+}
+
+TEST_F(RestoreToolTest, ATerminalGetsColumnsColourAndAPager) {
+  std::string text = WithValue(saved, "BIOS::Main", "Quiet Boot", "0");
+  text = WithValue(text, "BIOS::Main", "POST Error Pause", "1");
+  WriteText(PathOf("x.ini"), text);
+  const std::vector<std::string> diff = {ToolProgram(), "--target", "machine:" + PathOf("m.json"),
+                                         "diff", PathOf("x.ini")};
+  setenv("TERM", "xterm", 1);
+  setenv("PAGER", "sed 's/^/paged: /'", 1);
+  EXPECT_THAT(TerminalOutput(diff, "", 1),
+              HasSubstr("\x1b[1mBIOS::Main\x1b[0m\r\n"
+                        "  Quiet Boot        Enabled (1) → Disabled (0)\r\n"
+                        "  POST Error Pause  Disabled (0) → Enabled (1)\r\n"
+                        "2 values differ (machine → file).\r\n"));
+  setenv("NO_COLOR", "1", 1);
+  EXPECT_THAT(
+      TerminalOutput(diff, "", 1),
+      AllOf(HasSubstr("BIOS::Main\r\n"), Not(HasSubstr("\x1b[1m")), Not(HasSubstr("paged"))));
+  unsetenv("NO_COLOR");
+  for (int user = 1; user < 30; ++user) {
+    text += "[BIOS::Menu " + std::to_string(user) + "]\nKey=1\n";
+  }
+  WriteText(PathOf("x.ini"), text);
+  EXPECT_THAT(TerminalOutput(diff, "", 1), HasSubstr("paged: "));
+  std::vector<std::string> unpaged = diff;
+  unpaged.emplace_back("--no-pager");
+  EXPECT_THAT(TerminalOutput(unpaged, "", 1), Not(HasSubstr("paged: ")));
+  unsetenv("PAGER");
 }
 
 TEST_F(RestoreToolTest, AFileThatWouldFailInItsMiddleIsRefusedBeforeTheFirstWrite) {
@@ -264,8 +398,9 @@ TEST_F(RestoreToolTest, AValueThatCannotBeIsNamedBeforeAnythingIsWritten) {
                                      "PowerRestorePolicy", "OFF");
   const Outcome rest = Restore(text, "--keep-going");
   EXPECT_EQ(rest.exitCode, 1);
-  EXPECT_THAT(rest.out, HasSubstr("BIOS::Main::Quiet Boot: not applied (it is not among"));
-  EXPECT_THAT(rest.out, HasSubstr("POWER::PowerRestorePolicy: applied"));
+  EXPECT_THAT(rest.out,
+              HasSubstr("BIOS::Main::Quiet Boot  Enabled (1) → 7  not applied (it is not among"));
+  EXPECT_THAT(rest.out, HasSubstr("POWER::PowerRestorePolicy  RESTORE → OFF  applied"));
 }
 
 TEST_F(RestoreToolTest, ANameThatNothingHasStopsARestoreUntilItIsToPassOverIt) {
@@ -341,8 +476,10 @@ TEST_F(RestoreToolTest, EverySettingHasItsOutcome) {
 
 TEST_F(RestoreToolTest, ATargetThatFallsSilentFailsAndNothingIsClaimed) {
   ::testing::internal::CaptureStderr();
+  WriteText(PathOf("x.ini"), WithValue(saved, "POWER", "PowerRestorePolicy", "OFF"));
   int failAt = 1;
   for (bool hasFailed = true; hasFailed; failAt += 7) {
+    WriteText(PathOf("m.json"), machine);
     const auto failing = std::make_shared<FailingProvider>(
         std::make_shared<Machine::MachineProvider>(PathOf("m.json")), failAt,
         ErrorManager::Unreachable);
@@ -357,7 +494,6 @@ TEST_F(RestoreToolTest, ATargetThatFallsSilentFailsAndNothingIsClaimed) {
   }
   EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("what is known of the writes"));
   EXPECT_GT(failAt, 300);
-  EXPECT_TRUE(IsUntouched());
 }
 
 TEST_F(RestoreToolTest, DiffComparesAsARestoreWouldTakeIt) {
@@ -373,9 +509,10 @@ TEST_F(RestoreToolTest, DiffComparesAsARestoreWouldTakeIt) {
   const Outcome outcome = OnMachine("diff x.ini");
   EXPECT_EQ(outcome.exitCode, 1);
   EXPECT_EQ(outcome.out,
-            "USERS::USER3::UserName: file \"mira.holt\", machine \"Mira.Holt\"\n"
-            "[BIOS::Extra]: in the file only\nPOWER::Extra: in the file only\n"
-            "BIOS::Main::Quiet Boot: in the machine only\n");
+            "USERS::USER3::UserName  Mira.Holt → mira.holt\n"
+            "[BIOS::Extra]  in the file only\nPOWER::Extra  1  in the file only\n"
+            "BIOS::Main::Quiet Boot  Enabled (1)  in the machine only\n"
+            "1 value differs (machine → file).\n");
   const json document = JsonOf(OnMachine("diff --json --mode bmc x.ini"));
   EXPECT_EQ(document["schema"], "saverestore-diff/2");
   EXPECT_EQ(document["different"].size(), 1U);
@@ -384,7 +521,8 @@ TEST_F(RestoreToolTest, DiffComparesAsARestoreWouldTakeIt) {
   // Two files need no target.
   WriteText(PathOf("y.ini"), saved);
   EXPECT_EQ(Run("diff y.ini y.ini").exitCode, 0);
-  EXPECT_THAT(Run("diff y.ini x.ini").out, HasSubstr("first \"Mira.Holt\", second \"mira.holt\""));
+  EXPECT_THAT(Run("diff y.ini x.ini").out,
+              HasSubstr("USERS::USER3::UserName  Mira.Holt → mira.holt\n"));
   EXPECT_EQ(Run("diff y.ini none.ini").exitCode, 66);
   EXPECT_EQ(Run("diff y.ini").exitCode, 64);
 }
@@ -457,7 +595,7 @@ TEST_F(RestoreToolTest, NoCommandTakesWhatIsNoConfiguration) {
                                    {"none.ini", 66},
                                    {"x.txt", 64},
                                    {longName + "/" + std::string(120, 'c') + ".ini", 64}}) {
-    const Outcome outcome = OnMachine("restore --password-file pw --no-backup " + file);
+    const Outcome outcome = OnMachine("restore --yes --password-file pw --no-backup " + file);
     EXPECT_EQ(outcome.exitCode, code) << file;
     EXPECT_THAT(outcome.err, Not(IsEmpty())) << file;
     if (code == 64) continue;  // such a name is wrong for a restore alone

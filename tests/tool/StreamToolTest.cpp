@@ -59,10 +59,10 @@ TEST_F(StreamToolTest, AnEditedTextFileIsRestoredAsAStream) {
   text.replace(text.find("\nQuiet Boot=1"), 13, "\nQuiet Boot=0");
   WriteText(PathOf("x.ini"), text);
   ASSERT_EQ(Run("convert x.ini x.scf").exitCode, 0);
-  EXPECT_THAT(OnMachine("diff x.scf").out, HasSubstr("Quiet Boot: file \"0\", machine \"1\""));
-  const Outcome restore = OnMachine("restore --no-backup --password-file pw x.scf");
+  EXPECT_THAT(OnMachine("diff x.scf").out, HasSubstr("Quiet Boot  Enabled (1) → Disabled (0)"));
+  const Outcome restore = OnMachine("restore --yes --no-backup --password-file pw x.scf");
   EXPECT_EQ(restore.exitCode, 0) << restore.err;
-  EXPECT_THAT(restore.out, HasSubstr("Quiet Boot: applied"));
+  EXPECT_THAT(restore.out, HasSubstr("Disabled (0)  applied"));
   ASSERT_EQ(OnMachine("save after.ini").exitCode, 0);
   EXPECT_EQ(ReadText(PathOf("after.ini")), text);
 }
@@ -73,8 +73,9 @@ TEST_F(StreamToolTest, ADamagedFileIsRefusedByEveryCommandAndWritesNothing) {
   std::string bytes = ReadText(PathOf("x.scf"));
   bytes[bytes.size() / 2] = static_cast<char>(bytes[bytes.size() / 2] ^ 1);
   WriteText(PathOf("bad.scf"), bytes);
-  for (const char* command : {"restore --password-file pw bad.scf", "diff bad.scf", "check bad.scf",
-                              "show bad.scf", "convert bad.scf bad.ini", "diff x.scf bad.scf"}) {
+  for (const char* command :
+       {"restore --yes --password-file pw bad.scf", "diff bad.scf", "check bad.scf", "show bad.scf",
+        "convert bad.scf bad.ini", "diff x.scf bad.scf"}) {
     const Outcome outcome = OnMachine(command);
     EXPECT_EQ(outcome.exitCode, 65) << command;
     EXPECT_THAT(outcome.err, HasSubstr("\"bad.scf\" is refused: its digest is wrong")) << command;
@@ -85,7 +86,8 @@ TEST_F(StreamToolTest, ADamagedFileIsRefusedByEveryCommandAndWritesNothing) {
 
 TEST_F(StreamToolTest, AFileThatLacksTheModesBlocksIsRefusedBeforeAnythingIsWritten) {
   ASSERT_EQ(OnMachine("save --mode bmc x.scf").exitCode, 0);
-  const Outcome outcome = OnMachine("restore --mode all --no-backup --password-file pw x.scf");
+  const Outcome outcome =
+      OnMachine("restore --yes --mode all --no-backup --password-file pw x.scf");
   EXPECT_EQ(outcome.exitCode, 65);
   EXPECT_THAT(outcome.err, HasSubstr("1179"));
   EXPECT_THAT(outcome.err, HasSubstr("nothing was written"));

@@ -58,11 +58,19 @@ class ToolTest : public EngineTest {
 };
 
 /// Runs the tool on a terminal, types a text when it is asked, and returns what the terminal shows.
+/// `redirection` leads its standard streams elsewhere.
 inline std::string TerminalOutput(const std::vector<std::string>& arguments,
-                                  const std::string& typed = "", int exitCode = 0) {
+                                  const std::string& typed = "", int exitCode = 0,
+                                  const std::string& redirection = "") {
   int terminal = -1;
-  const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  winsize size = {24, 80, 0, 0};
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
   if (child == 0) {
+    if (!redirection.empty()) {
+      std::string command = "exec 9<>/dev/tty; exec";  // a terminal that nothing has open is gone
+      for (const std::string& argument : arguments) command += " '" + argument + "'";
+      execl("/bin/sh", "sh", "-c", (command + redirection).c_str(), nullptr);
+    }
     std::vector<char*> argv;
     argv.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments)

@@ -93,6 +93,8 @@ TEST_F(ToolTest, AFullDiskIsAFailureThatLeavesTheOldFile) {
   const Outcome outcome = Run("--target " + Example("caldra") + " save --overwrite old.ini",
                               "trap '' XFSZ; ulimit -f 4;");
   EXPECT_EQ(outcome.exitCode, 2) << outcome.err;
+  EXPECT_THAT(outcome.err, HasSubstr("old.ini"));
+  EXPECT_THAT(outcome.err, HasSubstr("File too large"));
   EXPECT_EQ(ReadText(PathOf("old.ini")), "precious");
   EXPECT_THAT(Files(), ::testing::ElementsAre("old.ini"));
 }
@@ -111,6 +113,7 @@ TEST_P(WrongCallTest, SaysWhatIsWrongAndWritesNothing) {
   EXPECT_EQ(outcome.exitCode, GetParam().exitCode);
   EXPECT_THAT(outcome.out, IsEmpty());
   EXPECT_THAT(outcome.err, HasSubstr(GetParam().text));
+  EXPECT_THAT(outcome.err, Not(HasSubstr("cret")));
   EXPECT_THAT(Files(), IsEmpty());
 }
 
@@ -118,8 +121,15 @@ INSTANTIATE_TEST_SUITE_P(
     Rows, WrongCallTest,
     ::testing::Values(
         WrongCall{"NoCommand", "", 64, "--help"},
-        WrongCall{"UnknownCommand", "svae x.ini", 64, "no command \"svae\""},
-        WrongCall{"UnknownOption", "--bogus", 64, "no option \"--bogus\""},
+        WrongCall{"UnknownCommand", "svae x.ini", 64,
+                  "no command \"svae\"; did you mean \"save\"?"},
+        WrongCall{"UnknownInnerCommand", "machine captur x", 64, "did you mean \"capture\"?"},
+        WrongCall{"UnknownOption", "save --overwirte x.ini", 64,
+                  "no option \"--overwirte\"; did you mean \"--overwrite\"?"},
+        WrongCall{"UnknownPassword", "restore --password=se=cret x.ini", 64,
+                  "no option \"--password\""},
+        WrongCall{"PasswordForAFlag", "restore --ask-password=secret x.ini", 64, "--ask-password"},
+        WrongCall{"PasswordForANumber", "save --bmc-password-fd secret x.ini", 64, "password-fd"},
         WrongCall{"NoFile", "--target machine:x save", 64, "FILE is required"},
         WrongCall{"TwoFiles", "--target machine:x save a.ini b.ini", 64, "b.ini"},
         WrongCall{"NoTarget", "save x.ini", 64, "--target machine:FILE"},
@@ -146,13 +156,19 @@ TEST_F(ToolTest, AFileThatMayNotBeReadOrWrittenIsNotPermitted) {
 }
 
 TEST_F(ToolTest, HelpAndVersionGoToStandardOutput) {
-  for (const char* arguments : {"--help", "save --help", "targets --help"}) {
+  for (const char* arguments : {"--help", "save --help", "restore --help", "targets --help",
+                                "machine --help", "machine capture --help", "diff --help"}) {
     const Outcome outcome = Run(arguments);
+    std::istringstream lines(outcome.out);
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;
+    EXPECT_THAT(outcome.out, Not(HasSubstr("Option Group")));
+    if (std::string(arguments) == "machine --help") continue;
     EXPECT_EQ(outcome.exitCode, 0) << arguments;
     EXPECT_THAT(outcome.out, HasSubstr("Example:")) << arguments;
     EXPECT_THAT(outcome.err, IsEmpty()) << arguments;
   }
   EXPECT_THAT(Run("--version").out, ::testing::StartsWith("saverestore "));
+  EXPECT_THAT(Run("--version").out, HasSubstr("\nBack ends: "));
   EXPECT_THAT(Run("targets").out, HasSubstr("machine:FILE"));
 }
 

@@ -210,8 +210,10 @@ void RunCapture(const CaptureRequest& request, const Messages& messages) {
           return std::make_shared<KeepingProvider>(provider, answers);
         });
     const Planning::Server server(kept, Watching(messages, &progress));
+    progress.Begin("reading the target");
     image.platform = SDK::XDirectorImpl::CreateInstance()->PlatformName();
     saved = Planning::ConfigurationOfTarget(Planning::ModeAll);
+    progress.Begin("reading everything else");
     ReadEverything(server.Providers(), answers.nodes);
     server.ThrowIfSilent();
     queries = server.Queries();
@@ -236,9 +238,9 @@ void AddCapture(CLI::App& command, Command& chosen) {
   AddFile(command, request->file, "The machine file to write");
   command.add_flag("--overwrite", request->overwrite, "Replace FILE when it exists");
   command.footer(
-      "For rehearsals, tests and bug reports: --target machine:FILE then reads like the target.\n"
-      "Passwords are not kept. The file is written whole or not at all, readable by its owner\n"
-      "alone.\n\n"
+      "For rehearsals, tests and bug reports: --target machine:FILE then reads like the\n"
+      "target. Passwords are not kept. The file is written whole or not at all,\n"
+      "readable by its owner alone.\n\n"
       "Example:\n"
       "  saverestore --target local machine capture server.json\n");
   command.callback([request, &chosen] {

@@ -9,6 +9,7 @@
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
 #include "tool/render/TextPlan.h"
+#include "tool/terminal/Progress.h"
 
 namespace Tool {
 namespace {
@@ -27,7 +28,9 @@ int RunCheck(const CheckRequest& request, const Messages& messages) {
   const Planning::Request wanted = Planning::RequestOfFile(request.file, request.mode);
   std::vector<Planning::Finding> findings = wanted.findings;
   if (request.openTarget) {
-    const Planning::Server server(request.openTarget(), Watching(messages));
+    Progress progress(messages);
+    const Planning::Server server(request.openTarget(), Watching(messages, &progress));
+    progress.Begin("reading the target");
     findings = Planning::MakePlan(wanted, server).findings;
   }
   if (request.json) {

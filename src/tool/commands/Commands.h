@@ -21,6 +21,7 @@ struct Globals {
   Targets targets;
   bool quiet = false;
   bool verbose = false;
+  bool noPager = false;
 };
 
 /// A command that was chosen on the command line, ready to run. \return the exit code.

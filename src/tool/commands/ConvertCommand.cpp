@@ -22,13 +22,18 @@ struct ConvertRequest {
   bool overwrite = false;  ///< replace an existing file
 };
 
-void WriteText(const Common::AtomicFile& file, const std::vector<Scf::Section>& sections) {
+void WriteText(Common::AtomicFile& file, const std::vector<Scf::Section>& sections) {
   SDK::IniFile text(file.TemporaryPath().c_str());
   for (const Scf::Section& section : sections) {
     text.Rows().BeginSection(section.name);
     for (const SDK::Row& row : section.rows) text.Rows().Write(row);
   }
-  text.Finish();
+  try {
+    text.Finish();
+  } catch (const ResultStatus&) {
+    file.RaiseWhyFull();
+    throw;
+  }
 }
 
 /// A stream holds what belongs to a server; anything else in a text file has no place in it.
@@ -64,11 +69,6 @@ void RunConvert(const ConvertRequest& request, const Messages& messages) {
   }
   CheckDestination(request.to, request.overwrite);
   const Planning::ConfigurationFile source = Planning::WellFormed(request.from);
-  if (source.Lines() != nullptr && !source.Lines()->IsWellFormed()) {
-    throw ToolError(ExitBadInput, "\"" + request.from +
-                                      "\" has lines that are none; \"saverestore check\" names "
-                                      "them");
-  }
   Common::AtomicFile file(request.to);
   if (toStream) {
     WriteStream(file, source, messages);

@@ -10,6 +10,7 @@
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
 #include "tool/render/TextDifference.h"
+#include "tool/terminal/Progress.h"
 
 namespace Tool {
 namespace {
@@ -28,7 +29,9 @@ struct DiffRequest {
 
 Configuration ReadTarget(const DiffRequest& request, Planning::Mode mode,
                          const Messages& messages) {
-  const Planning::Server server(request.openTarget(), Watching(messages));
+  Progress progress(messages);
+  const Planning::Server server(request.openTarget(), Watching(messages, &progress));
+  progress.Begin("reading the target");
   CheckMode(server.Providers(), mode);
   Configuration configuration = Planning::ConfigurationOfTarget(mode);
   server.ThrowIfSilent();
@@ -51,7 +54,8 @@ int RunDiff(const DiffRequest& request, const Messages& messages) {
     const auto other = withTarget ? std::nullopt : std::optional(request.other);
     messages.Document(Planning::DiffDocument(comparison, request.file, other));
   } else {
-    ShowComparison(comparison, withTarget ? Sides{"file", "machine"} : Sides{"first", "second"},
+    ShowComparison(comparison,
+                   withTarget ? Sides{"file", "machine", true} : Sides{"first", "second"},
                    messages);
   }
   return comparison.IsEmpty() ? ExitDone : ExitDifferent;
@@ -67,7 +71,8 @@ void AddDiff(CLI::App& command, Command& chosen) {
   AddMode(command, request->mode, kModeOfFile);
   command.add_flag("--json", request->json, "Print JSON");
   command.footer(
-      "Values compare as a restore would take them.\n\n"
+      "Values compare as a restore would take them. Against a target they read as the\n"
+      "change that a restore of FILE would make, against a file from FILE to OTHER.\n\n"
       "Example:\n"
       "  saverestore --target machine:server.json diff server.ini\n");
   command.callback([request, &chosen] {

@@ -21,8 +21,10 @@ struct RestoreRequest {
   bool skipSystemCheck = false;
   bool skipBootOrder = false;
   PasswordSource password;
-  bool keepsGoing = false;
-  bool ignoresUnknown = false;
+  std::string userPasswordFile;  ///< for the accounts that the restore opens; empty for none
+  bool keepsGoing = false;       ///< write the rest where the target cannot take some values
+  bool ignoresUnknown = false;   ///< pass over names that the target does not know
+  bool allowLockout = false;     ///< cut off the way to the target without asking
   bool dryRun = false;
   bool noBackup = false;
   std::string backupDir;  ///< empty: beside the file
@@ -32,8 +34,9 @@ struct RestoreRequest {
   bool force = false;   ///< that restart does not ask the operating system
 };
 
-/// Checks the file, saves the machine's present configuration, shows what will change, restores,
-/// reads the machine again and reports what became of each setting.
+/// Checks the file and the password, saves the machine's present configuration, shows what will
+/// change, asks for consent, restores, reads the machine again and reports what became of each
+/// setting. A restore that would change nothing writes nothing, and no backup.
 /// \return ExitDone when all is as wanted, ExitDifferent when some setting is not.
 /// \throws ToolError, Failure, ResultStatus, Interrupted  the file is refused (nothing is written
 ///                                                        then), or the restore has failed.

@@ -28,7 +28,7 @@ void WarnOfWaiting(const Planning::Server& server, const Messages& messages) {
 }
 
 /// Saves the target into `file`. \throws as RunSave.
-Outcome SaveTo(const std::string& file, const SaveRequest& request, const Messages& messages) {
+Outcome SaveTo(Common::AtomicFile& file, const SaveRequest& request, const Messages& messages) {
   Progress progress(messages);
   const Planning::Server server(request.openTarget(), Watching(messages, &progress));
   const Planning::Mode mode = request.mode.value_or(ModeOf(server.Providers()));
@@ -43,7 +43,7 @@ Outcome SaveTo(const std::string& file, const SaveRequest& request, const Messag
 void RunSave(const SaveRequest& request, const Messages& messages) {
   CheckDestination(request.file, request.overwrite);
   Common::AtomicFile file(request.file);
-  const Outcome outcome = SaveTo(file.TemporaryPath(), request, messages);
+  const Outcome outcome = SaveTo(file, request, messages);
   const Planning::Saved saved = Planning::ReviewSaved(file.TemporaryPath(), outcome.mode);
   for (const std::string& text : saved.warnings) messages.Warning(text);
   ThrowIfInterrupted();

@@ -10,6 +10,7 @@
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
 #include "tool/render/TextDifference.h"
+#include "tool/terminal/Progress.h"
 
 namespace Tool {
 namespace {
@@ -29,7 +30,9 @@ struct VerifyRequest {
 int RunVerify(const VerifyRequest& request, const Messages& messages) {
   const Planning::ConfigurationFile file = Planning::WellFormed(request.file);
   const Planning::Mode mode = request.mode.value_or(ModeOf(file.Content()));
-  const Planning::Server server(request.openTarget(), Watching(messages));
+  Progress progress(messages);
+  const Planning::Server server(request.openTarget(), Watching(messages, &progress));
+  progress.Begin("reading the target");
   const Planning::Verification verification = Planning::Verify(file.Content(), mode, server);
   if (request.json) {
     messages.Document(Planning::VerifyDocument(verification, request.file, mode));

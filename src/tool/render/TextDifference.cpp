@@ -1,43 +1,94 @@
 #include "tool/render/TextDifference.h"
 
+#include <unistd.h>
+
 #include <string>
 #include <vector>
+
+#include "plan/OptionText.h"
+#include "tool/render/Listing.h"
 
 namespace Tool {
 namespace {
 
-void ShowOneSided(const char* side, const std::vector<std::string>& sections,
-                  const std::vector<const Planning::Setting*>& keys, const Messages& messages) {
-  const std::string ending = std::string(": in the ") + side + " only";
-  for (const std::string& section : sections) messages.Result("[" + section + "]" + ending);
-  for (const Planning::Setting* setting : keys) messages.Result(setting->Name() + ending);
+using Planning::Setting;
+
+/// A value with the text that the comment of either side has for it: a person may have removed one.
+std::string ShownOf(const std::string& value, const Setting& setting, const Setting& other) {
+  const std::string text = Planning::OptionText(setting.comment, value);
+  return Shown(value, text.empty() ? Planning::OptionText(other.comment, value) : text);
+}
+
+ListedSetting RowOf(const Planning::Comparison::Difference& difference, bool isOfRestore) {
+  const Setting& left = *difference.left;
+  const Setting& right = *difference.right;
+  const std::string ofLeft = ShownOf(left.value, left, right);
+  const std::string ofRight = ShownOf(right.value, right, left);
+  return {left.section, left.key,    isOfRestore ? Arrow(ofRight, ofLeft) : Arrow(ofLeft, ofRight),
+          "",           Tone::Plain, right.path};
+}
+
+void AddOneSided(const char* side, const std::vector<std::string>& sections,
+                 const std::vector<const Setting*>& keys, std::vector<ListedSetting>& rows) {
+  const std::string remark = std::string("in the ") + side + " only";
+  for (const std::string& section : sections) {
+    rows.push_back({section, "", "", remark, Tone::Open, ""});
+  }
+  for (const Setting* setting : keys) {
+    rows.push_back({setting->section, setting->key, ShownOf(setting->value, *setting, *setting),
+                    remark, Tone::Open, setting->path});
+  }
+}
+
+ListedSetting RowOf(const Planning::Verification::Missed& missed,
+                    const Planning::Configuration& present) {
+  const Setting* now = present.Find(missed.section, missed.key);
+  if (now == nullptr) {
+    return {missed.section, missed.key, Shown(missed.wanted), "the machine has no such setting",
+            Tone::Bad,      ""};
+  }
+  return {missed.section,
+          missed.key,
+          Arrow(ShownOf(now->value, *now, *now), ShownOf(missed.wanted, *now, *now)),
+          "",
+          Tone::Plain,
+          now->path};
 }
 
 }  // namespace
 
 void ShowComparison(const Planning::Comparison& comparison, const Sides& sides,
                     const Messages& messages) {
-  for (const auto& [left, right] : comparison.different) {
-    messages.Result(left->Name() + ": " + sides.left + " \"" + left->value + "\", " + sides.right +
-                    " \"" + right->value + "\"");
+  std::vector<ListedSetting> rows;
+  for (const auto& difference : comparison.different) {
+    rows.push_back(RowOf(difference, sides.isOfRestore));
   }
-  ShowOneSided(sides.left, comparison.onlyLeftSections, comparison.onlyLeftKeys, messages);
-  ShowOneSided(sides.right, comparison.onlyRightSections, comparison.onlyRightKeys, messages);
+  AddOneSided(sides.left, comparison.onlyLeftSections, comparison.onlyLeftKeys, rows);
+  AddOneSided(sides.right, comparison.onlyRightSections, comparison.onlyRightKeys, rows);
+  std::string text = Listing(rows, StyleFor(STDOUT_FILENO, messages.IsVerbose()));
+  if (!comparison.different.empty()) {
+    text += Counted(comparison.different.size(), "value") + " differ" +
+            (comparison.different.size() == 1 ? "s" : "") + " (" +
+            (sides.isOfRestore ? Arrow(sides.right, sides.left) : Arrow(sides.left, sides.right)) +
+            ").\n";
+  }
+  messages.Lines(text);
 }
 
 void ShowVerification(const Planning::Verification& verification, const Messages& messages) {
+  std::vector<ListedSetting> rows;
   for (const Planning::Verification::Missed& missed : verification.missed) {
-    messages.Result(missed.Name() + ": file \"" + missed.wanted + "\", " +
-                    (missed.present ? "machine \"" + *missed.present + "\""
-                                    : "the machine has no such setting"));
+    rows.push_back(RowOf(missed, verification.present));
   }
+  std::string text = Listing(rows, StyleFor(STDOUT_FILENO, messages.IsVerbose()));
   for (const SDK::BootMessage& message : verification.messages) {
     const std::string name = verification.present.NameOf(message.path);
-    messages.Result("The server says" + (message.time.empty() ? "" : " (" + message.time + ")") +
-                    ": " + (name.empty() ? "" : name + ": ") + message.text);
+    text += Printable("The server says" + (message.time.empty() ? "" : " (" + message.time + ")") +
+                      ": " + (name.empty() ? "" : name + ": ") + message.text) +
+            "\n";
   }
-  messages.Result(std::to_string(verification.compared - verification.missed.size()) + " of " +
-                  Counted(verification.compared, "setting") + " as in the file.");
+  messages.Lines(text + std::to_string(verification.compared - verification.missed.size()) +
+                 " of " + Counted(verification.compared, "setting") + " as in the file.\n");
 }
 
 }  // namespace Tool

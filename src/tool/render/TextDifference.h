@@ -10,6 +10,8 @@ namespace Tool {
 struct Sides {
   const char* left;
   const char* right;
+  /// Values read from the right to the left: what a restore of the left one would change.
+  bool isOfRestore = false;
 };
 
 void ShowComparison(const Planning::Comparison& comparison, const Sides& sides,

@@ -1,22 +1,50 @@
 #include "tool/render/TextPlan.h"
 
-namespace Tool {
+#include <unistd.h>
 
-void ShowPlan(const Planning::Plan& plan, bool isAll, const Messages& messages) {
+#include <algorithm>
+
+namespace Tool {
+namespace {
+
+std::string ValuesOf(const Planning::Change& change) {
+  return Arrow(Shown(change.from, change.fromText), Shown(change.to, change.toText));
+}
+
+/// How the file calls the setting at `path`.
+std::string NameIn(const Planning::Plan& plan, const std::string& path) {
+  const auto change = std::ranges::find(plan.changes, path, &Planning::Change::path);
+  return change == plan.changes.end() ? plan.present.NameOf(path) : change->Name();
+}
+
+}  // namespace
+
+std::string TextOf(const Planning::Plan& plan, bool isAll, const Style& style) {
+  std::vector<ListedSetting> rows;
   for (const Planning::Change& change : plan.changes) {
-    const std::string waits =
-        change.waiting ? " (\"" + *change.waiting + "\" waits for the boot)" : "";
-    messages.Result(change.path + ": \"" + change.from + "\"" + waits + " -> \"" + change.to +
-                    "\"");
+    const std::string remark = change.waiting ? Shown(*change.waiting) + " waits for the boot" : "";
+    rows.push_back({change.section, change.key, ValuesOf(change), remark,
+                    change.waiting ? Tone::Open : Tone::Plain, change.path});
   }
   for (const Planning::Obstacle& obstacle : plan.obstacles) {
-    messages.Result(obstacle.change.Name() + " stays as it is: " + obstacle.reason);
+    const Planning::Change& change = obstacle.change;
+    rows.push_back({change.section, change.key, ValuesOf(change),
+                    "stays as it is: " + obstacle.reason,
+                    obstacle.isReadOnly ? Tone::Open : Tone::Bad, change.path});
   }
+  std::string text = Listing(rows, style);
   if (isAll) {
-    for (const std::string& text : plan.skipped) messages.Result(text);
+    for (const std::string& skipped : plan.skipped) text += Printable(skipped) + "\n";
   }
-  messages.Result(Counted(plan.changes.size(), "setting") + " will change; " +
-                  std::to_string(plan.writes.size() - plan.obstacles.size()) + " will be written.");
+  for (const SDK::WriteForesight& foreseen : plan.foresight) {
+    text += Printable(NameIn(plan, foreseen.path) + ": " + foreseen.text) + ".\n";
+  }
+  return text + Counted(plan.changes.size(), "setting") + " will change; " +
+         std::to_string(plan.writes.size() - plan.obstacles.size()) + " will be written.\n";
+}
+
+void ShowPlan(const Planning::Plan& plan, bool isAll, const Messages& messages) {
+  messages.Lines(TextOf(plan, isAll, StyleFor(STDOUT_FILENO, messages.IsVerbose())));
 }
 
 void ShowRefusal(const Planning::Plan& plan, const Messages& messages) {

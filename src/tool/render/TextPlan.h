@@ -4,12 +4,17 @@
 #include <vector>
 
 #include "plan/Plan.h"
+#include "tool/render/Listing.h"
 #include "tool/terminal/Messages.h"
 
 namespace Tool {
 
-/// Shows what a restore will change. `isAll` says that nothing follows: then what the restore says
-/// of items that it passes over is shown as well.
+/// What a restore will change, what stays although the file has another value, and what that leads
+/// to. `isAll` says that nothing follows: then what the restore says of items that it passes over
+/// is there as well.
+[[nodiscard]] std::string TextOf(const Planning::Plan& plan, bool isAll, const Style& style);
+
+/// Shows that.
 void ShowPlan(const Planning::Plan& plan, bool isAll, const Messages& messages);
 
 /// Shows what is wrong with a file: the errors as the failures that they are, the rest as details.

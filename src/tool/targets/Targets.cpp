@@ -59,16 +59,17 @@ Targets::Targets() {
 
 void Targets::AddOptions(CLI::App& app) {
   app.add_option("--target", names_,
-                 "The server to work on, for example machine:server.json; see \"targets\". Given\n"
+                 "The server to work on, for example machine:server.json; see \"targets\". Given "
                  "twice, one is for the BIOS and the other for the BMC")
       ->type_name("KIND:PLACE")
       ->allow_extra_args(false);
-  auto* password = app.add_option_group("bmc-password");
-  password->add_option("--bmc-password-file", bmcPassword_.file,
-                       "Read the password of the BMC user from the first line of this file");
-  password->add_option("--bmc-password-fd", bmcPassword_.descriptor,
-                       "Read it from this open file descriptor; default: ask on the terminal");
-  password->require_option(0, 1);
+  app.add_option("--bmc-password-fd", bmcPassword_.descriptor,
+                 "Read it from this open file descriptor; default: ask on the terminal")
+      ->option_text("N")
+      ->excludes(
+          app.add_option("--bmc-password-file", bmcPassword_.file,
+                         "Read the password of the BMC user from the first line of this file")
+              ->type_name("FILE"));
   for (const auto& kind : kinds_) kind->AddOptions(app);
 }
 

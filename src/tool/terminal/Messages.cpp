@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "ini/IniEscape.h"
+#include "tool/terminal/Pager.h"
 #include "tool/terminal/StandardStreams.h"
 
 namespace Tool {
@@ -83,7 +84,14 @@ void Messages::Warning(const std::string& text) const {
 }
 
 void Messages::Result(const std::string& text) const {
-  if (verbosity_ != Verbosity::Quiet) Put(Printable(text));
+  if (!IsQuiet()) Put(Printable(text));
+}
+
+void Messages::Lines(const std::string& text) const {
+  if (IsQuiet() || text.empty()) return;
+  status_->Clear();
+  if (mayPage_ && ShowThroughPager(text)) return;
+  Put(text.substr(0, text.size() - 1));
 }
 
 void Messages::Document(const std::string& text) const {
@@ -91,7 +99,7 @@ void Messages::Document(const std::string& text) const {
 }
 
 void Messages::Note(const std::string& text) const {
-  if (verbosity_ == Verbosity::Quiet) return;
+  if (IsQuiet()) return;
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line);) Tell("", line);
 }

@@ -14,10 +14,13 @@ enum class Verbosity { Quiet, Normal, Verbose };
 /// and machines are shown with their control characters escaped: they cannot steer a terminal.
 class Messages {
  public:
-  explicit Messages(Verbosity verbosity)
+  /// `mayPage` allows a pager for long listings.
+  explicit Messages(Verbosity verbosity, bool mayPage = false)
       : verbosity_(verbosity),
+        mayPage_(mayPage),
         status_(std::make_shared<StatusLine>(verbosity == Verbosity::Normal)) {}
 
+  [[nodiscard]] bool IsQuiet() const { return verbosity_ == Verbosity::Quiet; }
   [[nodiscard]] bool IsVerbose() const { return verbosity_ == Verbosity::Verbose; }
   /// The line that shows what is under way; every message takes it away first. All copies of these
   /// messages share it.
@@ -29,6 +32,9 @@ class Messages {
   void Warning(const std::string& text) const;
   /// The outcome, on standard output; not with --quiet.
   void Result(const std::string& text) const;
+  /// The outcome as lines that are laid out and escaped already, through a pager where they are
+  /// more than the terminal has; not with --quiet.
+  void Lines(const std::string& text) const;
   /// A whole document for a program, on standard output, as it is. Always shown.
   void Document(const std::string& text) const;
   /// Something good to know, line by line; not with --quiet.
@@ -41,6 +47,7 @@ class Messages {
   void Put(const std::string& text) const;
 
   Verbosity verbosity_;
+  bool mayPage_;
   std::shared_ptr<StatusLine> status_;
 };
 

@@ -5,40 +5,36 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <string_view>
+#include <memory>
 #include <system_error>
 
 #include "common/Descriptor.h"
 #include "tool/ExitCodes.h"
 #include "tool/terminal/Interrupt.h"
+#include "tool/terminal/Terminal.h"
 
 namespace Tool {
 namespace {
-
-/// A terminal that is gone has nobody to tell.
-void Say(int terminal, std::string_view text) {
-  static_cast<void>(write(terminal, text.data(), text.size()) < 0);
-}
 
 /// Turns a terminal's echo off until the scope ends, also when a signal ends it; the line that was
 /// typed unseen is then ended for whatever comes next.
 class WithoutEcho {
  public:
-  explicit WithoutEcho(int terminal) : terminal_(terminal) {
-    tcgetattr(terminal_, &before_);
+  explicit WithoutEcho(const Terminal& terminal) : terminal_(terminal) {
+    tcgetattr(terminal_.Descriptor(), &before_);
     termios quiet = before_;
     quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    tcsetattr(terminal_, TCSAFLUSH, &quiet);
+    tcsetattr(terminal_.Descriptor(), TCSAFLUSH, &quiet);
   }
   WithoutEcho(const WithoutEcho&) = delete;
   WithoutEcho& operator=(const WithoutEcho&) = delete;
   ~WithoutEcho() {
-    tcsetattr(terminal_, TCSAFLUSH, &before_);
-    Say(terminal_, "\n");
+    tcsetattr(terminal_.Descriptor(), TCSAFLUSH, &before_);
+    terminal_.Say("\n");
   }
 
  private:
-  int terminal_;
+  const Terminal& terminal_;
   termios before_ = {};
 };
 
@@ -81,14 +77,14 @@ void ReadPassword(const PasswordSource& source, std::size_t longest, std::string
   } else if (source.descriptor >= 0) {
     ReadLine(source.descriptor, longest, "descriptor " + std::to_string(source.descriptor), out);
   } else if (source.ask) {
-    const Common::Descriptor terminal(open("/dev/tty", O_RDWR | O_CLOEXEC));
-    if (!terminal.IsOpen()) {
+    const std::unique_ptr<Terminal> terminal = Terminal::Open();
+    if (!terminal) {
       throw ToolError(ExitUsage,
                       "there is no terminal to ask for a password; give it by file or descriptor");
     }
-    const WithoutEcho quiet(terminal.Get());  // before the prompt: nothing typed is shown or lost
-    Say(terminal.Get(), source.prompt);
-    ReadLine(terminal.Get(), longest, "the terminal", out);
+    const WithoutEcho quiet(*terminal);  // before the prompt: nothing typed is shown or lost
+    terminal->Say(source.prompt);
+    ReadLine(terminal->Descriptor(), longest, "the terminal", out);
   }
 }
 

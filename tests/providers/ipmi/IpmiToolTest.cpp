@@ -102,7 +102,7 @@ TEST_F(IpmiToolTest, WhatIsEditedIsRestoredAndNothingElseChanges) {
                        {"CHANNEL::LAN1::SOL", "SolNumberOfRetries", "3"},
                        {"CHANNEL::LAN1::SOL", "SolRetryInterval", "330"}});
   simulator->TakeRequests();
-  const Outcome restored = Run("restore --no-backup x.ini");
+  const Outcome restored = Run("restore --yes --no-backup x.ini");
   EXPECT_EQ(restored.exitCode, 0) << restored.out << restored.err;
   ASSERT_EQ(Run("save y.ini").exitCode, 0);
   // The address that DHCP has given is a fact of the BMC, not of the file.
@@ -120,7 +120,7 @@ TEST_F(IpmiToolTest, WhatIsEditedIsRestoredAndNothingElseChanges) {
   EXPECT_THAT(Ipmitool("raw 0xc 0x22 1 4 0 0"), HasSubstr("11 03 21"));
 
   simulator->TakeRequests();
-  EXPECT_EQ(Run("restore --no-backup y.ini").exitCode, 0);
+  EXPECT_EQ(Run("restore --yes --no-backup y.ini").exitCode, 0);
   EXPECT_THAT(simulator->TakeRequests("0C 01"), IsEmpty());
   EXPECT_THAT(simulator->TakeRequests("06 43"), IsEmpty());
 }
@@ -133,10 +133,10 @@ TEST_F(IpmiToolTest, ABmcWithFewCommandsSavesWhatItHasAndReportsTheRest) {
                        {"CHANNEL::LAN2", "ARPEnable", "ENABLE"},
                        {"CHANNEL::LAN2", "GatewayMAC", "00-00-5E-00-53-99"}});
   EXPECT_EQ(Line(ReadText(PathOf("x.ini")), "USERS::USER3", "SOLEnableCh1"), "");
-  const Outcome restored = Run("restore --skip-system-check --no-backup x.ini");
+  const Outcome restored = Run("restore --yes --skip-system-check --no-backup x.ini");
   EXPECT_EQ(restored.exitCode, 1);
-  EXPECT_THAT(restored.out, AllOf(HasSubstr("USERS::USER4::UserName: applied"),
-                                  HasSubstr("LANFailOver: not applied (IPMI has no standard")));
+  EXPECT_THAT(restored.out, AllOf(HasSubstr("Vier  applied"),
+                                  HasSubstr("ENABLE  not applied (IPMI has no standard")));
   EXPECT_THAT(Ipmitool("user list 1"), HasSubstr("Vier"));
 }
 
@@ -149,13 +149,13 @@ TEST_F(IpmiToolTest, ARefusedValueIsReportedWithItsReasonAndTheRestIsWritten) {
                        {"PEF", "PEFEnable", "ENABLE"}});
   simulator->Misbehave(
       "refuse 212 06 45\nignore 0 0C 01 02 0B\nrefuse 204 04 12 07\ndelay 1500 04 12 01\n");
-  const Outcome restored = Run("restore --no-backup x.ini");
+  const Outcome restored = Run("restore --yes --no-backup x.ini");
   EXPECT_EQ(restored.exitCode, 1);
   EXPECT_THAT(restored.out,
-              AllOf(HasSubstr("UserName: not applied (the privilege of the session is too low"),
-                    HasSubstr("ARPInterval: not applied (the BMC accepted it and kept another"),
-                    HasSubstr("Filter2: not applied (the BMC does not take a value"),
-                    HasSubstr("PEF::PEFEnable: applied")));
+              AllOf(HasSubstr("Vier  not applied (the privilege of the session is too low"),
+                    HasSubstr("9  not applied (the BMC accepted it and kept another"),
+                    HasSubstr("ENABLE  not applied (the BMC does not take a value"),
+                    HasSubstr("PEF::PEFEnable  DISABLE → ENABLE  applied")));
 }
 
 TEST_F(IpmiToolTest, AWrongLoginOrHostSaysWhichAndWritesNoFile) {
@@ -188,7 +188,7 @@ TEST_F(IpmiToolTest, ABmcThatDiesMidwayLeavesNoFileAndAReportOfWhatWasWritten) {
                        {"USERS::USER4", "UserName", "Vier"},
                        {"USERS::USER4", "GlobalUserStatus", "ENABLE"}});
   simulator->Misbehave("die 0 06 45\n");
-  const Outcome restored = Run("restore --no-backup x.ini");
+  const Outcome restored = Run("restore --yes --no-backup x.ini");
   EXPECT_EQ(restored.exitCode, 69);
   EXPECT_THAT(
       restored.err,

@@ -34,6 +34,7 @@ constexpr auto kFailures = std::to_array<FailureRow>({
     {CURLE_WEIRD_SERVER_REPLY, ErrorManager::BadAnswer, "it is no HTTP"},
     {CURLE_UNSUPPORTED_PROTOCOL, ErrorManager::BadAnswer, "it is no HTTP"},
     {CURLE_HTTP2, ErrorManager::BadAnswer, nullptr},
+    {CURLE_ABORTED_BY_CALLBACK, ErrorManager::Unreachable, "the request was given up"},
     {CURLE_OPERATION_TIMEDOUT, ErrorManager::Unreachable, "it took too long to answer"},
     {CURLE_GOT_NOTHING, ErrorManager::Unreachable, "it closed the connection without an answer"},
     {CURLE_PARTIAL_FILE, ErrorManager::Unreachable,
@@ -90,6 +91,12 @@ void Set(CURL* curl, CURLoption option, Value value) {
   }
 }
 
+/// Gives a request up as soon as nobody waits for its answer any more.
+int LookForHurry(void* endpoint, curl_off_t /*toGet*/, curl_off_t /*got*/, curl_off_t /*toPut*/,
+                 curl_off_t /*put*/) {
+  return static_cast<const Endpoint*>(endpoint)->isHurried() ? 1 : 0;
+}
+
 long Milliseconds(std::chrono::seconds time) {
   return static_cast<long>(std::chrono::milliseconds(time).count());
 }
@@ -126,6 +133,9 @@ HttpClient::HttpClient(Endpoint endpoint)
   Set(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(kLargestBody));
   Set(curl, CURLOPT_WRITEFUNCTION, &TakeBody);
   Set(curl, CURLOPT_HEADERFUNCTION, &TakeHeader);
+  Set(curl, CURLOPT_XFERINFOFUNCTION, &LookForHurry);
+  Set(curl, CURLOPT_XFERINFODATA, &endpoint_);
+  Set(curl, CURLOPT_NOPROGRESS, 0L);
   const Trust& trust = endpoint_.trust;
   // A pinned key is a stronger statement than a certificate of an authority: it stands for it.
   const bool verifies = !trust.insecure && (trust.pinnedKey.empty() || !trust.caFile.empty());
@@ -149,7 +159,10 @@ void HttpClient::UseBasic(const std::string& user, const std::string& password) 
 }
 
 void HttpClient::Hurry(std::chrono::seconds limit) {
-  Set(handle_->curl.get(), CURLOPT_TIMEOUT_MS, Milliseconds(limit));
+  constexpr long kShortest = 500;
+  CURL* curl = handle_->curl.get();
+  Set(curl, CURLOPT_TIMEOUT_MS, endpoint_.isHurried() ? kShortest : Milliseconds(limit));
+  Set(curl, CURLOPT_NOPROGRESS, 1L);  // what is left to do is no longer given up
 }
 
 void HttpClient::Prepare(const HttpRequest& request) {

@@ -31,6 +31,8 @@ struct Endpoint {
   TimeLimits limits;
   /// Called before each change and again and again while waiting; may throw to stop.
   std::function<void()> checkpoint = [] {};
+  /// Asked while an answer is waited for: true gives the request up.
+  std::function<bool()> isHurried = [] { return false; };
 };
 
 struct HttpRequest {
@@ -66,7 +68,8 @@ class HttpClient {
   /// Sends each request from now on with this name and password. The caller wipes its copy.
   void UseBasic(const std::string& user, const std::string& password);
 
-  /// Makes every later exchange as short as `limit`.
+  /// Makes every later exchange as short as `limit`, half a second where somebody is in a
+  /// hurry.
   void Hurry(std::chrono::seconds limit);
 
   /// One exchange. Any status is an answer.

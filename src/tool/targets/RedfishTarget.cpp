@@ -92,15 +92,19 @@ class RedfishKind final : public TargetKind {
  public:
   void AddOptions(CLI::App& app) override {
     app.add_option("--cacert", options_.caFile,
-                   "Trust a Redfish service by the certificates in this PEM file");
+                   "Trust a Redfish service by the certificates in this PEM file")
+        ->type_name("FILE");
     app.add_option("--pinned-key", options_.pinnedKey,
-                   "Trust a Redfish service by its public key: sha256//BASE64");
+                   "Trust a Redfish service by its public key: sha256//BASE64")
+        ->type_name("KEY");
     app.add_flag("--insecure", options_.insecure, "Trust any Redfish service; for tests only");
     app.add_option("--timeout", options_.timeout,
                    "Seconds to wait for a sign of life of a Redfish service; default 30")
+        ->option_text("SECONDS")
         ->check(CLI::Range(1, 600));
     app.add_option("--auth", options_.authentication,
                    "How to log in to a Redfish service: auto, session or basic; default auto")
+        ->option_text("NAME")
         ->check(CLI::IsMember({"auto", "session", "basic"}));
   }
 
@@ -125,6 +129,7 @@ class RedfishKind final : public TargetKind {
     endpoint.limits.connect = std::min(endpoint.limits.connect, wait);
     endpoint.limits.total = 6 * wait;
     endpoint.checkpoint = ThrowIfInterrupted;
+    endpoint.isHurried = IsHurried;
     Redfish::Credentials credentials{parsed.user, "", WayOf(options_.authentication)};
     const Common::WipeOnExit wipe(credentials.password);
     ReadPassword(SourceFor(parsed.user, bmcPassword), kLongestPassword, credentials.password);

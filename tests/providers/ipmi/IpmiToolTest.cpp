@@ -190,11 +190,9 @@ TEST_F(IpmiToolTest, ABmcThatDiesMidwayLeavesNoFileAndAReportOfWhatWasWritten) {
   simulator->Misbehave("die 0 06 45\n");
   const Outcome restored = Run("restore --yes --no-backup x.ini");
   EXPECT_EQ(restored.exitCode, 69);
-  EXPECT_THAT(
-      restored.err,
-      AllOf(HasSubstr("session is lost"),
-            HasSubstr("/BMC/USER[4]/NAME: the session was lost while it was written"),
-            HasSubstr("/BMC/USER[4]/STATUS: it was not sent"), Not(HasSubstr("/BMC/PEF/STATUS"))));
+  EXPECT_THAT(restored.err, HasSubstr("session is lost"));
+  EXPECT_THAT(restored.out, AllOf(HasSubstr("(the session was lost while it was written)"),
+                                  HasSubstr("(it was not sent)")));
 
   simulator = std::make_unique<Simulator>(PathOf("sim2"), Simulator::Commands::All);
   Relay relay(simulator->Port());

@@ -2,7 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
+#include <thread>
 
 #include "RedfishService.h"
 #include "support/Paths.h"
@@ -59,7 +61,7 @@ TEST_F(ToolRedfishTest, OnlyWhatWasEditedChangesAtTheNextBoot) {
   EXPECT_EQ(restored.exitCode, 0) << restored.err;
   EXPECT_THAT(restored.err, HasSubstr(" --bmc-password-file password --cacert " +
                                       service->CaCert() + " restore "));
-  EXPECT_THAT(restored.out, HasSubstr("Turbo Mode: pending until the next boot"));
+  EXPECT_THAT(restored.out, HasSubstr("Turbo Mode  On → Off  pending until the next boot"));
   EXPECT_THAT(restored.out, HasSubstr("2 applied, 4 pending until the next boot, 0 not applied"));
   EXPECT_EQ(service->Attributes(), before);
 
@@ -86,7 +88,7 @@ TEST_F(ToolRedfishTest, ARefusedSettingIsNamedAndTheOthersAreWritten) {
   Edit("x.ini", "Node Interleaving", "true");
   const ToolOutcome restored = RunRemote("restore --yes x.ini");
   EXPECT_EQ(restored.exitCode, 1) << restored.err;
-  EXPECT_THAT(restored.out, HasSubstr("Turbo Mode: not applied ("));
+  EXPECT_THAT(restored.out, HasSubstr("Turbo Mode  On → Off  not applied ("));
   EXPECT_THAT(restored.out, HasSubstr("(it is read-only)"));
   EXPECT_EQ(service->Pending(), json({{"MemNodeInterleave", true}}));
 
@@ -211,6 +213,24 @@ TEST_F(ToolRedfishTest, AFailureInTheMiddleWritesNothing) {
     EXPECT_FALSE(std::filesystem::exists(PathOf("x.ini"))) << knob;
     service->Renew();
   }
+}
+
+TEST_F(ToolRedfishTest, ASecondInterruptGivesAStalledRequestUpAndClosesTheSession) {
+  service->Knobs({"stall=/redfish/v1/RegistryStore/bios.json"});
+  const std::string tool = ToolProgram() + " --target redfish:admin@" + service->Host() +
+                           " --cacert " + service->CaCert() + " --bmc-password-file password";
+  // Job control, so that the shell does not start it with interrupts ignored.
+  std::thread run(
+      [&] { RunShell(PathOf(""), "(set -m; " + tool + " save x.ini & echo $! >pid; wait $!)"); });
+  std::vector<std::string> lines;
+  while (lines.empty() || !lines.back().ends_with("bios.json")) {
+    for (std::string& line : service->TakeLines()) lines.push_back(std::move(line));
+  }
+  const int process = std::stoi(ReadText(PathOf("pid")));
+  for (const int signal : {SIGINT, SIGTERM}) kill(process, signal);
+  run.join();
+  EXPECT_FALSE(std::filesystem::exists(PathOf("x.ini")));
+  EXPECT_EQ(service->State("sessions"), 0);
 }
 
 TEST_F(ToolRedfishTest, ACaptureSavesLikeTheServerByteForByte) {

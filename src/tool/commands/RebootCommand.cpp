@@ -37,6 +37,7 @@ void AddReboot(CLI::App& command, Command& chosen) {
   auto request = std::make_shared<RebootRequest>();
   command.add_flag("--force", request->force, "Do not ask the operating system to end first");
   command.add_option("--wait", request->wait, "Seconds until it must be up again; default 900")
+      ->option_text("SECONDS")
       ->check(CLI::Range(1, 86400));
   command.footer(
       "Restarts the server and waits until it is up and has taken over what waited.\n\n"

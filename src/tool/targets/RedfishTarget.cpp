@@ -100,6 +100,7 @@ class RedfishKind final : public TargetKind {
     app.add_flag("--insecure", options_.insecure, "Trust any Redfish service; for tests only");
     app.add_option("--auth", options_.authentication,
                    "How to log in to a Redfish service: auto, session or basic; default auto")
+        ->option_text("NAME")
         ->check(CLI::IsMember({"auto", "session", "basic"}));
   }
 
@@ -127,6 +128,7 @@ class RedfishKind final : public TargetKind {
     endpoint.limits.total = 6 * wait;
     endpoint.isHurried = IsHurried;
     endpoint.checkpoint = ThrowIfInterrupted;
+    endpoint.isHurried = IsHurried;
     Redfish::Credentials credentials{parsed.user, "", WayOf(options_.authentication)};
     const Common::WipeOnExit wipe(credentials.password);
     ReadPassword(SourceFor(parsed.user, bmcPassword), kLongestPassword, credentials.password);

@@ -148,7 +148,7 @@ TEST_F(ToolRedfishTest, ARestoreTakesBackWhatWaits) {
 
   const ToolOutcome back = RunRemote("restore --yes x.ini");
   EXPECT_EQ(back.exitCode, 0) << back.err;
-  EXPECT_THAT(back.out, HasSubstr("\"On\" (\"Off\" waits for the boot) -> \"On\""));
+  EXPECT_THAT(back.out, HasSubstr("On → On  Off waits for the boot"));
   EXPECT_EQ(RunRemote("verify x.ini").exitCode, 0);
   service->Restart();
   EXPECT_EQ(service->Attributes().at("ProcTurbo"), "On");

@@ -33,8 +33,6 @@ struct Endpoint {
       isHurried;  ///< true: an answer is no longer waited for. Asked while waiting
   /// Called before each change and again and again while waiting; may throw to stop.
   std::function<void()> checkpoint = [] {};
-  /// Asked while an answer is waited for: true gives the request up.
-  std::function<bool()> isHurried = [] { return false; };
 };
 
 struct HttpRequest {

@@ -1,9 +1,7 @@
 #include "tool/commands/RestoreCommand.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <memory>
-#include <set>
 
 #include "tool/commands/Commands.h"
 

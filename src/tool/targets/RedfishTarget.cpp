@@ -128,7 +128,6 @@ class RedfishKind final : public TargetKind {
     endpoint.limits.total = 6 * wait;
     endpoint.isHurried = IsHurried;
     endpoint.checkpoint = ThrowIfInterrupted;
-    endpoint.isHurried = IsHurried;
     Redfish::Credentials credentials{parsed.user, "", WayOf(options_.authentication)};
     const Common::WipeOnExit wipe(credentials.password);
     ReadPassword(SourceFor(parsed.user, bmcPassword), kLongestPassword, credentials.password);

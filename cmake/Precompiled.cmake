@@ -1,5 +1,5 @@
-# Three precompiled headers for the whole tree, each compiled once: what most files include, that with
-# JSON, and that with the tests' framework. A target takes one with saverestore_precompiled(TARGET KIND).
+# Precompiled headers for the whole tree, each compiled once: what most files include, and that with JSON;
+# the tests have a third. A target takes one with saverestore_precompiled(TARGET KIND).
 # They save time and decide nothing: every file includes what it uses, which the presets `release` and
 # `tidy` see to by going without.
 set(SAVERESTORE_STANDARD_HEADERS
@@ -19,11 +19,6 @@ endfunction()
 
 saverestore_precompiled_header(standard ${SAVERESTORE_STANDARD_HEADERS})
 saverestore_precompiled_header(json ${SAVERESTORE_STANDARD_HEADERS} <nlohmann/json.hpp>)
-if(SAVERESTORE_TESTS)
-  saverestore_precompiled_header(tests ${SAVERESTORE_STANDARD_HEADERS} <nlohmann/json.hpp>
-    <gmock/gmock.h> <gtest/gtest.h>)
-  target_link_libraries(saverestore_precompiled_tests PRIVATE GTest::gmock)
-endif()
 
 function(saverestore_precompiled target kind)
   target_precompile_headers(${target} REUSE_FROM saverestore_precompiled_${kind})

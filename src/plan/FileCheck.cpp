@@ -1,7 +1,6 @@
 #include "plan/FileCheck.h"
 
 #include <algorithm>
-#include <ranges>
 #include <string_view>
 
 #include "modules/save/BootOrder.h"
@@ -122,9 +121,11 @@ void CheckKey(const Key& key, bool isText, std::vector<Finding>& findings) {
 std::string LastKeyOf(const std::string& section) {
   for (const SDK::CatalogueSection& known : SDK::CatalogueTable()) {
     if (known.numbered != 0 || "[" + section + "]" != known.name) continue;
-    for (const SDK::CatalogueRow& row : known.rows | std::views::reverse) {
-      if (row.presence == SDK::Presence::Always && row.type != SDK::QT_INSTANCE) return row.key;
+    std::string last;
+    for (const SDK::CatalogueRow& row : known.rows) {
+      if (row.presence == SDK::Presence::Always && row.type != SDK::QT_INSTANCE) last = row.key;
     }
+    return last;
   }
   return "";
 }

@@ -41,10 +41,10 @@ char Lower(char character) {
 std::size_t Distance(const std::string& left, const std::string& right) {
   std::vector<std::size_t> row(right.size() + 1);
   std::iota(row.begin(), row.end(), std::size_t{0});
-  for (std::size_t at = 0; at < left.size(); ++at) {
+  for (const char character : left) {
     std::size_t diagonal = row[0]++;
     for (std::size_t to = 0; to < right.size(); ++to) {
-      const std::size_t replaced = diagonal + (Lower(left[at]) == Lower(right[to]) ? 0 : 1);
+      const std::size_t replaced = diagonal + (Lower(character) == Lower(right[to]) ? 0 : 1);
       diagonal = row[to + 1];
       row[to + 1] = std::min({replaced, row[to] + 1, row[to + 1] + 1});
     }

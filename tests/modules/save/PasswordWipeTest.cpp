@@ -22,6 +22,8 @@ constexpr std::size_t kLength = sizeof kRemains - 1;
 // AddressSanitizer keeps arguments that are passed by value a second time, in a place of its own.
 #ifdef __SANITIZE_ADDRESS__
 constexpr bool kSeesStack = false;
+#elif defined(__has_feature)  // clang's way to tell
+constexpr bool kSeesStack = !__has_feature(address_sanitizer);
 #else
 constexpr bool kSeesStack = true;
 #endif

@@ -89,7 +89,8 @@ TEST_F(SessionTest, EveryFailureThatASaveCanReach) {
                                          {"a.scf", 3, 1180},
                                          {"a.scf", -1, 1180},
                                          {PathOf("mode3.ini"), 3, 0}}) {
-    EXPECT_EQ(CodeOf([&] { OpenSaveRestore().Save(Options(name, mode)); }), code) << name;
+    const SDK::SavenRestoreOptions options = Options(name, mode);
+    EXPECT_EQ(CodeOf([&] { OpenSaveRestore().Save(options); }), code) << name;
   }
 }
 

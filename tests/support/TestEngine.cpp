@@ -75,6 +75,7 @@ void FailingProvider::WriteGroup(const std::string& path, const SDK::SettingMap&
 EngineTest::EngineTest() {
   std::string pattern = (std::filesystem::temp_directory_path() / "saverestore-XXXXXX").string();
   folder_ = mkdtemp(pattern.data());
+  setenv("XDG_STATE_HOME", PathOf("state").c_str(), 1);  // where the tool keeps its history
   Mount(engine);
 }
 

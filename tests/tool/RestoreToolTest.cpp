@@ -87,11 +87,10 @@ TEST_F(RestoreToolTest, ValuesFromAnotherKeyAreReportedUnderIt) {
   text = WithValue(text, section, "IRQ", "4");  // which stands for 3
   text += "Internal Shell=2\nInternal Shell=1\n";
   WriteText(PathOf("x.ini"), text);
-  EXPECT_THAT(OnMachine("diff x.ini").out,
-              HasSubstr(section + "::Port A::IRQ: file \"3\", machine \"9\"\n"));
+  EXPECT_THAT(OnMachine("diff x.ini").out, HasSubstr(section + "::Port A::IRQ  9 → 3\n"));
   const Outcome restored = Restore(text);
   EXPECT_EQ(restored.exitCode, 0) << restored.err;
-  EXPECT_THAT(restored.out, HasSubstr("\n" + section + "::IRQ: applied\n"));
+  EXPECT_THAT(restored.out, HasSubstr("\n" + section + "::IRQ  3  applied\n"));
   EXPECT_THAT(restored.out, Not(HasSubstr("Port A::IRQ: skipped")));
   const std::string lost =
       "\"Internal Shell\" stands at two positions in [BIOS::BootOrder]; a "

@@ -29,9 +29,6 @@ using Outcome = ToolOutcome;
 
 class ToolTest : public EngineTest {
  protected:
-  /// What the tool keeps of its writes goes into the test's folder.
-  ToolTest() { setenv("XDG_STATE_HOME", PathOf("state").c_str(), 1); }
-
   /// Runs the tool in the test's folder, with `prefix` before it in the shell command.
   [[nodiscard]] Outcome Run(const std::string& arguments, const std::string& prefix = "") const {
     return Shell(prefix + " " + ToolProgram() + " " + arguments);

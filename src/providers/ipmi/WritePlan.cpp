@@ -130,7 +130,8 @@ void WritePlan::AddKnown(Change change) {
   // What cannot be shown was saved as empty, which must not erase it.
   if (present == change.wanted || (!present && change.wanted.empty())) return;
   if (IsOwnAddress(field)) {
-    result_.notes.push_back({change.path, WriteNote::Fate::Skipped, "a BMC keeps its own addresses"});
+    result_.notes.push_back(
+        {change.path, WriteNote::Fate::Skipped, "a BMC keeps its own addresses"});
     return;
   }
   if (RowOf(field.page).writeSize == 0) return Refuse(change.path, "it is read-only");

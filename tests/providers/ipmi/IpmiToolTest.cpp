@@ -52,6 +52,8 @@ class IpmiToolTest : public ToolTest {
     std::string text = ReadText(PathOf(file));
     for (const Edit& edit : edits) text = WithValue(text, edit.section, edit.key, edit.value);
     WriteText(PathOf(file), text);
+    WriteText(PathOf("users"), "Vier:a-secret-of-4\n");
+    EXPECT_EQ(chmod(PathOf("users").c_str(), 0600), 0);
   }
 
   std::unique_ptr<Simulator> simulator;
@@ -83,7 +85,8 @@ TEST_F(IpmiToolTest, WhatIsEditedIsRestoredAndNothingElseChanges) {
                        {"CHANNEL::LAN1::SOL", "PrivilegeLevelLimit", "OPERATOR"},
                        {"CHANNEL::LAN1::SOL", "SolNumberOfRetries", "3"},
                        {"CHANNEL::LAN1::SOL", "SolRetryInterval", "330"}});
-  const Outcome restored = Run("restore --yes --no-backup x.ini");
+  const Outcome restored =
+      Run("restore --yes --allow-lockout --user-password-file users --no-backup x.ini");
   EXPECT_EQ(restored.exitCode, 0) << restored.out << restored.err;
   ASSERT_EQ(Run("save y.ini").exitCode, 0);
   // The address that DHCP has given is a fact of the BMC, not of the file.
@@ -99,7 +102,9 @@ TEST_F(IpmiToolTest, WhatIsEditedIsRestoredAndNothingElseChanges) {
   EXPECT_THAT(Ipmitool("raw 0xc 0x22 1 4 0 0"), HasSubstr("11 03 21"));
 
   simulator->TakeRequests();
-  EXPECT_EQ(Run("restore --yes --no-backup y.ini").exitCode, 0);
+  EXPECT_EQ(
+      Run("restore --yes --allow-lockout --user-password-file users --no-backup y.ini").exitCode,
+      0);
   EXPECT_THAT(simulator->TakeRequests("0C 01"), IsEmpty());
 }
 
@@ -110,7 +115,8 @@ TEST_F(IpmiToolTest, WhatABmcLacksOrRefusesIsReportedAndTheRestIsWritten) {
                                    {"PEF", "PEFEnable", "ENABLE"}};
   SaveEdited("x.ini", edits);
   simulator->Misbehave("06 45: answer D4\n0C 01 01 0B: answer 00");
-  const Outcome restored = Run("restore --yes --keep-going --no-backup x.ini");
+  const Outcome restored = Run(
+      "restore --yes --allow-lockout --user-password-file users --keep-going --no-backup x.ini");
   EXPECT_EQ(restored.exitCode, 1);
   EXPECT_THAT(restored.out,
               AllOf(HasSubstr("Vier  not applied (the privilege of the session is too low"),
@@ -121,7 +127,11 @@ TEST_F(IpmiToolTest, WhatABmcLacksOrRefusesIsReportedAndTheRestIsWritten) {
   Start(Simulator::Commands::Stock);
   SaveEdited("y.ini", edits);
   EXPECT_EQ(ValuesOf(ReadText(PathOf("y.ini")))["USERS::USER3::SOLEnableCh1"], "");
-  EXPECT_EQ(Run("restore --yes --keep-going --skip-system-check --no-backup y.ini").exitCode, 1);
+  EXPECT_EQ(Run("restore --yes --allow-lockout --user-password-file users --keep-going "
+                "--skip-system-check "
+                "--no-backup y.ini")
+                .exitCode,
+            1);
   EXPECT_THAT(Ipmitool("user list 1"), HasSubstr("Vier"));
 }
 
@@ -163,7 +173,8 @@ TEST_F(IpmiToolTest, AWrongTargetSaysWhyAndWritesNoFile) {
 TEST_F(IpmiToolTest, ABmcThatDiesMidwayLeavesNoFileAndAReportOfWhatWasWritten) {
   SaveEdited("x.ini", {{"PEF", "PEFEnable", "ENABLE"}, {"USERS::USER4", "UserName", "Vier"}});
   simulator->Misbehave("06 45: exit");
-  const Outcome restored = Run("--timeout 2 restore --yes --no-backup x.ini");
+  const Outcome restored =
+      Run("--timeout 2 restore --yes --allow-lockout --user-password-file users --no-backup x.ini");
   EXPECT_EQ(restored.exitCode, 69);
   EXPECT_THAT(restored.err, HasSubstr("session is lost"));
   EXPECT_THAT(restored.out,

@@ -59,8 +59,8 @@ TEST_F(ToolRedfishTest, OnlyWhatWasEditedChangesAtTheNextBoot) {
 
   const ToolOutcome restored = RunRemote("restore --yes x.ini");
   EXPECT_EQ(restored.exitCode, 0) << restored.err;
-  EXPECT_THAT(restored.err, HasSubstr(" --bmc-password-file password --cacert " +
-                                      service->CaCert() + " restore "));
+  EXPECT_THAT(restored.err,
+              HasSubstr(" --bmc-password-file password --cacert " + service->CaCert() + " undo "));
   EXPECT_THAT(restored.out, HasSubstr("Turbo Mode  On → Off  pending until the next boot"));
   EXPECT_THAT(restored.out, HasSubstr("2 applied, 4 pending until the next boot, 0 not applied"));
   EXPECT_EQ(service->Attributes(), before);
@@ -148,7 +148,7 @@ TEST_F(ToolRedfishTest, ARestoreTakesBackWhatWaits) {
 
   const ToolOutcome back = RunRemote("restore --yes x.ini");
   EXPECT_EQ(back.exitCode, 0) << back.err;
-  EXPECT_THAT(back.out, HasSubstr("On → On  Off waits for the boot"));
+  EXPECT_THAT(back.out, HasSubstr("On (\"Off\" waits for the boot) → On"));
   EXPECT_EQ(RunRemote("verify x.ini").exitCode, 0);
   service->Restart();
   EXPECT_EQ(service->Attributes().at("ProcTurbo"), "On");
@@ -256,7 +256,7 @@ TEST_F(ToolRedfishTest, ARegistryBecomesAMachineThatSavesLikeTheServer) {
   EXPECT_EQ(setup("m.ini"), setup("server.ini"));
 
   Edit("m.ini", "Device Reset Delay", "61");
-  EXPECT_EQ(Run("--target machine:m.json restore --yes m.ini").exitCode, 2);
+  EXPECT_EQ(Run("--target machine:m.json restore --yes m.ini").exitCode, 65);
   Edit("m.ini", "Device Reset Delay", "60");
   EXPECT_EQ(Run("--target machine:m.json restore --yes m.ini").exitCode, 0);
   EXPECT_EQ(Run("--target machine:m.json verify m.ini").exitCode, 0);

@@ -184,6 +184,7 @@ void WriteToDriver(const fs::path& driver, const std::vector<Change>& changes,
   bulk.Begin(changes.size());
   Writing writing(driver, password, write);
   std::vector<const Change*> waiting;
+  waiting.reserve(changes.size());
   for (const Change& change : changes) waiting.push_back(&change);
   std::vector<const Change*> taken;
   std::map<const Change*, int> refused;

@@ -294,7 +294,7 @@ std::string Service::RegistryFile(const std::string& id) {
   }
   if (!byPrefix.empty()) return byPrefix;
   // Large systems list hundreds: those that look like it come first.
-  std::ranges::stable_partition(members, [](const std::string& path) {
+  std::stable_partition(members.begin(), members.end(), [](const std::string& path) {
     return Lower(LastPart(path)).find("bios") != std::string::npos;
   });
   for (const std::string& path : members) {

@@ -11,7 +11,7 @@ int RunRestore(const RestoreRequest& request, const Messages& messages) {
   // A file that cannot be read is told before a password is asked for.
   const Planning::Request wanted = Planning::RequestOfFile(request.file, request.mode);
   return CarryOut(
-      request, [&](const Planning::Server&) { return wanted; }, messages);
+      request, [&](const Planning::Server&) { return Planning::Request(wanted); }, messages);
 }
 
 void AddRestore(CLI::App& command, Command& chosen) {

@@ -98,7 +98,9 @@ TEST_F(BootVariablesTest, AnOrderWithAnUnknownOrADoubledEntryIsRefused) {
       {ErrorManager::ValueRefused, {"", "", ""}},
       {ErrorManager::NoSuchNode, {"Debian", "Network", "Shell", "More"}},
   };
-  for (const auto& [code, names] : rows) EXPECT_EQ(CodeOf([&] { WriteOrder(names); }), code);
+  for (const auto& row : rows) {
+    EXPECT_EQ(CodeOf([&] { WriteOrder(row.second); }), row.first);
+  }
   EXPECT_EQ(host.Variable("BootOrder"), before);
 }
 

@@ -21,7 +21,7 @@ constexpr auto kNeverSetWords =
 /// Paths that a rule drops: `query` with each digit of `numbers` in its first "[]".
 struct DroppedPaths {
   std::string_view query;
-  std::string_view numbers = "";
+  std::string_view numbers = {};
 };
 
 /// How many paths a list stands for.

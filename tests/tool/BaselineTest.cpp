@@ -14,7 +14,6 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 
 /// A machine of the test's own in m.json, a save of it in x.ini.

@@ -564,8 +564,7 @@ TEST_F(RestoreToolTest, CheckFindsWhatAFileTellsByItself) {
   const Outcome warned = Run("check x.ini");
   EXPECT_EQ(warned.exitCode, 1);
   for (const char* said :
-       {"warning: BIOS::Main::Quiet Boot: \"7\": it is not among the options that its comment "
-        "lists",
+       {"warning: BIOS::Main::Quiet Boot: \"7\": it is not among the options",
         "warning: POWER::PowerRestorePolicy: \"Restor\": it is none of ON, OFF, RESTORE",
         "Asset Tag: the value is longer than 127 bytes", "the section [POWER] stands twice",
         "the key \"PowerRestorePolicy\" stands twice",

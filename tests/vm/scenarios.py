@@ -80,7 +80,7 @@ def edit_and_restore(vm, bmc):
 
 def read_only_efi_variables(vm, _):
     vm.run(f"mount -o remount,ro {EFIVARS}")
-    vm.run(f"{LOCAL} restore --yes --mode bios before.ini", code=1)
+    vm.run(f"{LOCAL} restore --yes --mode bios before.ini", code=77)
     vm.run(f"mount -o remount,rw {EFIVARS}")
     expect("the boot order is untouched", boot_order(vm) == [3, 1, 2, 0])
 
@@ -101,7 +101,7 @@ def administrator_password(vm, _):
     vm.run("sed -e 's/^AC Recovery=Last/AC Recovery=On/' -e s/^Auto-On.Hour=6/Auto-On\\ Hour=7/ before.ini >wanted.ini"
            " && echo wrong >wrong && echo secret-1 >right")
     restore = f"{LOCAL} restore --mode bios --yes wanted.ini --password-file"
-    vm.run(f"{restore} wrong", code=77, says=["2 settings will change", " 0 applied", "error 2054"])
+    vm.run(f"{restore} wrong", code=77, says="error 2054")
     expect("the firmware has counted one wrong password", vm.wrong_passwords() == 1)
     vm.run(f"{restore} right", says="2 pending")
     expect("and has not counted the right one", vm.wrong_passwords() == 1)

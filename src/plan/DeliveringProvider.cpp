@@ -4,9 +4,12 @@
 #include <utility>
 
 #include "common/ErrorManager.h"
-#include "plan/RecordingProvider.h"
+#include "query/PasswordRequest.h"
 
 namespace Planning {
+
+using Query::kPasswordPath;
+
 namespace {
 
 /// What a failure says of all that was sent in one call.

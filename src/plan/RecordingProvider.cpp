@@ -2,7 +2,11 @@
 
 #include <utility>
 
+#include "query/PasswordRequest.h"
+
 namespace Planning {
+
+using Query::kPasswordPath;
 
 RecordingProvider::RecordingProvider(std::shared_ptr<SDK::QueryProvider> inner,
                                      std::vector<RecordedWrite>& log)

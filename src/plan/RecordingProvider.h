@@ -14,9 +14,6 @@ struct RecordedWrite {
   std::string value;
 };
 
-/// Where a check of the BIOS administrator password is written, which is no write.
-inline constexpr const char* kPasswordPath = "/BIOS/AdminPw";
-
 /// Reads from another provider and keeps the writes instead of sending them. Checks of the BIOS
 /// administrator password are writes by their form; they are neither sent nor kept.
 class RecordingProvider final : public ForwardingProvider {

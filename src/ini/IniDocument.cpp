@@ -103,7 +103,8 @@ IniDocument::Status IniDocument::Fail(Status status, std::string reason) {
 
 IniDocument::Status IniDocument::Index() {
   if (text_.size() > kMaxBytes) return Fail(Status::TooLarge, "Larger than 64 MiB");
-  if (std::memchr(text_.data(), 0, text_.size()) != nullptr) {
+  // An empty text may have no data at all, which memchr does not take.
+  if (!text_.empty() && std::memchr(text_.data(), 0, text_.size()) != nullptr) {
     return Fail(Status::HoldsNul, "It holds a NUL byte and is no text file");
   }
   static_assert(kMaxBytes < std::numeric_limits<std::uint32_t>::max(),

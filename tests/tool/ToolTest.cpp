@@ -66,6 +66,27 @@ TEST_F(ToolTest, AnExistingFileNeedsOverwrite) {
   EXPECT_THAT(Files(), ::testing::ElementsAre("x.ini"));
 }
 
+TEST_F(ToolTest, ANameIsAsLongAsARestoreTakesAndNoLonger) {
+  const std::string folder = std::string(200, 'a') + "/" + std::string(200, 'b') + "/";
+  fs::create_directories(PathOf(folder));
+  const auto named = [&](std::size_t size, const char* extension) {
+    return folder + std::string(size - folder.size() - 4, 'c') + extension;
+  };
+  const std::string text = named(511, ".ini");
+  EXPECT_EQ(Run("--target " + Example("oskent") + " save " + text).exitCode, 0);
+  EXPECT_EQ(Run("--target " + Example("oskent") + " restore --no-backup " + text).exitCode, 0);
+  EXPECT_EQ(Run("convert " + text + " " + named(511, ".scf")).exitCode, 0);
+  EXPECT_EQ(Run("--target " + Example("oskent") + " verify " + named(511, ".scf")).exitCode, 0);
+  for (const std::string& command : {"save " + named(512, ".ini"), "save " + named(512, ".scf"),
+                                     "convert " + text + " " + named(512, ".scf")}) {
+    const Outcome outcome = Run("--target " + Example("oskent") + " " + command);
+    EXPECT_EQ(outcome.exitCode, 64);
+    EXPECT_THAT(outcome.err, HasSubstr("longer than 511 bytes"));
+  }
+  const fs::directory_iterator files(PathOf(folder));
+  EXPECT_EQ(std::distance(begin(files), end(files)), 2);
+}
+
 TEST_F(ToolTest, ADirectoryOrADeviceIsNoDestination) {
   fs::create_directory(PathOf("folder.ini"));
   fs::create_symlink("/dev/null", PathOf("device.ini"));

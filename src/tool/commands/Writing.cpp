@@ -240,7 +240,7 @@ class Stages {
   int RestartAndVerify(const Plan& plan) {
     RestartServer(server_, options_.force, std::chrono::seconds(kRestartSeconds), messages_);
     const Planning::Verification verification =
-        Planning::Verify(plan.request.wanted, plan.request.mode, server_);
+        Planning::Verify(plan.request.wanted, plan.request.mode, server_, plan.request.file);
     if (!options_.json) ShowVerification(verification, messages_);
     return verification.missed.empty() ? ExitDone : ExitDifferent;
   }

@@ -222,7 +222,7 @@ TEST_F(ToolRedfishTest, ASecondInterruptGivesAStalledRequestUpAndClosesTheSessio
   const std::string tool = ToolProgram() + " --target redfish:admin@" + service->Host() +
                            " --cacert " + service->CaCert() + " --bmc-password-file password";
   // Job control, so that the shell does not start it with interrupts ignored.
-  Outcome outcome;
+  ToolOutcome outcome;
   std::thread run([&] {
     outcome = RunShell(PathOf(""), "(set -m; " + tool + " save x.ini & echo $! >pid; wait $!)");
   });

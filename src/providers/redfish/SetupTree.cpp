@@ -279,13 +279,14 @@ class Builder {
     const std::string text = ToText(*child.value);
     _XNode& node = tree_.nodes[path];
     if (!child.value->is_null()) node.values = {text};
-    node.options = OptionsOf(entry, attribute, text);
+    node.options = choices_.Of(OptionsOf(entry, attribute, text));
     node.limits = LimitsOf(entry, child.name, attribute.type);
     node.remark = RemarkOf(entry, node.limits, label, attribute);
     tree_.attributes.emplace(path, std::move(attribute));
   }
 
   SetupTree& tree_;
+  Query::TextMapPool choices_;
 };
 
 /// Puts attributes into the menus.

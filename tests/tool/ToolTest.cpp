@@ -180,9 +180,11 @@ TEST_F(ToolTest, AFileThatMayNotBeReadOrWrittenIsNotPermitted) {
 }
 
 TEST_F(ToolTest, HelpAndVersionGoToStandardOutput) {
-  for (const char* arguments : {"--help", "save --help", "restore --help", "targets --help",
-                                "machine --help", "machine capture --help", "diff --help",
-                                "undo --help", "apply --help", "check --help", "verify --help"}) {
+  for (const char* arguments :
+       {"--help", "save --help", "restore --help", "targets --help", "machine --help",
+        "machine capture --help", "diff --help", "undo --help", "apply --help", "check --help",
+        "verify --help", "show --help", "convert --help", "history --help", "pending --help",
+        "reboot --help", "machine from-registry --help"}) {
     const Outcome outcome = Run(arguments);
     std::istringstream lines(outcome.out);
     for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;

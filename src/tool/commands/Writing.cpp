@@ -252,7 +252,7 @@ class Stages {
         {record_.target, options_.force, std::chrono::seconds(kRestartSeconds), options_.journal},
         messages_);
     const Planning::Verification verification =
-        Planning::Verify(plan.request.wanted, plan.request.mode, server_);
+        Planning::Verify(plan.request.wanted, plan.request.mode, server_, plan.request.file);
     if (!options_.json) ShowVerification(verification, messages_);
     return verification.missed.empty() ? ExitDone : ExitDifferent;
   }

@@ -237,9 +237,54 @@ TEST_F(RestoreToolTest, ATerminalIsAskedBeforeAnythingIsWritten) {
   WriteText(PathOf("m.json"), machine);
   EXPECT_THAT(TerminalOutput(command, "y\n"), HasSubstr("1 applied"));
   WriteText(PathOf("m.json"), machine);
+  const auto another = [&] {
+    EXPECT_EQ(OnMachine("apply --yes --no-backup --set POWER::PowerRestorePolicy=on").exitCode, 0);
+  };
+  EXPECT_THAT(TerminalOutput(command, "y\nn\n", 2, "", another),
+              AllOf(HasSubstr("PowerRestorePolicy has changed since the plan was made; it is ON"),
+                    HasSubstr("Write all the same? [y/N]"), HasSubstr("nothing was written")));
+  EXPECT_THAT(OnMachine("diff --mode bmc x.ini").out, HasSubstr("ON → OFF"));
+  WriteText(PathOf("m.json"), machine);
   command.emplace_back("--yes");
   EXPECT_THAT(TerminalOutput(command), Not(HasSubstr("Write them?")));
   EXPECT_FALSE(IsUntouched());
+}
+
+TEST_F(RestoreToolTest, TheJournalIsToldWhoWroteWhatAndNoSecret) {
+  std::string text = WithValue(saved, "CHANNEL::LAN1", "CommunityString", "let-me-in");
+  text = WithValue(text, "EMAILCONFIG::CHANNEL1::INFO", "SMTPUserName", "mallory");
+  WriteText(PathOf("x.ini"), WithValue(text, "POWER", "PowerRestorePolicy", "OFF"));
+  std::vector<Tool::JournalRecord> told;
+  Tool::RestoreRequest request;
+  request.openTarget = [&] {
+    return Planning::AllTrees(std::make_shared<Machine::MachineProvider>(PathOf("m.json")));
+  };
+  request.files = {request.file = PathOf("x.ini")};
+  request.targets = {"machine:/m.json"};
+  request.mode = Planning::ModeBmc;
+  request.noBackup = request.yes = true;
+  request.journal = [&](const Tool::JournalRecord& record) { told.push_back(record); };
+  setenv("SUDO_USER", "mira", 1);
+  const auto restore = [&] {
+    EXPECT_EQ(RunRestore(request, Tool::Messages(Tool::Verbosity::Quiet)), 0);
+  };
+  restore();
+  restore();  // writes nothing, and tells nothing
+  unsetenv("SUDO_USER");
+  ASSERT_THAT(told, ::testing::SizeIs(1));
+  EXPECT_THAT(told[0][0], AllOf(StartsWith("MESSAGE=restore of machine:/m.json by "),
+                                HasSubstr("(sudo by mira): 3 changes, done")));
+  EXPECT_THAT(told[0], ::testing::IsSupersetOf({std::string("SAVERESTORE_COMMAND=restore"),
+                                                "SAVERESTORE_FILE=" + request.file,
+                                                std::string("SAVERESTORE_CHANGES=3")}));
+  EXPECT_THAT(told[0], Not(::testing::Contains(HasSubstr("→"))));
+  WriteText(PathOf("m.json"), machine);
+  request.tellsValues = true;
+  restore();
+  const std::string all = ::testing::PrintToString(told);
+  EXPECT_THAT(all, HasSubstr("SAVERESTORE_CHANGE=POWER::PowerRestorePolicy: RESTORE → OFF"));
+  EXPECT_THAT(all, HasSubstr("CHANNEL::LAN1::CommunityString: not told, it is secret"));
+  EXPECT_THAT(all, AllOf(Not(HasSubstr("let-me-in")), Not(HasSubstr("mallory"))));
 }
 
 TEST_F(RestoreToolTest, WithoutATerminalConsentMustBeGivenBeforehand) {

@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "common/Logger.h"
+#include "common/Secrets.h"
 #include "providers/redfish/Json.h"
-#include "providers/redfish/Secrets.h"
 
 namespace Redfish {
 namespace {
@@ -110,7 +110,7 @@ bool IsLeftOut(const std::string& name, const json& entry, const json& value) {
   const std::string type = TextAt(entry, {"Type"});
   if (type == "Password") return true;
   const bool isText = value.is_string() || value.is_null();
-  if (isText && type != "Enumeration" && NamesSecret(name)) return true;
+  if (isText && type != "Enumeration" && Common::NamesPassword(name)) return true;
   return value.is_string() && value.get_ref<const std::string&>().find('\0') != std::string::npos;
 }
 

@@ -48,8 +48,9 @@ class History {
   /// Keeps a record, in the place of an earlier state of it. \throws ResultStatus
   void Keep(const HistoryRecord& record) const;
 
-  /// Removes the oldest records until `most` are left.
-  void Prune(std::size_t most) const;
+  /// Removes the oldest records of `target` until `most` are left; those of other targets in the
+  /// same folder stay.
+  void Prune(const std::string& target, std::size_t most) const;
 
  private:
   std::string folder_;

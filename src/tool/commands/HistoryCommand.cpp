@@ -57,7 +57,7 @@ int RunHistory(const HistoryRequest& request, const std::vector<std::string>& ta
                const Messages& messages) {
   if (targets.empty()) throw ToolError(ExitUsage, "no --target is given: whose history?");
   const Planning::History history(HistoryFolderOf(targets, request.backupDir));
-  if (request.keep) history.Prune(*request.keep);
+  if (request.keep) history.Prune(JoinedTargets(targets), *request.keep);
   std::vector<HistoryRecord> records = RecordsOf(targets, history);
   if (request.number) records = {Chosen(records, request.number, history.Folder())};
   if (request.json) {

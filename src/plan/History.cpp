@@ -109,6 +109,12 @@ std::vector<HistoryRecord> History::Records() const {
   return records;
 }
 
+std::vector<HistoryRecord> History::RecordsOf(const std::string& target) const {
+  std::vector<HistoryRecord> records = Records();
+  std::erase_if(records, [&](const HistoryRecord& record) { return record.target != target; });
+  return records;
+}
+
 void History::Begin(HistoryRecord& record) const {
   std::error_code error;
   // A folder that was there may be shared by others, "/tmp" say: it has its mode already.
@@ -139,8 +145,7 @@ void History::Keep(const HistoryRecord& record) const {
 }
 
 void History::Prune(const std::string& target, std::size_t most) const {
-  std::vector<HistoryRecord> records = Records();
-  std::erase_if(records, [&](const HistoryRecord& record) { return record.target != target; });
+  const std::vector<HistoryRecord> records = RecordsOf(target);
   const std::size_t many = records.size() - std::min(most, records.size());
   for (std::size_t at = 0; at < many; ++at) {
     std::error_code error;  // what cannot be removed is tried again the next time

@@ -28,8 +28,10 @@ class ShownSaveRestore final : public SDK::SaveRestore {
 
 void SaveInto(Common::AtomicFile& file, Mode mode, const Server& server,
               const SectionObserver& observer) {
+  SDK::SavenRestoreOptions options = OptionsFor(file.Destination(), mode);  // of a name to restore
+  options = OptionsFor(file.TemporaryPathWithin(SDK::kLongestFileName), mode);
   try {
-    ShownSaveRestore(observer).Save(OptionsFor(file.TemporaryPath(), mode));
+    ShownSaveRestore(observer).Save(options);
   } catch (const ResultStatus& failure) {
     // The module names neither the file nor what is wrong with the disk.
     const bool isUnwritten = failure.getval() == ErrorManager::CannotWriteFile ||

@@ -121,6 +121,19 @@ Configuration WithTakenValues(const Configuration& file, const Configuration& ma
   return asRead;
 }
 
+Configuration AsRead(const std::string& path, const Configuration& file,
+                     const Configuration& machine, Mode mode, const Mounts& target) {
+  const bool isComplete = std::ranges::all_of(machine.Settings(), [&](const Setting& setting) {
+    return !IsBiosSection(setting.section) || file.Find(setting.section, setting.key) != nullptr;
+  });
+  if (isComplete) return file;
+  Request restore;
+  restore.file = path;
+  restore.mode = mode;
+  restore.skipBootOrder = true;
+  return WithTakenValues(file, machine, Rehearse(restore, target).taken);
+}
+
 std::vector<SystemMismatch> SystemMismatches(const std::string& file) {
   return SystemComparison().Compare(file);
 }

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "plan/Compare.h"
+#include "plan/Rehearsal.h"
 
 namespace Planning {
 namespace {
@@ -19,16 +20,18 @@ bool IsWritten(const Setting& setting, Mode mode) {
 
 }  // namespace
 
-Verification Verify(const Configuration& file, Mode mode, const Server& server) {
+Verification Verify(const Configuration& file, Mode mode, const Server& server,
+                    const std::string& path) {
   Verification verification;
   verification.present = ConfigurationOfTarget(mode);
+  const Configuration asRead = AsRead(path, file, verification.present, mode, server.Providers());
   server.ThrowIfSilent();
   if (mode != ModeBmc) verification.messages = server.BootMessages();
   std::set<std::string> waiting;
   for (const SDK::BootMessage& message : verification.messages) {
     if (message.isWaiting) waiting.insert(message.path);
   }
-  for (const Setting& wanted : file.Settings()) {
+  for (const Setting& wanted : asRead.Settings()) {
     if (!IsWritten(wanted, mode)) continue;
     ++verification.compared;
     const Setting* present = verification.present.Find(wanted.section, wanted.key);

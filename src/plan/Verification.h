@@ -27,8 +27,10 @@ struct Verification {
   Configuration present;                   ///< what the server has
 };
 
-/// Compares what a restore of `file` in `mode` writes with the server.
+/// Compares what a restore of `file` in `mode` writes with the server. `path` is where the file is:
+/// what a restore takes from other keys of it is compared under those that the server has.
 /// \throws ResultStatus  the server cannot be read.
-[[nodiscard]] Verification Verify(const Configuration& file, Mode mode, const Server& server);
+[[nodiscard]] Verification Verify(const Configuration& file, Mode mode, const Server& server,
+                                  const std::string& path);
 
 }  // namespace Planning

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "common/ErrorManager.h"
 #include "common/Logger.h"
 #include "plan/Document.h"
 #include "plan/Failure.h"
@@ -110,6 +111,10 @@ int Run(const Command& command, const Globals& globals, bool isJson) {
   } catch (const Planning::Failure& fault) {
     return fail(ExitCodeOf(fault.kind), fault.what());
   } catch (const ResultStatus& failure) {
+    if (IsInterrupted() && failure.getval() == ErrorManager::Unreachable) {
+      // The request that was given up has failed, not the target.
+      return fail(ExitFailed, "interrupted while it waited for the target");
+    }
     Fail(ExitCodeOf(failure), failure.getval(), failure.message(), isJson, messages);
     if (const std::string advice = AdviceOn(failure); !advice.empty()) messages.Error(advice);
     return ExitCodeOf(failure);

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string_view>
 
+#include "modules/save/SaveRestore.h"
 #include "tool/ExitCodes.h"
 
 namespace Tool {
@@ -18,6 +19,11 @@ void CheckDestination(const std::string& path, bool overwrite) {
   const std::string extension = std::filesystem::path(path).extension().string();
   if (std::ranges::find(kExtensions, extension) == kExtensions.end()) {
     throw ToolError(ExitUsage, "\"" + path + "\" must end in .ini or .scf");
+  }
+  if (path.size() > SDK::kLongestFileName) {
+    throw ToolError(ExitUsage, "the file name is longer than " +
+                                   std::to_string(SDK::kLongestFileName) +
+                                   " bytes, so no restore would take it: " + path);
   }
   CheckReplaceable(path, overwrite);
 }

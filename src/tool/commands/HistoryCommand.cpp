@@ -134,8 +134,8 @@ void AddUndo(CLI::App& command, Command& chosen) {
       ->type_name("");
   AddWriteOptions(command, *request);
   command.footer(
-      "Brings back the state before that write, and writes only what differs from it. An\n"
-      "undo can be undone.\n\n"
+      "Brings back the state before that write, and writes only what differs from it.\n"
+      "An undo can be undone.\n\n"
       "Example:\n"
       "  saverestore --target machine:server.json undo\n");
   command.callback([request, &chosen] {

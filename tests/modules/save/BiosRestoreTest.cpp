@@ -99,7 +99,7 @@ TEST_F(BiosRestoreTest, TheExcludedNodesAreTheRestoresOwn) {
         "/BIOS/Boot Options/Add EFI Boot Option/Add Boot Option",
         // Excluded in a save only, or not at all.
         "/BIOS/Boot Options/Add EFI Boot Option/Select File system", "/BIOS/Boot Options/X"}) {
-    engine->tree["/BIOS/Main"].values.emplace_back(path);
+    engine->tree["/BIOS/Main"].values.push_back(path);
     engine->Set(path, "1");
   }
   EXPECT_EQ(RestoreBios("[BIOS::Main]\nSelect File system=2\nX=2\n"), "");
@@ -119,7 +119,7 @@ TEST_F(BiosRestoreTest, AMenuIsTakenOnceAlsoBelowSeveralTopLevelMenus) {
   Menu("/BIOS/Main", {{"A", "1"}});
   Menu("/BIOS/Security");
   for (const char* menu : {"/BIOS/Main", "/BIOS/Security"}) {
-    engine->tree[menu].values.emplace_back("/BIOS/Main");
+    engine->tree[menu].values.push_back("/BIOS/Main");
   }
   EXPECT_EQ(RestoreBios("[POWER]\n"),
             "Failed to find section \"BIOS::Main\" in ini file, skip this item.\n");

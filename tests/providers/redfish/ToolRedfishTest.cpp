@@ -222,8 +222,10 @@ TEST_F(ToolRedfishTest, ASecondInterruptGivesAStalledRequestUpAndClosesTheSessio
   const std::string tool = ToolProgram() + " --target redfish:admin@" + service->Host() +
                            " --cacert " + service->CaCert() + " --bmc-password-file password";
   // Job control, so that the shell does not start it with interrupts ignored.
-  std::thread run(
-      [&] { RunShell(PathOf(""), "(set -m; " + tool + " save x.ini & echo $! >pid; wait $!)"); });
+  ToolOutcome outcome;
+  std::thread run([&] {
+    outcome = RunShell(PathOf(""), "(set -m; " + tool + " save x.ini & echo $! >pid; wait $!)");
+  });
   // Looks and forgets nothing: a request that comes in between would be lost.
   const auto isStalled = [this] {
     return std::ranges::any_of(service->State("requests"), [](const json& request) {
@@ -234,6 +236,8 @@ TEST_F(ToolRedfishTest, ASecondInterruptGivesAStalledRequestUpAndClosesTheSessio
   const int process = std::stoi(ReadText(PathOf("pid")));
   for (const int signal : {SIGINT, SIGTERM}) kill(process, signal);
   run.join();
+  EXPECT_EQ(outcome.exitCode, 2);
+  EXPECT_THAT(outcome.err, HasSubstr("interrupted"));
   EXPECT_FALSE(std::filesystem::exists(PathOf("x.ini")));
   EXPECT_EQ(service->State("sessions"), 0);
 }

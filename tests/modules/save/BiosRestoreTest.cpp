@@ -7,7 +7,6 @@ namespace Test {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::Pair;
 
 class BiosRestoreTest : public RestoreTest {
@@ -27,8 +26,8 @@ struct MainRow {
   const char* name;
   std::string settings;  ///< "name=value|..."
   std::string keys;
-  std::string queued = "";
-  std::string printed = "";
+  std::string queued{};
+  std::string printed{};
 };
 
 class MainMenuTest : public BiosRestoreTest, public ::testing::WithParamInterface<MainRow> {};
@@ -133,8 +132,8 @@ struct PortsRow {
   std::string queued;      ///< "A/IRQ=3|..."
   std::string remembered;  ///< the address and the interrupt of port A, and whether B was seen
   int code = 0;
-  std::string printed = "";
-  std::string ofPortA = "";  ///< keys of port A's own section
+  std::string printed{};
+  std::string ofPortA{};  ///< keys of port A's own section
 };
 
 class SerialPortTest : public BiosRestoreTest, public ::testing::WithParamInterface<PortsRow> {

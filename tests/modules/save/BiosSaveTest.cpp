@@ -8,7 +8,6 @@
 namespace Test {
 namespace {
 
-using ::testing::ElementsAre;
 
 class BiosSaveTest : public EngineTest {
  protected:

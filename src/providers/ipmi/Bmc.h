@@ -73,6 +73,7 @@ class Bmc {
   std::string subject_;
   std::set<std::uint8_t> wornOut_;  ///< codes that a whole wait has not ended
   int busyInARow_ = 0;              ///< requests for which the BMC stayed busy
+  std::string busyForGood_;         ///< why nothing is asked any more; empty while something is
 };
 
 }  // namespace Ipmi

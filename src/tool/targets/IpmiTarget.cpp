@@ -8,6 +8,7 @@
 #include "providers/ipmi/IpmiProvider.h"
 #include "providers/ipmi/Session.h"
 #include "tool/ExitCodes.h"
+#include "tool/terminal/Interrupt.h"
 
 namespace Tool {
 namespace {
@@ -112,6 +113,7 @@ class IpmiKind final : public TargetKind {
     address.workarounds = workarounds_;
     address.cipherSuite = static_cast<std::uint8_t>(cipherSuite_);
     if (patience_.count() != 0) address.patience = patience_;
+    address.checkpoint = ThrowIfInterrupted;
     const Common::WipeOnExit wipe(address.password);
     const Common::WipeOnExit wipeKey(address.bmcKey);
     if (!keyFile_.empty()) ReadKey(keyFile_, address.bmcKey);
@@ -133,8 +135,13 @@ std::unique_ptr<TargetKind> MakeIpmiKind() {
   return std::make_unique<IpmiKind>();
 }
 
-std::shared_ptr<SDK::QueryProvider> OpenLocalBmc(const std::string& device) {
-  return std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenLocal(device));
+std::shared_ptr<SDK::QueryProvider> OpenLocalBmc(const std::string& device,
+                                                 std::chrono::seconds patience) {
+  Ipmi::LocalAddress address;
+  address.device = device;
+  if (patience.count() != 0) address.patience = patience;
+  address.checkpoint = ThrowIfInterrupted;
+  return std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenLocal(address));
 }
 
 }  // namespace Tool

@@ -36,11 +36,15 @@ struct Change {
 /// \throws ResultStatus  the server cannot be asked.
 [[nodiscard]] std::vector<Change> ChangedSince(const std::vector<Change>& changes);
 
+/// True for what a save writes where a server does not tell a value: an empty text, or "N.A.".
+[[nodiscard]] bool TellsNothing(const std::string& value);
+
 /// Why a change cannot be made.
 struct Obstacle {
   Change change;
   std::string reason;       ///< a part of a sentence that says what is allowed
   bool isReadOnly = false;  ///< nobody can change it: no fault of the file
+  bool isKept = false;      ///< the server leaves it alone by a rule of its own, likewise
 };
 
 /// What of `changes` cannot be written: held against what the mounted server says of each setting,

@@ -56,6 +56,7 @@ std::string DryRunDocument(const Plan& plan) {
     obstacles.push_back(ChangeObject(obstacle.change));
     obstacles.back()["reason"] = obstacle.reason;
     obstacles.back()["read_only"] = obstacle.isReadOnly;
+    obstacles.back()["kept"] = obstacle.isKept;
   }
   ordered_json foresight = ordered_json::array();
   for (const SDK::WriteForesight& foreseen : plan.foresight) {

@@ -113,7 +113,7 @@ void Judge(const Setting& wanted, const Setting& now, const Sent& sent, ReportRo
   const bool isSame = SameValue(wanted, now);
   const auto path = FindFor(now, sent.paths);
   if (obstacle != sent.obstacles.end() && !IsBootOrder(wanted.section)) {
-    row.outcome = Outcome::NotApplied;
+    row.outcome = obstacle->second->isKept ? Outcome::Skipped : Outcome::NotApplied;
     row.reason = obstacle->second->reason;
     row.isReadOnly = obstacle->second->isReadOnly;
   } else if (isSame && was != nullptr && SameValue(wanted, *was) && !IsRefusal(note)) {

@@ -43,6 +43,7 @@ struct WriteForesight {
                     ///< is set with it
     NeedsPassword,  ///< the same, but it would have whatever password its slot had before
     CannotTake,     ///< the server has no way to take it; the rest can be written
+    Keeps,          ///< it is not written, whatever the value; no fault of whoever wants it
   };
   std::string path;
   Kind kind;

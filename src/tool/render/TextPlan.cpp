@@ -35,7 +35,7 @@ std::string TextOf(const Planning::Plan& plan, bool isAll, const Style& style) {
     const Planning::Change& change = obstacle.change;
     rows.push_back({change.section, change.key, ValuesOf(change),
                     "stays as it is: " + obstacle.reason,
-                    obstacle.isReadOnly ? Tone::Open : Tone::Bad, change.path});
+                    obstacle.isReadOnly || obstacle.isKept ? Tone::Open : Tone::Bad, change.path});
   }
   std::string text = Listing(rows, style);
   if (isAll) {

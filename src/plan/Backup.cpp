@@ -52,7 +52,7 @@ Saved ReviewSaved(const std::string& path, Mode mode) {
   for (const Setting& setting : content.Settings()) {
     if (setting.section != "SYSTEM" || !setting.value.empty()) continue;
     saved.warnings.push_back("the target does not tell its " + setting.key +
-                             ": a restore of this file will need --skip-system-check");
+                             ": a restore of this file may need --skip-system-check");
   }
   const bool hasBios = std::ranges::any_of(content.Sections(), [](const std::string& section) {
     return IsBiosSection(section) && !IsBootOrder(section);

@@ -117,7 +117,7 @@ void CheckAgainstServer(const Rehearsal& rehearsal, const Server& server, Plan& 
          SystemMismatches(request.file, request.mode, server.Providers())) {
       const auto weight = mismatch.error == 0 ? Finding::Weight::Warning : Finding::Weight::Error;
       findings.push_back({weight, 0, mismatch.text});
-      plan.isSystemCompared |= mismatch.isUncompared;
+      if (mismatch.isUncompared) plan.uncompared.push_back(mismatch.text);
     }
   }
   std::ranges::move(findings, std::back_inserter(plan.findings));

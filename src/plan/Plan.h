@@ -33,8 +33,9 @@ struct Plan {
   std::vector<std::string> skipped;            ///< what the restore says about items it passes over
   std::vector<std::string> lost;  ///< what of the file it cannot keep; also in `skipped`
   std::vector<TakenValue> taken;  ///< values that it takes from other keys
-  /// The plan has compared what can be compared of [SYSTEM]; the module would want all of it.
-  bool isSystemCompared = false;
+  /// What of [SYSTEM] cannot be compared and need not be, also in `findings`. The plan has compared
+  /// the rest; the module would want all of it.
+  std::vector<std::string> uncompared;
 
   [[nodiscard]] bool IsRefused() const {
     return HasErrors(findings) || (HasUnknown(findings) && !request.ignoresUnknown);

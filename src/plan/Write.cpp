@@ -28,7 +28,7 @@ void RestoreNow(const Plan& plan, Mode mode, const std::string& password,
                 std::vector<std::string>& skipped) {
   const Request& request = plan.request;
   SDK::SavenRestoreOptions options = OptionsFor(request.file, mode);
-  options.skipSystemCheck = request.skipSystemCheck || plan.isSystemCompared;
+  options.skipSystemCheck = request.skipSystemCheck || !plan.uncompared.empty();
   options.skipBootOrder = request.skipBootOrder;
   password.copy(options.password, sizeof options.password - 1);
   struct Wipe {

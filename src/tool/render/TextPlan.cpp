@@ -55,7 +55,9 @@ void ShowPlan(const Planning::Plan& plan, bool isAll, const Messages& messages) 
 void ShowRefusal(const Planning::Plan& plan, const Messages& messages) {
   for (const Planning::Finding& finding : plan.findings) {
     const std::string text = Describe(finding, plan.request.name);
-    if (finding.weight == Planning::Finding::Weight::Warning) {
+    if (std::ranges::find(plan.uncompared, finding.text) != plan.uncompared.end()) {
+      messages.Warning(plan.request.name + ": " + finding.text);
+    } else if (finding.weight == Planning::Finding::Weight::Warning) {
       messages.Detail(text);
     } else {
       messages.Error(text);

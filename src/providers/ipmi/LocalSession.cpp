@@ -39,7 +39,7 @@ class LocalSession final : public Transport {
   }
 
   Answer Send(const Request& request) override {
-    if (isGone_) Lose("it has stopped answering");
+    if (!whyGone_.empty()) Lose(whyGone_);
     if (!isSilent_) lastWord_ = Clock::now();
     Answer answer = Exchange(request);
     if (isSilent_ && Left().count() <= 0 && !HasAWord()) {
@@ -74,7 +74,7 @@ class LocalSession final : public Transport {
   }
 
   [[noreturn]] void Lose(const std::string& why) {
-    isGone_ = true;
+    whyGone_ = why;
     ErrorManager::Raise(ErrorManager::Unreachable, address_.device + ": " + why);
   }
 
@@ -153,7 +153,7 @@ class LocalSession final : public Transport {
   std::string user_;
   long number_ = 0;        ///< of the last request
   bool isSilent_ = false;  ///< nothing since `lastWord_` came from the BMC itself
-  bool isGone_ = false;
+  std::string whyGone_;    ///< empty while it is there
   Clock::time_point lastWord_;
 };
 

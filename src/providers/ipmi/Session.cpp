@@ -183,11 +183,13 @@ class RemoteSession final : public Transport {
     for (const bool isSecond : {false, true}) {
       bool wasSilent = false;
       for (const std::uint8_t suite : suites) {
+        address_.checkpoint();
         auto patience = std::min(kBrief, address_.patience / 3);
         if (isSecond) {
           const auto left =
               std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
-          patience = std::max(left, patience);
+          // The library looks at the clock when it sends again, and the pauses before that grow.
+          patience = std::max(left - ResendAfter(1), patience);
         }
         const Login login = Try({suite, patience, ResendAfter(isSecond ? 1 : 0)});
         if (login == Login::Done) return;

@@ -94,9 +94,10 @@ DefinitionBlock ("", "SSDT", 2, "SVREST", "SETUP1", 1)
       If (PASS != "") { Local0 [4] = 2 }
       Return (Local0)
     }
-    // Sets a password: "kind,old,new,encoding,keyboard;".
+    // Sets a password: "kind,old,new,encoding,keyboard;". What is done is called once more by the driver.
     Method (WMAF, 3) {
       Local0 = ToString (Arg2)
+      If (PASS == PART (Local0, 2)) { Return ("Success") }
       If (!MAY (PART (Local0, 1))) { Return ("Access Denied") }
       PASS = PART (Local0, 2)
       Return ("Success")

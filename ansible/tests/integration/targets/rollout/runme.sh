@@ -40,8 +40,16 @@ same made checked
 others() { grep -v web-03 "$OUTPUT_DIR/$1" >"$OUTPUT_DIR/$1-others"; }
 cp "$fleet/servers/web-03.json" "$OUTPUT_DIR"
 sed -i '/RESTOREPOLICY/s/"values"/"writable": false, "values"/' "$fleet/servers/web-03.json"
+for hook in drain undrain; do
+  cat >"$OUTPUT_DIR/$hook.yml" <<HOOK
+- name: Remember
+  ansible.builtin.shell: echo $hook {{ inventory_hostname }} >>$OUTPUT_DIR/hooks
+  delegate_to: localhost
+HOOK
+done
+hooks=(-e rollout_before="$OUTPUT_DIR/drain.yml" -e rollout_after="$OUTPUT_DIR/undrain.yml")
 echo "== baseline, with a broken server"
-! run baseline || fail "it went on"
+! run baseline "${hooks[@]}" || fail "it went on"
 says "POWER::PowerRestorePolicy is ON, wanted is RESTORE" >/dev/null
 sums broken
 others made
@@ -51,9 +59,12 @@ play report
 says "2 of 3 servers are as wanted; 1 differs in 1 way."
 cp "$OUTPUT_DIR/web-03.json" "$fleet/servers"
 
+play baseline "${hooks[@]}" -e '{"saverestore_hosts": ["web-09", "web-10"]}'
+diff "$OUTPUT_DIR/hooks" - <<<$'drain web-03\ndrain web-10\nundrain web-10' || fail "other hooks ran"
+
 play baseline
 says "$hosts of $hosts servers are as wanted."
-grep -c '^web-.*changed=[1-9]' "$OUTPUT_DIR/said" | grep -qx "$differing" || fail "changed others"
+grep -c '^web-.*changed=[1-9]' "$OUTPUT_DIR/said" | grep -qx "$((differing - 1))" || fail "changed others"
 ! grep -E 'example-admin|not-this-one' "$OUTPUT_DIR/said" || fail "it tells a password"
 sums wanted
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 #include "modules/save/SaveRestore.h"
 #include "modules/save/SerialPorts.h"
@@ -106,12 +107,22 @@ Configuration WithTakenValues(const Configuration& file, const Configuration& ma
       return value.section == setting.section && value.key == setting.key;
     });
   };
-  Configuration asRead;
-  for (const std::string& section : file.Sections()) asRead.AddSection(section);
+  std::vector<const Setting*> left;
+  std::set<std::string> moved;  // sections of which something was taken elsewhere
   for (const Setting& setting : file.Settings()) {
     const bool isOwn = machine.Find(setting.section, setting.key) != nullptr;
-    if (isOwn || !isTaken(setting)) asRead.Add(setting);
+    if (isOwn || !isTaken(setting)) {
+      left.push_back(&setting);
+    } else {
+      moved.insert(setting.section);
+    }
   }
+  Configuration asRead;
+  for (const std::string& section : file.Sections()) {
+    const bool isEmpty = std::ranges::find(left, section, &Setting::section) == left.end();
+    if (!isEmpty || !moved.contains(section)) asRead.AddSection(section);
+  }
+  for (const Setting* setting : left) asRead.Add(*setting);
   for (const Setting& setting : machine.Settings()) {
     const auto value = std::ranges::find(taken, setting.path, &TakenValue::path);
     if (value == taken.end()) continue;
@@ -119,6 +130,19 @@ Configuration WithTakenValues(const Configuration& file, const Configuration& ma
     asRead.Add({setting.section, setting.key, value->value, "", ""});
   }
   return asRead;
+}
+
+Configuration WithNamesOf(const Configuration& machine, const Configuration& file,
+                          const std::string& path, Mode mode, const Mounts& target) {
+  const bool hasAll = std::ranges::all_of(machine.Settings(), [&](const Setting& setting) {
+    return !IsBiosSection(setting.section) || file.Find(setting.section, setting.key) != nullptr;
+  });
+  if (hasAll) return file;
+  Request restore;
+  restore.file = path;
+  restore.mode = mode;
+  restore.skipBootOrder = true;
+  return WithTakenValues(file, machine, Rehearse(restore, target).taken);
 }
 
 std::vector<SystemMismatch> SystemMismatches(const std::string& file) {

@@ -1,8 +1,11 @@
 #include "plan/Verification.h"
 
+#include <algorithm>
 #include <set>
 
+#include "plan/Change.h"
 #include "plan/Compare.h"
+#include "plan/Rehearsal.h"
 
 namespace Planning {
 namespace {
@@ -19,9 +22,16 @@ bool IsWritten(const Setting& setting, Mode mode) {
 
 }  // namespace
 
-Verification Verify(const Configuration& file, Mode mode, const Server& server) {
+bool Verification::IsAsWanted() const {
+  return std::ranges::all_of(missed, &Missed::isReadOnly);
+}
+
+Verification Verify(const Configuration& wantedInFile, const std::string& path, Mode mode,
+                    const Server& server) {
   Verification verification;
   verification.present = ConfigurationOfTarget(mode);
+  const Configuration file =
+      WithNamesOf(verification.present, wantedInFile, path, mode, server.Providers());
   server.ThrowIfSilent();
   if (mode != ModeBmc) verification.messages = server.BootMessages();
   std::set<std::string> waiting;
@@ -35,7 +45,9 @@ Verification Verify(const Configuration& file, Mode mode, const Server& server) 
     const bool waits = present != nullptr && waiting.contains(present->path);
     if (present != nullptr && !waits && SameValue(wanted, *present)) continue;
     verification.missed.push_back({wanted.section, wanted.key, wanted.value, std::nullopt});
-    if (present != nullptr) verification.missed.back().present = present->value;
+    if (present == nullptr) continue;
+    verification.missed.back().present = present->value;
+    verification.missed.back().isReadOnly = !waits && IsReadOnly(present->path);
   }
   return verification;
 }

@@ -18,17 +18,23 @@ struct Verification {
     std::string key;
     std::string wanted;
     std::optional<std::string> present;  ///< without: the server has no such setting
+    bool isReadOnly = false;             ///< no restore can change it
 
     [[nodiscard]] std::string Name() const { return section + "::" + key; }
   };
   std::size_t compared = 0;
   std::vector<Missed> missed;
+  /// True when nothing is missed that a restore could have written.
+  [[nodiscard]] bool IsAsWanted() const;
+
   std::vector<SDK::BootMessage> messages;  ///< that the server has left of its last boot
   Configuration present;                   ///< what the server has
 };
 
-/// Compares what a restore of `file` in `mode` writes with the server.
+/// Compares what a restore in `mode` of the file at `path` writes with the server. `wanted` is what
+/// of the file is to be verified.
 /// \throws ResultStatus  the server cannot be read.
-[[nodiscard]] Verification Verify(const Configuration& file, Mode mode, const Server& server);
+[[nodiscard]] Verification Verify(const Configuration& wanted, const std::string& path, Mode mode,
+                                  const Server& server);
 
 }  // namespace Planning

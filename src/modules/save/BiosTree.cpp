@@ -30,6 +30,14 @@ std::string SectionName(const std::string& menuPath) {
   return name;
 }
 
+std::string PathOf(const std::string& section, const std::string& key) {
+  std::string path = "/" + section;
+  for (std::size_t at = path.find("::"); at != std::string::npos; at = path.find("::", at)) {
+    path.replace(at, 2, "/");
+  }
+  return path + "/" + key;
+}
+
 std::string KeyOf(const std::string& path, const std::string& parent) {
   const std::size_t start = path.find(parent);
   if (start != std::string::npos && start + parent.size() + 1 < path.size()) {
@@ -50,6 +58,13 @@ std::string OptionComment(const _XNode& setting) {
   for (const auto& [value, text] : setting.options) comment += ": " + text + "=" + value;
   if (!setting.remark.empty()) comment += "; " + setting.remark;
   return comment;
+}
+
+std::string_view AttributeIn(std::string_view comment) {
+  const std::size_t last = comment.rfind("; ");
+  if (last != std::string_view::npos) comment.remove_prefix(last + 2);
+  if (!comment.starts_with(kAttributeRemark)) return {};
+  return comment.substr(kAttributeRemark.size());
 }
 
 std::string TrimmedName(std::string_view name) {

@@ -35,7 +35,7 @@ class RedfishProvider final : public SDK::QueryProvider {
   std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings) override;
   void LookAhead(bool isAhead) override { isAhead_ = isAhead; }
   void ClearWaiting() override;
-  void Restart(bool isForced, std::chrono::seconds limit) override;
+  void Restart(bool mayForce, std::chrono::seconds limit) override;
 
  private:
   /// A part of the tree that is loaded as a whole.
@@ -59,8 +59,12 @@ class RedfishProvider final : public SDK::QueryProvider {
   [[nodiscard]] Batch SortOut(const SDK::SettingMap& settings);
   void SortOut(const std::string& path, const std::string& value, Batch& batch);
   void CheckDependencies(Batch& batch);
+  bool KeepBack(Batch& batch, const json& present, const ValueOf& values, bool isNow);
+  [[nodiscard]] std::string RegistryFault() const;
   void Send(Batch batch);
   [[nodiscard]] std::string NextValue(const std::string& path) const;
+  void AskForRestart(bool mayForce);
+  [[nodiscard]] bool IsBack(bool hasWaiting, const std::string& lastReset, bool& isRestarted);
   void CheckUnchanged(const std::string& path, const std::string& value);
 
   Service service_;
@@ -70,6 +74,7 @@ class RedfishProvider final : public SDK::QueryProvider {
   std::vector<BootEntry> bootOrder_;
   std::vector<BootEntry> nextOrder_;  ///< after the boot
   SDK::SettingMap waiting_;           ///< what the boot changes, by path
+  std::string missedRegistry_;  ///< that was warned of
   bool isAhead_ = false;
   std::vector<std::string> loaded_;
   std::vector<SDK::WriteNote> notes_;

@@ -78,7 +78,7 @@ inline constexpr const char* kModeOfFile =
 inline constexpr unsigned kRestartSeconds = 900;
 
 /// Restarts the server and waits until it has taken over what waited (`QueryProvider::Restart`).
-void RestartServer(const Planning::Server& server, bool isForced, std::chrono::seconds limit,
+void RestartServer(const Planning::Server& server, bool mayForce, std::chrono::seconds limit,
                    const Messages& messages);
 
 /// Opens the target of --target. `globals` outlives the command.

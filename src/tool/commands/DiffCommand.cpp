@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,14 +28,6 @@ struct DiffRequest {
   bool json = false;
 };
 
-/// True when the target has BIOS settings that the file does not name.
-bool LacksBiosKeys(const Configuration& file, const Configuration& target) {
-  return std::ranges::any_of(target.Settings(), [&](const Planning::Setting& setting) {
-    return Planning::IsBiosSection(setting.section) &&
-           file.Find(setting.section, setting.key) == nullptr;
-  });
-}
-
 /// Reads the target. Settings that a restore finds under other keys of `file` get the keys of the
 /// target in it.
 Configuration ReadTarget(const DiffRequest& request, Planning::Mode mode, const Messages& messages,
@@ -46,13 +37,7 @@ Configuration ReadTarget(const DiffRequest& request, Planning::Mode mode, const 
   progress.Begin("reading the target");
   CheckMode(server.Providers(), mode);
   Configuration configuration = Planning::ConfigurationOfTarget(mode);
-  if (LacksBiosKeys(file, configuration)) {
-    Planning::Request restore;
-    restore.file = request.file;
-    restore.mode = mode;
-    restore.skipBootOrder = true;
-    file = WithTakenValues(file, configuration, Rehearse(restore, server.Providers()).taken);
-  }
+  file = WithNamesOf(configuration, file, request.file, mode, server.Providers());
   server.ThrowIfSilent();
   return configuration;
 }

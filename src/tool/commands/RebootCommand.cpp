@@ -23,19 +23,19 @@ int RunReboot(const RebootRequest& request, const Messages& messages) {
 
 }  // namespace
 
-void RestartServer(const Planning::Server& server, bool isForced, std::chrono::seconds limit,
+void RestartServer(const Planning::Server& server, bool mayForce, std::chrono::seconds limit,
                    const Messages& messages) {
   const Planning::Mounts& mounts = server.Providers();
   const auto bios = mounts.find("BIOS");
   const auto& mount = bios != mounts.end() ? bios->second : mounts.begin()->second;
   messages.Note("Restarting the server; this may take minutes.");
-  mount.provider->Restart(isForced, limit);
+  mount.provider->Restart(mayForce, limit);
   messages.Result("The server is up, with what waited for the boot.");
 }
 
 void AddReboot(CLI::App& command, Command& chosen) {
   auto request = std::make_shared<RebootRequest>();
-  command.add_flag("--force", request->force, "Do not ask the operating system to end first");
+  command.add_flag("--force", request->force, "End an operating system that does not end in time when it is asked to");
   command.add_option("--wait", request->wait, "Seconds until it must be up again; default 900")
       ->option_text("SECONDS")
       ->check(CLI::Range(1, 86400));

@@ -33,13 +33,13 @@ int RunVerify(const VerifyRequest& request, const Messages& messages) {
   Progress progress(messages);
   const Planning::Server server(request.openTarget(), Watching(messages, &progress));
   progress.Begin("reading the target");
-  const Planning::Verification verification = Planning::Verify(file.Content(), mode, server);
+  const Planning::Verification verification = Planning::Verify(file.Content(), request.file, mode, server);
   if (request.json) {
     messages.Document(Planning::VerifyDocument(verification, request.file, mode));
   } else {
     ShowVerification(verification, messages);
   }
-  return verification.missed.empty() ? ExitDone : ExitDifferent;
+  return verification.IsAsWanted() ? ExitDone : ExitDifferent;
 }
 
 }  // namespace

@@ -119,14 +119,15 @@ class Stages {
       : options_(options), server_(server), progress_(progress), messages_(messages) {}
 
   /// \return the exit code.
-  int Run(const Planning::Request& wanted, Secrets& secrets) {
+  int Run(const RequestMaker& make, Secrets& secrets) {
     progress_.Begin("reading the target");
-    Plan plan = Planning::MakePlan(wanted, server_);
+    Plan plan = Planning::MakePlan(make(server_), server_);
     queriesOfPlan_ = server_.Queries();
     progress_.End();
     ThrowIfRefused(plan, messages_);
     if (options_.dryRun) return ShowDryRun(plan);
-    if (plan.changes.empty()) return SayThatNothingChanges(plan);
+    const bool isMoreLater = options_.reboot && plan.NeedingRestart() > 0;
+    if (plan.changes.empty() && !isMoreLater) return SayThatNothingChanges(make, plan, secrets);
     const bool isPlanShown = !options_.json && !messages_.IsQuiet();
     const Consent consent(plan, {options_.yes, options_.allowLockout, isPlanShown});
     Planning::CheckAdminPassword(plan, secrets.password, server_);
@@ -140,7 +141,7 @@ class Stages {
     consent.AskAgain(changed, messages_);
     ThrowIfInterrupted();
     try {
-      return WriteAndReport(plan, backup, secrets);
+      return WriteAndReport(make, plan, backup, secrets);
     } catch (const Interrupted&) {
       Record("interrupted");
       throw ToolError(ExitFailed, "interrupted; what was written before stays written");
@@ -148,6 +149,10 @@ class Stages {
   }
 
  private:
+  static const char* OutcomeOf(bool isAsWanted) {
+    return isAsWanted ? "done" : "some settings were not applied";
+  }
+
   int ShowDryRun(const Plan& plan) {
     if (options_.json) {
       messages_.Document(Planning::DryRunDocument(plan));
@@ -157,11 +162,12 @@ class Stages {
     return ExitDone;
   }
 
-  int SayThatNothingChanges(const Plan& plan) {
+  int SayThatNothingChanges(const RequestMaker& make, const Plan& plan, const Secrets& secrets) {
     Planning::Written nothing;
     nothing.skipped = plan.skipped;
-    const int exitCode = Report(plan, {}, nothing);
+    const int exitCode = ReportFirst(plan, {}, nothing);
     if (!options_.json) messages_.Result("Nothing would change, so nothing was written.");
+    if (options_.reboot && isPending_) return RestartAndVerify(make, plan, secrets);
     return exitCode;
   }
 
@@ -201,21 +207,38 @@ class Stages {
     }
   }
 
-  int WriteAndReport(const Plan& plan, const Planning::Saved& backup, const Secrets& secrets) {
+  int WriteAndReport(const RequestMaker& make, const Plan& plan, const Planning::Saved& backup,
+                     const Secrets& secrets) {
     // A restore asks what its rehearsal has asked; reading again asks what a save does.
     progress_.Begin("writing", queriesOfSave_ == 0 ? 0 : queriesOfPlan_ - queriesOfSave_);
     const Planning::Written written = Planning::Write(plan, secrets.password, server_);
-    return Report(plan, backup, written);
+    const int exitCode = ReportFirst(plan, backup, written);
+    const std::size_t later = plan.NeedingRestart();
+    if (options_.reboot && (isPending_ || later > 0)) return RestartAndVerify(make, plan, secrets);
+    if (later > 0) {
+      messages_.Warning("two boots are needed: restart the server and do the same again for " +
+                        Counted(later, "more setting") + "; --reboot does that by itself");
+    }
+    return exitCode;
   }
 
-  /// Reads the machine again and reports.
-  int Report(const Plan& plan, const Planning::Saved& backup, const Planning::Written& written) {
+  /// The report of what is written before any restart: with --json the one document.
+  int ReportFirst(const Plan& plan, const Planning::Saved& backup,
+                  const Planning::Written& written) {
+    return Report(plan, written, [&](const Planning::Report& report) {
+      messages_.Document(Planning::RestoreDocument(plan, backup, written, report));
+    });
+  }
+
+  /// Reads the machine again and reports; `document` does it with --json.
+  template <typename Document>
+  int Report(const Plan& plan, const Planning::Written& written, Document document) {
     progress_.Begin("reading the target again", queriesOfSave_);
     const Planning::Report report = Planning::ReportOf(plan, written, server_);
     const std::vector<SDK::BootMessage> waiting = Planning::WaitingFromBefore(plan, server_);
     progress_.End();
     if (options_.json) {
-      messages_.Document(Planning::RestoreDocument(plan, backup, written, report));
+      document(report);
     } else {
       ShowReport(plan, written, report, messages_);
     }
@@ -223,26 +246,38 @@ class Stages {
       messages_.Warning("from an earlier change, of " + report.present.NameOf(message.path) + ", " +
                         message.text);
     }
-    Record(report.silence        ? "the target could not be read afterwards"
-           : report.IsAsWanted() ? "done"
-                                 : "some settings were not applied");
+    Record(report.silence ? "the target could not be read afterwards"
+                          : OutcomeOf(report.IsAsWanted()));
     if (report.silence) throw ResultStatus(*report.silence);
     if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
       throw ResultStatus(*written.failure);
     }
-    if (options_.reboot && report.Count(Planning::Outcome::Pending) > 0) {
-      return RestartAndVerify(plan);
-    }
+    isPending_ = report.Count(Planning::Outcome::Pending) > 0;
     return report.IsAsWanted() ? ExitDone : ExitDifferent;
   }
 
-  /// Has what waits take effect, and shows what has. With --json the report was the one document.
-  int RestartAndVerify(const Plan& plan) {
-    RestartServer(server_, options_.force, std::chrono::seconds(kRestartSeconds), messages_);
+  /// Has what waits take effect, writes what the server takes only then, as often as that leads
+  /// anywhere, and shows what has come of it all.
+  int RestartAndVerify(const RequestMaker& make, Plan plan, const Secrets& secrets) {
+    std::size_t later = plan.NeedingRestart();
+    do {
+      RestartServer(server_, options_.force, std::chrono::seconds(kRestartSeconds), messages_);
+      if (later == 0) break;
+      const std::size_t before = later;
+      plan = Planning::MakePlan(make(server_), server_);
+      later = plan.NeedingRestart();
+      ShowRefusal(plan, messages_);
+      if (plan.IsRefused() || plan.changes.empty() || later >= before) break;
+      messages_.Note("Writing what needed the restart.");
+      ThrowIfInterrupted();
+      const Planning::Written written = Planning::Write(plan, secrets.password, server_);
+      Report(plan, written, [](const Planning::Report&) {});
+    } while (isPending_ || later > 0);
     const Planning::Verification verification =
-        Planning::Verify(plan.request.wanted, plan.request.mode, server_);
+        Planning::Verify(plan.request.wanted, plan.request.file, plan.request.mode, server_);
     if (!options_.json) ShowVerification(verification, messages_);
-    return verification.missed.empty() ? ExitDone : ExitDifferent;
+    Record(OutcomeOf(verification.IsAsWanted()));
+    return verification.IsAsWanted() ? ExitDone : ExitDifferent;
   }
 
   const WriteOptions& options_;
@@ -253,6 +288,7 @@ class Stages {
   const Messages& messages_;
   unsigned queriesOfPlan_ = 0;
   unsigned queriesOfSave_ = 0;  ///< 0 without a backup
+  bool isPending_ = false;      ///< something of what was written waits for a boot
 };
 
 }  // namespace
@@ -291,13 +327,15 @@ int CarryOut(const WriteOptions& options, const RequestMaker& make, const Messag
   Progress progress(messages);
   const Server server(options.openTarget(), Watching(messages, &progress));
   if (!secrets.accounts.empty()) UseAccounts(secrets.accounts, server);
-  progress.Begin("reading the target");
-  Planning::Request wanted = make(server);
-  wanted.skipSystemCheck = wanted.skipSystemCheck || options.skipSystemCheck;
-  wanted.skipBootOrder = options.skipBootOrder;
-  wanted.keepsGoing = options.keepsGoing;
-  wanted.ignoresUnknown = options.ignoresUnknown;
-  return Stages(options, server, progress, messages).Run(wanted, secrets);
+  const RequestMaker makeWithOptions = [&](const Server& target) {
+    Planning::Request wanted = make(target);
+    wanted.skipSystemCheck = wanted.skipSystemCheck || options.skipSystemCheck;
+    wanted.skipBootOrder = options.skipBootOrder;
+    wanted.keepsGoing = options.keepsGoing;
+    wanted.ignoresUnknown = options.ignoresUnknown;
+    return wanted;
+  };
+  return Stages(options, server, progress, messages).Run(makeWithOptions, secrets);
 }
 
 void AddWriteOptions(CLI::App& command, WriteOptions& options) {
@@ -336,7 +374,7 @@ void AddWriteOptions(CLI::App& command, WriteOptions& options) {
   command.add_flag("--json", options.json, "Report as JSON");
   auto* reboot = command.add_flag("--reboot", options.reboot,
                                   "Restart the server where settings wait for that, and verify");
-  command.add_flag("--force", options.force, "That restart does not ask the operating system")
+  command.add_flag("--force", options.force, "That restart ends an operating system that does not end when asked")
       ->needs(reboot);
 }
 

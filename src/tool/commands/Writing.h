@@ -35,7 +35,7 @@ struct WriteOptions {
   bool yes = false;
   bool json = false;
   bool reboot = false;  ///< restart the server where something waits for that, and verify
-  bool force = false;   ///< that restart does not ask the operating system
+  bool force = false;   ///< that restart ends an operating system that does not end by itself
 };
 
 /// Adds the options to a command. `options` outlives the parse.

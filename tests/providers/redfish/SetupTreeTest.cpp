@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <ostream>
+#include <sstream>
 #include <vector>
 
 namespace Redfish {
@@ -120,9 +121,9 @@ const std::vector<TreeRow> kTreeRows = {
     {"WhatIsMarked",
      R"({"R": 1, "I": 2, "U": "tag"})",
      R"([{"AttributeName": "R", "ReadOnly": true}, {"AttributeName": "I", "Immutable": true},
-         {"AttributeName": "U", "IsSystemUniqueProperty": true}])",
+         {"AttributeName": "U", "IsSystemUniqueProperty": true, "GrayOut": true}])",
      "[]",
-     {"/I=2 read-only", "/R=1 read-only", "/U=tag unique to this system"}},
+     {"/I=2 read-only", "/R=1 read-only", "/U=tag greyed out; unique to this system"}},
     {"SiblingsCountWhetherTheyAreShownOrNot",
      R"({"A": 1})",
      R"([{"AttributeName": "A", "DisplayName": "Port"}, {"AttributeName": "B", "DisplayName": "Port"},
@@ -164,6 +165,70 @@ TEST_P(TreeTest, BecomesTheseNodes) {
 
 INSTANTIATE_TEST_SUITE_P(Rows, TreeTest, ::testing::ValuesIn(kTreeRows),
                          [](const auto& instance) { return std::string(instance.param.name); });
+
+/// A rule of a registry: "M EQU "x" OR N GTR 5", and what it makes of a property of A.
+struct RuleRow {
+  const char* terms;
+  const char* property;
+  json value;
+  const char* remark;  ///< of A, whose own range is 0 to 9, while M is "x" and N is 3
+};
+
+json RuleOf(const RuleRow& row) {
+  json terms = json::array();
+  std::istringstream words(row.terms);
+  for (std::string attribute, condition, value, join; words >> attribute >> condition >> value;) {
+    terms.push_back({{"MapFromAttribute", attribute},
+                     {"MapFromCondition", condition},
+                     {"MapFromValue", json::parse(value)}});
+    if (!join.empty()) terms.back()["MapTerms"] = join;
+    words >> join;
+  }
+  return {{"Dependency",
+           {{"MapFrom", terms},
+            {"MapToAttribute", "A"},
+            {"MapToProperty", row.property},
+            {"MapToValue", row.value}}}};
+}
+
+TEST(SetupTreeTest, ASettingSaysWhatOthersMakeOfIt) {
+  const std::vector<RuleRow> rows = {
+      {R"(M EQU "x")", "GrayOut", true, "0 to 9; greyed out while BIOS::Advanced::Mode is x"},
+      {R"(M EQU "y")", "GrayOut", true, "0 to 9"},
+      {R"(M NEQ "x")", "ReadOnly", true, "0 to 9"},
+      {R"(M NEQ "y")", "ReadOnly", true, "0 to 9; read-only while BIOS::Advanced::Mode is not y"},
+      {"N GTR 2", "Hidden", true, "0 to 9; hidden while BIOS::Advanced::N is more than 2"},
+      {"N GTR 3", "Hidden", true, "0 to 9"},
+      {"N GEQ 3", "Hidden", true, "0 to 9; hidden while BIOS::Advanced::N is at least 3"},
+      {"N GEQ 4", "Hidden", true, "0 to 9"},
+      {"N LSS 4", "Hidden", true, "0 to 9; hidden while BIOS::Advanced::N is less than 4"},
+      {"N LSS 3", "Hidden", true, "0 to 9"},
+      {"N LEQ 3", "Hidden", true, "0 to 9; hidden while BIOS::Advanced::N is at most 3"},
+      {"N LEQ 2", "Hidden", true, "0 to 9"},
+      {R"(N GTR "2")", "Hidden", true, "0 to 9"},
+      {R"(Gone NEQ "x")", "Hidden", true, "0 to 9"},
+      {R"(M EQU "y" OR N EQU 3)", "Hidden", true,
+       "0 to 9; hidden while BIOS::Advanced::Mode is y or BIOS::Advanced::N is 3"},
+      {R"(M EQU "x" AND N EQU 4)", "Hidden", true, "0 to 9"},
+      {"N LIKE 3", "Hidden", true, "0 to 9"},
+      {"N EQU 3", "Hidden", false, "0 to 9"},
+      {"N EQU 3", "UpperBound", 4, "0 to 4"},
+      {"N EQU 3", "UpperBound", 20, "0 to 20"},
+      {"N EQU 3", "LowerBound", 10, ""},
+      {"N EQU 3", "ScalarIncrement", 2, "0 to 9 in steps of 2"},
+      {"N EQU 4", "ScalarIncrement", 2, "0 to 9"},
+  };
+  for (const RuleRow& row : rows) {
+    SCOPED_TRACE(std::string(row.terms) + " " + row.property);
+    json registry = Registry(
+        R"([{"AttributeName": "A", "Type": "Integer", "LowerBound": 0, "UpperBound": 9},
+            {"AttributeName": "M", "DisplayName": "Mode"}])",
+        "[]");
+    registry["RegistryEntries"]["Dependencies"] = {RuleOf(row)};
+    const SetupTree tree = BuildSetupTree(json::parse(R"({"A": 5, "M": "x", "N": 3})"), registry);
+    EXPECT_EQ(tree.nodes.at("/BIOS/Advanced/A").remark, row.remark);
+  }
+}
 
 TEST(SetupTreeTest, MenusListTheirChildrenInTheRegistrysOrder) {
   const SetupTree tree = BuildSetupTree(

@@ -38,8 +38,10 @@ std::string LongValues(const Configuration& content) {
 
 void SaveInto(Common::AtomicFile& file, Mode mode, const Server& server,
               const SectionObserver& observer) {
+  CheckFileName(file.Destination());
   try {
-    ShownSaveRestore(observer).Save(OptionsFor(file.TemporaryPath(), mode));
+    ShownSaveRestore(observer).Save(
+        OptionsFor(file.TemporaryPathWithin(SDK::kLongestFileName), mode));
   } catch (const ResultStatus& failure) {
     // The module names neither the file nor what is wrong with the disk.
     const bool isUnwritten = failure.getval() == ErrorManager::CannotWriteFile ||
@@ -66,7 +68,8 @@ Saved ReviewSaved(const std::string& path, Mode mode) {
   if (const std::string names = LongValues(content); file.Lines() != nullptr && !names.empty()) {
     saved.warnings.push_back("more than " + std::to_string(kLongestRead) +
                              " bytes, which no restore takes from a text file but from a stream "
-                             "file (.scf), has the value of " + names);
+                             "file (.scf), has the value of " +
+                             names);
   }
   const bool hasBios = std::ranges::any_of(content.Sections(), [](const std::string& section) {
     return IsBiosSection(section) && !IsBootOrder(section);

@@ -130,7 +130,7 @@ std::vector<Change> ChangedSince(const std::vector<Change>& changes) {
 }
 
 bool IsReadOnly(const std::string& path) {
-  return NodeAt(path).limits.isReadOnly;
+  return NodeAt(path).limits->isReadOnly;
 }
 
 std::vector<Obstacle> ObstaclesTo(const std::vector<Change>& changes, const Configuration& wanted,
@@ -139,7 +139,7 @@ std::vector<Obstacle> ObstaclesTo(const std::vector<Change>& changes, const Conf
   for (const Change& change : changes) {
     if (!OrderOf(change.path).empty() || change.from == change.to) continue;
     const _XNode node = NodeAt(change.path);
-    if (node.limits.isReadOnly) {
+    if (node.limits->isReadOnly) {
       obstacles.push_back({change, "it is read-only", Obstacle::Kind::ReadOnly});
       continue;
     }

@@ -1,6 +1,7 @@
 #include "plan/FileCheck.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 
 #include "modules/save/BootOrder.h"
@@ -130,23 +131,20 @@ std::string LastKeyOf(const std::string& section) {
   return "";
 }
 
-/// A save never ends in the middle of a section: what ends there has been cut.
-void CheckEnd(const ConfigurationFile& file, std::vector<Finding>& findings) {
+}  // namespace
+
+std::vector<Finding> CheckEnd(const ConfigurationFile& file) {
   const Configuration& content = file.Content();
   if (content.Sections().empty()) {
-    findings.push_back({Finding::Weight::Error, 0, "it holds no section: it is empty or cut"});
-    return;
+    return {{Finding::Weight::Error, 0, "it holds no section: it is empty or cut"}};
   }
-  if (file.Lines() != nullptr && !file.Lines()->IsWellFormed()) return;
+  if (file.Lines() != nullptr && !file.Lines()->IsWellFormed()) return {};
   const std::string& last = content.Sections().back();
   const std::string key = LastKeyOf(last);
-  if (key.empty() || content.Find(last, key) != nullptr) return;
-  findings.push_back(
-      {Finding::Weight::Warning, 0,
-       "it ends in the middle of [" + last + "], before \"" + key + "\": it is probably cut"});
+  if (key.empty() || content.Find(last, key) != nullptr) return {};
+  return {{Finding::Weight::Warning, 0,
+           "it ends in the middle of [" + last + "], before \"" + key + "\": it is probably cut"}};
 }
-
-}  // namespace
 
 std::vector<std::string> LostPositions(const ConfigurationFile& file) {
   std::vector<std::string> lost;
@@ -176,7 +174,7 @@ std::vector<Finding> CheckFile(const ConfigurationFile& file, Extent extent) {
     }
   }
   for (const Key& key : KeysOf(file)) CheckKey(key, file.Lines() != nullptr, findings);
-  if (extent == Extent::Whole) CheckEnd(file, findings);
+  if (extent == Extent::Whole) std::ranges::move(CheckEnd(file), std::back_inserter(findings));
   for (const std::string& text : LostPositions(file)) {
     findings.push_back({Finding::Weight::Warning, 0, text});
   }
@@ -192,7 +190,7 @@ ConfigurationFile WellFormed(const std::string& path) {
       faults.push_back(FindingOf(problem));
     }
   }
-  CheckEnd(file, faults);
+  std::ranges::move(CheckEnd(file), std::back_inserter(faults));
   ThrowIfMalformed(faults, path);
   return file;
 }

@@ -36,6 +36,9 @@ void ThrowIfMalformed(const std::vector<Finding>& findings, const std::string& f
 /// \throws Failure  it has, or cannot be read.
 [[nodiscard]] ConfigurationFile WellFormed(const std::string& path);
 
+/// A file that ends where no save ends, as one that was cut.
+[[nodiscard]] std::vector<Finding> CheckEnd(const ConfigurationFile& file);
+
 /// The devices of a boot order that stand at two positions, a sentence each: a file cannot say
 /// where two devices of one name stand.
 [[nodiscard]] std::vector<std::string> LostPositions(const ConfigurationFile& file);

@@ -132,12 +132,12 @@ Configuration WithTakenValues(const Configuration& file, const Configuration& ma
   return asRead;
 }
 
-Configuration WithNamesOf(const Configuration& machine, const Configuration& file,
-                          const std::string& path, Mode mode, const Mounts& target) {
-  const bool hasAll = std::ranges::all_of(machine.Settings(), [&](const Setting& setting) {
+Configuration AsRead(const std::string& path, const Configuration& file,
+                     const Configuration& machine, Mode mode, const Mounts& target) {
+  const bool isComplete = std::ranges::all_of(machine.Settings(), [&](const Setting& setting) {
     return !IsBiosSection(setting.section) || file.Find(setting.section, setting.key) != nullptr;
   });
-  if (hasAll) return file;
+  if (isComplete) return file;
   Request restore;
   restore.file = path;
   restore.mode = mode;

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -36,9 +37,16 @@ void Server::ThrowIfSilent() const {
   if (silence_) throw ResultStatus(*silence_);
 }
 
+void Server::Refresh() const {
+  std::set<SDK::QueryProvider*> refreshed;  // one may be for several trees
+  for (const auto& [tree, mount] : mounts_) {
+    if (refreshed.insert(mount.provider.get()).second) mount.provider->Refresh();
+  }
+}
+
 std::vector<SDK::WriteForesight> Server::Foresee(const SDK::SettingMap& settings) const {
   std::map<std::string, SDK::SettingMap> byTree;  // a batch goes to one back end
-  byTree["BIOS"];  // that may have to say something of all files
+  byTree["BIOS"];                                 // that may have to say something of all files
   for (const auto& [path, value] : settings) {
     byTree[path.substr(1, path.find('/', 1) - 1)].emplace(path, value);
   }

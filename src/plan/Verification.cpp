@@ -26,19 +26,18 @@ bool Verification::IsAsWanted() const {
   return std::ranges::all_of(missed, &Missed::isReadOnly);
 }
 
-Verification Verify(const Configuration& wantedInFile, const std::string& path, Mode mode,
-                    const Server& server) {
+Verification Verify(const Configuration& file, Mode mode, const Server& server,
+                    const std::string& path) {
   Verification verification;
   verification.present = ConfigurationOfTarget(mode);
-  const Configuration file =
-      WithNamesOf(verification.present, wantedInFile, path, mode, server.Providers());
+  const Configuration asRead = AsRead(path, file, verification.present, mode, server.Providers());
   server.ThrowIfSilent();
   if (mode != ModeBmc) verification.messages = server.BootMessages();
   std::set<std::string> waiting;
   for (const SDK::BootMessage& message : verification.messages) {
     if (message.isWaiting) waiting.insert(message.path);
   }
-  for (const Setting& wanted : file.Settings()) {
+  for (const Setting& wanted : asRead.Settings()) {
     if (!IsWritten(wanted, mode)) continue;
     ++verification.compared;
     const Setting* present = verification.present.Find(wanted.section, wanted.key);

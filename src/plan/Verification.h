@@ -31,10 +31,10 @@ struct Verification {
   Configuration present;                   ///< what the server has
 };
 
-/// Compares what a restore in `mode` of the file at `path` writes with the server. `wanted` is what
-/// of the file is to be verified.
+/// Compares what a restore of `file` in `mode` writes with the server. `path` is where the file is:
+/// what a restore takes from other keys of it is compared under those that the server has.
 /// \throws ResultStatus  the server cannot be read.
-[[nodiscard]] Verification Verify(const Configuration& wanted, const std::string& path, Mode mode,
-                                  const Server& server);
+[[nodiscard]] Verification Verify(const Configuration& file, Mode mode, const Server& server,
+                                  const std::string& path);
 
 }  // namespace Planning

@@ -2,6 +2,7 @@
 // setting that the file wants otherwise. All of them leave in one batch at the end.
 #include <algorithm>
 #include <array>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -95,7 +96,7 @@ int SaveRestore::SaveBiosData(const std::string& parent, const std::string& path
                               const NodeMap& nodes, const char* fileName) {
   const _XNode& setting = BiosTree::NodeAt(nodes, path);
   if (setting.kind != NODE_SETTING || setting.flag) return 0;
-  BiosKey place{BiosTree::SectionName(parent), BiosTree::KeyOf(path, parent)};
+  BiosKey place{BiosTree::SectionName(parent), std::string(BiosTree::KeyOf(path, parent))};
   const BiosKey own = place;
   place.key = BiosTree::TrimmedName(own.key);
   if (BiosTree::IsPrivateKey(place.key)) return 0;
@@ -135,14 +136,14 @@ void SaveRestore::QueueBiosValue(const std::string& path, const BiosKey& place,
   if (value.text != current) FillBiosMapSetQuery(path, value.text);
 }
 
-/// Reads a setting that the file has under another key, by the name of its attribute: firmware gives
-/// settings new labels and menus. `place` becomes where it was read. A key that another setting of
-/// the machine has is that one's.
-void SaveRestore::ReadByAttribute(const _XNode& setting, const NodeMap& nodes,
-                                  const char* fileName, BiosKey& place, FileValue& value) {
+/// Reads a setting that the file has under another key, by the name of its attribute: firmware
+/// gives settings new labels and menus. `place` becomes where it was read. A key that another
+/// setting of the machine has is that one's.
+void SaveRestore::ReadByAttribute(const _XNode& setting, const NodeMap& nodes, const char* fileName,
+                                  BiosKey& place, FileValue& value) {
   const std::string_view name = BiosTree::AttributeIn(setting.remark);
-  const BiosKey* found = Saved(fileName).FindAttribute(
-      name.empty() ? place.key : std::string(name), !name.empty());
+  const BiosKey* found =
+      Saved(fileName).FindAttribute(name.empty() ? place.key : std::string(name), !name.empty());
   if (found == nullptr || nodes.contains(BiosTree::PathOf(found->section, found->key))) return;
   place = *found;
   value = ReadFileValue(place.section, place.key, fileName);

@@ -48,8 +48,8 @@ class SavedConfiguration {
   [[nodiscard]] const KeyName* FindAttribute(const std::string& name, bool mayBeKey) const;
 
  protected:
-  using KeyVisitor = std::function<void(std::string_view section, std::string_view key,
-                                        std::string_view comment)>;
+  using KeyVisitor =
+      std::function<void(std::string_view section, std::string_view key, std::string_view comment)>;
   /// Hands out every key.
   virtual void ForEachKey(const KeyVisitor& visit) const = 0;
 

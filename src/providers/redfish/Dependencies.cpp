@@ -99,7 +99,9 @@ constexpr auto kBounds = std::to_array<Bound>({
     {"MaxLength", OpenLength,
      [](Query::Limits& to, const json& value) { Made(to.length).high = Whole(value, INT64_MAX); }},
     {"ScalarIncrement", [](Query::Limits& limits) { limits.increment = 0; },
-     [](Query::Limits& to, const json& value) { to.increment = std::max<std::int64_t>(Whole(value, 0), 0); }},
+     [](Query::Limits& to, const json& value) {
+       to.increment = std::max<std::int64_t>(Whole(value, 0), 0);
+     }},
     {"ValueExpression", [](Query::Limits& limits) { limits.pattern.clear(); },
      [](Query::Limits& to, const json& value) {
        to.pattern = value.is_string() ? value.get<std::string>() : std::string();

@@ -74,7 +74,7 @@ class RedfishProvider final : public SDK::QueryProvider {
   std::vector<BootEntry> bootOrder_;
   std::vector<BootEntry> nextOrder_;  ///< after the boot
   SDK::SettingMap waiting_;           ///< what the boot changes, by path
-  std::string missedRegistry_;  ///< that was warned of
+  std::string missedRegistry_;        ///< that was warned of
   bool isAhead_ = false;
   std::vector<std::string> loaded_;
   std::vector<SDK::WriteNote> notes_;

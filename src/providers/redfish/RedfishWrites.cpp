@@ -119,7 +119,7 @@ void RedfishProvider::SortOut(const std::string& path, const std::string& value,
     batch.kept.push_back({path, fate, Foreseen::CannotTake, reason});
   };
   if (PresentValue(node) != text) {  // the present value is allowed, whatever the limits say
-    if (node.limits.isReadOnly) return keep(Fate::Skipped, "it is read-only");
+    if (node.limits->isReadOnly) return keep(Fate::Skipped, "it is read-only");
     const std::string objection = Query::Objection(node, text);
     if (!objection.empty()) return keep(Fate::Refused, objection);
   }
@@ -139,8 +139,8 @@ bool RedfishProvider::KeepBack(Batch& batch, const json& present, const ValueOf&
     if (reason.empty()) continue;
     if (isNow) reason += " now";
     const Foreseen locked = effect.lock.empty() ? Foreseen::CannotTake : Foreseen::Locked;
-    kept.push_back({change.path, Fate::Refused, isNow ? Foreseen::NeedsRestart : locked,
-                    std::move(reason)});
+    kept.push_back(
+        {change.path, Fate::Refused, isNow ? Foreseen::NeedsRestart : locked, std::move(reason)});
   }
   std::erase_if(batch.changes, [&](const auto& entry) {
     return std::ranges::find(kept, entry.second.path, &Kept::path) != kept.end();
@@ -299,9 +299,9 @@ void RedfishProvider::Restart(bool mayForce, std::chrono::seconds limit) {
   } while (service_.Wait("", start + limit));
   ErrorManager::Raise(
       ErrorManager::WriteFailed, "The restart",
-      isRestarted ? "the server is not back with its new settings after " + Seconds(limit)
-                  : "the operating system has not ended after " + Seconds(limit) +
-                        "; --force ends it");
+      isRestarted
+          ? "the server is not back with its new settings after " + Seconds(limit)
+          : "the operating system has not ended after " + Seconds(limit) + "; --force ends it");
 }
 
 }  // namespace Redfish

@@ -37,7 +37,7 @@ Configuration ReadTarget(const DiffRequest& request, Planning::Mode mode, const 
   progress.Begin("reading the target");
   CheckMode(server.Providers(), mode);
   Configuration configuration = Planning::ConfigurationOfTarget(mode);
-  file = WithNamesOf(configuration, file, request.file, mode, server.Providers());
+  file = AsRead(request.file, file, configuration, mode, server.Providers());
   server.ThrowIfSilent();
   return configuration;
 }

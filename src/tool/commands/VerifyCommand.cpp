@@ -2,6 +2,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "plan/ConfigurationFile.h"
 #include "plan/Document.h"
@@ -25,7 +26,8 @@ struct VerifyRequest {
 
 /// After a restore and the boot that it waited for: prints what of the file the target does not
 /// have, and what the target says of settings that it was to take over.
-/// \return ExitDone when the target has all that the file says, else ExitDifferent.
+/// \return ExitDone when the target has all that the file says, and the file is whole, else
+///         ExitDifferent.
 /// \throws ToolError, ResultStatus  the file or the target cannot be read.
 int RunVerify(const VerifyRequest& request, const Messages& messages) {
   const Planning::ConfigurationFile file = Planning::WellFormed(request.file);
@@ -33,13 +35,18 @@ int RunVerify(const VerifyRequest& request, const Messages& messages) {
   Progress progress(messages);
   const Planning::Server server(request.openTarget(), Watching(messages, &progress));
   progress.Begin("reading the target");
-  const Planning::Verification verification = Planning::Verify(file.Content(), request.file, mode, server);
+  const Planning::Verification verification =
+      Planning::Verify(file.Content(), mode, server, request.file);
   if (request.json) {
     messages.Document(Planning::VerifyDocument(verification, request.file, mode));
   } else {
     ShowVerification(verification, messages);
   }
-  return verification.IsAsWanted() ? ExitDone : ExitDifferent;
+  const std::vector<Planning::Finding> end = CheckEnd(file);
+  for (const Planning::Finding& finding : end) {
+    messages.Warning(request.file + ": " + finding.text);
+  }
+  return verification.IsAsWanted() && end.empty() ? ExitDone : ExitDifferent;
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <set>
 #include <string_view>
+#include <utility>
 
 #include "common/ErrorManager.h"
 #include "common/Wipe.h"
@@ -128,6 +129,7 @@ class Stages {
     if (options_.dryRun) return ShowDryRun(plan);
     const bool isMoreLater = options_.reboot && plan.NeedingRestart() > 0;
     if (plan.changes.empty() && !isMoreLater) return SayThatNothingChanges(make, plan, secrets);
+    Describe(plan);
     const bool isPlanShown = !options_.json && !messages_.IsQuiet();
     const Consent consent(plan, {options_.yes, options_.allowLockout, isPlanShown});
     Planning::CheckAdminPassword(plan, secrets.password, server_);
@@ -136,6 +138,7 @@ class Stages {
     if (!options_.noBackup) backup = Backup(plan);
     if (!options_.json) ShowPlan(plan, false, messages_);  // the report will be the one document
     consent.Ask(messages_);
+    server_.Refresh();  // the answer may have taken long
     const std::vector<Planning::Change> changed = Planning::ChangedSince(plan.changes);
     server_.ThrowIfSilent();
     consent.AskAgain(changed, messages_);
@@ -171,10 +174,8 @@ class Stages {
     return exitCode;
   }
 
-  /// Saves the present configuration as what a new record of the history goes back to, and says
-  /// how.
-  Planning::Saved Backup(const Plan& plan) {
-    const unsigned before = server_.Queries();
+  /// What history and journal will say of this write.
+  void Describe(const Plan& plan) {
     record_.command = options_.command;
     record_.target = JoinedTargets(options_.targets);
     record_.version = SAVERESTORE_VERSION;
@@ -182,6 +183,12 @@ class Stages {
     for (const std::string& file : options_.files) {
       record_.files.push_back({file, Planning::Sha256OfFile(file)});
     }
+  }
+
+  /// Saves the present configuration as what a new record of the history goes back to, and says
+  /// how.
+  Planning::Saved Backup(const Plan& plan) {
+    const unsigned before = server_.Queries();
     history_.Begin(record_);
     progress_.Begin("saving the present configuration");
     Planning::Saved backup = Planning::SaveBackup(record_.backup, plan.request.mode, server_);
@@ -195,13 +202,20 @@ class Stages {
     return backup;
   }
 
-  /// Says in the history how it ended. A write that is done is not undone for want of a note.
+  /// Says in journal and history how it ended.
   void Record(const std::string& outcome) {
-    if (record_.number == 0) return;
+    if (record_.command.empty()) return;  // nothing was to be written
     record_.outcome = outcome;
+    options_.journal(JournalRecordOf(record_, options_.tellsValues));
+    KeepRecord();
+  }
+
+  /// A write that is done is not undone for want of a note.
+  void KeepRecord() {
+    if (record_.number == 0) return;
     try {
       history_.Keep(record_);
-      history_.Prune(Planning::kKeptRecords);
+      history_.Prune(record_.target, Planning::kKeptRecords);
     } catch (const ResultStatus& failure) {
       messages_.Warning("the history does not know how this ended: " + failure.message());
     }
@@ -257,11 +271,14 @@ class Stages {
   }
 
   /// Has what waits take effect, writes what the server takes only then, as often as that leads
-  /// anywhere, and shows what has come of it all.
+  /// anywhere, and shows what has come of it all. With --json the first report was the one
+  /// document.
   int RestartAndVerify(const RequestMaker& make, Plan plan, const Secrets& secrets) {
+    const RestartOptions restart{JoinedTargets(options_.targets), options_.force,
+                                 std::chrono::seconds(kRestartSeconds), options_.journal};
     std::size_t later = plan.NeedingRestart();
     do {
-      RestartServer(server_, options_.force, std::chrono::seconds(kRestartSeconds), messages_);
+      RestartServer(server_, restart, messages_);
       if (later == 0) break;
       const std::size_t before = later;
       plan = Planning::MakePlan(make(server_), server_);
@@ -270,14 +287,22 @@ class Stages {
       if (plan.IsRefused() || plan.changes.empty() || later >= before) break;
       messages_.Note("Writing what needed the restart.");
       ThrowIfInterrupted();
-      const Planning::Written written = Planning::Write(plan, secrets.password, server_);
-      Report(plan, written, [](const Planning::Report&) {});
+      WriteAfterRestart(plan, secrets);
     } while (isPending_ || later > 0);
     const Planning::Verification verification =
-        Planning::Verify(plan.request.wanted, plan.request.file, plan.request.mode, server_);
+        Planning::Verify(plan.request.wanted, plan.request.mode, server_, plan.request.file);
     if (!options_.json) ShowVerification(verification, messages_);
-    Record(OutcomeOf(verification.IsAsWanted()));
+    record_.outcome = OutcomeOf(verification.IsAsWanted());
+    KeepRecord();
     return verification.IsAsWanted() ? ExitDone : ExitDifferent;
+  }
+
+  /// Writes what needed a restart. The journal is told of these changes alone, the history has all.
+  void WriteAfterRestart(const Plan& plan, const Secrets& secrets) {
+    const std::vector<Planning::Change> before = std::exchange(record_.changes, plan.changes);
+    const Planning::Written written = Planning::Write(plan, secrets.password, server_);
+    Report(plan, written, [](const Planning::Report&) {});
+    record_.changes.insert(record_.changes.begin(), before.begin(), before.end());
   }
 
   const WriteOptions& options_;
@@ -372,9 +397,13 @@ void AddWriteOptions(CLI::App& command, WriteOptions& options) {
   command.add_flag("--allow-lockout", options.allowLockout,
                    "Write also what cuts off the way to the target, without asking");
   command.add_flag("--json", options.json, "Report as JSON");
+  command.add_flag("--journal-values", options.tellsValues,
+                   "Tell the journal each change with its values; never passwords and the like");
   auto* reboot = command.add_flag("--reboot", options.reboot,
                                   "Restart the server where settings wait for that, and verify");
-  command.add_flag("--force", options.force, "That restart ends an operating system that does not end when asked")
+  command
+      .add_flag("--force", options.force,
+                "That restart ends an operating system that does not end when asked")
       ->needs(reboot);
 }
 

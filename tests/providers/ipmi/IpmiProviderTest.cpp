@@ -435,17 +435,32 @@ TEST_F(IpmiProviderTest, RestartsGentlyAndResetsOnlyWhereItMay) {
   };
   const std::string status = "00 01 x1: " + on;
   const Row rows[] = {
-      {"Ends", "00 02: answer 00\n" + status + off + "00 01: " + on, false, 0,
+      {"Ends",
+       "00 02: answer 00\n" + status + off + "00 01: " + on,
+       false,
+       0,
        {"00 02 05", "00 02 01"}},
-      {"DoesNotEnd", "00 02: answer 00\n00 01: " + on, false, ErrorManager::WriteFailed,
+      {"DoesNotEnd",
+       "00 02: answer 00\n00 01: " + on,
+       false,
+       ErrorManager::WriteFailed,
        {"00 02 05"}},
       {"IsReset", "00 02: answer 00\n00 01: " + on, true, 0, {"00 02 05", "00 02 03"}},
-      {"CannotBeAsked", "00 02 05: answer CC\n00 02: answer 00\n00 01: " + on, true, 0,
+      {"CannotBeAsked",
+       "00 02 05: answer CC\n00 02: answer 00\n00 01: " + on,
+       true,
+       0,
        {"00 02 05", "00 02 03"}},
-      {"IsRefused", "00 02: answer D4\n", true, ErrorManager::WriteFailed,
+      {"IsRefused",
+       "00 02: answer D4\n",
+       true,
+       ErrorManager::WriteFailed,
        {"00 02 05", "00 02 03"}},
-      {"StaysOff", "00 02: answer 00\n00 01: answer 00 00 00 00\n", false,
-       ErrorManager::WriteFailed, {"00 02 05", "00 02 01"}},
+      {"StaysOff",
+       "00 02: answer 00\n00 01: answer 00 00 00 00\n",
+       false,
+       ErrorManager::WriteFailed,
+       {"00 02 05", "00 02 01"}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);

@@ -383,9 +383,8 @@ TEST_F(ProviderTest, WhatOthersForbidIsNotSent) {
   const std::string port = kNic2 + "Network Boot";
   const std::string grey =
       "greyed out while BIOS::Advanced::Devices::Ethernet (Nic2)::Network Boot is None";
-  const SDK::SettingMap wrong = {
-      {initiator, "iqn.x"}, {kTurbo, "Off"}, {kDelay, "5"}, {kTag, "x"}, {kScrub, "48"},
-      {kModel, "Other"}};
+  const SDK::SettingMap wrong = {{initiator, "iqn.x"}, {kTurbo, "Off"}, {kDelay, "5"},
+                                 {kTag, "x"},          {kScrub, "48"},  {kModel, "Other"}};
   const std::vector<std::string> kept = {
       "Initiator Name: locked " + grey,
       "Device Reset Delay: impossible it must be a whole number, -1 to 4 while BIOS::Advanced::"
@@ -424,7 +423,8 @@ TEST_F(ProviderTest, AnInterruptIsLookedAtBeforeEachChange) {
   Open();
   ASSERT_EQ(Value(kTurbo), "On");
   checkpoint = [] { throw std::runtime_error("interrupted"); };
-  EXPECT_THROW(Write({{kTurbo, "Off"}, {"/BIOS/BootOrder[1]", "UEFI Network: IPv4 (Boot0003)"},
+  EXPECT_THROW(Write({{kTurbo, "Off"},
+                      {"/BIOS/BootOrder[1]", "UEFI Network: IPv4 (Boot0003)"},
                       {"/BIOS/BootOrder[2]", "UEFI Disk: RAID Volume 1"}}),
                std::runtime_error);
   EXPECT_EQ(Patches(), 0);
@@ -476,9 +476,11 @@ TEST_F(ProviderTest, RestartsAndWaitsUntilTheChangesAreThere) {
   EXPECT_EQ(restart(true, 3), 0);
   EXPECT_EQ(Value(kTurbo), "Off");
   const std::vector<RedfishRequest> requests = service->TakeRequests();
-  EXPECT_EQ(std::ranges::count_if(requests, [](const RedfishRequest& request) {
-              return request.body == json({{"ResetType", "ForceRestart"}});
-            }), 1);
+  EXPECT_EQ(std::ranges::count_if(requests,
+                                  [](const RedfishRequest& request) {
+                                    return request.body == json({{"ResetType", "ForceRestart"}});
+                                  }),
+            1);
   service->Edit(RedfishService::kSystem, {{"Actions", nullptr}});
   Open();
   EXPECT_EQ(restart(true, 60), ErrorManager::WriteFailed);

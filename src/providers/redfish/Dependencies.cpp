@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -116,20 +117,23 @@ std::string PropertyOf(const json& rule) {
 
 Dependencies::Dependencies(const json& registry, std::map<std::string, std::string> names)
     : names_(std::move(names)) {
-  for (const json& entry : At(registry, {"RegistryEntries", "Attributes"})) {
-    const std::string name = TextAt(entry, {"AttributeName"});
-    if (!name.empty() && !entries_.contains(name)) entries_[name] = entry;
-  }
+  std::set<std::string> asked;  // of which a rule wants to know more than the value
   for (const json& dependency : At(registry, {"RegistryEntries", "Dependencies"})) {
     const json& rule = At(dependency, {"Dependency"});
     if (IsUsableRule(rule)) {
       rules_[TextAt(rule, {"MapToAttribute"})].push_back(rule);
+      for (const json& term : rule.at("MapFrom")) asked.insert(TextAt(term, {"MapFromAttribute"}));
     } else {
       LOGGER::Logger::CreateInstance()->Log(
           LOGGER::Info, __FILE__, "Dependencies", __LINE__,
           "a dependency of %s in the registry makes no sense and is not used",
           TextAt(dependency, {"DependencyFor"}).c_str());
     }
+  }
+  for (const json& entry : At(registry, {"RegistryEntries", "Attributes"})) {
+    const std::string name = TextAt(entry, {"AttributeName"});
+    if (At(entry, {kGrayOut}) == json(true)) grey_.insert(name);
+    if (asked.contains(name) && !entries_.contains(name)) entries_[name] = entry;
   }
 }
 
@@ -199,7 +203,7 @@ Effect Dependencies::On(const std::string& attribute, const Query::Limits& own,
     if (rule != holding.end()) effect.lock += " while " + Words(rule->second->at("MapFrom"));
     break;
   }
-  effect.isGrey = !holding.contains(kGrayOut) && At(Entry(attribute), {kGrayOut}) == json(true);
+  effect.isGrey = !holding.contains(kGrayOut) && grey_.contains(attribute);
   effect.limits.isReadOnly = false;  // that is the lock
   for (const Bound& bound : kBounds) {
     const auto rule = holding.find(bound.property);

@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,7 +47,8 @@ class Dependencies {
   [[nodiscard]] bool AreMet(const nlohmann::json& terms, const ValueOf& valueOf) const;
   [[nodiscard]] std::string Words(const nlohmann::json& terms) const;
 
-  nlohmann::json entries_ = nlohmann::json::object();  ///< by attribute
+  nlohmann::json entries_ = nlohmann::json::object();  ///< by attribute, of those in a term
+  std::set<std::string> grey_;  ///< those that the registry by itself has greyed out
   std::map<std::string, std::string> names_;
   std::map<std::string, Rules> rules_;  ///< by the attribute that they are for
 };

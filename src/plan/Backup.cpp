@@ -66,10 +66,9 @@ Saved ReviewSaved(const std::string& path, Mode mode) {
   }
   // The text form is read with a limit that the stream form does not have.
   if (const std::string names = LongValues(content); file.Lines() != nullptr && !names.empty()) {
-    saved.warnings.push_back("more than " + std::to_string(kLongestRead) +
-                             " bytes, which no restore takes from a text file but from a stream "
-                             "file (.scf), has the value of " +
-                             names);
+    saved.warnings.push_back(
+        "longer than " + std::to_string(kLongestRead) +
+        " bytes, so that a restore takes it from a stream file (.scf) only: " + names);
   }
   const bool hasBios = std::ranges::any_of(content.Sections(), [](const std::string& section) {
     return IsBiosSection(section) && !IsBootOrder(section);

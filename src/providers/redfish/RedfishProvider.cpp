@@ -163,6 +163,12 @@ void RedfishProvider::Read(const std::string& path, NodeMap& results) {
   }
 }
 
+void RedfishProvider::Refresh() {
+  Unload(kSetupRoot);
+  Unload(kBootOrderPath);
+  service_.ForgetValues();
+}
+
 std::vector<SDK::WriteNote> RedfishProvider::TakeWriteNotes() {
   return std::exchange(notes_, {});
 }

@@ -208,6 +208,15 @@ std::string Service::SystemSettings() {
   return LinkAt(System().content, {"@Redfish.Settings", "SettingsObject"});
 }
 
+void Service::ForgetValues() {
+  const auto system = resources_.find(systemPath_);
+  if (system == resources_.end() || !system->second) return;  // nothing was asked for
+  for (const std::string& path : {SystemSettings(), BiosPath(), biosSettings_.value_or("")}) {
+    Forget(path);
+  }
+  Forget(systemPath_);
+}
+
 void Service::Discard(const std::string& settings) {
   if (Get(settings).allow.find("DELETE") == std::string::npos) return;
   session_.Checkpoint();

@@ -207,16 +207,14 @@ TEST_F(ToolRedfishTest, ANewRegistryDoesNotLoseASetting) {
   for (const char* form : {"x.ini", "x.scf"}) {
     SCOPED_TRACE(form);
     service->Renew();
-    const std::string file = form;
+    const std::string file(form);
     service->Edit(RedfishService::kBios, {{"Attributes", {{"ProcTurbo", "Off"}}}});
     ASSERT_EQ(RunRemote("save --overwrite " + file).exitCode, 0);
     service->Edit(RedfishService::kBios, {{"Attributes", {{"ProcTurbo", "On"}}}});
     json entries = service->State("tree").at(registry).at("RegistryEntries");
     for (json& entry : entries["Attributes"]) {
-      if (entry.at("AttributeName") == "ProcTurbo") entry["DisplayName"] = "Fast Mode";
-    }
-    for (json& menu : entries["Menus"]) {
-      if (menu.at("MenuName") == "ProcPower") menu["DisplayName"] = "Power";
+      if (entry.at("AttributeName") != "ProcTurbo") continue;
+      entry.update(json({{"DisplayName", "Fast Mode"}, {"MenuPath", "./New"}}));
     }
     service->Edit(registry, {{"RegistryEntries", entries}});
     EXPECT_THAT(RunRemote("diff " + file).out, HasSubstr("Fast Mode  On → Off"));

@@ -108,12 +108,12 @@ Configuration WithTakenValues(const Configuration& file, const Configuration& ma
     });
   };
   std::vector<const Setting*> left;
-  std::set<std::string> moved;  // sections of which something was taken elsewhere
+  std::set<std::string> moved;  // sections that the machine has by other names
   for (const Setting& setting : file.Settings()) {
     const bool isOwn = machine.Find(setting.section, setting.key) != nullptr;
     if (isOwn || !isTaken(setting)) {
       left.push_back(&setting);
-    } else {
+    } else if (!machine.HasSection(setting.section)) {
       moved.insert(setting.section);
     }
   }

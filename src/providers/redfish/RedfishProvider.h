@@ -12,6 +12,8 @@
 namespace Redfish {
 
 struct Batch;
+struct Change;
+struct Kept;
 
 /// A server's BIOS as a Redfish service shows it. Mount it for "BIOS" and "SMBIOS"; of "BMC" it
 /// knows the firmware version alone. It is logged in from its construction to its destruction.
@@ -60,7 +62,9 @@ class RedfishProvider final : public SDK::QueryProvider {
   [[nodiscard]] Batch SortOut(const SDK::SettingMap& settings);
   void SortOut(const std::string& path, const std::string& value, Batch& batch);
   void CheckDependencies(Batch& batch);
-  bool KeepBack(Batch& batch, const json& present, const ValueOf& values, bool isNow);
+  std::optional<Kept> ObstacleTo(const std::string& name, const Change& change,
+                                 const ValueOf& values);
+  std::size_t KeepBack(Batch& batch, const ValueOf& values);
   [[nodiscard]] std::string RegistryFault() const;
   void Send(Batch batch);
   [[nodiscard]] std::string NextValue(const std::string& path) const;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <optional>
+#include <span>
 #include <utility>
 
 #include "common/ErrorManager.h"
@@ -127,26 +129,31 @@ void RedfishProvider::SortOut(const std::string& path, const std::string& value,
   batch.changes.emplace(attribute.Name(), Change{path, attribute.members, std::move(*converted)});
 }
 
-/// Takes out of the batch what cannot be while the others have these values.
-/// \return whether that was anything.
-bool RedfishProvider::KeepBack(Batch& batch, const json& present, const ValueOf& values,
-                               bool isNow) {
+/// What keeps a change from being made while the others have these values.
+std::optional<Kept> RedfishProvider::ObstacleTo(const std::string& name, const Change& change,
+                                                const ValueOf& values) {
+  const json& present = At(service_.Bios().content, {"Attributes"});
+  if (AtMembers(present, change.members) == change.value) return std::nullopt;  // the way back
+  const Effect effect = dependencies_.On(name, attributes_.at(change.path).limits, values);
+  std::string reason = ReasonAgainst(nodes_.at(change.path), ToText(change.value), effect);
+  if (reason.empty()) return std::nullopt;
+  const Foreseen kind = effect.lock.empty() ? Foreseen::CannotTake : Foreseen::Locked;
+  return Kept{change.path, Fate::Refused, kind, std::move(reason)};
+}
+
+/// Takes out of the batch what cannot be while the others have these values. \return how many.
+std::size_t RedfishProvider::KeepBack(Batch& batch, const ValueOf& values) {
   std::vector<Kept> kept;
   for (const auto& [name, change] : batch.changes) {
-    if (AtMembers(present, change.members) == change.value) continue;  // the way back
-    const Effect effect = dependencies_.On(name, attributes_.at(change.path).limits, values);
-    std::string reason = ReasonAgainst(nodes_.at(change.path), ToText(change.value), effect);
-    if (reason.empty()) continue;
-    if (isNow) reason += " now";
-    const Foreseen locked = effect.lock.empty() ? Foreseen::CannotTake : Foreseen::Locked;
-    kept.push_back(
-        {change.path, Fate::Refused, isNow ? Foreseen::NeedsRestart : locked, std::move(reason)});
+    if (std::optional<Kept> obstacle = ObstacleTo(name, change, values)) {
+      kept.push_back(std::move(*obstacle));
+    }
   }
   std::erase_if(batch.changes, [&](const auto& entry) {
     return std::ranges::find(kept, entry.second.path, &Kept::path) != kept.end();
   });
   std::ranges::move(kept, std::back_inserter(batch.kept));
-  return !kept.empty();
+  return kept.size();
 }
 
 /// Takes out of the batch what cannot be under the values that will hold, and what the server
@@ -164,10 +171,25 @@ void RedfishProvider::CheckDependencies(Batch& batch) {
     const json& waits = At(waiting, {name.c_str()});
     return waits.is_null() ? now(name) : waits;
   };
-  // What is taken out keeps its value, and others may depend on that.
-  while (KeepBack(batch, present, later, false)) {
+  const auto keepBackAll = [&] {
+    while (KeepBack(batch, later) > 0) {  // what is taken out keeps its value, as others may need
+    }
+  };
+  const Changes all = batch.changes;
+  keepBackAll();
+  // What was taken out because of another that is taken out too can be made after all.
+  for (const auto& [name, change] : all) {
+    if (batch.changes.contains(name) || ObstacleTo(name, change, later)) continue;
+    std::erase_if(batch.kept, [&](const Kept& kept) { return kept.path == change.path; });
+    batch.changes.emplace(name, change);
   }
-  KeepBack(batch, present, now, true);
+  keepBackAll();
+  const std::size_t left = batch.kept.size();
+  KeepBack(batch, now);
+  for (Kept& kept : std::span(batch.kept).subspan(left)) {
+    kept.kind = Foreseen::NeedsRestart;
+    kept.reason += " now";
+  }
 }
 
 Batch RedfishProvider::SortOut(const SDK::SettingMap& settings) {
@@ -260,14 +282,13 @@ void RedfishProvider::AskForRestart(bool mayForce) {
 /// True when the server is up again. `isRestarted` becomes true with the first sign that it has
 /// begun to restart at all.
 bool RedfishProvider::IsBack(bool hasWaiting, const std::string& lastReset, bool& isRestarted) {
-  Unload(kSetupRoot);
-  Unload(kBootOrderPath);
-  service_.ForgetAll();
+  Refresh();
   try {
     const json system = service_.System().content;
-    const bool isUp = TextAt(system, {"PowerState"}) == "On";
+    const std::string power = TextAt(system, {"PowerState"});
+    const bool isUp = power.empty() || power == "On";
     const std::string reset = TextAt(system, {kLastReset});
-    LoadWaiting();
+    if (isUp) LoadWaiting();
     isRestarted = isRestarted || !isUp || reset != lastReset || (hasWaiting && waiting_.empty());
     return isUp && waiting_.empty();
   } catch (const ResultStatus& failure) {
@@ -290,7 +311,10 @@ void RedfishProvider::Restart(bool mayForce, std::chrono::seconds limit) {
     const auto passed = std::chrono::steady_clock::now() - start;
     // Of a server that gives no sign but goes on being up, nobody can tell that it has restarted.
     const bool isPatient = lastReset.empty() && !hasWaiting && passed > kSignPatience;
-    if (isBack && (isRestarted || isPatient)) return;
+    if (isBack && (isRestarted || isPatient)) {
+      service_.ForgetAll();  // the firmware may be another one now
+      return Refresh();
+    }
     if (!isForced && !isRestarted && passed > limit / 3) {
       isForced = true;
       const std::string refusal = service_.Restart(Service::RestartKind::Forced);

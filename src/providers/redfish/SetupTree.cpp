@@ -348,7 +348,7 @@ void Relate(SetupTree& tree, const json& values, const json& registry) {
     const Effect effect = tree.dependencies.On(name, attribute.limits, present);
     _XNode& node = tree.nodes.at(path);
     node.limits = tree.dependencies.Fixed(name, attribute.limits);
-    std::string remark = node.limits.isReadOnly ? "" : Query::Describe(effect.limits);
+    std::string remark = node.limits->isReadOnly ? "" : Query::Describe(effect.limits);
     AddRemark(remark, effect.lock.empty() && effect.isGrey ? "greyed out" : effect.lock);
     AddRemark(remark, node.remark);
     node.remark = std::move(remark);

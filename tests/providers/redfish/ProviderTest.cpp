@@ -421,7 +421,7 @@ TEST_F(ProviderTest, FollowsTasksAndWaitsForABusyService) {
   EXPECT_EQ(service->Pending(), json({{"ProcTurbo", "Off"}}));
   Renew({"task=2", "task-fails"});
   EXPECT_EQ(Write({{kTurbo, "Off"}}), ErrorManager::WritesRefused);
-  EXPECT_THAT(Notes(), ElementsAre(HasSubstr("Turbo Mode: refused A general error")));
+  EXPECT_THAT(Notes(), ElementsAre("Turbo Mode: refused The request is refused"));
 }
 
 TEST_F(ProviderTest, ASessionThatIsRefusedIsNoEnd) {

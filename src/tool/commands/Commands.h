@@ -55,6 +55,7 @@ void AddVerify(CLI::App& command, Command& chosen);
 void AddPending(CLI::App& command, Command& chosen);
 void AddReboot(CLI::App& command, Command& chosen);
 void AddCheck(CLI::App& command, Command& chosen);
+void AddReport(CLI::App& command, Command& chosen);
 void AddShow(CLI::App& command, Command& chosen);
 void AddMachine(CLI::App& command, Command& chosen);
 void AddCapture(CLI::App& command, Command& chosen);

@@ -55,8 +55,9 @@ std::string DryRunDocument(const Plan& plan) {
   for (const Obstacle& obstacle : plan.obstacles) {
     obstacles.push_back(ChangeObject(obstacle.change));
     obstacles.back()["reason"] = obstacle.reason;
-    obstacles.back()["read_only"] = obstacle.isReadOnly;
-    obstacles.back()["kept"] = obstacle.isKept;
+    obstacles.back()["read_only"] = obstacle.kind == Obstacle::Kind::ReadOnly;
+    obstacles.back()["needs_restart"] = obstacle.kind == Obstacle::Kind::NeedsRestart;
+    obstacles.back()["kept"] = obstacle.kind == Obstacle::Kind::Kept;
   }
   ordered_json foresight = ordered_json::array();
   for (const SDK::WriteForesight& foreseen : plan.foresight) {
@@ -135,7 +136,8 @@ std::string VerifyDocument(const Verification& verification, const std::string& 
     different.push_back({{"section", missed.section},
                          {"key", missed.key},
                          {"file", missed.wanted},
-                         {"machine", missed.present ? ordered_json(*missed.present) : nullptr}});
+                         {"machine", missed.present ? ordered_json(*missed.present) : nullptr},
+                         {"read_only", missed.isReadOnly}});
   }
   ordered_json messages = ordered_json::array();
   for (const SDK::BootMessage& message : verification.messages) {

@@ -25,7 +25,7 @@ SDK::SettingMap WaitingOn(const Server& server) {
 void Keep(Plan& plan, SDK::WriteForesight& foreseen) {
   const auto change = std::ranges::find(plan.changes, foreseen.path, &Change::path);
   if (change == plan.changes.end()) return;
-  plan.obstacles.push_back({std::move(*change), std::move(foreseen.text), false, true});
+  plan.obstacles.push_back({std::move(*change), std::move(foreseen.text), Obstacle::Kind::Kept});
   plan.changes.erase(change);
 }
 
@@ -34,7 +34,8 @@ Finding FindingOf(const Obstacle& obstacle, const Request& request) {
   const Change& change = obstacle.change;
   const Setting* setting = request.wanted.Find(change.section, change.key);
   const std::string& value = setting == nullptr ? change.to : setting->value;
-  return {request.keepsGoing ? Finding::Weight::Warning : Finding::Weight::Error, 0,
+  const bool isError = obstacle.kind == Obstacle::Kind::Impossible && !request.keepsGoing;
+  return {isError ? Finding::Weight::Error : Finding::Weight::Warning, 0,
           change.Name() + ": \"" + value + "\" cannot be written: " + obstacle.reason};
 }
 
@@ -66,9 +67,23 @@ void FindObstacles(Plan& plan) {
   for (const Obstacle& obstacle : found) {
     std::erase_if(plan.changes,
                   [&](const Change& change) { return change.path == obstacle.change.path; });
-    if (!obstacle.isReadOnly && !obstacle.isKept) {
+    if (obstacle.kind != Obstacle::Kind::ReadOnly && obstacle.kind != Obstacle::Kind::Kept) {
       plan.findings.push_back(FindingOf(obstacle, plan.request));
     }
+  }
+}
+
+/// What of a foresight keeps a change from being made; nothing where it can be.
+std::optional<Obstacle::Kind> ObstacleIn(const SDK::WriteForesight& foreseen) {
+  switch (foreseen.kind) {
+    case SDK::WriteForesight::Kind::CannotTake:
+      return Obstacle::Kind::Impossible;
+    case SDK::WriteForesight::Kind::Locked:
+      return Obstacle::Kind::Locked;
+    case SDK::WriteForesight::Kind::NeedsRestart:
+      return Obstacle::Kind::NeedsRestart;
+    default:
+      return std::nullopt;
   }
 }
 
@@ -86,12 +101,17 @@ void Foresee(Plan& plan, const Server& server) {
       Keep(plan, foreseen);
       continue;
     }
+    if (foreseen.kind == SDK::WriteForesight::Kind::Unfit) {
+      plan.findings.push_back({Finding::Weight::Unknown, 0, foreseen.text});
+      continue;
+    }
     const auto change = std::ranges::find(plan.changes, foreseen.path, &Change::path);
-    if (foreseen.kind != SDK::WriteForesight::Kind::CannotTake || change == plan.changes.end()) {
+    const std::optional<Obstacle::Kind> kind = ObstacleIn(foreseen);
+    if (!kind || change == plan.changes.end()) {
       plan.foresight.push_back(std::move(foreseen));
       continue;
     }
-    plan.obstacles.push_back({*change, foreseen.text, false});
+    plan.obstacles.push_back({*change, foreseen.text, *kind});
     plan.findings.push_back(FindingOf(plan.obstacles.back(), plan.request));
     plan.changes.erase(change);
   }
@@ -124,6 +144,11 @@ void CheckAgainstServer(const Rehearsal& rehearsal, const Server& server, Plan& 
 }
 
 }  // namespace
+
+std::size_t Plan::NeedingRestart() const {
+  return static_cast<std::size_t>(
+      std::ranges::count(obstacles, Obstacle::Kind::NeedsRestart, &Obstacle::kind));
+}
 
 Request RequestOfFile(const std::string& path, std::optional<Mode> mode) {
   const ConfigurationFile file(path);

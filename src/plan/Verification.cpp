@@ -1,5 +1,6 @@
 #include "plan/Verification.h"
 
+#include <algorithm>
 #include <set>
 
 #include "plan/Change.h"
@@ -38,6 +39,10 @@ std::set<std::string> KeptOf(const Configuration& file, const Configuration& pre
 
 }  // namespace
 
+bool Verification::IsAsWanted() const {
+  return std::ranges::all_of(missed, &Missed::isReadOnly);
+}
+
 Verification Verify(const Configuration& file, Mode mode, const Server& server,
                     const std::string& path) {
   Verification verification;
@@ -57,7 +62,9 @@ Verification Verify(const Configuration& file, Mode mode, const Server& server,
     const bool waits = present != nullptr && waiting.contains(present->path);
     if (present != nullptr && !waits && SameValue(wanted, *present)) continue;
     verification.missed.push_back({wanted.section, wanted.key, wanted.value, std::nullopt});
-    if (present != nullptr) verification.missed.back().present = present->value;
+    if (present == nullptr) continue;
+    verification.missed.back().present = present->value;
+    verification.missed.back().isReadOnly = !waits && IsReadOnly(present->path);
   }
   return verification;
 }

@@ -81,8 +81,8 @@ inline constexpr unsigned kRestartSeconds = 900;
 
 /// How a server is to be restarted.
 struct RestartOptions {
-  std::string target;  ///< as the journal has it
-  bool isForced = false;
+  std::string target;     ///< as the journal has it
+  bool mayForce = false;  ///< end an operating system that does not end when it is asked to
   std::chrono::seconds limit{kRestartSeconds};
   JournalSink journal = SendToJournal;
 };

@@ -118,9 +118,7 @@ class IpmiKind final : public TargetKind {
     const Common::WipeOnExit wipeKey(address.bmcKey);
     if (!keyFile_.empty()) ReadKey(keyFile_, address.bmcKey);
     ReadPassword(SourceFor(address.user, bmcPassword), Ipmi::kLongestPassword, address.password);
-    Ipmi::Patience patience;
-    patience.checkpoint = ThrowIfInterrupted;
-    const auto provider = std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address), patience);
+    const auto provider = std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address));
     return {{"BMC", {provider, false}}, {"SMBIOS", {provider, true}}};
   }
 

@@ -88,7 +88,7 @@ Context MakeContext() {
 }
 
 /// What a login that has failed means for the next try.
-enum class Login { Done, Refused, NoSuite, Silent, Doubtful };
+enum class Login { Done, Refused, NoSuite, Silent, Doubtful, Muddled };
 
 Login Judge(int number) {
   switch (number) {
@@ -142,8 +142,7 @@ class RemoteSession final : public Transport {
     while (!SendOver(context_.get(), request, answer)) {
       const bool isSilent = Judge(ipmi_ctx_errnum(context_.get())) == Login::Silent;
       if (!isSilent || ++slowness_ == kSlowness.size()) Lose(request);
-      const auto left = address_.patience - way_.patience;
-      LogInAgain({way_.suite, std::max(left, way_.patience), ResendAfter(slowness_)});
+      LogInAgain({way_.suite, address_.patience / 2, ResendAfter(slowness_)});
       sent = Clock::now();
     }
     // It is the network that has lost something, and not the BMC that is slow.
@@ -166,8 +165,11 @@ class RemoteSession final : public Transport {
     /// counts then, so it must be longer than the BMC takes.
     std::chrono::milliseconds resendAfter;
   };
-  /// How much longer than at first a datagram is waited for, the slower a BMC seems to be.
-  static constexpr auto kSlowness = std::to_array<int>({1, 2, 6});
+  /// How much longer than at first a datagram is waited for, the slower a BMC seems to be. A
+  /// session that is lost once is no sign of that.
+  static constexpr auto kSlowness = std::to_array<int>({1, 1, 2, 6});
+  /// Logins with a message that came twice, or out of its turn, are tried so often.
+  static constexpr int kMostMuddled = 4;
   static constexpr std::chrono::milliseconds kBrief{3000};
 
   [[nodiscard]] std::chrono::milliseconds ResendAfter(std::size_t slowness) const {
@@ -180,8 +182,10 @@ class RemoteSession final : public Transport {
     const auto end = Clock::now() + address_.patience;
     std::vector<std::uint8_t> suites(kCipherSuites.begin(), kCipherSuites.end());
     if (address_.cipherSuite != 0) suites = {address_.cipherSuite};
-    for (const bool isSecond : {false, true}) {
+    for (int round = 0; round < kMostMuddled; ++round) {
+      const bool isSecond = round > 0;
       bool wasSilent = false;
+      bool isMuddled = false;
       for (const std::uint8_t suite : suites) {
         address_.checkpoint();
         auto patience = std::min(kBrief, address_.patience / 3);
@@ -189,18 +193,20 @@ class RemoteSession final : public Transport {
           const auto left =
               std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
           // The library looks at the clock when it sends again, and the pauses before that grow.
-          patience = std::max(left - ResendAfter(1), patience);
+          patience = std::max(left - ResendAfter(2), patience);
         }
-        const Login login = Try({suite, patience, ResendAfter(isSecond ? 1 : 0)});
+        const Login login = Try({suite, patience, ResendAfter(isSecond ? 2 : 0)});
         if (login == Login::Done) return;
         if (login == Login::Refused || (login == Login::Doubtful && isSecond)) {
           RaiseFailure(address_.host, number_, detail_);
         }
         wasSilent |= login != Login::NoSuite;
-        if (login == Login::Doubtful || (wasSilent && suite == kCipherSuites[1])) break;
+        isMuddled = login == Login::Muddled;
+        if (isMuddled || login == Login::Doubtful) break;
+        if (wasSilent && suite == kCipherSuites[1]) break;
         if (isSecond && Clock::now() > end) break;
       }
-      if (!wasSilent) break;
+      if (!wasSilent || (isSecond && !isMuddled)) break;
     }
     RaiseFailure(address_.host, number_, detail_);
   }
@@ -208,7 +214,10 @@ class RemoteSession final : public Transport {
   /// \throws ResultStatus  Unreachable, whatever the reason: the session is lost.
   void LogInAgain(const Way& way) {
     Login login = Try(way);
-    if (login == Login::Doubtful || login == Login::NoSuite) login = Try(way);
+    for (int tries = 1; tries < kMostMuddled && login != Login::Done; ++tries) {
+      if (login == Login::Silent || login == Login::Refused) break;
+      login = Try(way);
+    }
     if (login == Login::Done) return;
     ErrorManager::Raise(ErrorManager::Unreachable,
                         address_.host +
@@ -247,7 +256,7 @@ class RemoteSession final : public Transport {
     detail_ = ipmi_ctx_errormsg(context.get());
     if (number_ != 0) return Judge(number_);
     number_ = IPMI_ERR_SESSION_TIMEOUT;  // the library names no fault when it gets a message twice
-    return Login::Doubtful;
+    return Login::Muddled;
   }
 
   [[noreturn]] void Lose(const Request& request) {

@@ -48,9 +48,9 @@ struct RemoteAddress {
 /// Logs in to a BMC over the network, with the privilege ADMIN. The session ends with the
 /// transport, which wipes password and key.
 ///
-/// A session that falls silent is opened again, twice at most, and what was asked is asked again.
-/// Each time datagrams get more time before they are sent again: a slow BMC looks like one that
-/// loses them.
+/// A session that falls silent is opened again, three times in a row at most, and what was asked is
+/// asked again. From the second time on datagrams get more time before they are sent again: a slow
+/// BMC looks like one that loses them.
 /// \throws ResultStatus  Unreachable; LoginRefused (user, password, key, privilege); BadAnswer
 ///                       (it does not speak IPMI 2.0).
 [[nodiscard]] std::unique_ptr<Transport> OpenRemote(const RemoteAddress& address);

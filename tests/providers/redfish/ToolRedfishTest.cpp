@@ -103,6 +103,8 @@ TEST_F(ToolRedfishTest, ARefusedSettingIsNamedAndTheOthersAreWritten) {
   ASSERT_EQ(report.at("messages").size(), 1U);
   EXPECT_EQ(report.at("messages")[0].at("setting"),
             "BIOS::Advanced::Memory Settings::Node Interleaving");
+  EXPECT_EQ(report.at("messages")[0].at("fault"), true);
+  EXPECT_NE(report.at("messages")[0].at("time"), "");
 }
 
 TEST_F(ToolRedfishTest, SaysInItsFileWhatASettingTakesAndKeepsSecretsOut) {

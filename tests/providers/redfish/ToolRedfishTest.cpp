@@ -177,8 +177,9 @@ TEST_F(ToolRedfishTest, ListsWhatWaitsTakesItBackAndRestarts) {
   ASSERT_EQ(RunRemote("reboot").exitCode, 0);
   EXPECT_EQ(service->Attributes().at("ProcTurbo"), "On");
 
-  const ToolOutcome restored = RunRemote("--auth basic restore --yes --reboot x.ini");
+  const ToolOutcome restored = RunRemote("--auth basic restore --yes --reboot --json x.ini");
   EXPECT_EQ(restored.exitCode, 0) << restored.err;
+  EXPECT_EQ(json::parse(restored.out, nullptr, false).value("mode", ""), "bios") << restored.out;
   EXPECT_EQ(service->Attributes().at("ProcTurbo"), "Off");
   EXPECT_EQ(service->State("restarts"), 2);
 }

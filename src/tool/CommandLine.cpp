@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <optional>
 #include <set>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -74,7 +75,9 @@ enum class Parsed {
 Parsed EndWithHelp(CLI::App& app, const CLI::Success& request, const Kinds& kinds, int& exitCode) {
   const bool isForAll = app.get_subcommands().empty() && request.get_name() == "CallForHelp";
   if (isForAll && !kinds.AreAllLoaded()) return Parsed::Again;
-  exitCode = app.exit(request);
+  std::ostringstream text;  // a stream of its own would lose why it could not be written
+  exitCode = app.exit(request, text, text);
+  std::fputs(text.str().c_str(), stdout);
   return Parsed::End;
 }
 

@@ -1,6 +1,8 @@
 #include "plan/Verification.h"
 
-#include "plan/Compare.h"
+#include <utility>
+
+#include "plan/HostsOwn.h"
 
 namespace Planning {
 namespace {
@@ -17,17 +19,20 @@ bool IsWritten(const Setting& setting, Mode mode) {
 
 }  // namespace
 
-Verification Verify(const Configuration& file, Mode mode, const Server& server) {
+Verification Verify(const Configuration& wanted, Configuration present, Mode mode,
+                    const Server& server) {
   Verification verification;
-  verification.present = ConfigurationOfTarget(mode);
-  server.ThrowIfSilent();
-  for (const Setting& wanted : file.Settings()) {
-    if (!IsWritten(wanted, mode)) continue;
-    ++verification.compared;
-    const Setting* present = verification.present.Find(wanted.section, wanted.key);
-    if (present != nullptr && SameValue(wanted, *present)) continue;
-    verification.missed.push_back({wanted.section, wanted.key, wanted.value, std::nullopt});
-    if (present != nullptr) verification.missed.back().present = present->value;
+  verification.present = std::move(present);
+  const Configuration own = HostsOwn(wanted, verification.present);
+  for (const Setting& setting : wanted.Settings()) {
+    if (!IsWritten(setting, mode)) continue;
+    const bool isOwn = own.Find(setting.section, setting.key) != nullptr;
+    if (!isOwn) ++verification.compared;
+    const Setting* now = verification.present.Find(setting.section, setting.key);
+    if (now != nullptr && SameValue(setting, *now)) continue;
+    auto& list = isOwn ? verification.own : verification.missed;
+    list.push_back({setting.section, setting.key, setting.value, std::nullopt});
+    if (now != nullptr) list.back().present = now->value;
   }
   if (mode != ModeBmc) verification.messages = server.BootMessages();
   return verification;

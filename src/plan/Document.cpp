@@ -93,29 +93,36 @@ std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written
 
 std::string DiffDocument(const Comparison& comparison, const std::string& file,
                          const std::optional<std::string>& other) {
-  ordered_json different = ordered_json::array();
-  for (const auto& [ofFile, ofOther] : comparison.different) {
-    different.push_back({{"section", ofFile->section},
-                         {"key", ofFile->key},
-                         {"file", ofFile->value},
-                         {"other", ofOther->value}});
-  }
+  const auto listed = [](const std::vector<Comparison::Difference>& differences) {
+    ordered_json list = ordered_json::array();
+    for (const auto& [ofFile, ofOther] : differences) {
+      list.push_back({{"section", ofFile->section},
+                      {"key", ofFile->key},
+                      {"file", ofFile->value},
+                      {"other", ofOther->value}});
+    }
+    return list;
+  };
   return Dump({{"schema", "saverestore-diff/2"},
                {"file", file},
                {"other", other ? ordered_json(*other) : ordered_json()},
-               {"different", different},
+               {"different", listed(comparison.different)},
+               {"own", listed(comparison.own)},
                {"only_file", OneSided(comparison.onlyLeftSections, comparison.onlyLeftKeys)},
                {"only_other", OneSided(comparison.onlyRightSections, comparison.onlyRightKeys)}});
 }
 
 std::string VerifyDocument(const Verification& verification, const std::string& file, Mode mode) {
-  ordered_json different = ordered_json::array();
-  for (const Verification::Missed& missed : verification.missed) {
-    different.push_back({{"section", missed.section},
-                         {"key", missed.key},
-                         {"file", missed.wanted},
-                         {"machine", missed.present ? ordered_json(*missed.present) : nullptr}});
-  }
+  const auto listed = [](const std::vector<Verification::Missed>& all) {
+    ordered_json list = ordered_json::array();
+    for (const Verification::Missed& missed : all) {
+      list.push_back({{"section", missed.section},
+                      {"key", missed.key},
+                      {"file", missed.wanted},
+                      {"machine", missed.present ? ordered_json(*missed.present) : nullptr}});
+    }
+    return list;
+  };
   ordered_json messages = ordered_json::array();
   for (const SDK::BootMessage& message : verification.messages) {
     messages.push_back({{"setting", verification.present.NameOf(message.path)},
@@ -127,7 +134,8 @@ std::string VerifyDocument(const Verification& verification, const std::string& 
                {"file", file},
                {"mode", NameOf(mode)},
                {"compared", verification.compared},
-               {"different", different},
+               {"different", listed(verification.missed)},
+               {"own", listed(verification.own)},
                {"messages", messages}});
 }
 

@@ -103,16 +103,23 @@ void CheckKey(const Key& key, bool isText, std::vector<Finding>& findings) {
   using Weight = Finding::Weight;
   const std::string name = key.section + "::" + key.name;
   if (HoldsComment(key)) {
-    findings.push_back({Weight::Error, key.line,
+    findings.push_back({Weight::Error,
+                        key.line,
                         name + ": the comment is part of the value \"" + key.value +
-                            "\", since a tab must stand before its \";\""});
+                            "\", since a tab must stand before its \";\"",
+                        {key.section, key.name}});
   } else if (const std::string objection = ObjectionTo(key); !objection.empty()) {
-    findings.push_back({Weight::Warning, key.line, name + ": \"" + key.value + "\": " + objection});
+    findings.push_back({Weight::Warning,
+                        key.line,
+                        name + ": \"" + key.value + "\": " + objection,
+                        {key.section, key.name}});
   }
   if (isText && key.value.size() > kLongestRead) {
-    findings.push_back({Weight::Warning, key.line,
+    findings.push_back({Weight::Warning,
+                        key.line,
                         name + ": the value is longer than 127 bytes; a restore leaves that "
-                               "setting as it is"});
+                               "setting as it is",
+                        {key.section, key.name}});
   }
 }
 
@@ -184,7 +191,15 @@ std::vector<Finding> CheckFile(const ConfigurationFile& file, Extent extent) {
   return findings;
 }
 
-ConfigurationFile WellFormed(const std::string& path) {
+std::vector<Finding> Selected(std::vector<Finding> findings, const Selection& selection) {
+  std::erase_if(findings, [&](const Finding& finding) {
+    return !finding.about.section.empty() &&
+           !selection.Covers(finding.about.section, finding.about.key);
+  });
+  return findings;
+}
+
+ConfigurationFile WellFormed(const std::string& path, const std::string& name) {
   ConfigurationFile file(path);
   std::vector<Finding> faults;
   if (file.Lines() != nullptr) {
@@ -193,7 +208,7 @@ ConfigurationFile WellFormed(const std::string& path) {
     }
   }
   CheckEnd(file, faults);
-  ThrowIfMalformed(faults, path);
+  ThrowIfMalformed(faults, name.empty() ? path : name);
   return file;
 }
 

@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "plan/ConfigurationFile.h"
+#include "plan/Names.h"
+#include "plan/Selection.h"
 
 namespace Planning {
 
@@ -18,6 +20,7 @@ struct Finding {
   Weight weight;
   std::uint32_t line;  ///< 0: of the file as a whole
   std::string text;
+  SettingName about = {};  ///< empty: not about one setting
 };
 
 /// What a file tells by itself: lines that are none, duplicates, values that are not among the
@@ -32,9 +35,14 @@ enum class Extent { Whole, Part };
 /// \throws Failure  the findings hold an error; it is named, and how many more there are.
 void ThrowIfMalformed(const std::vector<Finding>& findings, const std::string& file);
 
-/// The file at `path`, which has no line that is none and is not empty.
+/// The findings without those about settings that `selection` does not cover.
+[[nodiscard]] std::vector<Finding> Selected(std::vector<Finding> findings,
+                                            const Selection& selection);
+
+/// The file at `path`, which has no line that is none and is not empty. People call it `name`, or
+/// by its path.
 /// \throws Failure  it has, or cannot be read.
-[[nodiscard]] ConfigurationFile WellFormed(const std::string& path);
+[[nodiscard]] ConfigurationFile WellFormed(const std::string& path, const std::string& name = "");
 
 /// The devices of a boot order that stand at two positions, a sentence each: a file cannot say
 /// where two devices of one name stand.

@@ -3,8 +3,6 @@
 #include <fnmatch.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
 #include <iterator>
 #include <set>
 #include <string_view>
@@ -49,15 +47,6 @@ void AddSettings(const Configuration& layer, bool ofPatterns, const Configuratio
   }
 }
 
-std::string FolderForSecrets() {
-  for (const char* variable : {"XDG_RUNTIME_DIR", "TMPDIR"}) {
-    const char* folder = std::getenv(variable);
-    std::error_code error;
-    if (folder != nullptr && std::filesystem::is_directory(folder, error)) return folder;
-  }
-  return "/tmp";
-}
-
 std::pair<std::string, std::string> SplitAt(const std::string& text, std::size_t at,
                                             std::size_t width) {
   return {text.substr(0, at), text.substr(at + width)};
@@ -65,15 +54,15 @@ std::pair<std::string, std::string> SplitAt(const std::string& text, std::size_t
 
 }  // namespace
 
-Layer ReadLayer(const std::string& path, const Variables& variables) {
+Layer ReadLayer(const std::string& path, const Variables& variables, const std::string& name) {
   Layer layer;
-  layer.name = path;
+  layer.name = name.empty() ? path : name;
   const ConfigurationFile file =
       IsStreamName(path) ? ConfigurationFile(path) : ConfigurationFile(path, [&](std::string text) {
-        return Filled(text, path, variables);
+        return Filled(text, layer.name, variables);
       });
   layer.findings = CheckFile(file, Extent::Part);
-  ThrowIfMalformed(layer.findings, path);
+  ThrowIfMalformed(layer.findings, layer.name);
   layer.content = file.Content();
   return layer;
 }
@@ -100,6 +89,9 @@ Configuration Overlaid(const std::vector<Layer>& layers, const Configuration& pr
   for (const Layer& layer : layers) {
     AddSettings(layer.content, true, present, all);
     AddSettings(layer.content, false, present, all);
+    for (const std::string& section : layer.content.Sections()) {
+      if (!IsPattern(section)) all.AddSection(section);  // also one that has no settings
+    }
   }
   return all;
 }
@@ -108,7 +100,7 @@ Configuration Laid(const Configuration& wanted, const Configuration& present) {
   Configuration whole;
   std::set<std::string> orders;
   for (const std::string& section : wanted.Sections()) {
-    if (IsBootOrder(section)) orders.insert(section);
+    if (IsBootOrder(section) && !wanted.Of(section).empty()) orders.insert(section);
   }
   for (const std::string& section : present.Sections()) whole.AddSection(section);
   for (const std::string& section : wanted.Sections()) whole.AddSection(section);
@@ -135,18 +127,8 @@ void WriteTextFile(const std::string& path, const Configuration& content) {
   text.Finish();
 }
 
-TransientFile::TransientFile(const Configuration& content)
-    : folder_(FolderForSecrets() + "/saverestore-XXXXXX") {
-  if (mkdtemp(folder_.data()) == nullptr) {
-    throw Failure(Failure::Kind::Failed, "there is no folder for a file of the moment; set TMPDIR");
-  }
-  path_ = folder_ + "/wanted.ini";
-  WriteTextFile(path_, content);
-}
-
-TransientFile::~TransientFile() {
-  std::error_code error;  // the folder is ours alone; what cannot be removed is readable by nobody
-  std::filesystem::remove_all(folder_, error);
+TransientFile::TransientFile(const Configuration& content) {
+  WriteTextFile(Path(), content);
 }
 
 LaidRequest RequestOfLayers(const std::vector<Layer>& layers, const Selection& selection,
@@ -157,7 +139,7 @@ LaidRequest RequestOfLayers(const std::vector<Layer>& layers, const Selection& s
   request.findings = UnknownAnywhere(request.wanted);
   for (const Layer& layer : layers) {
     request.name += (request.name.empty() ? "" : ", ") + layer.name;
-    std::ranges::copy(layer.findings, std::back_inserter(request.findings));
+    std::ranges::copy(Selected(layer.findings, selection), std::back_inserter(request.findings));
   }
   laid.file = std::make_unique<TransientFile>(Laid(request.wanted, present));
   request.file = laid.file->Path();

@@ -9,6 +9,7 @@
 #include "plan/FileCheck.h"
 #include "plan/Request.h"
 #include "plan/Selection.h"
+#include "plan/TransientFolder.h"
 
 // What is wanted of a server without naming all that it has: short files, laid over each other and
 // over what the server has at present. What no layer names stays as it is.
@@ -29,9 +30,10 @@ using Variables = std::map<std::string, std::string>;
 /// other files they are what they look like: no saved file changes its meaning.
 inline constexpr const char* kBaselineLine = "; saverestore baseline 1";
 
-/// Reads a file of any part of the settings, of either form.
+/// Reads a file of any part of the settings, of either form; people call it `name`, or by its path.
 /// \throws Failure  it cannot be read, is malformed, or has a placeholder that no variable fills.
-[[nodiscard]] Layer ReadLayer(const std::string& path, const Variables& variables);
+[[nodiscard]] Layer ReadLayer(const std::string& path, const Variables& variables,
+                              const std::string& name = "");
 
 /// The layer of "SECTION::KEY=VALUE" texts, escaped as in files. \throws Failure  one is malformed.
 [[nodiscard]] Layer LayerOfTexts(const std::vector<std::string>& texts);
@@ -57,15 +59,11 @@ class TransientFile {
  public:
   /// \throws Failure, ResultStatus  it cannot be written.
   explicit TransientFile(const Configuration& content);
-  TransientFile(const TransientFile&) = delete;
-  TransientFile& operator=(const TransientFile&) = delete;
-  ~TransientFile();
 
-  [[nodiscard]] const std::string& Path() const { return path_; }
+  [[nodiscard]] std::string Path() const { return folder_.PathOf("wanted.ini"); }
 
  private:
-  std::string folder_;
-  std::string path_;
+  TransientFolder folder_;
 };
 
 /// What layers want of a server, as a request. Its file is there as long as this is.

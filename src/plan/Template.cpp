@@ -83,6 +83,17 @@ std::string Filled(const std::string& text, const std::string& name, const Varia
   return filled;
 }
 
+std::string AsBaseline(const std::string& text) {
+  std::string baseline = std::string(kBaselineLine) + "\n";
+  bool isComment = false;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (at == 0 || text[at - 1] == '\n') isComment = text[at] == ';';
+    if (text[at] == '$' && !isComment) baseline += '$';
+    baseline += text[at];
+  }
+  return baseline;
+}
+
 void AddVariables(const std::vector<std::string>& texts, Variables& variables) {
   for (const std::string& text : texts) {
     const std::size_t equals = text.find('=');

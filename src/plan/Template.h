@@ -12,4 +12,8 @@ namespace Planning {
 [[nodiscard]] std::string Filled(const std::string& text, const std::string& name,
                                  const Variables& variables);
 
+/// `text`, a file without placeholders, as one that says that it has some: `Filled` gives it back
+/// behind its first line.
+[[nodiscard]] std::string AsBaseline(const std::string& text);
+
 }  // namespace Planning

@@ -1,8 +1,10 @@
 #include "plan/Verification.h"
 
 #include <set>
+#include <utility>
 
 #include "plan/Compare.h"
+#include "plan/HostsOwn.h"
 
 namespace Planning {
 namespace {
@@ -19,23 +21,26 @@ bool IsWritten(const Setting& setting, Mode mode) {
 
 }  // namespace
 
-Verification Verify(const Configuration& file, Mode mode, const Server& server) {
+Verification Verify(const Configuration& wanted, Configuration present, Mode mode,
+                    const Server& server) {
   Verification verification;
-  verification.present = ConfigurationOfTarget(mode);
-  server.ThrowIfSilent();
+  verification.present = std::move(present);
   if (mode != ModeBmc) verification.messages = server.BootMessages();
   std::set<std::string> waiting;
   for (const SDK::BootMessage& message : verification.messages) {
     if (message.isWaiting) waiting.insert(message.path);
   }
-  for (const Setting& wanted : file.Settings()) {
-    if (!IsWritten(wanted, mode)) continue;
-    ++verification.compared;
-    const Setting* present = verification.present.Find(wanted.section, wanted.key);
-    const bool waits = present != nullptr && waiting.contains(present->path);
-    if (present != nullptr && !waits && SameValue(wanted, *present)) continue;
-    verification.missed.push_back({wanted.section, wanted.key, wanted.value, std::nullopt});
-    if (present != nullptr) verification.missed.back().present = present->value;
+  const Configuration own = HostsOwn(wanted, verification.present);
+  for (const Setting& setting : wanted.Settings()) {
+    if (!IsWritten(setting, mode)) continue;
+    const bool isOwn = own.Find(setting.section, setting.key) != nullptr;
+    if (!isOwn) ++verification.compared;
+    const Setting* now = verification.present.Find(setting.section, setting.key);
+    const bool waits = now != nullptr && waiting.contains(now->path);
+    if (now != nullptr && !waits && SameValue(setting, *now)) continue;
+    auto& list = isOwn ? verification.own : verification.missed;
+    list.push_back({setting.section, setting.key, setting.value, std::nullopt});
+    if (now != nullptr) list.back().present = now->value;
   }
   return verification;
 }

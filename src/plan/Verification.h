@@ -23,12 +23,13 @@ struct Verification {
   };
   std::size_t compared = 0;
   std::vector<Missed> missed;
+  std::vector<Missed> own;                 ///< likewise, of what a restore never writes
   std::vector<SDK::BootMessage> messages;  ///< that the server has left of its last boot
   Configuration present;                   ///< what the server has
 };
 
-/// Compares what a restore of `file` in `mode` writes with the server.
-/// \throws ResultStatus  the server cannot be read.
-[[nodiscard]] Verification Verify(const Configuration& file, Mode mode, const Server& server);
+/// Compares what a restore of `wanted` in `mode` writes with the server, which has `present`.
+[[nodiscard]] Verification Verify(const Configuration& wanted, Configuration present, Mode mode,
+                                  const Server& server);
 
 }  // namespace Planning

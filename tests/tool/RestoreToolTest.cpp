@@ -67,9 +67,8 @@ TEST_F(RestoreToolTest, AnEditArrivesAndIsReported) {
   EXPECT_THAT(Files(), ::testing::ElementsAre("m.json", "pw", "x.ini"));
   EXPECT_THAT(OnMachine("-v restore x.ini").out, HasSubstr("  /BIOS/Main/Quiet Boot\n"));
   const Outcome diff = OnMachine("diff x.ini");
-  EXPECT_EQ(diff.exitCode, 1);
-  EXPECT_EQ(diff.out,
-            "CHANNEL::LAN1::HostIP  192.0.2.10 → 192.0.2.99\n1 value differs (machine → file).\n");
+  EXPECT_EQ(diff.exitCode, 0);
+  EXPECT_THAT(diff.out, StartsWith("1 difference in what is the host's own"));
 }
 
 TEST_F(RestoreToolTest, ValuesFromAnotherKeyAreReportedUnderIt) {

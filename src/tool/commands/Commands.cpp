@@ -20,6 +20,7 @@ constexpr auto kCommandRows = std::to_array<CommandRow>({
     {"show", "Show what a file is", AddShow},
     {"machine", "Make machine files", AddMachine},
     {"convert", "Turn a text file into a stream file, or back", AddConvert},
+    {"extract", "Take a part of a file, or what several files share", AddExtract},
     {"targets", "List the kinds of target of this build", AddTargets},
 });
 

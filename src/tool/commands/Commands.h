@@ -59,6 +59,7 @@ void AddMachine(CLI::App& command, Command& chosen);
 void AddCapture(CLI::App& command, Command& chosen);
 void AddFromRegistry(CLI::App& command, Command& chosen);
 void AddConvert(CLI::App& command, Command& chosen);
+void AddExtract(CLI::App& command, Command& chosen);
 void AddTargets(CLI::App& command, Command& chosen);
 
 // --- What several of them share: Options.cpp

@@ -3,11 +3,13 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
-#include "common/AtomicFile.h"
 #include "plan/Backup.h"
-#include "tool/Destination.h"
+#include "plan/ConfigurationFile.h"
+#include "plan/Layers.h"
 #include "tool/ExitCodes.h"
+#include "tool/OutputFile.h"
 #include "tool/commands/Commands.h"
+#include "tool/commands/LayerOptions.h"
 #include "tool/terminal/Interrupt.h"
 #include "tool/terminal/Progress.h"
 
@@ -38,28 +40,48 @@ Outcome SaveTo(Common::AtomicFile& file, const SaveRequest& request, const Messa
   return {mode, server.Queries()};
 }
 
+/// Leaves in a saved text file what the selection covers.
+void KeepSelected(const std::string& path, const Planning::Selection& selection) {
+  const Planning::ConfigurationFile whole(path);
+  selection.ThrowIfIdle(whole.Content());
+  Planning::WriteTextFile(path, selection.Of(whole.Content()));
+}
+
 }  // namespace
 
 void RunSave(const SaveRequest& request, const Messages& messages) {
-  CheckDestination(request.file, request.overwrite);
-  Common::AtomicFile file(request.file);
-  const Outcome outcome = SaveTo(file, request, messages);
-  const Planning::Saved saved = Planning::ReviewSaved(file.TemporaryPath(), outcome.mode);
+  const bool isPart = !request.selection.IsAll();
+  if (isPart && Planning::IsStreamName(request.file)) {
+    throw ToolError(ExitUsage,
+                    "a stream file holds all of a server; a part goes into a text file, .ini");
+  }
+  OutputFile output(request.file, request.overwrite);
+  const std::string& path = output.File().TemporaryPath();
+  const Outcome outcome = SaveTo(output.File(), request, messages);
+  Planning::Saved saved = Planning::ReviewSaved(path, outcome.mode);
   for (const std::string& text : saved.warnings) messages.Warning(text);
+  if (isPart) {
+    KeepSelected(path, request.selection);
+    const Planning::ConfigurationFile part(path);
+    saved.sections = part.Content().Sections().size();
+    saved.keys = part.Content().Settings().size();
+  }
   ThrowIfInterrupted();
-  file.Commit(request.overwrite ? Common::AtomicFile::Existing::Replace
-                                : Common::AtomicFile::Existing::Keep);
-  messages.Result("Saved " + request.file + ": " + Counted(saved.sections, "section") + ", " +
-                  Counted(saved.keys, "key") + ", " + std::to_string(outcome.queries) +
-                  " queries.");
+  output.Commit();
+  output.Tell("Saved " + std::string(isPart ? "a part into " : "") + request.file + ": " +
+                  Counted(saved.sections, "section") + ", " + Counted(saved.keys, "key") + ", " +
+                  std::to_string(outcome.queries) + " queries.",
+              messages);
 }
 
 void AddSave(CLI::App& command, Command& chosen) {
   auto request = std::make_shared<SaveRequest>();
   AddFile(command, request->file,
-          "The file to write; its name ends in .ini, or in .scf for a stream file");
+          "The file to write; its name ends in .ini, or in .scf for a stream file;\n"
+          "- writes a text file to standard output");
   AddMode(command, request->mode,
           "What to save: bios (with the boot order), bmc, or all; default: what the target has");
+  AddSelection(command, request->selection);
   command.add_flag("--overwrite", request->overwrite, "Replace FILE when it exists");
   command.footer(
       "The file is written whole or not at all, readable by its owner alone.\n\n"

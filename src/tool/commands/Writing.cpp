@@ -18,6 +18,7 @@
 #include "plan/Write.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Consent.h"
+#include "tool/commands/LayerOptions.h"
 #include "tool/render/TextDifference.h"
 #include "tool/render/TextPlan.h"
 #include "tool/render/TextReport.h"
@@ -239,9 +240,9 @@ class Stages {
   /// Has what waits take effect, and shows what has. With --json the report was the one document.
   int RestartAndVerify(const Plan& plan) {
     RestartServer(server_, options_.force, std::chrono::seconds(kRestartSeconds), messages_);
-    const Planning::Verification verification =
-        Planning::Verify(plan.request.wanted, plan.request.mode, server_);
-    if (!options_.json) ShowVerification(verification, messages_);
+    const Planning::Verification verification = Planning::Verify(
+        plan.request.wanted, ReadTarget(server_, plan.request.mode), plan.request.mode, server_);
+    if (!options_.json) ShowVerification(verification, false, messages_);
     return verification.missed.empty() ? ExitDone : ExitDifferent;
   }
 

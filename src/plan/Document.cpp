@@ -1,5 +1,6 @@
 #include "plan/Document.h"
 
+#include <algorithm>
 #include <map>
 #include <nlohmann/json.hpp>
 
@@ -31,6 +32,18 @@ ordered_json ChangeObject(const Change& change) {
   return object;
 }
 
+/// True when the server has something else than before, or will have after its next boot, or may
+/// have.
+bool HasChanged(const Plan& plan, const Written& written) {
+  return std::ranges::any_of(plan.changes, [&](const Change& change) {
+    const auto delivery = written.deliveries.find(change.path);
+    return delivery != written.deliveries.end() && delivery->second != Delivery::Refused &&
+           std::ranges::none_of(written.notes, [&](const SDK::WriteNote& note) {
+             return note.path == change.path && note.fate != SDK::WriteNote::Fate::Pending;
+           });
+  });
+}
+
 }  // namespace
 
 std::string DryRunDocument(const Plan& plan) {
@@ -55,6 +68,7 @@ std::string DryRunDocument(const Plan& plan) {
   return Dump({{"schema", "saverestore-dry-run/1"},
                {"file", plan.request.name},
                {"mode", NameOf(plan.request.mode)},
+               {"changed", !plan.changes.empty()},
                {"changes", changes},
                {"obstacles", obstacles},
                {"foresight", foresight},
@@ -81,6 +95,7 @@ std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written
                            {"file", plan.request.name},
                            {"mode", NameOf(plan.request.mode)},
                            {"backup", backup.file},
+                           {"changed", HasChanged(plan, written)},
                            {"totals", totals},
                            {"settings", settings},
                            {"messages", written.skipped}};

@@ -230,7 +230,8 @@ bool HasUnknown(const std::vector<Finding>& findings) {
 }
 
 std::string Describe(const Finding& finding, const std::string& file) {
-  return file + ":" + (finding.line == 0 ? "" : std::to_string(finding.line) + ":") +
+  return (finding.file.empty() ? file : finding.file) + ":" +
+         (finding.line == 0 ? "" : std::to_string(finding.line) + ":") +
          (finding.weight == Finding::Weight::Warning ? " warning: " : " error: ") + finding.text;
 }
 

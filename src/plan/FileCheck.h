@@ -21,6 +21,7 @@ struct Finding {
   std::uint32_t line;  ///< 0: of the file as a whole
   std::string text;
   SettingName about = {};  ///< empty: not about one setting
+  std::string file = {};   ///< which of several files it is about; empty where there is one
 };
 
 /// What a file tells by itself: lines that are none, duplicates, values that are not among the

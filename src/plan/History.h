@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "plan/Change.h"
+#include "plan/SourceFile.h"
 
 namespace Planning {
 
@@ -14,19 +15,16 @@ inline constexpr std::size_t kKeptRecords = 50;
 
 /// One write to a server, as its history keeps it.
 struct HistoryRecord {
-  struct File {
-    std::string name;
-    std::string sha256;  ///< of its bytes, in hexadecimal; empty when it could not be read
-  };
   unsigned number = 0;  ///< counts up from 1 over all that was ever kept
   std::string time;     ///< local, "2026-11-25 03:12:00"
   std::string command;  ///< "restore", "apply", "undo"
   std::string target;   ///< as given
-  std::vector<File> files;
-  std::vector<Change> changes;  ///< as they were planned
-  std::string outcome;          ///< "done", or what went otherwise; "begun" when it was never told
-  std::string version;          ///< of the tool
-  std::string backup;           ///< the file with the state before
+  std::vector<SourceFile> files;
+  std::vector<Change> changes;   ///< as they were planned
+  std::vector<Setting> waiting;  ///< for the next boot, before them: of the state before, too
+  std::string outcome;           ///< "done", or what went otherwise; "begun" when it was never told
+  std::string version;           ///< of the tool
+  std::string backup;            ///< the file with the state before
 };
 
 /// What was written to one server: for each write the state before, as a file that can be restored,
@@ -48,8 +46,9 @@ class History {
   /// Keeps a record, in the place of an earlier state of it. \throws ResultStatus
   void Keep(const HistoryRecord& record) const;
 
-  /// Removes the oldest records until `most` are left.
-  void Prune(std::size_t most) const;
+  /// Removes the oldest records of a target until `most` of its own are left: a folder may hold
+  /// those of several.
+  void Prune(const std::string& target, std::size_t most) const;
 
  private:
   std::string folder_;
@@ -61,8 +60,5 @@ class History {
 /// Where the history of a server is kept: below $XDG_STATE_HOME, else ~/.local/state; of root below
 /// /var/lib. `target` is how the server is named.
 [[nodiscard]] std::string HistoryFolder(const std::string& target);
-
-/// The SHA-256 of a file in hexadecimal; empty when it cannot be read.
-[[nodiscard]] std::string Sha256OfFile(const std::string& path);
 
 }  // namespace Planning

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "ini/IniEscape.h"
+#include "modules/save/Expansion.h"
 #include "modules/save/RowSink.h"
 #include "plan/Compare.h"
 #include "plan/ConfigurationFile.h"
@@ -23,28 +24,65 @@ bool IsPattern(const std::string& section) {
   return section.find('*') != std::string::npos;
 }
 
+/// The sections of `present` that a setting of a wildcard stands for: those that have its key, or
+/// would have it once IPv6 is on there. A name that stands for none is kept, to be told as unknown.
+std::vector<std::string> InstancesOf(const Setting& setting, const Configuration& present) {
+  std::vector<std::string> fitting;
+  std::vector<std::string> having;
+  for (const std::string& section : present.Sections()) {
+    if (fnmatch(setting.section.c_str(), section.c_str(), FNM_NOESCAPE) != 0 ||
+        // A wildcard ends where its part of the name does: LAN* is no LAN1::SOL.
+        std::ranges::count(section, ':') != std::ranges::count(setting.section, ':')) {
+      continue;
+    }
+    fitting.push_back(section);
+    if (present.Find(section, setting.key) != nullptr ||
+        SDK::Expansion::IsIpv6Detail(setting.key)) {
+      having.push_back(section);
+    }
+  }
+  if (!having.empty()) return having;
+  return {fitting.empty() ? setting.section : fitting.front()};
+}
+
 /// Adds a layer's settings of named sections, or those of wildcards for every section they fit.
 void AddSettings(const Configuration& layer, bool ofPatterns, const Configuration& present,
                  Configuration& all) {
   for (const Setting& setting : layer.Settings()) {
     if (IsPattern(setting.section) != ofPatterns) continue;
     std::vector<std::string> sections = {setting.section};
-    if (ofPatterns) {
-      sections = present.Sections();
-      std::erase_if(sections, [&](const std::string& section) {
-        return fnmatch(setting.section.c_str(), section.c_str(), FNM_NOESCAPE) != 0 ||
-               // A wildcard ends where its part of the name does: LAN* is no LAN1::SOL.
-               std::ranges::count(section, ':') != std::ranges::count(setting.section, ':');
-      });
-      if (sections.empty()) sections = {setting.section};  // to be told as unknown
-    }
+    if (ofPatterns) sections = InstancesOf(setting, present);
     for (const std::string& section : sections) {
       Setting wanted = setting;
       wanted.section = section;
+      wanted.isOfWildcard = ofPatterns;
       all.AddSection(section);
       all.Add(std::move(wanted));
     }
   }
+}
+
+/// What a layer tells by itself, and the names in it that no server has, told as of its file.
+void AddFindings(const Layer& layer, const Selection& selection, const Configuration& present,
+                 std::vector<Finding>& all) {
+  std::vector<Finding> findings = Selected(layer.findings, selection);
+  std::ranges::move(UnknownAnywhere(selection.Of(Overlaid({layer}, present))),
+                    std::back_inserter(findings));
+  for (Finding& finding : findings) {
+    finding.file = layer.name;
+    all.push_back(std::move(finding));
+  }
+}
+
+/// Without lines: of several files they would say nothing.
+Configuration WithoutLines(const Configuration& content) {
+  Configuration plain;
+  for (const std::string& section : content.Sections()) plain.AddSection(section);
+  for (Setting setting : content.Settings()) {
+    setting.line = 0;
+    plain.Add(std::move(setting));
+  }
+  return plain;
 }
 
 std::pair<std::string, std::string> SplitAt(const std::string& text, std::size_t at,
@@ -57,6 +95,7 @@ std::pair<std::string, std::string> SplitAt(const std::string& text, std::size_t
 Layer ReadLayer(const std::string& path, const Variables& variables, const std::string& name) {
   Layer layer;
   layer.name = name.empty() ? path : name;
+  layer.source = SourceOf(path, name);  // before it is read: a change meanwhile must show
   const ConfigurationFile file =
       IsStreamName(path) ? ConfigurationFile(path) : ConfigurationFile(path, [&](std::string text) {
         return Filled(text, layer.name, variables);
@@ -64,6 +103,10 @@ Layer ReadLayer(const std::string& path, const Variables& variables, const std::
   layer.findings = CheckFile(file, Extent::Part);
   ThrowIfMalformed(layer.findings, layer.name);
   layer.content = file.Content();
+  if (layer.content.Sections().empty()) {
+    throw Failure(Failure::Kind::BadInput,
+                  layer.name + ": it holds no section: it is empty or cut");
+  }
   return layer;
 }
 
@@ -135,11 +178,13 @@ LaidRequest RequestOfLayers(const std::vector<Layer>& layers, const Selection& s
                             const Configuration& present) {
   LaidRequest laid;
   Request& request = laid.request;
-  request.wanted = selection.Of(Overlaid(layers, present));
-  request.findings = UnknownAnywhere(request.wanted);
+  const Configuration all = Overlaid(layers, present);
+  selection.ThrowIfIdle(all);
+  request.wanted = selection.Of(layers.size() > 1 ? WithoutLines(all) : all);
   for (const Layer& layer : layers) {
     request.name += (request.name.empty() ? "" : ", ") + layer.name;
-    std::ranges::copy(Selected(layer.findings, selection), std::back_inserter(request.findings));
+    AddFindings(layer, selection, present, request.findings);
+    if (layer.source) request.files.push_back(*layer.source);
   }
   laid.file = std::make_unique<TransientFile>(Laid(request.wanted, present));
   request.file = laid.file->Path();
@@ -148,6 +193,16 @@ LaidRequest RequestOfLayers(const std::vector<Layer>& layers, const Selection& s
   request.isPart = true;
   request.present = InMode(present, request.mode);
   return laid;
+}
+
+LaidRequest RequestOfPart(const std::string& path, const std::string& name,
+                          std::optional<Mode> mode, const Selection& selection,
+                          const Configuration& present) {
+  Layer layer{name, {}, {}, SourceOf(path, name)};
+  const ConfigurationFile file(path);
+  layer.content = InMode(file.Content(), mode.value_or(ModeAll));
+  layer.findings = CheckFile(file, Extent::Part);
+  return RequestOfLayers({layer}, selection, present);
 }
 
 }  // namespace Planning

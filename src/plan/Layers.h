@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,8 @@ namespace Planning {
 struct Layer {
   std::string name;  ///< how people call it; of a file its name
   Configuration content;
-  std::vector<Finding> findings;  ///< what it tells by itself
+  std::optional<SourceFile> source = {};  ///< the file that it was read from
+  std::vector<Finding> findings;          ///< what it tells by itself
 };
 
 /// The values of placeholders, by name.
@@ -74,8 +76,15 @@ struct LaidRequest {
 
 /// The request for those of the layers' settings that `selection` covers, on a server that has
 /// `present`. [SYSTEM] is compared when a layer has it.
+/// \throws Failure  the selection has a pattern that fits nothing.
 [[nodiscard]] LaidRequest RequestOfLayers(const std::vector<Layer>& layers,
                                           const Selection& selection, const Configuration& present);
+
+/// The request for what `selection` covers of one file, which people call `name`. Without a mode it
+/// is the one that covers that. \throws Failure  it cannot be read, or a pattern fits nothing.
+[[nodiscard]] LaidRequest RequestOfPart(const std::string& path, const std::string& name,
+                                        std::optional<Mode> mode, const Selection& selection,
+                                        const Configuration& present);
 
 /// Writes a configuration as a text file. \throws ResultStatus
 void WriteTextFile(const std::string& path, const Configuration& content);

@@ -63,10 +63,12 @@ void Foresee(Plan& plan, const Server& server) {
 
 }  // namespace
 
-Request RequestOfFile(const std::string& path, std::optional<Mode> mode) {
-  const ConfigurationFile file(path);
+Request RequestOfFile(const std::string& path, std::optional<Mode> mode, const std::string& name) {
   Request request;
-  request.name = request.file = path;
+  request.files = {SourceOf(path, name)};  // before it is read: a change meanwhile must show
+  const ConfigurationFile file(path);
+  request.name = name.empty() ? path : name;
+  request.file = path;
   request.wanted = file.Content();
   request.findings = CheckFile(file);
   request.lost = LostPositions(file);
@@ -90,7 +92,7 @@ Plan MakePlan(const Request& request, const Server& server) {
   plan.taken = std::move(rehearsal.taken);
   Request asRead = request;
   asRead.wanted = WithTakenValues(request.wanted, plan.present, plan.taken);
-  more = UnknownOnServer(asRead, plan.present);
+  more = UnknownOnServer(asRead, plan.present, rehearsal.writes);
   std::move(more.begin(), more.end(), std::back_inserter(plan.findings));
   plan.changes = ChangesOf(rehearsal.writes, plan.present, WaitingOn(server));
   plan.writes = std::move(rehearsal.writes);

@@ -71,6 +71,10 @@ std::vector<std::string> KeysOf(const Configuration& present, const std::string&
   return keys;
 }
 
+bool HasKeySomewhere(const Configuration& present, const std::string& key) {
+  return std::ranges::find(present.Settings(), key, &Setting::key) != present.Settings().end();
+}
+
 std::uint32_t LineOf(const Configuration& file, const std::string& section) {
   const auto first = std::ranges::find(file.Settings(), section, &Setting::section);
   return first == file.Settings().end() ? 0 : first->line;
@@ -103,22 +107,41 @@ std::vector<Finding> UnknownAnywhere(const Configuration& file) {
   return findings;
 }
 
-std::vector<Finding> UnknownOnServer(const Request& request, const Configuration& present) {
-  if (request.mode == ModeBmc) return {};
-  std::vector<Finding> findings;
-  for (const std::string& section : request.wanted.Sections()) {
-    if (!IsBiosSection(section) || IsBootOrder(section) || present.HasSection(section)) continue;
-    findings.push_back(Unknown(LineOf(request.wanted, section),
-                               UnknownSection(section, "to this server", present.Sections())));
+std::vector<Finding> UnknownOnServer(const Request& request, const Configuration& present,
+                                     const std::vector<RecordedWrite>& writes) {
+  std::set<std::string> written;
+  for (const RecordedWrite& write : writes) {
+    if (const auto name = NameOfBmcPath(write.path)) written.insert(name->Text());
   }
+  const auto isAsked = [&](const std::string& section) {
+    if (section == "SYSTEM" || IsBootOrder(section)) return false;
+    return IsBiosSection(section) ? request.mode != ModeBmc
+                                  : request.isPart && request.mode != ModeBios;
+  };
+  const auto isKnown = [&](const Setting& setting) {
+    return present.Find(setting.section, setting.key) != nullptr ||
+           written.contains(setting.Name()) ||
+           (setting.isOfWildcard && HasKeySomewhere(present, setting.key));
+  };
+  std::vector<Finding> findings;
+  std::set<std::string> told;
   for (const Setting& setting : request.wanted.Settings()) {
     const std::string& section = setting.section;
-    if (!IsBiosSection(section) || IsBootOrder(section) || !present.HasSection(section) ||
-        present.Find(section, setting.key) != nullptr) {
+    if (!isAsked(section) || isKnown(setting)) continue;
+    if (present.HasSection(section)) {
+      findings.push_back(
+          Unknown(setting.line, UnknownKey(setting, "to this server", KeysOf(present, section))));
+    } else if (told.insert(section).second) {
+      findings.push_back(
+          Unknown(setting.line, UnknownSection(section, "to this server", present.Sections())));
+    }
+  }
+  for (const std::string& section : request.wanted.Sections()) {
+    // Also one without any key.
+    if (!isAsked(section) || present.HasSection(section) || !request.wanted.Of(section).empty()) {
       continue;
     }
-    findings.push_back(
-        Unknown(setting.line, UnknownKey(setting, "to this server", KeysOf(present, section))));
+    findings.push_back(Unknown(0, UnknownSection(section, "to this server", present.Sections())));
   }
   return findings;
 }

@@ -4,8 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "plan/Compare.h"
-#include "plan/ConfigurationFile.h"
 #include "plan/Document.h"
 #include "plan/Layers.h"
 #include "plan/Plan.h"
@@ -34,18 +32,12 @@ struct CheckRequest {
 /// `file` is there as long as the result is used.
 Planning::LaidRequest WantedOf(const CheckRequest& request, const InputFile& file,
                                const Configuration& present) {
-  if (request.selection.IsAll()) {
-    Planning::LaidRequest whole;
-    whole.request = Planning::RequestOfFile(file.Path(), request.mode);
-    whole.request.name = file.Name();
-    return whole;
+  if (!request.selection.IsAll()) {
+    return RequestOfPart(file.Path(), file.Name(), request.mode, request.selection, present);
   }
-  const Planning::ConfigurationFile read(file.Path());
-  request.selection.ThrowIfIdle(read.Content());
-  return RequestOfLayers(
-      {{file.Name(), InMode(read.Content(), request.mode.value_or(Planning::ModeAll)),
-        CheckFile(read, Planning::Extent::Part)}},
-      request.selection, present);
+  Planning::LaidRequest whole;
+  whole.request = Planning::RequestOfFile(file.Path(), request.mode, file.Name());
+  return whole;
 }
 
 /// Prints what is wrong with a file. \return ExitDone, ExitDifferent for warnings, ExitBadInput for

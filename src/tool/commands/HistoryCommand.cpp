@@ -57,7 +57,7 @@ int RunHistory(const HistoryRequest& request, const std::vector<std::string>& ta
                const Messages& messages) {
   if (targets.empty()) throw ToolError(ExitUsage, "no --target is given: whose history?");
   const Planning::History history(HistoryFolderOf(targets, request.backupDir));
-  if (request.keep) history.Prune(*request.keep);
+  if (request.keep) history.Prune(JoinedTargets(targets), *request.keep);
   std::vector<HistoryRecord> records = RecordsOf(targets, history);
   if (request.number) records = {Chosen(records, request.number, history.Folder())};
   if (request.json) {
@@ -75,13 +75,26 @@ struct UndoRequest : WriteOptions {
   std::optional<unsigned> number;
 };
 
+/// The state before a write: what was saved, and over it what waited for the next boot.
+std::vector<Planning::Layer> StateBefore(const HistoryRecord& record) {
+  std::vector<Planning::Layer> layers = {Planning::ReadLayer(record.backup, {})};
+  if (record.waiting.empty()) return layers;
+  Planning::Layer waiting{"what waited", {}, {}};
+  for (const Planning::Setting& setting : record.waiting) {
+    waiting.content.AddSection(setting.section);
+    waiting.content.Add(setting);
+  }
+  layers.push_back(std::move(waiting));
+  return layers;
+}
+
 int RunUndo(UndoRequest request, const Messages& messages) {
   const Planning::History history(HistoryFolderOf(request.targets, request.backupDir));
   const HistoryRecord record =
       Chosen(RecordsOf(request.targets, history), request.number, history.Folder());
-  request.files = {record.backup};
-  const std::vector<Planning::Layer> layers = {Planning::ReadLayer(record.backup, {})};
-  Planning::LaidRequest laid;  // its file outlives the writing
+  const std::vector<Planning::Layer> layers = StateBefore(record);
+  request.ignoresUnknown = true;  // what the server has no more is told, and keeps nothing back
+  Planning::LaidRequest laid;     // its file outlives the writing
   const auto make = [&](const Planning::Server& server) {
     const Planning::Configuration present =
         Planning::ConfigurationOfTarget(ModeOf(layers.front().content));

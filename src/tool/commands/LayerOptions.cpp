@@ -24,14 +24,24 @@ std::string LayerOptions::Name() const {
   return name;
 }
 
-void AddLayers(CLI::App& command, LayerOptions& options, const std::string& description) {
-  command.add_option("FILE", options.files, description)->required()->type_name("");
+CLI::Option* AddLayers(CLI::App& command, LayerOptions& options, const std::string& description) {
+  CLI::Option* files =
+      command.add_option("FILE", options.files, description)->required()->type_name("");
   AddRepeatable(command, "--set", options.settings, "Lay this over the files; repeatable",
                 "SECTION::KEY=VALUE");
   AddRepeatable(command, "--var", options.variables,
                 "What the placeholder ${NAME} of a baseline stands for; repeatable", "NAME=VALUE");
   AddRepeatable(command, "--vars", options.variablesFiles,
                 "Take placeholders from this JSON object; repeatable", "FILE");
+  return files;
+}
+
+std::vector<Planning::SourceFile> VariablesSources(const LayerOptions& options) {
+  std::vector<Planning::SourceFile> sources;
+  for (const std::string& file : options.variablesFiles) {
+    sources.push_back(Planning::SourceOf(file));
+  }
+  return sources;
 }
 
 std::vector<Planning::Layer> ReadLayers(const LayerOptions& options) {
@@ -43,8 +53,6 @@ std::vector<Planning::Layer> ReadLayers(const LayerOptions& options) {
   std::vector<Planning::Layer> layers;
   for (const std::string& given : options.files) {
     const InputFile file(given);
-    // Empty, or cut before anything in it: not a layer that wants nothing.
-    static_cast<void>(Planning::WellFormed(file.Path(), file.Name()));
     layers.push_back(Planning::ReadLayer(file.Path(), variables, file.Name()));
   }
   if (!options.settings.empty()) layers.push_back(Planning::LayerOfTexts(options.settings));

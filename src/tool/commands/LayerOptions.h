@@ -10,7 +10,8 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+}  // namespace CLI
 
 namespace Tool {
 
@@ -26,10 +27,14 @@ struct LayerOptions {
 };
 
 /// The argument FILE..., and --set, --var and --vars. `options` outlives the parse.
-void AddLayers(CLI::App& command, LayerOptions& options, const std::string& description);
+/// \return the argument, which is required.
+CLI::Option* AddLayers(CLI::App& command, LayerOptions& options, const std::string& description);
 
 /// Reads the layers, the first one the lowest. \throws Failure, ToolError
 [[nodiscard]] std::vector<Planning::Layer> ReadLayers(const LayerOptions& options);
+
+/// The files of variables, as they are now.
+[[nodiscard]] std::vector<Planning::SourceFile> VariablesSources(const LayerOptions& options);
 
 /// Layers that are read, before and after it is known what a server has.
 class WantedLayers {

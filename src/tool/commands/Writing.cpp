@@ -11,11 +11,13 @@
 #include "plan/Backup.h"
 #include "plan/Document.h"
 #include "plan/History.h"
+#include "plan/KeptPlan.h"
 #include "plan/PasswordCheck.h"
 #include "plan/Plan.h"
 #include "plan/Report.h"
 #include "plan/Verification.h"
 #include "plan/Write.h"
+#include "tool/Destination.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Consent.h"
 #include "tool/commands/LayerOptions.h"
@@ -112,6 +114,16 @@ void ThrowIfRefused(const Plan& plan, const Messages& messages) {
                   "them; nothing was written");
 }
 
+/// Refuses to carry out what was shown to somebody when it is no longer what would be done.
+void ThrowIfStale(const WriteOptions& options, const Plan& plan, const Messages& messages) {
+  if (options.keptPlan == nullptr) return;
+  const std::vector<std::string> differences =
+      DifferencesSince(*options.keptPlan, plan, JoinedTargets(options.targets));
+  for (const std::string& text : differences) messages.Error(plan.request.name + ": " + text);
+  if (differences.empty()) return;
+  throw ToolError(ExitBadInput, "the plan does not hold any more; nothing was written");
+}
+
 /// One write, stage by stage.
 class Stages {
  public:
@@ -125,6 +137,7 @@ class Stages {
     Plan plan = Planning::MakePlan(wanted, server_);
     queriesOfPlan_ = server_.Queries();
     progress_.End();
+    ThrowIfStale(options_, plan, messages_);
     ThrowIfRefused(plan, messages_);
     if (options_.dryRun) return ShowDryRun(plan);
     if (plan.changes.empty()) return SayThatNothingChanges(plan);
@@ -150,12 +163,22 @@ class Stages {
 
  private:
   int ShowDryRun(const Plan& plan) {
+    if (!options_.planOut.empty()) KeepPlan(plan);
     if (options_.json) {
       messages_.Document(Planning::DryRunDocument(plan));
     } else {
       ShowPlan(plan, true, messages_);
     }
     return ExitDone;
+  }
+
+  void KeepPlan(const Plan& plan) {
+    Common::AtomicFile file(options_.planOut);
+    file.Write(Planning::PlanDocument(Planning::KeptPlanOf(plan, JoinedTargets(options_.targets),
+                                                           SAVERESTORE_VERSION)) +
+               "\n");
+    file.Commit(Common::AtomicFile::Existing::Keep);
+    messages_.Note("The plan is kept as " + options_.planOut + "; apply --plan carries it out.");
   }
 
   int SayThatNothingChanges(const Plan& plan) {
@@ -173,9 +196,10 @@ class Stages {
     record_.command = options_.command;
     record_.target = JoinedTargets(options_.targets);
     record_.version = SAVERESTORE_VERSION;
+    record_.files = plan.request.files;
     record_.changes = plan.changes;
-    for (const std::string& file : options_.files) {
-      record_.files.push_back({file, Planning::Sha256OfFile(file)});
+    if (plan.request.mode != Planning::ModeBmc) {
+      record_.waiting = Planning::WaitingSettings(plan.present, server_);
     }
     history_.Begin(record_);
     progress_.Begin("saving the present configuration");
@@ -196,7 +220,7 @@ class Stages {
     record_.outcome = outcome;
     try {
       history_.Keep(record_);
-      history_.Prune(Planning::kKeptRecords);
+      history_.Prune(record_.target, Planning::kKeptRecords);
     } catch (const ResultStatus& failure) {
       messages_.Warning("the history does not know how this ended: " + failure.message());
     }
@@ -264,8 +288,9 @@ std::string JoinedTargets(const std::vector<std::string>& targets) {
     constexpr std::string_view kFile = "machine:";
     const bool isFile = target.starts_with(kFile);
     joined += (joined.empty() ? "" : "+") +
-              (isFile ? std::string(kFile) +
-                            std::filesystem::absolute(target.substr(kFile.size())).string()
+              (isFile ? std::string(kFile) + std::filesystem::absolute(target.substr(kFile.size()))
+                                                 .lexically_normal()
+                                                 .string()
                       : target);
   }
   return joined;
@@ -282,6 +307,7 @@ void TakeTargets(const Globals& globals, WriteOptions& options) {
 }
 
 int CarryOut(const WriteOptions& options, const RequestMaker& make, const Messages& messages) {
+  if (!options.planOut.empty()) CheckReplaceable(options.planOut, false);
   Secrets secrets;
   if (!options.dryRun) {
     ReadPassword(options.password, Planning::kLongestAdminPassword, secrets.password);
@@ -324,7 +350,13 @@ void AddWriteOptions(CLI::App& command, WriteOptions& options) {
                    "Write the rest where the target cannot take some values");
   command.add_flag("--ignore-unknown", options.ignoresUnknown,
                    "Pass over sections and keys that the target does not know");
-  command.add_flag("--dry-run", options.dryRun, "Show what would be written, and write nothing");
+  CLI::Option* dryRun = command.add_flag("--dry-run", options.dryRun,
+                                         "Show what would be written, and write nothing");
+  command
+      .add_option("--plan-out", options.planOut,
+                  "Keep what the dry run shows, for apply --plan to carry out just that")
+      ->type_name("PLAN.json")
+      ->needs(dryRun);
   command.add_flag("--no-backup", options.noBackup, "Do not save the present configuration first");
   command
       .add_option("--backup-dir", options.backupDir,

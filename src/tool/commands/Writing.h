@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "plan/KeptPlan.h"
 #include "plan/Request.h"
 #include "plan/Server.h"
 #include "tool/commands/Commands.h"
@@ -21,7 +22,6 @@ struct WriteOptions {
   TargetOpener openTarget;
   std::vector<std::string> targets;      ///< as given, for the command that goes back
   std::vector<std::string> targetWords;  ///< the options that reach them, likewise
-  std::vector<std::string> files;        ///< what is wanted stands in them
   bool skipSystemCheck = false;
   bool skipBootOrder = false;
   PasswordSource password;
@@ -30,6 +30,8 @@ struct WriteOptions {
   bool ignoresUnknown = false;   ///< pass over names that the target does not know
   bool allowLockout = false;     ///< cut off the way to the target without asking
   bool dryRun = false;
+  std::string planOut;  ///< where the plan of a dry run is kept; empty for nowhere
+  const Planning::KeptPlan* keptPlan = nullptr;  ///< what was shown and must still hold
   bool noBackup = false;
   std::string backupDir;  ///< empty: where the history of the target is kept
   bool yes = false;

@@ -17,7 +17,7 @@ NodeMap WithOtherOptions(NodeMap tree) {
   for (auto& [path, node] : tree) {
     if (node.options.empty()) continue;
     const auto next = node.options.upper_bound(node.values.front());
-    node.values.front() = next == node.options.end() ? node.options.begin()->first : next->first;
+    node.values = {next == node.options.end() ? node.options.begin()->first : next->first};
   }
   return tree;
 }

@@ -34,12 +34,14 @@ void AddMenu(NodeMap& tree, const std::string& parent, const std::string& path) 
   tree[path].kind = NODE_MENU;
 }
 
-void AddSetting(NodeMap& tree, const std::string& menu, std::size_t number) {
+void AddSetting(NodeMap& tree, const std::string& menu, std::size_t number,
+                Query::TextMapPool& choices) {
   const std::string path = Numbered(menu + "/Port Mode ", number);
   tree[menu].values.push_back(path);
   _XNode& setting = tree[path];
   setting.values = {std::to_string(number % 4)};
-  setting.options = {{"0", "Disabled"}, {"1", "Enabled"}, {"2", "Automatic"}, {"3", "On request"}};
+  setting.options =
+      choices.Of({{"0", "Disabled"}, {"1", "Enabled"}, {"2", "Automatic"}, {"3", "On request"}});
 }
 
 SDK::SavenRestoreOptions OptionsFor(const std::string& path) {
@@ -62,6 +64,7 @@ NodeMap MakeSetupTree(std::size_t settings) {
   NodeMap tree;
   tree["/BIOS"].kind = NODE_MENU;
   AddMenu(tree, "/BIOS", kTopMenu);
+  Query::TextMapPool choices;
   std::string group;
   std::string menu;
   for (std::size_t number = 0; number < settings; ++number) {
@@ -73,7 +76,7 @@ NodeMap MakeSetupTree(std::size_t settings) {
       menu = Numbered(group + "/Controller ", number / kSettingsPerMenu);
       AddMenu(tree, group, menu);
     }
-    AddSetting(tree, menu, number);
+    AddSetting(tree, menu, number, choices);
   }
   return tree;
 }

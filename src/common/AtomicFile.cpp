@@ -122,7 +122,15 @@ AtomicFile::AtomicFile(std::string destination)
 
 AtomicFile::~AtomicFile() {
   close(descriptor_);
+  if (folder_ >= 0) close(folder_);
   if (!committed_) unlink(temporary_.c_str());
+}
+
+std::string AtomicFile::TemporaryPathWithin(std::size_t longest) {
+  if (temporary_.size() <= longest) return temporary_;
+  if (folder_ < 0) folder_ = open(FolderOf(temporary_).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+  if (folder_ < 0) RaiseErrno(destination_, errno);
+  return "/proc/self/fd/" + std::to_string(folder_) + temporary_.substr(temporary_.rfind('/'));
 }
 
 void AtomicFile::Write(std::string_view text) {

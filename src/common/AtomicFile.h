@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -24,6 +25,12 @@ class AtomicFile {
   /// The temporary file's path, to be written by name.
   [[nodiscard]] const std::string& TemporaryPath() const { return temporary_; }
 
+  /// The same in at most `longest` bytes, for code that takes no longer name: where the path itself
+  /// is longer, by way of its folder, which stays open as long as this object.
+  [[nodiscard]] std::string TemporaryPathWithin(std::size_t longest);
+
+  [[nodiscard]] const std::string& Destination() const { return destination_; }
+
   /// Appends `text` to the temporary file.
   void Write(std::string_view text);
 
@@ -43,6 +50,7 @@ class AtomicFile {
   std::string place_;        ///< the file itself
   std::string temporary_;
   int descriptor_ = -1;
+  int folder_ = -1;  ///< once it is asked for
   bool committed_ = false;
 };
 

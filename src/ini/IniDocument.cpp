@@ -60,13 +60,6 @@ bool IniDocument::IsWellFormed() const {
   return status_ == Status::Ok && isWellFormed_;
 }
 
-bool IniDocument::LooksLikeComment(std::string_view value) {
-  // Both beginnings of the comments that a save writes. A ";" with other text behind it, or without
-  // a blank before it, is more likely part of a name or a password.
-  return value.find(" ; ") != std::string_view::npos ||
-         value.find(" ;Options:") != std::string_view::npos;
-}
-
 bool IniDocument::HasSection(std::string_view section) const {
   return sectionIndex_.contains(section);
 }

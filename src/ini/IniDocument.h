@@ -92,11 +92,6 @@ class IniDocument {
   /// The entry that holds for `key`, or null.
   [[nodiscard]] const Entry* Find(std::string_view section, std::string_view key) const;
 
-  /// True when a value looks as if its comment were part of it, because a blank stands where the
-  /// tab should be: "1 ;Options: Off=0: On=1", "On ; Options: On, Off". The reader takes such a
-  /// value as it stands; whoever checks a file may want to know.
-  [[nodiscard]] static bool LooksLikeComment(std::string_view value);
-
   /// In the order of the file, duplicates included.
   [[nodiscard]] const std::vector<Entry>& Entries() const { return entries_; }
   [[nodiscard]] const std::vector<Section>& Sections() const { return sections_; }

@@ -1,5 +1,7 @@
 #include "ini/IniEscape.h"
 
+#include <cstdint>
+#include <cstring>
 #include <optional>
 
 namespace Ini {
@@ -24,6 +26,39 @@ bool NeedsEscape(std::string_view text, std::size_t at, Place place) {
   return place == Place::Key && (character == '=' || (character == '[' && first));
 }
 
+/// True when `text` holds a control character or a backslash, looked for in eight bytes at a time:
+/// most texts hold neither, and a save looks at every byte of a file.
+bool HoldsControlOrBackslash(std::string_view text) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  constexpr std::uint64_t kHighBits = kOnes * 0x80;
+  const auto isSuspect = [](std::uint64_t bytes) {
+    // The high bit of a byte is set in (x - n) & ~x where the byte is less than n (up to 0x80).
+    const auto less = [](std::uint64_t x, std::uint64_t n) { return (x - kOnes * n) & ~x; };
+    return ((less(bytes, 0x20) | less(bytes ^ (kOnes * 0x7F), 1) |
+             less(bytes ^ (kOnes * '\\'), 1)) &
+            kHighBits) != 0;
+  };
+  std::uint64_t bytes = 0;
+  for (; text.size() >= sizeof bytes; text.remove_prefix(sizeof bytes)) {
+    std::memcpy(&bytes, text.data(), sizeof bytes);
+    if (isSuspect(bytes)) return true;
+  }
+  bytes = kOnes * ' ';
+  std::memcpy(&bytes, text.data(), text.size());
+  return isSuspect(bytes);
+}
+
+/// True when the whole text can stand at `place` as it is.
+bool IsPlain(std::string_view text, Place place) {
+  if (text.empty()) return true;
+  if (place == Place::Value || place == Place::Key) {
+    const char first = text.front();
+    if (first == ' ' || first == ';' || text.back() == ' ') return false;
+    if (place == Place::Key && (first == '[' || text.find('=') != text.npos)) return false;
+  }
+  return !HoldsControlOrBackslash(text);
+}
+
 std::optional<unsigned> HexValue(char digit) {
   if (digit >= '0' && digit <= '9') return digit - '0';
   if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
@@ -42,19 +77,26 @@ std::optional<char> EscapedByte(std::string_view text, std::size_t at) {
 
 }  // namespace
 
-std::string Escape(std::string_view text, Place place) {
-  std::string escaped;
-  escaped.reserve(text.size());
+void AppendEscaped(std::string& line, std::string_view text, Place place) {
+  if (IsPlain(text, place)) {
+    line += text;
+    return;
+  }
   for (std::size_t at = 0; at < text.size(); ++at) {
     if (!NeedsEscape(text, at, place)) {
-      escaped += text[at];
+      line += text[at];
       continue;
     }
     const auto byte = static_cast<unsigned char>(text[at]);
-    escaped += "\\x";
-    escaped += kHexDigits[byte >> 4U];
-    escaped += kHexDigits[byte & 0x0FU];
+    line += "\\x";
+    line += kHexDigits[byte >> 4U];
+    line += kHexDigits[byte & 0x0FU];
   }
+}
+
+std::string Escape(std::string_view text, Place place) {
+  std::string escaped;
+  AppendEscaped(escaped, text, place);
   return escaped;
 }
 

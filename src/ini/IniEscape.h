@@ -18,6 +18,9 @@ enum class Place {
   Comment,  ///< control characters, a "\" before "x"
 };
 
+/// Appends `text` to `line` as it stands at `place`.
+void AppendEscaped(std::string& line, std::string_view text, Place place);
+
 /// `text` as it stands in a line at `place`.
 [[nodiscard]] std::string Escape(std::string_view text, Place place);
 

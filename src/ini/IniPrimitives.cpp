@@ -8,17 +8,8 @@
 
 namespace {
 
-void WriteLine(FILE* file, std::string line) {
-  line += '\n';
+void WriteLine(FILE* file, std::string_view line) {
   std::fwrite(line.data(), 1, line.size(), file);
-}
-
-/// A comment from its ";" on. One that has none gets it: it must not be read as part of the value.
-std::string CommentText(std::string_view comment) {
-  const std::size_t start = comment.find_first_not_of(" \t");
-  comment.remove_prefix(std::min(start, comment.size()));
-  const std::string text = Ini::Escape(comment, Ini::Place::Comment);
-  return text.starts_with(';') ? text : "; " + text;
 }
 
 void CopyCut(std::string_view text, char* out, unsigned short size) {
@@ -39,16 +30,34 @@ int Read(const IniDocument& document, const char* section, const char* key,
 
 }  // namespace
 
+void Ini::AppendKeyLine(std::string& text, std::string_view key, std::string_view value,
+                        std::string_view commentText) {
+  AppendEscaped(text, key, Place::Key);
+  text += '=';
+  AppendEscaped(text, value, Place::Value);
+  text += commentText;
+  text += '\n';
+}
+
+std::string Ini::CommentText(std::string_view comment) {
+  if (comment.empty()) return {};
+  const std::size_t start = comment.find_first_not_of(" \t");
+  comment.remove_prefix(std::min(start, comment.size()));
+  // One without its ";" gets it: it must not be read as part of the value.
+  std::string text = comment.starts_with(';') ? "\t" : "\t; ";
+  AppendEscaped(text, comment, Place::Comment);
+  return text;
+}
+
 void iniFileWriteSection(FILE* file, const char* name) {
-  WriteLine(file, Ini::Escape(name, Ini::Place::Section));
+  WriteLine(file, Ini::Escape(name, Ini::Place::Section) + '\n');
 }
 
 void iniFileWriteDataString(FILE* file, const char* key, const char* value, const char* comment,
                             std::string /*text*/) {
-  std::string line =
-      Ini::Escape(key, Ini::Place::Key) + "=" + Ini::Escape(value, Ini::Place::Value);
-  if (*comment != '\0') line += "\t" + CommentText(comment);
-  WriteLine(file, std::move(line));
+  std::string line;
+  Ini::AppendKeyLine(line, key, value, Ini::CommentText(comment));
+  WriteLine(file, line);
 }
 
 int GetRequiredProfileString(const char* section, const char* key, const char* defaultValue,

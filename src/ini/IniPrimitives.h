@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <string_view>
 
 class IniDocument;
 
@@ -28,6 +29,18 @@ void iniFileWriteSection(FILE* file, const char* name);
 /// A failing write shows in `ferror(file)`.
 void iniFileWriteDataString(FILE* file, const char* key, const char* value, const char* comment,
                             std::string text);
+
+namespace Ini {
+
+/// Appends the line that `iniFileWriteDataString` writes to `text`; its comment has been made by
+/// `CommentText`.
+void AppendKeyLine(std::string& text, std::string_view key, std::string_view value,
+                   std::string_view commentText);
+
+/// A comment as it stands behind a value, with its tab; empty for an empty one.
+[[nodiscard]] std::string CommentText(std::string_view comment);
+
+}  // namespace Ini
 
 /// Reads the value of `key` in `section` (a name without brackets) into `out`, zero-terminated and
 /// cut to `size` bytes with its terminator. `flags` changes nothing.

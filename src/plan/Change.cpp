@@ -135,7 +135,7 @@ std::vector<Obstacle> ObstaclesTo(const std::vector<Change>& changes, const Conf
   for (const Change& change : changes) {
     if (!OrderOf(change.path).empty() || change.from == change.to) continue;
     const _XNode node = NodeAt(change.path);
-    if (node.limits.isReadOnly) {
+    if (node.limits->isReadOnly) {
       obstacles.push_back({change, "it is read-only", true});
       continue;
     }

@@ -1,6 +1,7 @@
 #include "plan/FileCheck.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 
 #include "modules/save/BootOrder.h"
@@ -137,23 +138,34 @@ std::string LastKeyOf(const std::string& section) {
   return "";
 }
 
-/// A save never ends in the middle of a section: what ends there has been cut.
-void CheckEnd(const ConfigurationFile& file, std::vector<Finding>& findings) {
-  const Configuration& content = file.Content();
-  if (content.Sections().empty()) {
-    findings.push_back({Finding::Weight::Error, 0, "it holds no section: it is empty or cut"});
-    return;
+/// True when a file has what a save writes before the section `last` on every server, and when that
+/// holds nothing: nobody asks for a section without keys.
+bool HasAllBefore(const Configuration& content, const std::string& last) {
+  if (content.Of(last).empty()) return true;
+  for (const SDK::CatalogueSection& known : SDK::CatalogueTable()) {
+    const std::string name = SDK::Expansion::WithoutBrackets(known.name);
+    if (name == last) break;
+    if (!LastKeyOf(name).empty() && !content.HasSection(name)) return false;
   }
-  if (file.Lines() != nullptr && !file.Lines()->IsWellFormed()) return;
-  const std::string& last = content.Sections().back();
-  const std::string key = LastKeyOf(last);
-  if (key.empty() || content.Find(last, key) != nullptr) return;
-  findings.push_back(
-      {Finding::Weight::Warning, 0,
-       "it ends in the middle of [" + last + "], before \"" + key + "\": it is probably cut"});
+  return true;
 }
 
 }  // namespace
+
+std::vector<Finding> CheckEnd(const ConfigurationFile& file, Extent extent) {
+  const Configuration& content = file.Content();
+  if (content.Sections().empty()) {
+    return {{Finding::Weight::Error, 0, "it holds no section: it is empty or cut"}};
+  }
+  if (file.Lines() != nullptr && !file.Lines()->IsWellFormed()) return {};
+  if (extent == Extent::Baseline) return {};
+  const std::string& last = content.Sections().back();
+  const std::string key = LastKeyOf(last);
+  if (key.empty() || content.Find(last, key) != nullptr) return {};
+  if (extent == Extent::Part && !HasAllBefore(content, last)) return {};
+  return {{Finding::Weight::Warning, 0,
+           "it ends in the middle of [" + last + "], before \"" + key + "\": it is probably cut"}};
+}
 
 std::vector<std::string> LostPositions(const ConfigurationFile& file) {
   std::vector<std::string> lost;
@@ -183,7 +195,7 @@ std::vector<Finding> CheckFile(const ConfigurationFile& file, Extent extent) {
     }
   }
   for (const Key& key : KeysOf(file)) CheckKey(key, file.Lines() != nullptr, findings);
-  if (extent == Extent::Whole) CheckEnd(file, findings);
+  if (extent == Extent::Whole) std::ranges::move(CheckEnd(file), std::back_inserter(findings));
   for (const std::string& text : LostPositions(file)) {
     findings.push_back({Finding::Weight::Warning, 0, text});
   }
@@ -207,7 +219,7 @@ ConfigurationFile WellFormed(const std::string& path, const std::string& name) {
       faults.push_back(FindingOf(problem));
     }
   }
-  CheckEnd(file, faults);
+  std::ranges::move(CheckEnd(file), std::back_inserter(faults));
   ThrowIfMalformed(faults, name.empty() ? path : name);
   return file;
 }

@@ -27,9 +27,11 @@ struct Finding {
 /// What a file tells by itself: lines that are none, duplicates, values that are not among the
 /// options their comment lists or have a comment for a part, values longer than a restore reads,
 /// names that no server has, an end that is missing.
-/// A part of the settings has no end that could be missing, and its sections may hold a "*": which
-/// names are known shows on a server.
-enum class Extent { Whole, Part };
+enum class Extent {
+  Whole,
+  Part,      ///< some settings; sections may hold a "*", so which names are known shows on a server
+  Baseline,  ///< a part that says so: it ends where it ends
+};
 [[nodiscard]] std::vector<Finding> CheckFile(const ConfigurationFile& file,
                                              Extent extent = Extent::Whole);
 
@@ -44,6 +46,12 @@ void ThrowIfMalformed(const std::vector<Finding>& findings, const std::string& f
 /// by its path.
 /// \throws Failure  it has, or cannot be read.
 [[nodiscard]] ConfigurationFile WellFormed(const std::string& path, const std::string& name = "");
+
+/// A file without a section, or that ends where no save ends, as one that was cut. A part is taken
+/// for a save that was cut when it has all sections that a save has before its last one, or no key
+/// in that.
+[[nodiscard]] std::vector<Finding> CheckEnd(const ConfigurationFile& file,
+                                            Extent extent = Extent::Whole);
 
 /// The devices of a boot order that stand at two positions, a sentence each: a file cannot say
 /// where two devices of one name stand.

@@ -39,6 +39,9 @@ class History {
   /// The records, oldest first. Files that are none are passed over. Empty without a folder.
   [[nodiscard]] std::vector<HistoryRecord> Records() const;
 
+  /// Those of one target: a folder may hold the records of several.
+  [[nodiscard]] std::vector<HistoryRecord> RecordsOf(const std::string& target) const;
+
   /// Gives a record its number, its time and the name of its backup, and makes the folder.
   /// \throws Failure  the folder cannot be made.
   void Begin(HistoryRecord& record) const;
@@ -46,8 +49,7 @@ class History {
   /// Keeps a record, in the place of an earlier state of it. \throws ResultStatus
   void Keep(const HistoryRecord& record) const;
 
-  /// Removes the oldest records of a target until `most` of its own are left: a folder may hold
-  /// those of several.
+  /// Removes the oldest records of `target` until `most` are left.
   void Prune(const std::string& target, std::size_t most) const;
 
  private:

@@ -160,6 +160,11 @@ KeptPlan KeptPlanOf(const Plan& plan, const std::string& target, const std::stri
   for (const Setting& setting : InMode(wanted, request.mode).Settings()) {
     if (setting.section == "SYSTEM") continue;
     if (request.skipBootOrder && IsBootOrder(setting.section)) continue;
+    // A wildcard is wanted where there is such a setting only.
+    const bool isThere =
+        plan.present.Find(setting.section, setting.key) != nullptr ||
+        std::ranges::find(plan.changes, setting.Name(), &Change::Name) != plan.changes.end();
+    if (setting.isOfWildcard && !isThere) continue;
     kept.wanted.AddSection(setting.section);
     kept.wanted.Add(setting);
   }
@@ -201,7 +206,7 @@ KeptPlan ReadPlan(const std::string& path) {
 
 LaidRequest RequestOfPlan(const KeptPlan& kept, const std::string& path,
                           const Configuration& present) {
-  LaidRequest laid = RequestOfLayers({{kept.name, kept.wanted, {}}}, {}, present);
+  LaidRequest laid = RequestOfLayers({{kept.name, kept.wanted}}, {}, present);
   laid.request.name = path;
   laid.request.files = {SourceOf(path)};
   std::ranges::copy(kept.files, std::back_inserter(laid.request.files));

@@ -66,6 +66,7 @@ void AddSettings(const Configuration& layer, bool ofPatterns, const Configuratio
 void AddFindings(const Layer& layer, const Selection& selection, const Configuration& present,
                  std::vector<Finding>& all) {
   std::vector<Finding> findings = Selected(layer.findings, selection);
+  std::ranges::copy(layer.end, std::back_inserter(findings));
   std::ranges::move(UnknownAnywhere(selection.Of(Overlaid({layer}, present))),
                     std::back_inserter(findings));
   for (Finding& finding : findings) {
@@ -96,17 +97,18 @@ Layer ReadLayer(const std::string& path, const Variables& variables, const std::
   Layer layer;
   layer.name = name.empty() ? path : name;
   layer.source = SourceOf(path, name);  // before it is read: a change meanwhile must show
+  bool isBaseline = false;
+  const auto fill = [&](const std::string& text) {
+    isBaseline = IsBaseline(text);
+    return Filled(text, layer.name, variables);
+  };
   const ConfigurationFile file =
-      IsStreamName(path) ? ConfigurationFile(path) : ConfigurationFile(path, [&](std::string text) {
-        return Filled(text, layer.name, variables);
-      });
+      IsStreamName(path) ? ConfigurationFile(path) : ConfigurationFile(path, fill);
   layer.findings = CheckFile(file, Extent::Part);
+  layer.end = CheckEnd(file, isBaseline ? Extent::Baseline : Extent::Part);
   ThrowIfMalformed(layer.findings, layer.name);
+  ThrowIfMalformed(layer.end, layer.name);
   layer.content = file.Content();
-  if (layer.content.Sections().empty()) {
-    throw Failure(Failure::Kind::BadInput,
-                  layer.name + ": it holds no section: it is empty or cut");
-  }
   return layer;
 }
 
@@ -198,10 +200,11 @@ LaidRequest RequestOfLayers(const std::vector<Layer>& layers, const Selection& s
 LaidRequest RequestOfPart(const std::string& path, const std::string& name,
                           std::optional<Mode> mode, const Selection& selection,
                           const Configuration& present) {
-  Layer layer{name, {}, {}, SourceOf(path, name)};
+  Layer layer{name, {}, SourceOf(path, name)};
   const ConfigurationFile file(path);
   layer.content = InMode(file.Content(), mode.value_or(ModeAll));
   layer.findings = CheckFile(file, Extent::Part);
+  layer.end = CheckEnd(file);
   return RequestOfLayers({layer}, selection, present);
 }
 

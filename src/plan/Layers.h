@@ -22,7 +22,8 @@ struct Layer {
   std::string name;  ///< how people call it; of a file its name
   Configuration content;
   std::optional<SourceFile> source = {};  ///< the file that it was read from
-  std::vector<Finding> findings;          ///< what it tells by itself
+  std::vector<Finding> findings = {};     ///< what it tells by itself
+  std::vector<Finding> end = {};          ///< likewise, of an end that is missing
 };
 
 /// The values of placeholders, by name.

@@ -21,11 +21,20 @@ SDK::SettingMap WaitingOn(const Server& server) {
   return waiting;
 }
 
-/// What cannot be written as a finding of the file.
-Finding FindingOf(const Obstacle& obstacle, bool keepsGoing) {
+/// What cannot be written as a finding of the file, with the value that a person finds there.
+Finding FindingOf(const Obstacle& obstacle, const Request& request) {
   const Change& change = obstacle.change;
-  return {keepsGoing ? Finding::Weight::Warning : Finding::Weight::Error, 0,
-          change.Name() + ": \"" + change.to + "\" cannot be written: " + obstacle.reason};
+  const Setting* setting = request.wanted.Find(change.section, change.key);
+  const std::string& value = setting == nullptr ? change.to : setting->value;
+  return {request.keepsGoing ? Finding::Weight::Warning : Finding::Weight::Error, 0,
+          change.Name() + ": \"" + value + "\" cannot be written: " + obstacle.reason};
+}
+
+/// True when the rehearsal has seen all of the BIOS menus, so that what it took from other keys is
+/// known.
+bool HasSeenTheMenus(const Rehearsal& rehearsal) {
+  return std::ranges::find(rehearsal.failures, int{ErrorManager::BadBiosValue},
+                           &ResultStatus::getval) == rehearsal.failures.end();
 }
 
 /// Takes out of `plan.changes` what cannot be written.
@@ -35,7 +44,7 @@ void FindObstacles(Plan& plan) {
     std::erase_if(plan.changes,
                   [&](const Change& change) { return change.path == obstacle.change.path; });
     if (!obstacle.isReadOnly) {
-      plan.findings.push_back(FindingOf(obstacle, plan.request.keepsGoing));
+      plan.findings.push_back(FindingOf(obstacle, plan.request));
     }
   }
 }
@@ -56,7 +65,7 @@ void Foresee(Plan& plan, const Server& server) {
       continue;
     }
     plan.obstacles.push_back({*change, foreseen.text, false});
-    plan.findings.push_back(FindingOf(plan.obstacles.back(), plan.request.keepsGoing));
+    plan.findings.push_back(FindingOf(plan.obstacles.back(), plan.request));
     plan.changes.erase(change);
   }
 }
@@ -92,8 +101,10 @@ Plan MakePlan(const Request& request, const Server& server) {
   plan.taken = std::move(rehearsal.taken);
   Request asRead = request;
   asRead.wanted = WithTakenValues(request.wanted, plan.present, plan.taken);
-  more = UnknownOnServer(asRead, plan.present, rehearsal.writes);
-  std::move(more.begin(), more.end(), std::back_inserter(plan.findings));
+  if (HasSeenTheMenus(rehearsal)) {
+    more = UnknownOnServer(asRead, plan.present, rehearsal.writes);
+    std::move(more.begin(), more.end(), std::back_inserter(plan.findings));
+  }
   plan.changes = ChangesOf(rehearsal.writes, plan.present, WaitingOn(server));
   plan.writes = std::move(rehearsal.writes);
   if (!request.skipBootOrder && request.mode != ModeBmc) plan.lost = request.lost;

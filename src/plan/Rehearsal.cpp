@@ -5,6 +5,7 @@
 
 #include "modules/save/SaveRestore.h"
 #include "modules/save/SerialPorts.h"
+#include "plan/Layers.h"
 
 namespace Planning {
 namespace {
@@ -119,6 +120,20 @@ Configuration WithTakenValues(const Configuration& file, const Configuration& ma
     asRead.Add({setting.section, setting.key, value->value, "", ""});
   }
   return asRead;
+}
+
+Configuration AsRead(const Configuration& file, const Configuration& machine, Mode mode,
+                     const Mounts& target) {
+  const bool isComplete = std::ranges::all_of(machine.Settings(), [&](const Setting& setting) {
+    return !IsBiosSection(setting.section) || file.Find(setting.section, setting.key) != nullptr;
+  });
+  if (isComplete) return file;
+  const TransientFile text(file);
+  Request restore;
+  restore.file = text.Path();
+  restore.mode = mode;
+  restore.skipBootOrder = true;
+  return WithTakenValues(file, machine, Rehearse(restore, target).taken);
 }
 
 std::vector<SystemMismatch> SystemMismatches(const std::string& file) {

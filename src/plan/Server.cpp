@@ -4,6 +4,7 @@
 #include <iterator>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -34,6 +35,13 @@ Server::~Server() {
 
 void Server::ThrowIfSilent() const {
   if (silence_) throw ResultStatus(*silence_);
+}
+
+void Server::Refresh() const {
+  std::set<SDK::QueryProvider*> refreshed;  // one may be for several trees
+  for (const auto& [tree, mount] : mounts_) {
+    if (refreshed.insert(mount.provider.get()).second) mount.provider->Refresh();
+  }
 }
 
 std::vector<SDK::WriteForesight> Server::Foresee(const SDK::SettingMap& settings) const {

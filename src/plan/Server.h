@@ -27,6 +27,9 @@ class Server {
   /// Throws that failure, if there is one.
   void ThrowIfSilent() const;
 
+  /// Has the next reads ask the server again (`QueryProvider::Refresh`). \throws ResultStatus
+  void Refresh() const;
+
   /// What writing `settings` would lead to; nothing is written. \throws ResultStatus
   [[nodiscard]] std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings) const;
 

@@ -59,6 +59,8 @@ std::string FilledLine(std::string_view line, const Variables& variables, const 
   return filled;
 }
 
+}  // namespace
+
 bool IsBaseline(std::string_view text) {
   constexpr std::string_view kMark = "\xEF\xBB\xBF";
   if (text.starts_with(kMark)) text.remove_prefix(kMark.size());
@@ -66,8 +68,6 @@ bool IsBaseline(std::string_view text) {
   while (first.ends_with('\r') || first.ends_with(' ')) first.remove_suffix(1);
   return first == kBaselineLine;
 }
-
-}  // namespace
 
 std::string Filled(const std::string& text, const std::string& name, const Variables& variables) {
   if (!IsBaseline(text)) return text;

@@ -1,6 +1,7 @@
 #include "plan/UnknownNames.h"
 
 #include <algorithm>
+#include <cctype>
 #include <set>
 #include <string>
 
@@ -71,8 +72,18 @@ std::vector<std::string> KeysOf(const Configuration& present, const std::string&
   return keys;
 }
 
-bool HasKeySomewhere(const Configuration& present, const std::string& key) {
-  return std::ranges::find(present.Settings(), key, &Setting::key) != present.Settings().end();
+/// The name of a section without its numbers: the same for all instances.
+std::string Unnumbered(std::string section) {
+  std::erase_if(section, [](unsigned char byte) { return std::isdigit(byte) != 0; });
+  return section;
+}
+
+/// True when another instance of the setting's section has its key.
+bool AnotherHas(const Configuration& present, const Setting& setting) {
+  const std::string section = Unnumbered(setting.section);
+  return std::ranges::any_of(present.Settings(), [&](const Setting& other) {
+    return other.key == setting.key && Unnumbered(other.section) == section;
+  });
 }
 
 std::uint32_t LineOf(const Configuration& file, const std::string& section) {
@@ -121,7 +132,7 @@ std::vector<Finding> UnknownOnServer(const Request& request, const Configuration
   const auto isKnown = [&](const Setting& setting) {
     return present.Find(setting.section, setting.key) != nullptr ||
            written.contains(setting.Name()) ||
-           (setting.isOfWildcard && HasKeySomewhere(present, setting.key));
+           (setting.isOfWildcard && AnotherHas(present, setting));
   };
   std::vector<Finding> findings;
   std::set<std::string> told;

@@ -5,6 +5,7 @@
 
 #include "plan/Compare.h"
 #include "plan/HostsOwn.h"
+#include "plan/Rehearsal.h"
 
 namespace Planning {
 namespace {
@@ -25,13 +26,15 @@ Verification Verify(const Configuration& wanted, Configuration present, Mode mod
                     const Server& server) {
   Verification verification;
   verification.present = std::move(present);
+  const Configuration asRead = AsRead(wanted, verification.present, mode, server.Providers());
+  server.ThrowIfSilent();
   if (mode != ModeBmc) verification.messages = server.BootMessages();
   std::set<std::string> waiting;
   for (const SDK::BootMessage& message : verification.messages) {
     if (message.isWaiting) waiting.insert(message.path);
   }
-  const Configuration own = HostsOwn(wanted, verification.present);
-  for (const Setting& setting : wanted.Settings()) {
+  const Configuration own = HostsOwn(asRead, verification.present);
+  for (const Setting& setting : asRead.Settings()) {
     if (!IsWritten(setting, mode)) continue;
     const bool isOwn = own.Find(setting.section, setting.key) != nullptr;
     if (!isOwn) ++verification.compared;

@@ -21,11 +21,9 @@ template <typename Map, typename Visit>
 void ForSubtree(const Map& map, const std::string& path, Visit visit) {
   if (const auto node = map.find(path); node != map.end()) visit(*node);
   for (const char separator : {'/', '['}) {
-    const std::string prefix = path + separator;
-    for (auto entry = map.lower_bound(prefix);
-         entry != map.end() && entry->first.starts_with(prefix); ++entry) {
-      visit(*entry);
-    }
+    // Up to where the next character would stand, so that no path has to be looked at.
+    const auto end = map.lower_bound(path + static_cast<char>(separator + 1));
+    for (auto entry = map.lower_bound(path + separator); entry != end; ++entry) visit(*entry);
   }
 }
 

@@ -2,9 +2,9 @@
 
 #include <map>
 #include <string>
-#include <vector>
 
 #include "query/Limits.h"
+#include "query/Shared.h"
 
 /// What a node of the query path space is. Other numbers are neither.
 enum NodeKind : int { NODE_SETTING = 0, NODE_MENU = 1 };
@@ -15,10 +15,10 @@ struct _XNode {  // NOLINT(bugprone-reserved-identifier): the name callers know
 
   /// A setting: its value, and sometimes further texts. A BIOS menu, or any other inner node: the
   /// full paths of its children in the machine's order. Empty: the node has no value.
-  std::vector<std::string> values;
+  Query::Texts values;
 
   /// The choices of a setting: value to display text. Empty for a free-form setting.
-  std::map<std::string, std::string> options;
+  Query::TextMap options;
 
   /// A BIOS setting with the flag set is neither saved nor restored.
   bool flag = false;
@@ -27,7 +27,7 @@ struct _XNode {  // NOLINT(bugprone-reserved-identifier): the name callers know
   std::string remark = {};
 
   /// What a setting takes beyond its options (`Query::Objection` checks a value against both).
-  Query::Limits limits = {};
+  Query::Shared<Query::Limits> limits = {};
 
   bool operator==(const _XNode&) const = default;
 };

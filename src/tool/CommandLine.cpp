@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "common/ErrorManager.h"
 #include "common/Logger.h"
 #include "plan/Failure.h"
 #include "tool/ExitCodes.h"
@@ -96,6 +97,11 @@ int Run(const Command& command, const Globals& globals) {
     messages.Error(fault.what());
     return ExitCodeOf(fault.kind);
   } catch (const ResultStatus& failure) {
+    if (IsInterrupted() && failure.getval() == ErrorManager::Unreachable) {
+      // The request that was given up has failed, not the target.
+      messages.Error("interrupted while it waited for the target");
+      return ExitFailed;
+    }
     messages.Error("error " + std::to_string(failure.getval()) + ": " + failure.message());
     if (const std::string advice = AdviceOn(failure); !advice.empty()) messages.Error(advice);
     return ExitCodeOf(failure);

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string_view>
 
+#include "plan/Configuration.h"
 #include "tool/ExitCodes.h"
 
 namespace Tool {
@@ -19,6 +20,7 @@ void CheckDestination(const std::string& path, bool overwrite) {
   if (std::ranges::find(kExtensions, extension) == kExtensions.end()) {
     throw ToolError(ExitUsage, "\"" + path + "\" must end in .ini or .scf");
   }
+  Planning::CheckFileName(path);
   CheckReplaceable(path, overwrite);
 }
 

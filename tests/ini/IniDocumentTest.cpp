@@ -112,18 +112,6 @@ TEST_F(IniDocumentTest, BadLinesCostBoundedMemory) {
   EXPECT_EQ(document.Parse(text + "[S]\n"), Status::TooLarge);
 }
 
-TEST_F(IniDocumentTest, ACommentBehindABlankIsRecognised) {
-  for (const auto& [line, looksLike] : {std::pair{"1 ;Options: Off=0: On=1", true},
-                                        {"On  ; Options: On, Off", true},
-                                        {"a;b ;c", false},
-                                        {"a; b", false},
-                                        {"Options:", false},
-                                        {"", false}}) {
-    EXPECT_EQ(ValueIn(std::string("[S]\nK=") + line), line);  // the reader takes it as it stands
-    EXPECT_EQ(IniDocument::LooksLikeComment(line), looksLike) << line;
-  }
-}
-
 TEST_F(IniDocumentTest, RefusesWhatIsNoTextFile) {
   EXPECT_EQ(document.Parse(std::string_view("[S]\nK=\0", 7)), Status::HoldsNul);
   EXPECT_EQ(document.Load(PathOf("missing").c_str()), Status::CannotRead);

@@ -24,6 +24,22 @@ TEST(XTokenizer, LeavesOutEmptyTokens) {
   EXPECT_THAT(Common::XTokenizer(",a,/b", ',').TokenList(), ElementsAre("a", "/b"));
 }
 
+TEST(Shared, ACopyIsItsOwnOnceItIsChanged) {
+  _XNode node;
+  node.values = {"a"};
+  node.options = {{"0", "Off"}};
+  _XNode copy = node;
+  EXPECT_TRUE(copy.options.IsCopyOf(node.options));
+  copy.values.push_back("b");
+  copy.options.emplace("1", "On");
+  copy.limits.Edit().isReadOnly = true;
+  EXPECT_THAT(node.values, ElementsAre("a"));
+  EXPECT_EQ(node.options.size() + copy.options.size(), 3U);
+  EXPECT_FALSE(node.limits->isReadOnly || copy == node);
+  Query::TextMapPool pool;
+  EXPECT_TRUE(pool.Of({{"0", "Off"}}).IsCopyOf(pool.Of(node.options)));
+}
+
 class XDirectorTest : public EngineTest {
  protected:
   XDirectorTest() {

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -58,10 +59,11 @@ class ToolTest : public EngineTest {
 };
 
 /// Runs the tool on a terminal, types a text when it is asked, and returns what the terminal shows.
-/// `redirection` leads its standard streams elsewhere.
+/// `redirection` leads its standard streams elsewhere, `meanwhile` happens while it waits.
 inline std::string TerminalOutput(const std::vector<std::string>& arguments,
                                   const std::string& typed = "", int exitCode = 0,
-                                  const std::string& redirection = "") {
+                                  const std::string& redirection = "",
+                                  const std::function<void()>& meanwhile = {}) {
   int terminal = -1;
   winsize size = {24, 80, 0, 0};
   const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
@@ -85,6 +87,7 @@ inline std::string TerminalOutput(const std::vector<std::string>& arguments,
   for (ssize_t got = 0; (got = read(terminal, part.data(), part.size())) > 0;) {
     shown.append(part.data(), static_cast<std::size_t>(got));
     if (isTyped || !(shown.ends_with(": ") || shown.ends_with("] "))) continue;
+    if (meanwhile) meanwhile();
     EXPECT_EQ(write(terminal, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
     isTyped = true;
   }

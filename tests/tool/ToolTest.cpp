@@ -66,6 +66,29 @@ TEST_F(ToolTest, AnExistingFileNeedsOverwrite) {
   EXPECT_THAT(Files(), ::testing::ElementsAre("x.ini"));
 }
 
+TEST_F(ToolTest, ANameIsAsLongAsARestoreTakesAndNoLonger) {
+  const std::string folder = std::string(200, 'a') + "/" + std::string(200, 'b') + "/";
+  fs::create_directories(PathOf(folder));
+  const auto named = [&](std::size_t size, const char* extension) {
+    return folder + std::string(size - folder.size() - 4, 'c') + extension;
+  };
+  const std::string text = named(511, ".ini");
+  EXPECT_EQ(Run("--target " + Example("oskent") + " save " + text).exitCode, 0);
+  EXPECT_EQ(Run("--target " + Example("oskent") + " restore --no-backup " + text).exitCode, 0);
+  EXPECT_EQ(Run("convert " + text + " " + named(511, ".scf")).exitCode, 0);
+  EXPECT_EQ(Run("--target " + Example("oskent") + " verify " + named(511, ".scf")).exitCode, 0);
+  WriteText(PathOf(named(512, ".ini")), ReadText(PathOf(text)));
+  for (const std::string& command :
+       {"save --overwrite " + named(512, ".ini"), "save " + named(512, ".scf"),
+        "restore " + named(512, ".ini"), "convert " + text + " " + named(512, ".scf")}) {
+    const Outcome outcome = Run("--target " + Example("oskent") + " " + command);
+    EXPECT_EQ(outcome.exitCode, 64);
+    EXPECT_THAT(outcome.err, HasSubstr("longer than 511 bytes"));
+  }
+  const fs::directory_iterator files(PathOf(folder));
+  EXPECT_EQ(std::distance(begin(files), end(files)), 3);
+}
+
 TEST_F(ToolTest, ADirectoryOrADeviceIsNoDestination) {
   fs::create_directory(PathOf("folder.ini"));
   fs::create_symlink("/dev/null", PathOf("device.ini"));
@@ -157,8 +180,11 @@ TEST_F(ToolTest, AFileThatMayNotBeReadOrWrittenIsNotPermitted) {
 }
 
 TEST_F(ToolTest, HelpAndVersionGoToStandardOutput) {
-  for (const char* arguments : {"--help", "save --help", "restore --help", "targets --help",
-                                "machine --help", "machine capture --help", "diff --help"}) {
+  for (const char* arguments :
+       {"--help", "save --help", "restore --help", "targets --help", "machine --help",
+        "machine capture --help", "diff --help", "undo --help", "apply --help", "check --help",
+        "verify --help", "show --help", "convert --help", "history --help", "pending --help",
+        "reboot --help", "machine from-registry --help"}) {
     const Outcome outcome = Run(arguments);
     std::istringstream lines(outcome.out);
     for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 80U) << line;

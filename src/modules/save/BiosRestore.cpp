@@ -2,6 +2,7 @@
 // setting that the file wants otherwise. All of them leave in one batch at the end.
 #include <algorithm>
 #include <array>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -95,7 +96,7 @@ int SaveRestore::SaveBiosData(const std::string& parent, const std::string& path
                               const NodeMap& nodes, const char* fileName) {
   const _XNode& setting = BiosTree::NodeAt(nodes, path);
   if (setting.kind != NODE_SETTING || setting.flag) return 0;
-  BiosKey place{BiosTree::SectionName(parent), BiosTree::KeyOf(path, parent)};
+  BiosKey place{BiosTree::SectionName(parent), std::string(BiosTree::KeyOf(path, parent))};
   const BiosKey own = place;
   place.key = BiosTree::TrimmedName(own.key);
   if (BiosTree::IsPrivateKey(place.key)) return 0;

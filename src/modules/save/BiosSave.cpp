@@ -44,8 +44,20 @@ bool SavesSubMenus(const std::string& path) {
   return path.find("/BIOS/Server Management") == std::string::npos;
 }
 
-bool IsMenu(const NodeMap& nodes, const std::string& path) {
-  return BiosTree::NodeAt(nodes, path).kind == NODE_MENU;
+const _XNode& NodeOf(const NodeMap& nodes, NodeMap::const_iterator place) {
+  return place == nodes.end() ? BiosTree::AbsentNode() : place->second;
+}
+
+/// Calls `visit` with the path of each child of the menu at `menu`, and with its place, which is
+/// the end of `nodes` where it is absent.
+template <typename Visit>
+void ForEachChild(const NodeMap& nodes, NodeMap::const_iterator menu, Visit visit) {
+  auto near = menu;
+  for (const std::string& child : NodeOf(nodes, menu).values) {
+    const auto place = BiosTree::FindNear(nodes, near, child);
+    if (place != nodes.end()) near = place;
+    visit(child, place);
+  }
 }
 
 }  // namespace
@@ -62,37 +74,42 @@ void SaveRestore::Search(const std::string& path, const NodeMap& nodes, MenuWalk
   for (const std::string& menu : BiosTree::NodeAt(nodes, path).values) {
     if (!IsNeedToSaveRestore(menu) || IsExcludedMenu(menu) || !walk.Enter(menu)) continue;
     WriteSectionName(menu, walk.rows);
-    const std::vector<std::string>& children = BiosTree::NodeAt(nodes, menu).values;
-    for (const std::string& child : children) {
-      const _XNode& node = BiosTree::NodeAt(nodes, child);
+    std::vector<NodeMap::const_iterator> subMenus;
+    ForEachChild(nodes, nodes.find(menu), [&](const std::string& child, auto place) {
+      const _XNode& node = NodeOf(nodes, place);
       if (node.kind == NODE_SETTING) WriteOneData(menu, child, node, walk.rows);
-    }
+      if (node.kind == NODE_MENU) subMenus.push_back(place);
+    });
     if (!SavesSubMenus(menu)) continue;
-    for (const std::string& child : children) {
-      if (IsMenu(nodes, child)) WriteData(menu, child, nodes, walk);
-    }
+    for (const auto& subMenu : subMenus) WriteMenus(subMenu, nodes, walk);
   }
 }
 
 void SaveRestore::WriteData(const std::string& parent, const std::string& path,
                             const NodeMap& nodes, MenuWalk& walk) {
-  const _XNode& root = BiosTree::NodeAt(nodes, path);
-  if (root.kind == NODE_SETTING) return WriteOneData(parent, path, root, walk.rows);
-  std::vector<std::string> pending{path};
+  const auto place = nodes.find(path);
+  const _XNode& node = NodeOf(nodes, place);
+  if (node.kind == NODE_SETTING) return WriteOneData(parent, path, node, walk.rows);
+  WriteMenus(place, nodes, walk);
+}
+
+void SaveRestore::WriteMenus(NodeMap::const_iterator root, const NodeMap& nodes, MenuWalk& walk) {
+  std::vector<NodeMap::const_iterator> pending{root};
   while (!pending.empty()) {
-    const std::string menu = std::move(pending.back());
+    const auto place = pending.back();
     pending.pop_back();
+    const std::string& menu = place->first;
     if (IsExcludedMenu(menu) || !walk.Enter(menu)) continue;
-    const _XNode& node = BiosTree::NodeAt(nodes, menu);
-    if (node.kind == NODE_MENU) WriteSectionName(menu, walk.rows);
-    for (const std::string& child : node.values) {
-      const _XNode& childNode = BiosTree::NodeAt(nodes, child);
-      if (childNode.kind != NODE_MENU) {
-        WriteOneData(menu, child, childNode, walk.rows);
-      } else if (SavesSubMenus(menu)) {
-        pending.push_back(child);
+    if (place->second.kind == NODE_MENU) WriteSectionName(menu, walk.rows);
+    const bool savesSubMenus = SavesSubMenus(menu);
+    ForEachChild(nodes, place, [&](const std::string& child, auto childPlace) {
+      const _XNode& node = NodeOf(nodes, childPlace);
+      if (node.kind != NODE_MENU) {
+        WriteOneData(menu, child, node, walk.rows);
+      } else if (savesSubMenus) {
+        pending.push_back(childPlace);
       }
-    }
+    });
   }
 }
 
@@ -100,9 +117,20 @@ void SaveRestore::WriteOneData(const std::string& parent, const std::string& pat
                                const _XNode& setting, RowSink& rows) {
   if (setting.kind != NODE_SETTING || setting.flag) return;
   if (std::ranges::find(kExcludedSettings, path) != kExcludedSettings.end()) return;
-  const std::string key = BiosTree::KeyOf(path, parent);
+  const std::string_view key = BiosTree::KeyOf(path, parent);
   if (key.empty() || BiosTree::IsPrivateKey(key)) return;
-  rows.Write({key, BiosTree::EffectiveValue(setting), BiosTree::OptionComment(setting), path});
+  writtenRow.key = key;
+  writtenRow.value = BiosTree::EffectiveValue(setting);
+  // Settings that have their options in common mostly stand together.
+  if (!setting.remark.empty()) {
+    BiosTree::SetOptionComment(writtenRow.comment, setting);
+    writtenOptions.reset();
+  } else if (!writtenOptions || !writtenOptions->IsCopyOf(setting.options)) {
+    BiosTree::SetOptionComment(writtenRow.comment, setting);
+    writtenOptions = setting.options;
+  }
+  writtenRow.path = path;
+  rows.Write(writtenRow);
 }
 
 void SaveRestore::WriteSectionName(const std::string& path, RowSink& rows) {

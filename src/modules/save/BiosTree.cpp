@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <vector>
 
 #include "common/Text.h"
-#include "query/XEngine.h"
 
 namespace SDK::BiosTree {
 namespace {
@@ -16,40 +14,54 @@ constexpr auto kPrivateKeys = std::to_array<std::string_view>({"AdminPw", "UserP
 }  // namespace
 
 const _XNode& NodeAt(const NodeMap& nodes, const std::string& path) {
-  static const _XNode absent;
   const auto node = nodes.find(path);
-  return node == nodes.end() ? absent : node->second;
+  return node == nodes.end() ? AbsentNode() : node->second;
+}
+
+const _XNode& AbsentNode() {
+  static const _XNode absent;
+  return absent;
+}
+
+NodeMap::const_iterator FindNear(const NodeMap& nodes, NodeMap::const_iterator near,
+                                 const std::string& path) {
+  if (near != nodes.end() && ++near != nodes.end() && near->first == path) return near;
+  return nodes.find(path);
 }
 
 std::string SectionName(const std::string& menuPath) {
   std::string name;
-  for (const std::string& component : Common::XTokenizer(menuPath, '/').TokenList()) {
-    if (!name.empty()) name += "::";
-    name += component;
+  for (std::string_view rest = menuPath; !rest.empty();) {
+    const std::size_t end = std::min(rest.find('/'), rest.size());
+    if (end > 0 && !name.empty()) name += "::";
+    name += rest.substr(0, end);
+    rest.remove_prefix(std::min(end + 1, rest.size()));
   }
   return name;
 }
 
-std::string KeyOf(const std::string& path, const std::string& parent) {
+std::string_view KeyOf(std::string_view path, std::string_view parent) {
   const std::size_t start = path.find(parent);
-  if (start != std::string::npos && start + parent.size() + 1 < path.size()) {
+  if (start != std::string_view::npos && start + parent.size() + 1 < path.size()) {
     return path.substr(start + parent.size() + 1);
   }
-  const std::vector<std::string> components = Common::XTokenizer(path, '/').TokenList();
-  return components.empty() ? std::string() : components.back();
+  path = path.substr(0, path.find_last_not_of('/') + 1);
+  return path.substr(path.rfind('/') + 1);
 }
 
-std::string EffectiveValue(const _XNode& setting) {
+const std::string& EffectiveValue(const _XNode& setting) {
+  static const std::string none;
   const auto& values = setting.values;
-  if (values.empty()) return {};
+  if (values.empty()) return none;
   return values.front().empty() && values.size() > 1 ? values[1] : values.front();
 }
 
-std::string OptionComment(const _XNode& setting) {
-  std::string comment = ";Options";
-  for (const auto& [value, text] : setting.options) comment += ": " + text + "=" + value;
-  if (!setting.remark.empty()) comment += "; " + setting.remark;
-  return comment;
+void SetOptionComment(std::string& comment, const _XNode& setting) {
+  comment = ";Options";
+  for (const auto& [value, text] : setting.options) {
+    comment.append(": ").append(text).append("=").append(value);
+  }
+  if (!setting.remark.empty()) comment.append("; ").append(setting.remark);
 }
 
 std::string TrimmedName(std::string_view name) {

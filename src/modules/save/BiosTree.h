@@ -12,18 +12,27 @@ namespace SDK::BiosTree {
 /// The node at `path`. One that is absent reads as a setting without a value.
 [[nodiscard]] const _XNode& NodeAt(const NodeMap& nodes, const std::string& path);
 
+/// A setting without a value.
+[[nodiscard]] const _XNode& AbsentNode();
+
+/// The place of the node at `path` in `nodes`, or their end. The one behind `near` is tried first:
+/// the settings of a menu mostly stand behind each other, and a search in a large tree is dear.
+[[nodiscard]] NodeMap::const_iterator FindNear(const NodeMap& nodes, NodeMap::const_iterator near,
+                                               const std::string& path);
+
 /// The section of the menu at `menuPath`, without brackets: its components joined by "::".
 [[nodiscard]] std::string SectionName(const std::string& menuPath);
 
 /// The key of the setting at `path` in the menu at `parent`: what stands behind the parent's path.
 /// A path outside its parent gives its last component.
-[[nodiscard]] std::string KeyOf(const std::string& path, const std::string& parent);
+/// Part of `path`.
+[[nodiscard]] std::string_view KeyOf(std::string_view path, std::string_view parent);
 
 /// The value that is saved for a setting: its first, or its second where the first is empty.
-[[nodiscard]] std::string EffectiveValue(const _XNode& setting);
+[[nodiscard]] const std::string& EffectiveValue(const _XNode& setting);
 
-/// The comment that lists the options of a setting: ";Options: text=value: text=value".
-[[nodiscard]] std::string OptionComment(const _XNode& setting);
+/// Makes `comment` the one that lists the options of a setting: ";Options: text=value: text=value".
+void SetOptionComment(std::string& comment, const _XNode& setting);
 
 /// The name of a setting or a device without blanks and line ends around it, by which it is looked
 /// up.

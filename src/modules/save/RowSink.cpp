@@ -12,6 +12,9 @@
 namespace SDK {
 namespace {
 
+/// A large file costs a call of the kernel for each of these.
+constexpr std::size_t kBufferBytes = std::size_t{64} * 1024;
+
 /// \throws ResultStatus  1041.
 FILE* Create(const char* path) {
   constexpr unsigned kOwnerOnly = 0600;
@@ -33,11 +36,18 @@ void IniRowSink::BeginSection(const std::string& name) {
 }
 
 void IniRowSink::Write(const Row& row) {
-  iniFileWriteDataString(file_, row.key.c_str(), row.value.c_str(), row.comment.c_str(), "");
+  if (row.comment != comment_) {  // many rows have that of the one before
+    comment_ = row.comment;
+    commentText_ = Ini::CommentText(comment_);
+  }
+  line_.clear();
+  Ini::AppendKeyLine(line_, row.key, row.value, commentText_);
+  std::fwrite(line_.data(), 1, line_.size(), file_);
 }
 
 IniFile::IniFile(const char* path, IniRowSink::SectionObserver observer)
-    : file_(Create(path)), rows_(file_.get(), std::move(observer)) {
+    : buffer_(kBufferBytes), file_(Create(path)), rows_(file_.get(), std::move(observer)) {
+  std::setvbuf(file_.get(), buffer_.data(), _IOFBF, buffer_.size());
   std::fprintf(file_.get(), "%s\n", kFileHeader.data());
 }
 

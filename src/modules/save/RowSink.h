@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace SDK {
 
@@ -41,6 +42,9 @@ class IniRowSink final : public RowSink {
  private:
   FILE* file_;
   SectionObserver observer_;
+  std::string line_;     ///< the last one; kept for its memory
+  std::string comment_;  ///< the last one
+  std::string commentText_;
 };
 
 /// A text configuration file that is being written: the warning that every one begins with, then
@@ -59,6 +63,7 @@ class IniFile {
   struct Close {
     void operator()(FILE* file) const { static_cast<void>(std::fclose(file)); }
   };
+  std::vector<char> buffer_;  ///< of the file; outlives it
   std::unique_ptr<FILE, Close> file_;
   IniRowSink rows_;
 };

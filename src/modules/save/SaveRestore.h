@@ -4,8 +4,10 @@
 #include <cstdio>
 #include <map>
 #include <memory>
-#include <set>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "modules/save/EfiGuid.h"
@@ -193,8 +195,8 @@ class SaveRestore {
   /// machine lists twice, or below itself, is taken once.
   struct MenuWalk {
     RowSink& rows;
-    std::set<std::string> visited;
-    /// True for the first visit of the menu at `path`.
+    std::unordered_set<std::string_view> visited;  ///< paths as the nodes have them
+    /// True for the first visit of the menu at `path`, a text that outlives the walk.
     bool Enter(const std::string& path) { return visited.insert(path).second; }
   };
 
@@ -207,6 +209,8 @@ class SaveRestore {
   void WriteData(const std::string& parent, const std::string& path, const NodeMap& nodes,
                  MenuWalk& walk);
   void WriteData(std::string parent, std::string path, NodeMap& nodes, FILE* file);
+  /// Writes the menu at `root` with everything below it.
+  void WriteMenus(NodeMap::const_iterator root, const NodeMap& nodes, MenuWalk& walk);
   /// Writes the key line of the setting at `path` in the menu at `parent`, unless it is one that
   /// never appears.
   void WriteOneData(const std::string& parent, const std::string& path, const _XNode& setting,
@@ -345,6 +349,9 @@ class SaveRestore {
     std::string query;
     KeyReading reading;
   };
+  Row writtenRow;  ///< of the BIOS setting that was written last; kept for its memory
+  std::optional<Query::TextMap>
+      writtenOptions;  ///< those that make up its comment, if nothing else does
   const SavedConfiguration& Saved(const char* fileName);
   FileValue ReadFileValue(const std::string& section, const std::string& key, const char* fileName);
   /// Whether the file must have a key. The save leaves out some of what the machine reserves; what

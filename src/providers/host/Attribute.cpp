@@ -101,7 +101,7 @@ std::string Joined(const std::vector<std::string>& parts, char separator) {
 /// What the attribute is and takes. Some drivers name no type.
 void ReadType(Attribute& attribute) {
   const std::string type = TextOrNothing(attribute.folder / "type");
-  Limits& limits = attribute.node.limits;
+  Limits& limits = attribute.node.limits.Edit();
   const std::optional<Query::Range> range = RangeOf(attribute.folder, Fact::Low, Fact::High);
   if (type == "integer" || (type.empty() && range)) {
     limits.form = Limits::Form::Whole;
@@ -137,7 +137,7 @@ Attribute ReadAttribute(const fs::path& folder) {
   std::error_code error;
   const fs::perms rights = fs::status(attribute.ValueFile(), error).permissions();
   constexpr fs::perms kWrite = fs::perms::owner_write | fs::perms::group_write;
-  attribute.node.limits.isReadOnly = error || (rights & kWrite) == fs::perms::none;
+  attribute.node.limits.Edit().isReadOnly = error || (rights & kWrite) == fs::perms::none;
   ReadType(attribute);
   for (const Fact fact : {Fact::Modifier, Fact::ValueModifier}) {
     std::vector<Term> terms = TermsIn(TextOf(folder, fact), attribute.unread);
@@ -161,7 +161,7 @@ std::string Objection(const Attribute& attribute, const std::string& value) {
   if (!IsPlainText(value)) return "it is not UTF-8 text in one line";
   std::string objection = Query::Objection(attribute.node, value);
   if (!objection.empty()) return objection;
-  const std::optional<Query::Range>& length = attribute.node.limits.length;
+  const std::optional<Query::Range>& length = attribute.node.limits->length;
   if (length && static_cast<std::int64_t>(value.size()) > length->high) {
     return "it must have at most " + std::to_string(length->high) + " bytes";
   }

@@ -104,7 +104,7 @@ std::string BootVariables::Description(std::uint16_t number) const {
 
 void BootVariables::AddTo(NodeMap& nodes) const {
   if (entries_.empty()) return;
-  std::vector<std::string>& positions = nodes[kOrderPath].values;
+  std::vector<std::string>& positions = nodes[kOrderPath].values.Edit();
   for (std::size_t index = 0; index < entries_.size(); ++index) {
     positions.push_back(PathOf(index + 1));
     nodes[positions.back()].values = {entries_[index].name};

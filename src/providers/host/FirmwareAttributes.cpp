@@ -109,7 +109,7 @@ bool FirmwareAttributes::HasValue(const std::string& path, const std::string& va
 
 void FirmwareAttributes::Check(const std::string& path, const std::string& value) const {
   const Attribute& attribute = attributes_.at(path);
-  if (attribute.node.limits.isReadOnly) return;  // it is refused alone, whatever the value
+  if (attribute.node.limits->isReadOnly) return;  // it is refused alone, whatever the value
   if (const std::string reason = Objection(attribute, value); !reason.empty()) {
     ErrorManager::Raise(ErrorManager::ValueRefused, path, value, reason);
   }
@@ -139,7 +139,7 @@ void FirmwareAttributes::Write(const SDK::SettingMap& settings, const std::strin
       const auto wanted = settings.find(path);
       if (wanted == settings.end()) continue;
       const Attribute& attribute = attributes_.at(path);
-      if (attribute.node.limits.isReadOnly) {
+      if (attribute.node.limits->isReadOnly) {
         notes.push_back({path, SDK::WriteNote::Fate::Refused, "it is read-only"});
       } else {
         changes.push_back({path, &attribute, wanted->second});

@@ -62,7 +62,7 @@ void ListWithParents(const std::string& path, NodeMap& tree) {
   const std::string parent = ParentOf(path);
   if (parent.empty()) return;
   const bool isNew = !tree.contains(parent);
-  std::vector<std::string>& children = tree[parent].values;
+  std::vector<std::string>& children = tree[parent].values.Edit();
   if (std::ranges::find(children, path) != children.end()) return;
   children.push_back(path);
   if (isNew) ListWithParents(parent, tree);
@@ -85,8 +85,9 @@ void ListInstancesAlone(const std::string& path, _XNode& node) {
   const bool isCollection = std::ranges::any_of(
       FieldTable(), [&](const FieldRow& field) { return field.path.starts_with(path + "["); });
   if (!isCollection && std::ranges::none_of(node.values, isInstance)) return;
-  std::erase_if(node.values, std::not_fn(isInstance));
-  std::ranges::sort(node.values, {}, IndexOf);
+  std::vector<std::string>& instances = node.values.Edit();
+  std::erase_if(instances, std::not_fn(isInstance));
+  std::ranges::sort(instances, {}, IndexOf);
 }
 
 }  // namespace

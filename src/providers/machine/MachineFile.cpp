@@ -87,7 +87,7 @@ std::string RenderMachine(const MachineImage& machine) {
         node.limits == Query::Limits{} && constraint != machine.constraints.end();
     text += separator;
     text += "    " + Quoted(path) + ": ";
-    text += Render(node, isElsewhere ? LimitsOf(constraint->second) : node.limits);
+    text += Render(node, isElsewhere ? LimitsOf(constraint->second) : node.limits.Get());
     separator = ",\n";
   }
   return text + "\n  }\n}\n";

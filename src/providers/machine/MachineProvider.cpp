@@ -81,7 +81,7 @@ SDK::SettingMap MachineProvider::ChangesIn(const SDK::SettingMap& settings) {
         !Query::ChildrenAmong(node->second.values, path).empty()) {
       ErrorManager::Raise(ErrorManager::ValueRefused, path, value, "it holds other nodes");
     }
-    if (node->second.limits.isReadOnly) {
+    if (node->second.limits->isReadOnly) {
       refusals.push_back({path, SDK::WriteNote::Fate::Refused, "it is read-only"});
       continue;
     }
@@ -99,17 +99,17 @@ SDK::SettingMap MachineProvider::ChangesIn(const SDK::SettingMap& settings) {
 }
 
 void MachineProvider::Apply(const SDK::SettingMap& settings) {
-  std::vector<std::pair<std::vector<std::string>*, std::vector<std::string>>> undo;
+  std::vector<std::pair<Query::Texts*, Query::Texts>> undo;
   for (const auto& [path, value] : ChangesIn(settings)) {
-    std::vector<std::string>& values = machine_.nodes.at(path).values;
+    Query::Texts& values = machine_.nodes.at(path).values;
     undo.emplace_back(&values, values);
-    values.assign({value});
+    values = {value};
   }
   if (undo.empty()) return;
   try {
     store_.Replace(machine_);
   } catch (...) {
-    for (auto& [values, before] : undo) values->swap(before);
+    for (auto& [values, before] : undo) *values = std::move(before);
     throw;
   }
 }

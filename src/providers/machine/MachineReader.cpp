@@ -114,7 +114,7 @@ class Reader final : public nlohmann::json_sax<json> {
     if (member_->name == Name::Flag) {
       node_->flag = value;
     } else {
-      node_->limits.isReadOnly = !value;
+      node_->limits.Edit().isReadOnly = !value;
     }
     return true;
   }
@@ -135,7 +135,7 @@ class Reader final : public nlohmann::json_sax<json> {
       node_->kind = static_cast<int>(value);
     } else {
       if (value < 1) RefuseMember("must be 1 or more");
-      node_->limits.increment = value;
+      node_->limits.Edit().increment = value;
     }
     return true;
   }
@@ -185,6 +185,7 @@ class Reader final : public nlohmann::json_sax<json> {
 
   bool end_object() override {
     if (place_ == Place::Node) EndNode();
+    if (place_ == Place::Options) node_->options = choices_.Of(node_->options);
     place_ = place_ == Place::Node      ? Place::Nodes
              : place_ == Place::Options ? Place::Node
                                         : Place::Top;
@@ -192,8 +193,8 @@ class Reader final : public nlohmann::json_sax<json> {
   }
 
   bool end_array() override {
-    if (place_ == Place::Range) node_->limits.range = TakeRange();
-    if (place_ == Place::Length) node_->limits.length = TakeRange();
+    if (place_ == Place::Range) node_->limits.Edit().range = TakeRange();
+    if (place_ == Place::Length) node_->limits.Edit().length = TakeRange();
     place_ = Place::Node;
     return true;
   }
@@ -268,11 +269,11 @@ class Reader final : public nlohmann::json_sax<json> {
         node_->remark = std::move(value);
         break;
       case Name::Pattern:
-        node_->limits.pattern = std::move(value);
+        node_->limits.Edit().pattern = std::move(value);
         break;
       default:
         if (value != "whole" && value != "number") RefuseMember("must be \"whole\" or \"number\"");
-        node_->limits.form =
+        node_->limits.Edit().form =
             value == "whole" ? Query::Limits::Form::Whole : Query::Limits::Form::Number;
     }
   }
@@ -289,8 +290,10 @@ class Reader final : public nlohmann::json_sax<json> {
   }
 
   void EndNode() {
-    Query::Limits& limits = node_->limits;
-    if (limits.range && !HasSeen(Name::Form)) limits.form = Query::Limits::Form::Whole;
+    if (node_->limits->range && !HasSeen(Name::Form)) {
+      node_->limits.Edit().form = Query::Limits::Form::Whole;
+    }
+    const Query::Limits& limits = node_->limits.Get();
     const Constraint constraint{!limits.isReadOnly, limits.range, limits.length};
     if (constraint != Constraint{}) machine_.constraints.emplace(path_, constraint);
   }
@@ -310,6 +313,7 @@ class Reader final : public nlohmann::json_sax<json> {
   std::string option_;              // the name before an option's text
   std::string path_;                // of the node that is being read
   _XNode* node_ = nullptr;          // that node
+  Query::TextMapPool choices_;
   std::vector<std::int64_t> numbers_;
 };
 

@@ -45,11 +45,11 @@ std::string ReasonAgainst(const _XNode& node, const std::string& value,
       }
     }
     _XNode limited = node;
-    if (rule.value.is_number_integer() && limited.limits.form == Query::Limits::Form::Whole) {
-      Query::Range range = limited.limits.range.value_or(Query::Range{});
+    if (rule.value.is_number_integer() && limited.limits->form == Query::Limits::Form::Whole) {
+      Query::Range range = limited.limits->range.value_or(Query::Range{});
       if (rule.property == "LowerBound") range.low = rule.value.get<std::int64_t>();
       if (rule.property == "UpperBound") range.high = rule.value.get<std::int64_t>();
-      limited.limits.range = range;
+      limited.limits.Edit().range = range;
     }
     const std::string objection = Query::Objection(limited, value);
     if (!objection.empty()) return objection + " while " + rule.condition;
@@ -120,7 +120,7 @@ void RedfishProvider::SortOut(const std::string& path, const std::string& value,
     batch.notes.push_back({path, fate, reason});
   };
   if (PresentValue(node) != text) {  // the present value is allowed, whatever the limits say
-    if (node.limits.isReadOnly) return note(Fate::Skipped, "it is read-only");
+    if (node.limits->isReadOnly) return note(Fate::Skipped, "it is read-only");
     const std::string objection = Query::Objection(node, text);
     if (!objection.empty()) return note(Fate::Refused, objection);
   }

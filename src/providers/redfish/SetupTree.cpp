@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "common/Logger.h"
+#include "common/Secrets.h"
 #include "providers/redfish/Json.h"
-#include "providers/redfish/Secrets.h"
 
 namespace Redfish {
 namespace {
@@ -110,7 +110,7 @@ bool IsLeftOut(const std::string& name, const json& entry, const json& value) {
   const std::string type = TextAt(entry, {"Type"});
   if (type == "Password") return true;
   const bool isText = value.is_string() || value.is_null();
-  if (isText && type != "Enumeration" && NamesSecret(name)) return true;
+  if (isText && type != "Enumeration" && Common::NamesPassword(name)) return true;
   return value.is_string() && value.get_ref<const std::string&>().find('\0') != std::string::npos;
 }
 
@@ -279,13 +279,14 @@ class Builder {
     const std::string text = ToText(*child.value);
     _XNode& node = tree_.nodes[path];
     if (!child.value->is_null()) node.values = {text};
-    node.options = OptionsOf(entry, attribute, text);
+    node.options = choices_.Of(OptionsOf(entry, attribute, text));
     node.limits = LimitsOf(entry, child.name, attribute.type);
     node.remark = RemarkOf(entry, node.limits, label, attribute);
     tree_.attributes.emplace(path, std::move(attribute));
   }
 
   SetupTree& tree_;
+  Query::TextMapPool choices_;
 };
 
 /// Puts attributes into the menus.

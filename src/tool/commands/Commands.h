@@ -7,6 +7,7 @@
 #include <string>
 
 #include "plan/Configuration.h"
+#include "tool/Journal.h"
 #include "tool/targets/Targets.h"
 #include "tool/terminal/Messages.h"
 
@@ -78,8 +79,17 @@ inline constexpr const char* kModeOfFile =
 /// How long a restart may take where nobody says.
 inline constexpr unsigned kRestartSeconds = 900;
 
-/// Restarts the server and waits until it has taken over what waited (`QueryProvider::Restart`).
-void RestartServer(const Planning::Server& server, bool isForced, std::chrono::seconds limit,
+/// How a server is to be restarted.
+struct RestartOptions {
+  std::string target;  ///< as the journal has it
+  bool isForced = false;
+  std::chrono::seconds limit{kRestartSeconds};
+  JournalSink journal = SendToJournal;
+};
+
+/// Restarts the server, waits until it has taken over what waited (`QueryProvider::Restart`), and
+/// tells the journal.
+void RestartServer(const Planning::Server& server, const RestartOptions& options,
                    const Messages& messages);
 
 /// Opens the target of --target. `globals` outlives the command.

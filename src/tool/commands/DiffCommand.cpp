@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -60,28 +59,6 @@ int CompareFiles(const DiffRequest& request, const Messages& messages) {
   return Show(request, comparison, layers.front().name, layers.back().name, messages);
 }
 
-/// True when the target has BIOS settings that the files do not name.
-bool LacksBiosKeys(const Configuration& wanted, const Configuration& present) {
-  return std::ranges::any_of(present.Settings(), [&](const Planning::Setting& setting) {
-    return Planning::IsBiosSection(setting.section) &&
-           wanted.Find(setting.section, setting.key) == nullptr;
-  });
-}
-
-/// What is wanted, with the keys of the target for settings that a restore finds under others.
-Configuration AsTaken(const Configuration& wanted, const Configuration& present,
-                      Planning::Mode mode, const Planning::Server& server) {
-  if (!LacksBiosKeys(wanted, present)) return wanted;
-  const Planning::TransientFile file(wanted);
-  Planning::Request restore;
-  restore.file = file.Path();
-  restore.mode = mode;
-  restore.skipBootOrder = true;
-  const Planning::Rehearsal rehearsal = Rehearse(restore, server.Providers());
-  server.ThrowIfSilent();
-  return WithTakenValues(wanted, present, rehearsal.taken);
-}
-
 int CompareWithTarget(const DiffRequest& request, const Messages& messages) {
   const WantedLayers layers(request.layers, request.selection, request.mode);
   Progress progress(messages);
@@ -89,7 +66,8 @@ int CompareWithTarget(const DiffRequest& request, const Messages& messages) {
   progress.Begin("reading the target");
   const Configuration present = ReadTarget(server, layers.Mode());
   Configuration left = layers.On(present);
-  if (!request.isBaseline) left = AsTaken(left, present, layers.Mode(), server);
+  if (!request.isBaseline) left = AsRead(left, present, layers.Mode(), server.Providers());
+  server.ThrowIfSilent();
   const Configuration right = request.selection.Of(present);
   Planning::Comparison comparison = Compare(left, right);
   SetApart(HostsOwn(left, right), comparison);

@@ -65,6 +65,14 @@ WantedLayers::WantedLayers(const LayerOptions& options, const Planning::Selectio
       selection_(selection),
       mode_(mode.value_or(ModeOf(Planning::Overlaid(layers_, {})))) {}
 
+std::vector<std::string> WantedLayers::Cut() const {
+  std::vector<std::string> cut;
+  for (const Planning::Layer& layer : layers_) {
+    for (const Planning::Finding& end : layer.end) cut.push_back(layer.name + ": " + end.text);
+  }
+  return cut;
+}
+
 Planning::Configuration WantedLayers::On(const Planning::Configuration& present) const {
   const Planning::Configuration whole = InMode(Planning::Overlaid(layers_, present), mode_);
   selection_.ThrowIfIdle(whole);

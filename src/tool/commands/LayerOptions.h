@@ -44,6 +44,8 @@ class WantedLayers {
                std::optional<Planning::Mode> mode);
 
   [[nodiscard]] Planning::Mode Mode() const { return mode_; }
+  /// Those that are probably cut, a sentence each.
+  [[nodiscard]] std::vector<std::string> Cut() const;
   /// What is selected of them, on a server that has `present`.
   /// \throws Failure  the selection has a pattern that fits nothing.
   [[nodiscard]] Planning::Configuration On(const Planning::Configuration& present) const;

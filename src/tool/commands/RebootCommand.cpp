@@ -4,39 +4,54 @@
 
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
+#include "tool/commands/Writing.h"
 
 namespace Tool {
 namespace {
 
 /// What `saverestore reboot` is asked to do.
-struct RebootRequest {
+struct RebootRequest : RestartOptions {
   TargetOpener openTarget;
-  bool force = false;
-  unsigned wait = kRestartSeconds;
 };
 
 int RunReboot(const RebootRequest& request, const Messages& messages) {
   const Planning::Server server(request.openTarget(), Watching(messages));
-  RestartServer(server, request.force, std::chrono::seconds(request.wait), messages);
+  RestartServer(server, request, messages);
   return ExitDone;
 }
 
 }  // namespace
 
-void RestartServer(const Planning::Server& server, bool isForced, std::chrono::seconds limit,
+void RestartServer(const Planning::Server& server, const RestartOptions& options,
                    const Messages& messages) {
   const Planning::Mounts& mounts = server.Providers();
   const auto bios = mounts.find("BIOS");
   const auto& mount = bios != mounts.end() ? bios->second : mounts.begin()->second;
   messages.Note("Restarting the server; this may take minutes.");
-  mount.provider->Restart(isForced, limit);
+  const auto record = [&](const char* outcome) {
+    Planning::HistoryRecord restart;
+    restart.command = "reboot";
+    restart.target = options.target;
+    restart.outcome = outcome;
+    options.journal(JournalRecordOf(restart, false));
+  };
+  try {
+    mount.provider->Restart(options.isForced, options.limit);
+  } catch (...) {
+    record("failed");
+    throw;
+  }
+  record("done");
   messages.Result("The server is up, with what waited for the boot.");
 }
 
 void AddReboot(CLI::App& command, Command& chosen) {
   auto request = std::make_shared<RebootRequest>();
-  command.add_flag("--force", request->force, "Do not ask the operating system to end first");
-  command.add_option("--wait", request->wait, "Seconds until it must be up again; default 900")
+  command.add_flag("--force", request->isForced, "Do not ask the operating system to end first");
+  command
+      .add_option_function<unsigned>(
+          "--wait", [request](unsigned seconds) { request->limit = std::chrono::seconds(seconds); },
+          "Seconds until it must be up again; default 900")
       ->option_text("SECONDS")
       ->check(CLI::Range(1, 86400));
   command.footer(
@@ -46,6 +61,7 @@ void AddReboot(CLI::App& command, Command& chosen) {
   command.callback([request, &chosen] {
     chosen = [request](const Globals& globals, const Messages& messages) {
       request->openTarget = OpenerOf(globals);
+      request->target = JoinedTargets(globals.targets.Names());
       return RunReboot(*request, messages);
     };
   });

@@ -121,8 +121,8 @@ void AddFromRegistry(CLI::App& command, Command& chosen) {
       ->type_name("");
   command.add_flag("--overwrite", request->overwrite, "Replace OUT.json when it exists");
   command.footer(
-      "VALUES.json holds the attributes of a Bios resource; without it the settings have the\n"
-      "registry's own values. Needs no target.\n\n"
+      "VALUES.json holds the attributes of a Bios resource; without it the settings\n"
+      "have the registry's own values. Needs no target.\n\n"
       "Example:\n"
       "  saverestore machine from-registry registry.json server.json\n");
   command.callback([request, files, &chosen] {

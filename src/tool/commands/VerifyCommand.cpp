@@ -26,7 +26,8 @@ struct VerifyRequest {
 
 /// After a restore and the boot that it waited for: prints what of the files the target does not
 /// have, and what the target says of settings that it was to take over.
-/// \return ExitDone when the target has all that the files say, else ExitDifferent.
+/// \return ExitDone when the target has all that the files say, and they are whole, else
+///         ExitDifferent.
 /// \throws ToolError, Failure, ResultStatus  a file or the target cannot be read.
 int RunVerify(const VerifyRequest& request, const Messages& messages) {
   const WantedLayers layers(request.layers, request.selection, request.mode);
@@ -42,7 +43,9 @@ int RunVerify(const VerifyRequest& request, const Messages& messages) {
   } else {
     ShowVerification(verification, request.showsOwn, messages);
   }
-  return verification.missed.empty() ? ExitDone : ExitDifferent;
+  const std::vector<std::string> cut = layers.Cut();
+  for (const std::string& text : cut) messages.Warning(text);
+  return verification.missed.empty() && cut.empty() ? ExitDone : ExitDifferent;
 }
 
 }  // namespace

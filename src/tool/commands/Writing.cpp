@@ -141,6 +141,7 @@ class Stages {
     ThrowIfRefused(plan, messages_);
     if (options_.dryRun) return ShowDryRun(plan);
     if (plan.changes.empty()) return SayThatNothingChanges(plan);
+    Describe(plan);
     const bool isPlanShown = !options_.json && !messages_.IsQuiet();
     const Consent consent(plan, {options_.yes, options_.allowLockout, isPlanShown});
     Planning::CheckAdminPassword(plan, secrets.password, server_);
@@ -149,6 +150,7 @@ class Stages {
     if (!options_.noBackup) backup = Backup(plan);
     if (!options_.json) ShowPlan(plan, false, messages_);  // the report will be the one document
     consent.Ask(messages_);
+    server_.Refresh();  // the answer may have taken long
     const std::vector<Planning::Change> changed = Planning::ChangedSince(plan.changes);
     server_.ThrowIfSilent();
     consent.AskAgain(changed, messages_);
@@ -189,10 +191,8 @@ class Stages {
     return exitCode;
   }
 
-  /// Saves the present configuration as what a new record of the history goes back to, and says
-  /// how.
-  Planning::Saved Backup(const Plan& plan) {
-    const unsigned before = server_.Queries();
+  /// What history and journal will say of this write.
+  void Describe(const Plan& plan) {
     record_.command = options_.command;
     record_.target = JoinedTargets(options_.targets);
     record_.version = SAVERESTORE_VERSION;
@@ -201,6 +201,12 @@ class Stages {
     if (plan.request.mode != Planning::ModeBmc) {
       record_.waiting = Planning::WaitingSettings(plan.present, server_);
     }
+  }
+
+  /// Saves the present configuration as what a new record of the history goes back to, and says
+  /// how.
+  Planning::Saved Backup(const Plan& plan) {
+    const unsigned before = server_.Queries();
     history_.Begin(record_);
     progress_.Begin("saving the present configuration");
     Planning::Saved backup = Planning::SaveBackup(record_.backup, plan.request.mode, server_);
@@ -214,10 +220,13 @@ class Stages {
     return backup;
   }
 
-  /// Says in the history how it ended. A write that is done is not undone for want of a note.
+  /// Says in journal and history how it ended. A write that is done is not undone for want of a
+  /// note.
   void Record(const std::string& outcome) {
-    if (record_.number == 0) return;
+    if (record_.command.empty()) return;  // nothing was to be written
     record_.outcome = outcome;
+    options_.journal(JournalRecordOf(record_, options_.tellsValues));
+    if (record_.number == 0) return;
     try {
       history_.Keep(record_);
       history_.Prune(record_.target, Planning::kKeptRecords);
@@ -263,7 +272,10 @@ class Stages {
 
   /// Has what waits take effect, and shows what has. With --json the report was the one document.
   int RestartAndVerify(const Plan& plan) {
-    RestartServer(server_, options_.force, std::chrono::seconds(kRestartSeconds), messages_);
+    RestartServer(
+        server_,
+        {record_.target, options_.force, std::chrono::seconds(kRestartSeconds), options_.journal},
+        messages_);
     const Planning::Verification verification = Planning::Verify(
         plan.request.wanted, ReadTarget(server_, plan.request.mode), plan.request.mode, server_);
     if (!options_.json) ShowVerification(verification, false, messages_);
@@ -367,6 +379,8 @@ void AddWriteOptions(CLI::App& command, WriteOptions& options) {
   command.add_flag("--allow-lockout", options.allowLockout,
                    "Write also what cuts off the way to the target, without asking");
   command.add_flag("--json", options.json, "Report as JSON");
+  command.add_flag("--journal-values", options.tellsValues,
+                   "Tell the journal each change with its values; never passwords and the like");
   auto* reboot = command.add_flag("--reboot", options.reboot,
                                   "Restart the server where settings wait for that, and verify");
   command.add_flag("--force", options.force, "That restart does not ask the operating system")

@@ -7,6 +7,7 @@
 #include "plan/KeptPlan.h"
 #include "plan/Request.h"
 #include "plan/Server.h"
+#include "tool/Journal.h"
 #include "tool/commands/Commands.h"
 #include "tool/targets/Targets.h"
 #include "tool/terminal/Messages.h"
@@ -36,8 +37,10 @@ struct WriteOptions {
   std::string backupDir;  ///< empty: where the history of the target is kept
   bool yes = false;
   bool json = false;
-  bool reboot = false;  ///< restart the server where something waits for that, and verify
-  bool force = false;   ///< that restart does not ask the operating system
+  bool reboot = false;       ///< restart the server where something waits for that, and verify
+  bool force = false;        ///< that restart does not ask the operating system
+  bool tellsValues = false;  ///< tell the journal from what to what
+  JournalSink journal = SendToJournal;  ///< where what was written is told
 };
 
 /// Adds the options to a command. `options` outlives the parse.

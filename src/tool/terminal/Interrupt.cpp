@@ -58,8 +58,12 @@ void CatchInterrupts() {
   Handle(SIGALRM, EndNow);
 }
 
+bool IsInterrupted() {
+  return interrupts != 0;
+}
+
 void ThrowIfInterrupted() {
-  if (interrupts != 0) throw Interrupted();
+  if (IsInterrupted()) throw Interrupted();
 }
 
 bool IsHurried() {

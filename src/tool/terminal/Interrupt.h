@@ -15,6 +15,9 @@ class Interrupted : public std::runtime_error {
 /// (`IsHurried`), then ends the process.
 void CatchInterrupts();
 
+/// True when one of those signals has come.
+[[nodiscard]] bool IsInterrupted();
+
 /// \throws Interrupted  when one of those signals has come.
 void ThrowIfInterrupted();
 

@@ -7,7 +7,6 @@ namespace Test {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::Pair;
 
 class BiosRestoreTest : public RestoreTest {
@@ -27,8 +26,8 @@ struct MainRow {
   const char* name;
   std::string settings;  ///< "name=value|..."
   std::string keys;
-  std::string queued = "";
-  std::string printed = "";
+  std::string queued{};
+  std::string printed{};
 };
 
 class MainMenuTest : public BiosRestoreTest, public ::testing::WithParamInterface<MainRow> {};
@@ -99,7 +98,7 @@ TEST_F(BiosRestoreTest, TheExcludedNodesAreTheRestoresOwn) {
         "/BIOS/Boot Options/Add EFI Boot Option/Add Boot Option",
         // Excluded in a save only, or not at all.
         "/BIOS/Boot Options/Add EFI Boot Option/Select File system", "/BIOS/Boot Options/X"}) {
-    engine->tree["/BIOS/Main"].values.emplace_back(path);
+    engine->tree["/BIOS/Main"].values.push_back(path);
     engine->Set(path, "1");
   }
   EXPECT_EQ(RestoreBios("[BIOS::Main]\nSelect File system=2\nX=2\n"), "");
@@ -119,7 +118,7 @@ TEST_F(BiosRestoreTest, AMenuIsTakenOnceAlsoBelowSeveralTopLevelMenus) {
   Menu("/BIOS/Main", {{"A", "1"}});
   Menu("/BIOS/Security");
   for (const char* menu : {"/BIOS/Main", "/BIOS/Security"}) {
-    engine->tree[menu].values.emplace_back("/BIOS/Main");
+    engine->tree[menu].values.push_back("/BIOS/Main");
   }
   EXPECT_EQ(RestoreBios("[POWER]\n"),
             "Failed to find section \"BIOS::Main\" in ini file, skip this item.\n");
@@ -133,8 +132,8 @@ struct PortsRow {
   std::string queued;      ///< "A/IRQ=3|..."
   std::string remembered;  ///< the address and the interrupt of port A, and whether B was seen
   int code = 0;
-  std::string printed = "";
-  std::string ofPortA = "";  ///< keys of port A's own section
+  std::string printed{};
+  std::string ofPortA{};  ///< keys of port A's own section
 };
 
 class SerialPortTest : public BiosRestoreTest, public ::testing::WithParamInterface<PortsRow> {

@@ -8,8 +8,6 @@
 namespace Test {
 namespace {
 
-using ::testing::ElementsAre;
-
 class BiosSaveTest : public EngineTest {
  protected:
   /// The two boot-order sections, which are always there, without keys.
@@ -42,12 +40,18 @@ class BiosSaveTest : public EngineTest {
 TEST_F(BiosSaveTest, ASettingIsAKeyWithItsOptionsAsText) {
   EXPECT_EQ(Text(), kNoOrders);
   Menu("/BIOS", {"/BIOS/Main"});
-  Menu("/BIOS/Main", {"/BIOS/Main/A", "/BIOS/Main/Free", "/BIOS/Main/Second", "/BIOS/Main/Absent"});
+  Menu("/BIOS/Main", {"/BIOS/Main/A", "/BIOS/Main/B", "/BIOS/Main/C", "/BIOS/Main/Free",
+                      "/BIOS/Main/Second", "/BIOS/Main/Absent"});
   engine->Set("/BIOS/Main/A", "1");
   engine->tree["/BIOS/Main/A"].options = {{"1", "On: a=b"}, {"0", "Off"}, {"10", "x"}};
+  // The same options, once with a remark.
+  engine->tree["/BIOS/Main/B"] = engine->tree["/BIOS/Main/C"] = engine->tree["/BIOS/Main/A"];
+  engine->tree["/BIOS/Main/B"].remark = "read-only";
   engine->SetList("/BIOS/Main/Free", {});
   engine->SetList("/BIOS/Main/Second", {"", "fallback", "last"});
   EXPECT_EQ(Text(), std::string("[BIOS::Main]\nA=1\t;Options: Off=0: On: a=b=1: x=10\n"
+                                "B=1\t;Options: Off=0: On: a=b=1: x=10; read-only\n"
+                                "C=1\t;Options: Off=0: On: a=b=1: x=10\n"
                                 "Free=\nSecond=fallback\nAbsent=\n") +
                         kNoOrders);
 }

@@ -173,7 +173,7 @@ TEST_F(BmcWalkTest, AStatusInAnotherSpellingIsSavedAndRestored) {
 }
 
 TEST_F(BmcWalkTest, OnlyTheFirstTwelveFiltersCountAndFewerMayBeMissing) {
-  auto& filters = engine->tree["/BMC/PEF/FILTER"].values;
+  auto& filters = engine->tree["/BMC/PEF/FILTER"].values.Edit();
   ASSERT_GE(filters.size(), 13U);
   Restore(WithValue(saved, "PEF::FILTERS", "Filter13", "DISABLE"), 1);
   EXPECT_EQ(Sent("/BMC/PEF/FILTER[13]/STATUS"), kNotSent);
@@ -210,7 +210,7 @@ TEST_F(BmcWalkTest, WhatTheServerReservesNowIsMissingAllTheSameWhereTheSaveWrite
 }
 
 TEST_F(BmcWalkTest, InstancesAreTheChildrenThatTheSaveListsToo) {
-  auto& channels = engine->tree["/BMC/LAN"].values;
+  auto& channels = engine->tree["/BMC/LAN"].values.Edit();
   const std::vector<std::string> children = channels;
   channels = {"/BMC/LAN[1]", "x[2]"};  // saved as channels 1 and 2
   Restore(saved, 1);

@@ -135,7 +135,7 @@ TEST_F(BmcSaveTest, FiltersAreWrittenFromTwelveOnAndOnlyTwelve) {
     EXPECT_EQ(Keys("PEF::FILTERS"), reported == 11 ? "" : eleven);
   }
   // The first twelve that the BMC lists, whatever their numbers.
-  std::ranges::reverse(engine->tree["/BMC/PEF/FILTER"].values);
+  std::ranges::reverse(engine->tree["/BMC/PEF/FILTER"].values.Edit());
   Save();
   EXPECT_TRUE(Keys("PEF::FILTERS").starts_with("Filter20|"));
   EXPECT_TRUE(Keys("PEF::FILTERS").ends_with("|Filter9"));

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <thread>
@@ -229,6 +231,16 @@ TEST_F(ToolRedfishTest, RefusesACertificateThatNobodyVouchesFor) {
   EXPECT_THAT(service->TakeLines(), IsEmpty());
 }
 
+TEST_F(ToolRedfishTest, ARefusedRequestIsNotCalledABrokenConnection) {
+  ASSERT_EQ(RunRemote("save x.ini").exitCode, 0);
+  Edit("x.ini", "Patrol Scrub Interval", "12");
+  service->Knobs({"status=403 PATCH /redfish/v1/Systems/*"});
+  const ToolOutcome outcome = RunRemote("restore --yes x.ini");
+  EXPECT_EQ(outcome.exitCode, 77);
+  EXPECT_THAT(outcome.out, HasSubstr("24 → 12  not read back (the target refused access"));
+  EXPECT_THAT(outcome.err, HasSubstr("the target refuses access; above is what is known"));
+}
+
 TEST_F(ToolRedfishTest, AFailureInTheMiddleWritesNothing) {
   for (const char* knob : {"stall=", "close=", "flood=", "status=500 "}) {
     service->Knobs({std::string(knob) + "/redfish/v1/RegistryStore/bios.json"});
@@ -245,15 +257,22 @@ TEST_F(ToolRedfishTest, ASecondInterruptGivesAStalledRequestUpAndClosesTheSessio
   const std::string tool = ToolProgram() + " --target redfish:admin@" + service->Host() +
                            " --cacert " + service->CaCert() + " --bmc-password-file password";
   // Job control, so that the shell does not start it with interrupts ignored.
-  std::thread run(
-      [&] { RunShell(PathOf(""), "(set -m; " + tool + " save x.ini & echo $! >pid; wait $!)"); });
-  std::vector<std::string> lines;
-  while (lines.empty() || !lines.back().ends_with("bios.json")) {
-    for (std::string& line : service->TakeLines()) lines.push_back(std::move(line));
-  }
+  ToolOutcome outcome;
+  std::thread run([&] {
+    outcome = RunShell(PathOf(""), "(set -m; " + tool + " save x.ini & echo $! >pid; wait $!)");
+  });
+  // Looks and forgets nothing: a request that comes in between would be lost.
+  const auto isStalled = [this] {
+    return std::ranges::any_of(service->State("requests"), [](const json& request) {
+      return request.at("line").get<std::string>().ends_with("bios.json");
+    });
+  };
+  while (!isStalled()) std::this_thread::sleep_for(std::chrono::milliseconds(20));
   const int process = std::stoi(ReadText(PathOf("pid")));
   for (const int signal : {SIGINT, SIGTERM}) kill(process, signal);
   run.join();
+  EXPECT_EQ(outcome.exitCode, 2);
+  EXPECT_THAT(outcome.err, HasSubstr("interrupted"));
   EXPECT_FALSE(std::filesystem::exists(PathOf("x.ini")));
   EXPECT_EQ(service->State("sessions"), 0);
 }

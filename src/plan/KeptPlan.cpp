@@ -156,8 +156,9 @@ KeptPlan KeptPlanOf(const Plan& plan, const std::string& target, const std::stri
   KeptPlan kept{version, target, request.name, request.files, {}, {}, plan.changes};
   for (const Setting* setting : plan.present.Of("SYSTEM")) kept.firmware.push_back(*setting);
   // A setting that the file has under another key is wanted under its own.
-  const Configuration wanted = WithTakenValues(request.wanted, plan.present, plan.taken);
-  for (const Setting& setting : InMode(wanted, request.mode).Settings()) {
+  const Configuration wanted =
+      InMode(WithTakenValues(request.wanted, plan.present, plan.taken), request.mode);
+  for (const Setting& setting : wanted.Settings()) {
     if (setting.section == "SYSTEM") continue;
     if (request.skipBootOrder && IsBootOrder(setting.section)) continue;
     // A wildcard is wanted where there is such a setting only.

@@ -86,6 +86,12 @@ bool AnotherHas(const Configuration& present, const Setting& setting) {
   });
 }
 
+bool IsInCatalogue(const std::string& section) {
+  return std::ranges::any_of(SDK::CatalogueTable(), [&](const SDK::CatalogueSection& known) {
+    return IsInstanceOf("[" + section + "]", known.name);
+  });
+}
+
 std::uint32_t LineOf(const Configuration& file, const std::string& section) {
   const auto first = std::ranges::find(file.Settings(), section, &Setting::section);
   return first == file.Settings().end() ? 0 : first->line;
@@ -98,11 +104,7 @@ std::vector<Finding> UnknownAnywhere(const Configuration& file) {
   std::set<std::string> unknown;
   for (const std::string& section : file.Sections()) {
     if (section.empty() || IsBiosSection(section)) continue;
-    const bool isKnown =
-        std::ranges::any_of(SDK::CatalogueTable(), [&](const SDK::CatalogueSection& known) {
-          return IsInstanceOf("[" + section + "]", known.name);
-        });
-    if (isKnown) continue;
+    if (IsInCatalogue(section)) continue;
     unknown.insert(section);
     findings.push_back(Unknown(LineOf(file, section),
                                UnknownSection(section, "to every server", SectionsLike(section))));
@@ -126,11 +128,14 @@ std::vector<Finding> UnknownOnServer(const Request& request, const Configuration
   }
   const auto isAsked = [&](const std::string& section) {
     if (section == "SYSTEM" || IsBootOrder(section)) return false;
-    return IsBiosSection(section) ? request.mode != ModeBmc
-                                  : request.isPart && request.mode != ModeBios;
+    if (IsBiosSection(section)) return request.mode != ModeBmc;
+    // What no server has is told already.
+    return request.isPart && request.mode != ModeBios && IsInCatalogue(section);
   };
   const auto isKnown = [&](const Setting& setting) {
-    return present.Find(setting.section, setting.key) != nullptr ||
+    const bool isTold =
+        !IsBiosSection(setting.section) && SDK::FormOf(setting.section, setting.key) == nullptr;
+    return isTold || present.Find(setting.section, setting.key) != nullptr ||
            written.contains(setting.Name()) ||
            (setting.isOfWildcard && AnotherHas(present, setting));
   };

@@ -16,6 +16,9 @@ class OutputFile {
   /// \throws ToolError, ResultStatus  it cannot be written there (`CheckDestination`).
   OutputFile(const std::string& given, bool overwrite);
 
+  /// How people call it.
+  [[nodiscard]] std::string Name() const { return folder_ == nullptr ? path_ : "standard output"; }
+
   /// The file to write.
   [[nodiscard]] Common::AtomicFile& File() { return *file_; }
 

@@ -264,7 +264,7 @@ TEST_F(RestoreToolTest, TheJournalIsToldWhoWroteWhatAndNoSecret) {
   request.openTarget = [&] {
     return Planning::AllTrees(std::make_shared<Machine::MachineProvider>(PathOf("m.json")));
   };
-  request.files = {request.file = PathOf("x.ini")};
+  request.file = PathOf("x.ini");
   request.targets = {"machine:/m.json"};
   request.mode = Planning::ModeBmc;
   request.noBackup = request.yes = true;

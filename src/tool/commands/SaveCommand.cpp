@@ -68,7 +68,7 @@ void RunSave(const SaveRequest& request, const Messages& messages) {
   }
   ThrowIfInterrupted();
   output.Commit();
-  output.Tell("Saved " + std::string(isPart ? "a part into " : "") + request.file + ": " +
+  output.Tell("Saved " + std::string(isPart ? "a part into " : "") + output.Name() + ": " +
                   Counted(saved.sections, "section") + ", " + Counted(saved.keys, "key") + ", " +
                   std::to_string(outcome.queries) + " queries.",
               messages);

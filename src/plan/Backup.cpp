@@ -42,16 +42,6 @@ void SaveInto(Common::AtomicFile& file, Mode mode, const Server& server,
   server.ThrowIfSilent();
 }
 
-std::vector<Setting> WaitingSettings(const Configuration& present, const Server& server) {
-  std::vector<Setting> waiting;
-  for (const SDK::BootMessage& message : server.BootMessages()) {
-    const auto setting = std::ranges::find(present.Settings(), message.path, &Setting::path);
-    if (!message.isWaiting || setting == present.Settings().end()) continue;
-    waiting.push_back({setting->section, setting->key, message.value, "", setting->path});
-  }
-  return waiting;
-}
-
 Saved ReviewSaved(const std::string& path, Mode mode) {
   const ConfigurationFile file(path);
   if (file.Lines() != nullptr && !file.Lines()->IsWellFormed()) {

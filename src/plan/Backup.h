@@ -28,11 +28,6 @@ using SectionObserver = std::function<void(const std::string& name)>;
 void SaveInto(Common::AtomicFile& file, Mode mode, const Server& server,
               const SectionObserver& observer = {});
 
-/// The settings that wait for the next boot, with the values that it would bring: a save of the
-/// server, `present`, has the values before it. \throws ResultStatus
-[[nodiscard]] std::vector<Setting> WaitingSettings(const Configuration& present,
-                                                   const Server& server);
-
 /// Reads a saved file back, the way a restore will.
 /// \throws Failure  that is not possible.
 [[nodiscard]] Saved ReviewSaved(const std::string& file, Mode mode);

@@ -205,9 +205,8 @@ KeptPlan ReadPlan(const std::string& path) {
   }
 }
 
-LaidRequest RequestOfPlan(const KeptPlan& kept, const std::string& path,
-                          const Configuration& present) {
-  LaidRequest laid = RequestOfLayers({{kept.name, kept.wanted}}, {}, present);
+LaidRequest RequestOfPlan(const KeptPlan& kept, const std::string& path, const State& state) {
+  LaidRequest laid = RequestOfLayers({{kept.name, kept.wanted}}, {}, state);
   laid.request.name = path;
   laid.request.files = {SourceOf(path)};
   std::ranges::copy(kept.files, std::back_inserter(laid.request.files));

@@ -33,9 +33,9 @@ struct KeptPlan {
 /// Reads the document at `path`. \throws Failure  it is none, or not what was written.
 [[nodiscard]] KeptPlan ReadPlan(const std::string& path);
 
-/// The request for what a plan, kept at `path`, wants of a server that has `present`.
+/// The request for what a plan, kept at `path`, wants of a server in `state`.
 [[nodiscard]] LaidRequest RequestOfPlan(const KeptPlan& kept, const std::string& path,
-                                        const Configuration& present);
+                                        const State& state);
 
 /// What has become different since a plan was kept, a sentence each: the server, its firmware, the
 /// files, the values that the plan is about. `now` is the plan for the same as things stand.

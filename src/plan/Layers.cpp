@@ -177,35 +177,35 @@ TransientFile::TransientFile(const Configuration& content) {
 }
 
 LaidRequest RequestOfLayers(const std::vector<Layer>& layers, const Selection& selection,
-                            const Configuration& present) {
+                            const State& state) {
   LaidRequest laid;
   Request& request = laid.request;
-  const Configuration all = Overlaid(layers, present);
+  const Configuration all = Overlaid(layers, state.present);
   selection.ThrowIfIdle(all);
   request.wanted = selection.Of(layers.size() > 1 ? WithoutLines(all) : all);
   for (const Layer& layer : layers) {
     request.name += (request.name.empty() ? "" : ", ") + layer.name;
-    AddFindings(layer, selection, present, request.findings);
+    AddFindings(layer, selection, state.present, request.findings);
     if (layer.source) request.files.push_back(*layer.source);
   }
-  laid.file = std::make_unique<TransientFile>(Laid(request.wanted, present));
+  laid.file = std::make_unique<TransientFile>(Laid(request.wanted, state.next));
   request.file = laid.file->Path();
   request.mode = ModeOf(request.wanted);
   request.skipSystemCheck = request.wanted.Of("SYSTEM").empty();
   request.isPart = true;
-  request.present = InMode(present, request.mode);
+  request.present = InMode(state.present, request.mode);
   return laid;
 }
 
 LaidRequest RequestOfPart(const std::string& path, const std::string& name,
                           std::optional<Mode> mode, const Selection& selection,
-                          const Configuration& present) {
+                          const State& state) {
   Layer layer{name, {}, SourceOf(path, name)};
   const ConfigurationFile file(path);
   layer.content = InMode(file.Content(), mode.value_or(ModeAll));
   layer.findings = CheckFile(file, Extent::Part);
   layer.end = CheckEnd(file);
-  return RequestOfLayers({layer}, selection, present);
+  return RequestOfLayers({layer}, selection, state);
 }
 
 }  // namespace Planning

@@ -10,6 +10,7 @@
 #include "plan/FileCheck.h"
 #include "plan/Request.h"
 #include "plan/Selection.h"
+#include "plan/State.h"
 #include "plan/TransientFolder.h"
 
 // What is wanted of a server without naming all that it has: short files, laid over each other and
@@ -75,17 +76,17 @@ struct LaidRequest {
   std::unique_ptr<TransientFile> file;
 };
 
-/// The request for those of the layers' settings that `selection` covers, on a server that has
-/// `present`. [SYSTEM] is compared when a layer has it.
-/// \throws Failure  the selection has a pattern that fits nothing.
+/// The request for those of the layers' settings that `selection` covers, on a server in `state`:
+/// what waits for its boot and is not named goes on waiting. [SYSTEM] is compared when a layer has
+/// it. \throws Failure  the selection has a pattern that fits nothing.
 [[nodiscard]] LaidRequest RequestOfLayers(const std::vector<Layer>& layers,
-                                          const Selection& selection, const Configuration& present);
+                                          const Selection& selection, const State& state);
 
 /// The request for what `selection` covers of one file, which people call `name`. Without a mode it
 /// is the one that covers that. \throws Failure  it cannot be read, or a pattern fits nothing.
 [[nodiscard]] LaidRequest RequestOfPart(const std::string& path, const std::string& name,
                                         std::optional<Mode> mode, const Selection& selection,
-                                        const Configuration& present);
+                                        const State& state);
 
 /// Writes a configuration as a text file. \throws ResultStatus
 void WriteTextFile(const std::string& path, const Configuration& content);

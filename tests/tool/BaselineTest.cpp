@@ -149,7 +149,7 @@ TEST_F(BaselineTest, ABadWishIsNamedAndNothingIsWritten) {
            {"none.ini", 65, "it is empty or cut"},
            {"--only POWRE --set POWER::PowerRestorePolicy=off", 64, "\"POWRE\" fits no setting"},
            {"missing.ini", 66, "does not exist"},
-           {"", 64, "needs a FILE or --set"},
+           {"", 64, "needs a FILE, --set or --plan"},
        })) {
     const Outcome outcome = Apply(row.arguments);
     EXPECT_EQ(outcome.exitCode, row.exitCode) << row.arguments << outcome.err;

@@ -24,8 +24,8 @@ struct ApplyRequest : WriteOptions {
 };
 
 /// All that the target has. \throws ResultStatus
-Planning::Configuration PresentOf(const Planning::Server& server) {
-  return ReadTarget(server, ModeOf(server.Providers()));
+Planning::State WholeOf(const Planning::Server& server) {
+  return StateOf(server, ModeOf(server.Providers()));
 }
 
 int ApplyLayers(const ApplyRequest& request, const Messages& messages) {
@@ -36,7 +36,7 @@ int ApplyLayers(const ApplyRequest& request, const Messages& messages) {
   const std::vector<Planning::Layer> layers = ReadLayers(request.layers);
   Planning::LaidRequest laid;  // its file outlives the writing
   const auto make = [&](const Planning::Server& server) {
-    laid = Planning::RequestOfLayers(layers, request.selection, PresentOf(server));
+    laid = Planning::RequestOfLayers(layers, request.selection, WholeOf(server));
     std::ranges::move(sources, std::back_inserter(laid.request.files));
     if (request.requireFirmware && laid.request.wanted.Of("SYSTEM").empty()) {
       throw ToolError(ExitBadInput,
@@ -61,7 +61,7 @@ int ApplyPlan(const ApplyRequest& request, const Messages& messages) {
   options.ignoresUnknown = kept.ignoresUnknown;
   Planning::LaidRequest laid;  // its file outlives the writing
   const auto make = [&](const Planning::Server& server) {
-    laid = RequestOfPlan(kept, request.planFile, PresentOf(server));
+    laid = RequestOfPlan(kept, request.planFile, WholeOf(server));
     return laid.request;
   };
   return CarryOut(options, make, messages);

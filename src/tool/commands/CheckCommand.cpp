@@ -17,8 +17,6 @@
 namespace Tool {
 namespace {
 
-using Planning::Configuration;
-
 /// What `saverestore check` is asked to do.
 struct CheckRequest {
   TargetOpener openTarget;  ///< empty to look at the file alone
@@ -28,12 +26,12 @@ struct CheckRequest {
   bool json = false;
 };
 
-/// The file, or the part of it that is asked for, on a server that has `present`.
+/// The file, or the part of it that is asked for, on a server in `state`.
 /// `file` is there as long as the result is used.
 Planning::LaidRequest WantedOf(const CheckRequest& request, const InputFile& file,
-                               const Configuration& present) {
+                               const Planning::State& state) {
   if (!request.selection.IsAll()) {
-    return RequestOfPart(file.Path(), file.Name(), request.mode, request.selection, present);
+    return RequestOfPart(file.Path(), file.Name(), request.mode, request.selection, state);
   }
   Planning::LaidRequest whole;
   whole.request = Planning::RequestOfFile(file.Path(), request.mode, file.Name());
@@ -49,11 +47,9 @@ int RunCheck(const CheckRequest& request, const Messages& messages) {
     Progress progress(messages);
     const Planning::Server server(request.openTarget(), Watching(messages, &progress));
     progress.Begin("reading the target");
-    Configuration present;
-    if (!request.selection.IsAll()) {
-      present = Planning::ConfigurationOfTarget(ModeOf(server.Providers()));
-    }
-    const Planning::LaidRequest wanted = WantedOf(request, file, present);
+    Planning::State state;
+    if (!request.selection.IsAll()) state = StateOf(server, ModeOf(server.Providers()));
+    const Planning::LaidRequest wanted = WantedOf(request, file, state);
     findings = Planning::MakePlan(wanted.request, server).findings;
   }
   if (request.json) {

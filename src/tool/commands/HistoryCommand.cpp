@@ -88,10 +88,7 @@ int RunUndo(UndoRequest request, const Messages& messages) {
   request.ignoresUnknown = true;  // what the server has no more is told, and keeps nothing back
   Planning::LaidRequest laid;     // its file outlives the writing
   const auto make = [&](const Planning::Server& server) {
-    const Planning::Configuration present =
-        Planning::ConfigurationOfTarget(ModeOf(layers.front().content));
-    server.ThrowIfSilent();
-    laid = Planning::RequestOfLayers(layers, {}, present);
+    laid = Planning::RequestOfLayers(layers, {}, StateOf(server, ModeOf(layers.front().content)));
     return laid.request;
   };
   messages.Note("Back to the state before " + record.command + " " + std::to_string(record.number) +

@@ -17,7 +17,7 @@ int RestorePart(const RestoreRequest& request, const InputFile& file, const Mess
   Planning::LaidRequest laid;  // its file outlives the writing
   const auto make = [&](const Planning::Server& server) {
     laid = RequestOfPart(file.Path(), file.Name(), request.mode, request.selection,
-                         ReadTarget(server, ModeOf(server.Providers())));
+                         StateOf(server, ModeOf(server.Providers())));
     const bool comparesSystem = request.selection.Covers("SYSTEM", "") && !request.skipSystemCheck;
     if (comparesSystem && laid.request.wanted.Of("SYSTEM").empty()) {
       throw ToolError(ExitBadInput, file.Name() +

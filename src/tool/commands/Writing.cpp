@@ -171,6 +171,9 @@ class Stages {
     } else {
       ShowPlan(plan, true, messages_);
     }
+    if (!options_.planOut.empty()) {
+      messages_.Note("The plan is kept as " + options_.planOut + "; apply --plan carries it out.");
+    }
     return ExitDone;
   }
 
@@ -180,7 +183,6 @@ class Stages {
                                                            SAVERESTORE_VERSION)) +
                "\n");
     file.Commit(Common::AtomicFile::Existing::Keep);
-    messages_.Note("The plan is kept as " + options_.planOut + "; apply --plan carries it out.");
   }
 
   int SayThatNothingChanges(const Plan& plan) {
@@ -198,9 +200,7 @@ class Stages {
     record_.version = SAVERESTORE_VERSION;
     record_.files = plan.request.files;
     record_.changes = plan.changes;
-    if (plan.request.mode != Planning::ModeBmc) {
-      record_.waiting = Planning::WaitingSettings(plan.present, server_);
-    }
+    record_.waiting = StateOf(server_, plan.present).Waiting();
   }
 
   /// Saves the present configuration as what a new record of the history goes back to, and says

@@ -44,6 +44,19 @@ bool HasChanged(const Plan& plan, const Written& written) {
   });
 }
 
+ordered_json ChangeList(const Plan& plan) {
+  ordered_json changes = ordered_json::array();
+  for (const Change& change : plan.changes) changes.push_back(ChangeObject(change));
+  return changes;
+}
+
+/// The firmware facts of a server.
+ordered_json SystemObject(const Configuration& present) {
+  ordered_json system = ordered_json::object();
+  for (const Setting* setting : present.Of("SYSTEM")) system[setting->key] = setting->value;
+  return system;
+}
+
 }  // namespace
 
 std::string DryRunDocument(const Plan& plan) {
@@ -51,15 +64,12 @@ std::string DryRunDocument(const Plan& plan) {
   for (const RecordedWrite& write : plan.writes) {
     writes.push_back({{"path", write.path}, {"value", write.value}});
   }
-  ordered_json changes = ordered_json::array();
-  for (const Change& change : plan.changes) {
-    changes.push_back(ChangeObject(change));
-  }
   ordered_json obstacles = ordered_json::array();
   for (const Obstacle& obstacle : plan.obstacles) {
     obstacles.push_back(ChangeObject(obstacle.change));
     obstacles.back()["reason"] = obstacle.reason;
-    obstacles.back()["read_only"] = obstacle.isReadOnly;
+    obstacles.back()["read_only"] = obstacle.kind == Obstacle::Kind::ReadOnly;
+    obstacles.back()["needs_restart"] = obstacle.kind == Obstacle::Kind::NeedsRestart;
   }
   ordered_json foresight = ordered_json::array();
   for (const SDK::WriteForesight& foreseen : plan.foresight) {
@@ -68,8 +78,9 @@ std::string DryRunDocument(const Plan& plan) {
   return Dump({{"schema", "saverestore-dry-run/1"},
                {"file", plan.request.name},
                {"mode", NameOf(plan.request.mode)},
+               {"system", SystemObject(plan.present)},
                {"changed", !plan.changes.empty()},
-               {"changes", changes},
+               {"changes", ChangeList(plan)},
                {"obstacles", obstacles},
                {"foresight", foresight},
                {"writes", writes},
@@ -89,13 +100,16 @@ std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written
                         {"outcome", NameOf(row.outcome)},
                         {"wanted", row.wanted},
                         {"present", row.present},
-                        {"reason", row.reason}});
+                        {"reason", row.reason},
+                        {"read_only", row.isReadOnly}});
   }
   ordered_json document = {{"schema", "saverestore-restore/1"},
                            {"file", plan.request.name},
                            {"mode", NameOf(plan.request.mode)},
+                           {"system", SystemObject(plan.present)},
                            {"backup", backup.file},
                            {"changed", HasChanged(plan, written)},
+                           {"changes", ChangeList(plan)},
                            {"totals", totals},
                            {"settings", settings},
                            {"messages", written.skipped}};
@@ -103,6 +117,13 @@ std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written
     document["failure"] = {{"code", written.failure->getval()},
                            {"text", written.failure->message()}};
   }
+  return Dump(document);
+}
+
+std::string FailureDocument(int exitCode, std::optional<int> code, const std::string& text) {
+  ordered_json document = {{"schema", "saverestore-failure/1"}, {"exit", exitCode}};
+  if (code) document["code"] = *code;
+  document["text"] = text;
   return Dump(document);
 }
 
@@ -134,7 +155,8 @@ std::string VerifyDocument(const Verification& verification, const std::string& 
       list.push_back({{"section", missed.section},
                       {"key", missed.key},
                       {"file", missed.wanted},
-                      {"machine", missed.present ? ordered_json(*missed.present) : nullptr}});
+                      {"machine", missed.present ? ordered_json(*missed.present) : nullptr},
+                      {"read_only", missed.isReadOnly}});
     }
     return list;
   };

@@ -1,8 +1,10 @@
 #include "plan/Verification.h"
 
+#include <algorithm>
 #include <set>
 #include <utility>
 
+#include "plan/Change.h"
 #include "plan/Compare.h"
 #include "plan/HostsOwn.h"
 #include "plan/Rehearsal.h"
@@ -21,6 +23,10 @@ bool IsWritten(const Setting& setting, Mode mode) {
 }
 
 }  // namespace
+
+bool Verification::IsAsWanted() const {
+  return std::ranges::all_of(missed, &Missed::isReadOnly);
+}
 
 Verification Verify(const Configuration& wanted, Configuration present, Mode mode,
                     const Server& server) {
@@ -43,7 +49,9 @@ Verification Verify(const Configuration& wanted, Configuration present, Mode mod
     if (now != nullptr && !waits && SameValue(setting, *now)) continue;
     auto& list = isOwn ? verification.own : verification.missed;
     list.push_back({setting.section, setting.key, setting.value, std::nullopt});
-    if (now != nullptr) list.back().present = now->value;
+    if (now == nullptr) continue;
+    list.back().present = now->value;
+    list.back().isReadOnly = !waits && IsReadOnly(now->path);
   }
   return verification;
 }

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -32,12 +33,12 @@ int ApplyLayers(const ApplyRequest& request, const Messages& messages) {
   if (request.layers.files.empty() && request.layers.settings.empty()) {
     throw ToolError(ExitUsage, "apply needs a FILE, --set or --plan");
   }
-  std::vector<Planning::SourceFile> sources = VariablesSources(request.layers);
+  const std::vector<Planning::SourceFile> sources = VariablesSources(request.layers);
   const std::vector<Planning::Layer> layers = ReadLayers(request.layers);
   Planning::LaidRequest laid;  // its file outlives the writing
   const auto make = [&](const Planning::Server& server) {
     laid = Planning::RequestOfLayers(layers, request.selection, WholeOf(server));
-    std::ranges::move(sources, std::back_inserter(laid.request.files));
+    std::ranges::copy(sources, std::back_inserter(laid.request.files));
     if (request.requireFirmware && laid.request.wanted.Of("SYSTEM").empty()) {
       throw ToolError(ExitBadInput,
                       "no file has a [SYSTEM] section, which --require-firmware "

@@ -45,7 +45,7 @@ int RunVerify(const VerifyRequest& request, const Messages& messages) {
   }
   const std::vector<std::string> cut = layers.Cut();
   for (const std::string& text : cut) messages.Warning(text);
-  return verification.missed.empty() && cut.empty() ? ExitDone : ExitDifferent;
+  return verification.IsAsWanted() && cut.empty() ? ExitDone : ExitDifferent;
 }
 
 }  // namespace

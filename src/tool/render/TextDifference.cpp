@@ -61,8 +61,8 @@ ListedSetting RowOf(const Planning::Verification::Missed& missed,
   return {missed.section,
           missed.key,
           Arrow(ShownOf(now->value, *now, *now), ShownOf(missed.wanted, *now, *now)),
-          remark,
-          Tone::Plain,
+          missed.isReadOnly ? "read-only" : remark,
+          missed.isReadOnly ? Tone::Open : Tone::Plain,
           now->path};
 }
 

@@ -13,6 +13,9 @@ namespace Planning {
 /// How many records a history keeps unless it is told otherwise.
 inline constexpr std::size_t kKeptRecords = 50;
 
+/// The outcome of what was given up behind the copy of the state before.
+inline constexpr const char* kNothingWritten = "nothing was written";
+
 /// One write to a server, as its history keeps it.
 struct HistoryRecord {
   unsigned number = 0;  ///< counts up from 1 over all that was ever kept

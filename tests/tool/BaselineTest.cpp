@@ -240,6 +240,8 @@ TEST_F(BaselineTest, AStreamOrAPartIsWrittenBack) {
                                           "apply", "-"};
   const std::string from = " <'" + PathOf("yes.ini") + "'";
   EXPECT_THAT(TerminalOutput(apply, "n\n", 2, from), HasSubstr("not confirmed"));
+  EXPECT_THAT(OnMachine("history").out, HasSubstr("apply standard input: 1 change, nothing was"));
+  EXPECT_THAT(OnMachine("undo --dry-run").err, HasSubstr("the state before apply 3"));
   EXPECT_THAT(TerminalOutput(apply, "y\n", 0, from), HasSubstr("1 applied"));
   EXPECT_EQ(OnMachine("restore --only POWER yes.ini" + options).exitCode, 65);  // of which server?
 }

@@ -87,6 +87,7 @@ void AddApply(CLI::App& command, Command& chosen) {
     plan->excludes(command.get_option(other));
   }
   AddWriteOptions(command, *request);
+  firmware->excludes(command.get_option("--skip-system-check"));
   command.footer(
       "What no FILE names stays as it is, and nothing is written that is as wanted\n"
       "already. A section name may hold \"*\" for all instances that the target has.\n\n"

@@ -28,14 +28,17 @@ struct HistoryRequest {
   bool json = false;
 };
 
-/// \throws ToolError  there is no such record.
+/// The record with a number, or the last one of a write. \throws ToolError  there is none.
 HistoryRecord Chosen(const std::vector<HistoryRecord>& records, std::optional<unsigned> number,
                      const std::string& folder) {
-  if (records.empty()) {
+  const auto last = std::ranges::find_if(
+      records.rbegin(), records.rend(),
+      [](const HistoryRecord& record) { return record.outcome != Planning::kNothingWritten; });
+  if (!number && last != records.rend()) return *last;
+  if (!number || records.empty()) {
     throw ToolError(ExitNoInput,
                     "nothing was written to this target that \"" + folder + "\" has a record of");
   }
-  if (!number) return records.back();
   const auto record = std::ranges::find(records, *number, &HistoryRecord::number);
   if (record == records.end()) {
     throw ToolError(ExitNoInput, "the history has no number " + std::to_string(*number) +

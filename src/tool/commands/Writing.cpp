@@ -150,13 +150,13 @@ class Stages {
     RequireAccounts(plan, server_, secrets);
     Planning::Saved backup;
     if (!options_.noBackup) backup = Backup(plan);
-    if (!options_.json) ShowPlan(plan, false, messages_);  // the report will be the one document
-    consent.Ask(messages_);
-    server_.Refresh();  // the answer may have taken long
-    const std::vector<Planning::Change> changed = Planning::ChangedSince(plan.changes);
-    server_.ThrowIfSilent();
-    consent.AskAgain(changed, messages_);
-    ThrowIfInterrupted();
+    try {
+      Ask(plan, consent);
+    } catch (...) {
+      record_.outcome = Planning::kNothingWritten;
+      KeepRecord();
+      throw;
+    }
     try {
       return WriteAndReport(make, plan, backup, secrets);
     } catch (const Interrupted&) {
@@ -221,10 +221,21 @@ class Stages {
     history_.Keep(record_);
     queriesOfSave_ = server_.Queries() - before;
     for (const std::string& text : backup.warnings) messages_.Warning(text);
-    ThrowIfInterrupted();
     messages_.Note("The present configuration is saved as " + backup.file + ". To go back:\n  " +
                    CommandBack(options_, record_.number));
     return backup;
+  }
+
+  /// Has it that the plan as it is shown is still what is to be written.
+  void Ask(const Plan& plan, const Consent& consent) {
+    ThrowIfInterrupted();
+    if (!options_.json) ShowPlan(plan, false, messages_);  // the report will be the one document
+    consent.Ask(messages_);
+    server_.Refresh();  // the answer may have taken long
+    const std::vector<Planning::Change> changed = Planning::ChangedSince(plan.changes);
+    server_.ThrowIfSilent();
+    consent.AskAgain(changed, messages_);
+    ThrowIfInterrupted();
   }
 
   /// Says in journal and history how it ended.

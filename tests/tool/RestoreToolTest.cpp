@@ -320,15 +320,51 @@ class ForeseeingProvider final : public Planning::ForwardingProvider {
   SDK::SettingMap passwords_;
 };
 
-/// Ends the process as the tool does for a script, which has no terminal.
-[[noreturn]] void RestoreAsAScript(const Tool::RestoreRequest& request) {
-  setsid();
+/// A server where somebody else switches the power policy on before each write.
+class ContestedProvider final : public Planning::ForwardingProvider {
+ public:
+  explicit ContestedProvider(std::string path)
+      : ForwardingProvider(std::make_shared<Machine::MachineProvider>(path)),
+        path_(std::move(path)) {}
+  void Refresh() override {
+    Machine::MachineProvider(path_).Write({{"/BMC/CHASSIS/STATUS/POWERSTATE/RESTOREPOLICY", "ON"}},
+                                          false, false);
+    ForwardingProvider::Refresh();
+  }
+
+ private:
+  std::string path_;
+};
+
+/// Ends the process as the tool does.
+[[noreturn]] void RestoreAndExit(const Tool::RestoreRequest& request) {
   try {
     _exit(RunRestore(request, Tool::Messages(Tool::Verbosity::Quiet)));
   } catch (const Tool::ToolError& fault) {
     std::fputs(fault.what(), stderr);
     _exit(fault.code);
   }
+}
+
+/// As a script does, which has no terminal.
+[[noreturn]] void RestoreAsAScript(const Tool::RestoreRequest& request) {
+  setsid();
+  RestoreAndExit(request);
+}
+
+TEST_F(RestoreToolTest, ConsentBeforehandIsToThePlanAlone) {
+  WriteText(PathOf("x.ini"), WithValue(saved, "POWER", "PowerRestorePolicy", "OFF"));
+  Tool::RestoreRequest request;
+  request.openTarget = [&] {
+    return Planning::AllTrees(std::make_shared<ContestedProvider>(PathOf("m.json")));
+  };
+  request.file = PathOf("x.ini");
+  request.mode = Planning::ModeBmc;
+  request.noBackup = request.yes = true;
+  EXPECT_EXIT(RestoreAsAScript(request), ::testing::ExitedWithCode(2),
+              "POWER::PowerRestorePolicy has changed since the plan was made; it is ON now"
+              "(.|\n)*nothing was written");
+  EXPECT_THAT(OnMachine("diff --mode bmc x.ini").out, HasSubstr("ON → OFF"));
 }
 
 TEST_F(RestoreToolTest, WhatAWriteLeadsToNeedsMoreThanYes) {
@@ -367,6 +403,10 @@ TEST_F(RestoreToolTest, WhatAWriteLeadsToNeedsMoreThanYes) {
     if (*row.file != '\0') request.userPasswordFile = PathOf(row.file);
     EXPECT_EXIT(RestoreAsAScript(request), ::testing::ExitedWithCode(row.exitCode), row.said);
     EXPECT_EQ(IsUntouched(), row.exitCode != 0) << row.said << row.file;
+    if (row.kind != Kind::LocksOut || row.allowLockout) continue;
+    EXPECT_THAT(OnTerminal([&] { RestoreAndExit(request); }, "n\n", 2),
+                HasSubstr("This may cut off the way to the target. Write them? [y/N]"));
+    EXPECT_TRUE(IsUntouched());
   }
 }
 

@@ -61,14 +61,14 @@ TEST_F(ReportTest, TheFirstLineCountsWhatThereIs) {
 
 TEST_F(ReportTest, WhatTheToolPrintsHasTextsAndVersions) {
   const std::string target = "--target " + Example("caldra") + " ";
-  WriteText(PathOf("base.ini"), "[POWER]\nPowerRestorePolicy=off\n");
+  WriteText(PathOf("base.ini"), "[BIOS::Main]\nQuiet Boot=0\n");
   std::filesystem::create_directory(PathOf("run"));
   WriteText(PathOf("run/a.json"), Run(target + "verify --json base.ini").out);
   EXPECT_EQ(Run("report out.html run").out, "a differs in 1 setting.\n");
   const std::string page = ReadText(PathOf("out.html"));
-  EXPECT_THAT(page, HasSubstr("<bdi>Restore (RESTORE)</bdi> → <bdi>Off (off)</bdi>"));
+  EXPECT_THAT(page, HasSubstr("<bdi>Enabled (1)</bdi> → <bdi>Disabled (0)</bdi>"));
   EXPECT_THAT(page, HasSubstr("BIOSVersion"));
-  EXPECT_THAT(Run(target + "diff --json base.ini").out, HasSubstr("\"file_text\": \"Off\""));
+  EXPECT_THAT(Run(target + "diff --json base.ini").out, HasSubstr("\"file_text\": \"Disabled\""));
   EXPECT_THAT(Run(target + "save --json x.ini").out,
               HasSubstr("\"platform\": \"CALDRA_PLATFORM\""));
 }

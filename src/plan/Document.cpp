@@ -4,6 +4,8 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
+#include "plan/OptionText.h"
+
 namespace Planning {
 namespace {
 
@@ -55,6 +57,11 @@ ordered_json SystemObject(const Configuration& present) {
   ordered_json system = ordered_json::object();
   for (const Setting* setting : present.Of("SYSTEM")) system[setting->key] = setting->value;
   return system;
+}
+
+/// What the setup screen shows for a value of a setting; empty where it has no text for it.
+std::string TextOf(const Setting* setting, const std::string& value) {
+  return setting == nullptr ? "" : OptionText(setting->comment, value);
 }
 
 }  // namespace
@@ -135,7 +142,9 @@ std::string DiffDocument(const Comparison& comparison, const std::string& file,
       list.push_back({{"section", ofFile->section},
                       {"key", ofFile->key},
                       {"file", ofFile->value},
-                      {"other", ofOther->value}});
+                      {"file_text", TextOf(ofOther, ofFile->value)},
+                      {"other", ofOther->value},
+                      {"other_text", TextOf(ofOther, ofOther->value)}});
     }
     return list;
   };
@@ -149,13 +158,16 @@ std::string DiffDocument(const Comparison& comparison, const std::string& file,
 }
 
 std::string VerifyDocument(const Verification& verification, const std::string& file, Mode mode) {
-  const auto listed = [](const std::vector<Verification::Missed>& all) {
+  const auto listed = [&](const std::vector<Verification::Missed>& all) {
     ordered_json list = ordered_json::array();
     for (const Verification::Missed& missed : all) {
+      const Setting* setting = verification.present.Find(missed.section, missed.key);
       list.push_back({{"section", missed.section},
                       {"key", missed.key},
                       {"file", missed.wanted},
+                      {"file_text", TextOf(setting, missed.wanted)},
                       {"machine", missed.present ? ordered_json(*missed.present) : nullptr},
+                      {"machine_text", TextOf(setting, missed.present.value_or(""))},
                       {"read_only", missed.isReadOnly}});
     }
     return list;
@@ -165,15 +177,27 @@ std::string VerifyDocument(const Verification& verification, const std::string& 
     messages.push_back({{"setting", verification.present.NameOf(message.path)},
                         {"time", message.time},
                         {"fault", message.isFault},
+                        {"waiting", message.isWaiting},
                         {"text", message.text}});
   }
   return Dump({{"schema", "saverestore-verify/1"},
                {"file", file},
                {"mode", NameOf(mode)},
+               {"system", SystemObject(verification.present)},
                {"compared", verification.compared},
                {"different", listed(verification.missed)},
                {"own", listed(verification.own)},
                {"messages", messages}});
+}
+
+std::string SaveDocument(const Saved& saved, Mode mode, const std::string& platform) {
+  return Dump({{"schema", "saverestore-save/1"},
+               {"file", saved.file},
+               {"mode", NameOf(mode)},
+               {"platform", platform},
+               {"sections", saved.sections},
+               {"keys", saved.keys},
+               {"messages", saved.warnings}});
 }
 
 std::string CheckDocument(const std::vector<Finding>& findings, const std::string& file) {

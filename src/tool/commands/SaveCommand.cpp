@@ -5,8 +5,11 @@
 
 #include "plan/Backup.h"
 #include "plan/ConfigurationFile.h"
+#include "plan/Document.h"
 #include "plan/Layers.h"
+#include "query/XDirector.h"
 #include "tool/ExitCodes.h"
+#include "tool/InputFile.h"
 #include "tool/OutputFile.h"
 #include "tool/commands/Commands.h"
 #include "tool/commands/LayerOptions.h"
@@ -20,6 +23,7 @@ namespace {
 struct Outcome {
   Planning::Mode mode;
   unsigned queries;
+  std::string platform;
 };
 
 /// A save holds the present values, and a restart may change them.
@@ -42,7 +46,7 @@ Outcome SaveTo(Common::AtomicFile& file, const SaveRequest& request, const Messa
   Planning::SaveInto(file, mode, server, [&](const std::string& name) { progress.Section(name); });
   const unsigned queries = server.Queries();
   if (mode != Planning::ModeBmc) WarnOfWaiting(server, messages);
-  return {mode, queries};
+  return {mode, queries, SDK::XDirectorImpl::CreateInstance()->PlatformName()};
 }
 
 /// Leaves in a saved text file what the selection covers.
@@ -60,6 +64,9 @@ void RunSave(const SaveRequest& request, const Messages& messages) {
     throw ToolError(ExitUsage,
                     "a stream file holds all of a server; a part goes into a text file, .ini");
   }
+  if (request.json && request.file == kStandardStream) {
+    throw ToolError(ExitUsage, "standard output has room for the file or for the document");
+  }
   OutputFile output(request.file, request.overwrite);
   const std::string& path = output.File().TemporaryPath();
   const Outcome outcome = SaveTo(output.File(), request, messages);
@@ -73,6 +80,11 @@ void RunSave(const SaveRequest& request, const Messages& messages) {
   }
   ThrowIfInterrupted();
   output.Commit();
+  if (request.json) {
+    saved.file = request.file;
+    messages.Document(Planning::SaveDocument(saved, outcome.mode, outcome.platform));
+    return;
+  }
   output.Tell("Saved " + std::string(isPart ? "a part into " : "") + output.Name() + ": " +
                   Counted(saved.sections, "section") + ", " + Counted(saved.keys, "key") + ", " +
                   std::to_string(outcome.queries) + " queries.",
@@ -88,6 +100,7 @@ void AddSave(CLI::App& command, Command& chosen) {
           "What to save: bios (with the boot order), bmc, or all; default: what the target has");
   AddSelection(command, request->selection);
   command.add_flag("--overwrite", request->overwrite, "Replace FILE when it exists");
+  command.add_flag("--json", request->json, "Print JSON");
   command.footer(
       "The file is written whole or not at all, readable by its owner alone.\n\n"
       "Example:\n"

@@ -17,6 +17,7 @@ struct SaveRequest {
   std::optional<Planning::Mode> mode;  ///< without one, what the target has
   Planning::Selection selection;       ///< of a part
   bool overwrite = false;              ///< replace an existing file
+  bool json = false;
 };
 
 /// Saves the target's configuration into a file, whole or not at all.

@@ -63,7 +63,7 @@ std::string DryRunDocument(const Plan& plan) {
 }
 
 std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written& written,
-                            const Report& report) {
+                            const Report& report, const std::optional<Confirmation>& confirmation) {
   ordered_json totals;
   for (const Outcome outcome : kAllOutcomes) totals[NameOf(outcome)] = report.Count(outcome);
   ordered_json settings = ordered_json::array();
@@ -87,6 +87,11 @@ std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written
   if (written.failure) {
     document["failure"] = {{"code", written.failure->getval()},
                            {"text", written.failure->message()}};
+  }
+  if (confirmation) {
+    document["confirmation"] = {{"outcome", NameOf(confirmation->outcome)},
+                                {"reason", confirmation->reason},
+                                {"failure", confirmation->failure}};
   }
   return Dump(document);
 }

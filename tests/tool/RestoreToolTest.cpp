@@ -314,17 +314,6 @@ class ForeseeingProvider final : public Planning::ForwardingProvider {
   SDK::SettingMap passwords_;
 };
 
-/// Ends the process as the tool does for a script, which has no terminal.
-[[noreturn]] void RestoreAsAScript(const Tool::RestoreRequest& request) {
-  setsid();
-  try {
-    _exit(RunRestore(request, Tool::Messages(Tool::Verbosity::Quiet)));
-  } catch (const Tool::ToolError& fault) {
-    std::fputs(fault.what(), stderr);
-    _exit(fault.code);
-  }
-}
-
 TEST_F(RestoreToolTest, WhatAWriteLeadsToNeedsMoreThanYes) {
   using Kind = SDK::WriteForesight::Kind;
   WriteText(PathOf("x.ini"), WithValue(saved, "USERS::USER3", "UserName", "Other"));

@@ -94,14 +94,6 @@ int RunUndo(UndoRequest request, const Messages& messages) {
   return CarryOut(request, make, messages);
 }
 
-void AddBackupDir(CLI::App& command, std::string& folder) {
-  command
-      .add_option("--backup-dir", folder,
-                  "Where the history is kept; default: below $XDG_STATE_HOME, of root below "
-                  "/var/lib")
-      ->type_name("DIR");
-}
-
 }  // namespace
 
 void AddHistory(CLI::App& command, Command& chosen) {

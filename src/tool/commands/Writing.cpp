@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <string_view>
 
@@ -18,6 +19,7 @@
 #include "plan/Write.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Consent.h"
+#include "tool/commands/FurtherCommands.h"
 #include "tool/render/TextDifference.h"
 #include "tool/render/TextPlan.h"
 #include "tool/render/TextReport.h"
@@ -30,35 +32,6 @@ namespace {
 
 using Planning::Plan;
 using Planning::Server;
-
-/// `text` as a word of a shell command.
-std::string ShellWord(const std::string& text) {
-  constexpr const char* kPlain =
-      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_./:,@%+=";
-  if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) return text;
-  std::string word = "'";
-  for (const char character : text) word += character == '\'' ? "'\\''" : std::string(1, character);
-  return word + "'";
-}
-
-/// The command that takes back what the options write.
-std::string CommandBack(const WriteOptions& options, unsigned number) {
-  std::string command = "saverestore";
-  for (const std::string& text : options.targets) command += " --target " + ShellWord(text);
-  for (const std::string& word : options.targetWords) command += " " + ShellWord(word);
-  command += " undo";
-  if (!options.backupDir.empty()) command += " --backup-dir " + ShellWord(options.backupDir);
-  if (options.skipSystemCheck) command += " --skip-system-check";
-  if (!options.password.file.empty()) {
-    command += " --password-file " + ShellWord(options.password.file);
-  } else if (options.password.ask || options.password.descriptor >= 0) {
-    command += " --ask-password";
-  }
-  if (!options.userPasswordFile.empty()) {
-    command += " --user-password-file " + ShellWord(options.userPasswordFile);
-  }
-  return command + " " + std::to_string(number);
-}
 
 /// What a restore knows and must not leave behind.
 struct Secrets {
@@ -125,6 +98,9 @@ class Stages {
     queriesOfPlan_ = server_.Queries();
     progress_.End();
     ThrowIfRefused(plan, messages_);
+    if (options_.confirm.IsWanted() && !plan.changes.empty()) {
+      CheckRescue(options_.confirm, plan, server_, messages_);
+    }
     if (options_.dryRun) return ShowDryRun(plan);
     if (plan.changes.empty()) return SayThatNothingChanges(plan);
     Describe(plan);
@@ -132,6 +108,7 @@ class Stages {
     const Consent consent(plan, {options_.yes, options_.allowLockout, isPlanShown});
     Planning::CheckAdminPassword(plan, secrets.password, server_);
     RequireAccounts(plan, server_, secrets);
+    ThrowIfGuarded();
     Planning::Saved backup;
     if (!options_.noBackup) backup = Backup(plan);
     if (!options_.json) ShowPlan(plan, false, messages_);  // the report will be the one document
@@ -144,6 +121,10 @@ class Stages {
     try {
       return WriteAndReport(plan, backup, secrets);
     } catch (const Interrupted&) {
+      if (guard_) {
+        guard_->TakeBack("it was interrupted");
+        return ExitCodeAfter(AwaitTakingBack(*guard_, messages_), ExitFailed);
+      }
       Record("interrupted");
       throw ToolError(ExitFailed, "interrupted; what was written before stays written");
     }
@@ -191,16 +172,92 @@ class Stages {
     for (const std::string& text : backup.warnings) messages_.Warning(text);
     ThrowIfInterrupted();
     messages_.Note("The present configuration is saved as " + backup.file + ". To go back:\n  " +
-                   CommandBack(options_, record_.number));
+                   CommandBack(options_, record_));
     return backup;
   }
 
-  /// Says in journal and history how it ended. A write that is done is not undone for want of a
-  /// note.
+  /// What waits to be kept would be mixed up with what comes on top of it.
+  void ThrowIfGuarded() const {
+    for (const Planning::HistoryRecord& before : history_.Records()) {
+      if (before.target != record_.target || !IsGuarded(BaseOf(before))) continue;
+      throw ToolError(ExitFailed, before.command + " " + std::to_string(before.number) +
+                                      " waits to be kept, or is being taken back; \"" +
+                                      CommandToConfirm(options_) +
+                                      "\" keeps it; nothing was written");
+    }
+  }
+
+  /// Has a process watch over the write from here on.
+  void StartGuard(const Planning::Saved& backup, const Secrets& secrets) {
+    Watch watch;
+    watch.base = BaseOf(record_);
+    watch.time = std::chrono::seconds(options_.confirm.seconds);
+    watch.takeBack = [this, &backup, &secrets] {
+      WayBack way{{}, backup.file, secrets.password, secrets.accounts};
+      if (!options_.confirm.rescue.empty()) way.ways.push_back(options_.confirm.openRescue);
+      way.ways.push_back(options_.openTarget);
+      return TakeBackOver(way, messages_);
+    };
+    watch.record = [this](const std::string& outcome, bool isOver) { Note(outcome, isOver); };
+    guard_.emplace(watch);
+    if (guard_->Warning().empty()) return;
+    messages_.Warning(
+        "the process that takes this back ends with your login where logging out ends "
+        "all processes of a user: " +
+        guard_->Warning());
+  }
+
+  /// Has somebody keep what is written.
+  Planning::Confirmation Settle(const Plan& plan, const Planning::Report& report) {
+    const std::string command = CommandToConfirm(options_);
+    try {
+      progress_.Begin("opening the target anew", queriesOfSave_);
+      const std::string wrong = WhatIsWrong(plan, report, options_.openTarget, messages_);
+      progress_.End();
+      if (wrong.empty()) {
+        guard_->Answers();
+        return AwaitKeeping(*guard_, options_.confirm.seconds, command, messages_);
+      }
+      guard_->TakeBack(wrong);
+      return AwaitTakingBack(*guard_, messages_);
+    } catch (const Interrupted&) {
+      throw ToolError(ExitFailed, "interrupted; what was written is taken back within " +
+                                      Counted(options_.confirm.seconds, "second") + " unless \"" +
+                                      command + "\" keeps it; what comes of it is in " +
+                                      BaseOf(record_) + ".log");
+    }
+  }
+
+  /// Says what a confirmation has come to. \return the exit code; `ofWrite` of what was kept.
+  int ExitCodeAfter(const Planning::Confirmation& confirmation, int ofWrite) {
+    using Outcome = Planning::Confirmation::Outcome;
+    if (confirmation.outcome == Outcome::Kept) {
+      messages_.Note("Kept.");
+      return ofWrite;
+    }
+    if (confirmation.outcome == Outcome::TakenBack) {
+      messages_.Error("taken back: " + confirmation.reason + "; the target is as it was before");
+      return ExitTakenBack;
+    }
+    messages_.Error("NOT taken back, though " + confirmation.reason + ": " + confirmation.failure);
+    messages_.Error("the target may have the new settings, or some of them. To go back by hand:");
+    for (const std::string& command : CommandsByHand(options_, record_)) {
+      messages_.Error("  " + command);
+    }
+    return ExitNotTakenBack;
+  }
+
+  /// Says how it ended, where no guard does.
   void Record(const std::string& outcome) {
+    if (!guard_) Note(outcome, true);
+  }
+
+  /// Says in the history how it goes, and in the journal how it ended. A write that is done is not
+  /// undone for want of a note.
+  void Note(const std::string& outcome, bool isOver) {
     if (record_.command.empty()) return;  // nothing was to be written
     record_.outcome = outcome;
-    options_.journal(JournalRecordOf(record_, options_.tellsValues));
+    if (isOver) options_.journal(JournalRecordOf(record_, options_.tellsValues));
     if (record_.number == 0) return;
     try {
       history_.Keep(record_);
@@ -213,6 +270,7 @@ class Stages {
   int WriteAndReport(const Plan& plan, const Planning::Saved& backup, const Secrets& secrets) {
     // A restore asks what its rehearsal has asked; reading again asks what a save does.
     progress_.Begin("writing", queriesOfSave_ == 0 ? 0 : queriesOfPlan_ - queriesOfSave_);
+    if (options_.confirm.IsWanted()) StartGuard(backup, secrets);
     const Planning::Written written = Planning::Write(plan, secrets.password, server_);
     return Report(plan, backup, written);
   }
@@ -223,18 +281,25 @@ class Stages {
     const Planning::Report report = Planning::ReportOf(plan, written, server_);
     const std::vector<SDK::BootMessage> waiting = Planning::WaitingFromBefore(plan, server_);
     progress_.End();
-    if (options_.json) {
-      messages_.Document(Planning::RestoreDocument(plan, backup, written, report));
-    } else {
-      ShowReport(plan, written, report, messages_);
-    }
+    const std::string end = report.silence        ? "the target could not be read afterwards"
+                            : report.IsAsWanted() ? "done"
+                                                  : "some settings were not applied";
+    if (guard_) guard_->Written(end);
+    if (!options_.json) ShowReport(plan, written, report, messages_);
     for (const SDK::BootMessage& message : waiting) {
       messages_.Warning("from an earlier change, of " + report.present.NameOf(message.path) + ", " +
                         message.text);
     }
-    Record(report.silence        ? "the target could not be read afterwards"
-           : report.IsAsWanted() ? "done"
-                                 : "some settings were not applied");
+    std::optional<Planning::Confirmation> confirmation;
+    if (guard_) confirmation = Settle(plan, report);
+    if (options_.json) {
+      messages_.Document(Planning::RestoreDocument(plan, backup, written, report, confirmation));
+    }
+    Record(end);
+    if (confirmation) {
+      const int exitCode = ExitCodeAfter(*confirmation, ExitDone);
+      if (exitCode != ExitDone) return exitCode;
+    }
     if (report.silence) throw ResultStatus(*report.silence);
     if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
       throw ResultStatus(*written.failure);
@@ -260,6 +325,7 @@ class Stages {
   const WriteOptions& options_;
   const Planning::History history_{HistoryFolderOf(options_.targets, options_.backupDir)};
   Planning::HistoryRecord record_;  ///< its number is 0 until the present state is saved
+  std::optional<Guard> guard_;      ///< with --confirm, from the first write on
   const Server& server_;
   Progress& progress_;
   const Messages& messages_;
@@ -290,9 +356,13 @@ void TakeTargets(const Globals& globals, WriteOptions& options) {
   options.openTarget = OpenerOf(globals);
   options.targets = globals.targets.Names();
   options.targetWords = globals.targets.GivenOptions();
+  options.confirm.openRescue = [&globals, &options] {
+    return globals.targets.Open(options.confirm.rescue);
+  };
 }
 
 int CarryOut(const WriteOptions& options, const RequestMaker& make, const Messages& messages) {
+  if (options.confirm.IsWanted()) CheckThatAWayStays(options.confirm, options.targets);
   Secrets secrets;
   if (!options.dryRun) {
     ReadPassword(options.password, Planning::kLongestAdminPassword, secrets.password);
@@ -336,7 +406,8 @@ void AddWriteOptions(CLI::App& command, WriteOptions& options) {
   command.add_flag("--ignore-unknown", options.ignoresUnknown,
                    "Pass over sections and keys that the target does not know");
   command.add_flag("--dry-run", options.dryRun, "Show what would be written, and write nothing");
-  command.add_flag("--no-backup", options.noBackup, "Do not save the present configuration first");
+  CLI::Option* noBackup = command.add_flag("--no-backup", options.noBackup,
+                                           "Do not save the present configuration first");
   command
       .add_option("--backup-dir", options.backupDir,
                   "Where the history with the present configuration is kept; default: below "
@@ -348,8 +419,12 @@ void AddWriteOptions(CLI::App& command, WriteOptions& options) {
   command.add_flag("--json", options.json, "Report as JSON");
   command.add_flag("--journal-values", options.tellsValues,
                    "Tell the journal each change with its values; never passwords and the like");
-  auto* reboot = command.add_flag("--reboot", options.reboot,
-                                  "Restart the server where settings wait for that, and verify");
+  CLI::Option* confirm = AddConfirmOptions(command, options.confirm);
+  confirm->excludes(noBackup);
+  auto* reboot = command
+                     .add_flag("--reboot", options.reboot,
+                               "Restart the server where settings wait for that, and verify")
+                     ->excludes(confirm);
   command.add_flag("--force", options.force, "That restart does not ask the operating system")
       ->needs(reboot);
 }

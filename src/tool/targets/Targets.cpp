@@ -98,13 +98,17 @@ Planning::Mounts Targets::OpenOne(const std::string& target) const {
   if (row == kTargetRows.end() || TakesPlace(*row) == place.empty()) {
     throw ToolError(ExitUsage, "\"" + target + "\" is no target. " + HowToChoose());
   }
-  return kinds_[static_cast<std::size_t>(row - kTargetRows.begin())]->Open(place, bmcPassword_);
+  PasswordSource password = bmcPassword_;
+  auto& kept = kept_[target];
+  if (!kept) kept = std::make_shared<KeptPassword>();
+  password.kept = kept;
+  return kinds_[static_cast<std::size_t>(row - kTargetRows.begin())]->Open(place, password);
 }
 
-Planning::Mounts Targets::Open() const {
-  if (names_.empty()) throw ToolError(ExitUsage, "no --target is given. " + HowToChoose());
+Planning::Mounts Targets::Open(const std::vector<std::string>& names) const {
+  if (names.empty()) throw ToolError(ExitUsage, "no --target is given. " + HowToChoose());
   Planning::Mounts mounts;
-  for (const std::string& target : names_) {
+  for (const std::string& target : names) {
     for (auto& [tree, opened] : OpenOne(target)) {
       Planning::Mount& mount = mounts[tree];
       if (mount.provider && opened.isStandIn) continue;

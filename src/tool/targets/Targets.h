@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <span>
 #include <string>
@@ -33,13 +34,17 @@ class Targets {
   /// Opens them.
   /// \throws ToolError     usage: none is given, there is no such kind, or two are for one tree.
   /// \throws ResultStatus  what opening them throws.
-  [[nodiscard]] Planning::Mounts Open() const;
+  [[nodiscard]] Planning::Mounts Open() const { return Open(names_); }
+  /// Opens others, in the same way.
+  [[nodiscard]] Planning::Mounts Open(const std::vector<std::string>& names) const;
 
  private:
   [[nodiscard]] Planning::Mounts OpenOne(const std::string& target) const;
 
   std::vector<std::string> names_;
   PasswordSource bmcPassword_;
+  /// By target, so that none is asked for twice when it is opened anew.
+  mutable std::map<std::string, std::shared_ptr<KeptPassword>> kept_;
   std::vector<std::unique_ptr<TargetKind>> kinds_;  ///< one for each row
 };
 

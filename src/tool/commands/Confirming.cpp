@@ -1,0 +1,185 @@
+#include "tool/commands/Confirming.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <exception>
+#include <thread>
+
+#include "plan/Failure.h"
+#include "tool/ExitCodes.h"
+#include "tool/terminal/Interrupt.h"
+#include "tool/terminal/Terminal.h"
+
+namespace Tool {
+namespace {
+
+using Planning::Configuration;
+using Planning::Confirmation;
+using Planning::Server;
+
+constexpr unsigned kLongestTime = 24 * 60 * 60;
+constexpr int kRounds = 3;
+constexpr std::chrono::seconds kPause{2};
+
+/// Mounts the server again whose place another one has taken.
+struct MountedAgain {
+  const Server& server;
+  ~MountedAgain() { MountTarget(server.Providers()); }
+};
+
+/// What the guard sees of queries; nobody interrupts it.
+Planning::QueryObserver Logging(const Messages& messages) {
+  Planning::QueryObserver observer;
+  observer.onQuery = [&messages](const std::string& path) { messages.Detail("query " + path); };
+  observer.onFailure = [](const std::string& /*path*/, const ResultStatus& /*failure*/) {};
+  return observer;
+}
+
+/// One try over one way. \return as TakeBackOver
+std::string TakeBackOnce(const TargetOpener& open, const WayBack& way, const Messages& messages) {
+  try {
+    const Server server(open(), Logging(messages));
+    if (!way.accounts.empty()) {
+      for (const auto& [tree, mount] : server.Providers()) {
+        mount.provider->UsePasswords(way.accounts);
+      }
+    }
+    return Planning::TakeBack(way.backup, way.password, server);
+  } catch (const ResultStatus& failure) {
+    return failure.message();
+  } catch (const std::exception& fault) {
+    return fault.what();
+  }
+}
+
+}  // namespace
+
+CLI::Option* AddConfirmOptions(CLI::App& command, ConfirmOptions& options) {
+  CLI::Option* confirm =
+      command
+          .add_option("--confirm", options.seconds,
+                      "Take it back unless somebody keeps it within this time: by \"keep\" on the "
+                      "terminal, or by \"saverestore confirm\"")
+          ->option_text("SECONDS")
+          ->check(CLI::Range(1U, kLongestTime));
+  command
+      .add_option("--rescue", options.rescue,
+                  "Another target that leads to the same server, to take it back over; not needed "
+                  "for \"local\"")
+      ->type_name("KIND:PLACE")
+      ->allow_extra_args(false)
+      ->needs(confirm);
+  return confirm;
+}
+
+void CheckThatAWayStays(const ConfirmOptions& options, const std::vector<std::string>& targets) {
+  if (options.rescue.empty()) {
+    if (std::ranges::all_of(targets, [](const std::string& one) { return one == "local"; })) return;
+    throw ToolError(ExitUsage,
+                    "--confirm needs a way back that the write cannot cut: run it on the server "
+                    "itself with --target local, or name another target of the same server with "
+                    "--rescue; nothing was written");
+  }
+  for (const std::string& rescue : options.rescue) {
+    if (std::ranges::find(targets, rescue) == targets.end()) continue;
+    throw ToolError(ExitUsage, "--rescue " + rescue +
+                                   " is the target itself, and no other way to it; nothing was "
+                                   "written");
+  }
+}
+
+void CheckRescue(const ConfirmOptions& options, const Planning::Plan& plan, const Server& server,
+                 const Messages& messages) {
+  if (options.rescue.empty()) return;
+  messages.Detail("opening the rescue");
+  std::string difference;
+  try {
+    const MountedAgain again{server};
+    const Server rescue(options.openRescue(), Watching(messages));
+    CheckMode(rescue.Providers(), plan.request.mode);
+    const Configuration there = Planning::ConfigurationOfTarget(plan.request.mode);
+    rescue.ThrowIfSilent();
+    difference = Planning::WhatTellsApart(plan.present, there);
+  } catch (const ResultStatus& failure) {
+    throw ToolError(ExitCodeOf(failure),
+                    "the rescue is no way back: " + failure.message() + "; nothing was written");
+  } catch (const Planning::Failure& failure) {
+    throw ToolError(
+        ExitCodeOf(failure.kind),
+        "the rescue is no way back: " + std::string(failure.what()) + "; nothing was written");
+  }
+  if (difference.empty()) return;
+  throw ToolError(ExitUsage, "the rescue is another server, or somebody is changing it: there " +
+                                 difference + "; nothing was written");
+}
+
+std::string TakeBackOver(const WayBack& way, const Messages& messages) {
+  std::string reason;
+  for (int round = 0; round < kRounds; ++round) {
+    if (round > 0) std::this_thread::sleep_for(kPause);
+    for (const TargetOpener& open : way.ways) {
+      const std::string failure = TakeBackOnce(open, way, messages);
+      if (failure.empty()) return "";
+      messages.Warning("not taken back yet: " + failure);
+      if (reason.empty()) reason = failure;
+    }
+  }
+  return reason;
+}
+
+std::string WhatIsWrong(const Planning::Plan& plan, const Planning::Report& report,
+                        const TargetOpener& openTarget, const Messages& messages) {
+  if (report.silence) return "the target does not answer: " + report.silence->message();
+  try {
+    const Server anew(openTarget(), Watching(messages));
+    const Configuration now = Planning::ConfigurationOfTarget(plan.request.mode);
+    anew.ThrowIfSilent();
+    const std::string turned = Planning::WhatHasTurned(plan.changes, report.present, now);
+    return turned.empty() ? "" : "the target, opened anew, answers otherwise: " + turned;
+  } catch (const Interrupted&) {
+    throw;
+  } catch (const ResultStatus& failure) {
+    return "the target, opened anew, does not answer: " + failure.message();
+  } catch (const std::exception& fault) {
+    return std::string("the target cannot be opened anew: ") + fault.what();
+  }
+}
+
+Confirmation AwaitKeeping(const Guard& guard, unsigned seconds, const std::string& command,
+                          const Messages& messages) {
+  std::unique_ptr<Terminal> terminal = Terminal::Open();
+  const std::string how = "It is written, and the target answers. It is taken back unless within " +
+                          Counted(seconds, "second") + " somebody ";
+  const std::string elsewhere = "runs\n  " + command + "\n";
+  if (terminal) {
+    terminal->Say(how + "types \"keep\" here, or\n" + elsewhere + "[keep/undo] ");
+  } else {
+    messages.Note(how + elsewhere);
+  }
+  for (;;) {
+    const std::array<int, 2> both = {guard.Descriptor(), terminal ? terminal->Descriptor() : -1};
+    if (WaitForInput(both) == guard.Descriptor()) break;
+    const std::optional<std::string> answer = terminal->Answer();
+    if (!answer) {
+      terminal.reset();  // whoever sat there is gone
+    } else if (*answer == "keep") {
+      guard.Keep();
+      break;
+    } else if (*answer == "undo") {
+      guard.TakeBack("it was asked for");
+      break;
+    } else {
+      terminal->Say("[keep/undo] ");
+    }
+  }
+  return AwaitTakingBack(guard, messages);
+}
+
+Confirmation AwaitTakingBack(const Guard& guard, const Messages& messages) {
+  return guard.Await(
+      [&](const std::string& reason) { messages.Warning("it is being taken back: " + reason); });
+}
+
+}  // namespace Tool

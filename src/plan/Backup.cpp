@@ -28,10 +28,10 @@ class ShownSaveRestore final : public SDK::SaveRestore {
 
 void SaveInto(Common::AtomicFile& file, Mode mode, const Server& server,
               const SectionObserver& observer) {
-  SDK::SavenRestoreOptions options = OptionsFor(file.Destination(), mode);  // of a name to restore
-  options = OptionsFor(file.TemporaryPathWithin(SDK::kLongestFileName), mode);
+  CheckFileName(file.Destination());
   try {
-    ShownSaveRestore(observer).Save(options);
+    ShownSaveRestore(observer).Save(
+        OptionsFor(file.TemporaryPathWithin(SDK::kLongestFileName), mode));
   } catch (const ResultStatus& failure) {
     // The module names neither the file nor what is wrong with the disk.
     const bool isUnwritten = failure.getval() == ErrorManager::CannotWriteFile ||

@@ -122,13 +122,16 @@ Mode ModeOf(const Configuration& file) {
   return ModeAll;
 }
 
+void CheckFileName(const std::string& file) {
+  if (file.size() <= SDK::kLongestFileName) return;
+  throw Failure(Failure::Kind::Usage, "the file name is longer than " +
+                                          std::to_string(SDK::kLongestFileName) +
+                                          " bytes, so no restore would take it: " + file);
+}
+
 SDK::SavenRestoreOptions OptionsFor(const std::string& file, Mode mode) {
+  CheckFileName(file);
   SDK::SavenRestoreOptions options = {};
-  if (file.size() > SDK::kLongestFileName) {
-    throw Failure(Failure::Kind::Usage, "the file name is longer than " +
-                                            std::to_string(SDK::kLongestFileName) +
-                                            " bytes: " + file);
-  }
   file.copy(options.fileName, sizeof options.fileName - 1);
   options.mode = mode;
   return options;

@@ -78,6 +78,9 @@ class Configuration {
 /// the BMC has.
 [[nodiscard]] bool SameValue(const Setting& ofFile, const Setting& ofMachine);
 
+/// \throws Failure  the name of a file is longer than a restore takes.
+void CheckFileName(const std::string& file);
+
 /// The module's options for a file. \throws Failure  the file name is too long for them.
 [[nodiscard]] SDK::SavenRestoreOptions OptionsFor(const std::string& file, Mode mode);
 

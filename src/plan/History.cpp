@@ -104,10 +104,18 @@ std::vector<HistoryRecord> History::Records() const {
   return records;
 }
 
+std::vector<HistoryRecord> History::RecordsOf(const std::string& target) const {
+  std::vector<HistoryRecord> records = Records();
+  std::erase_if(records, [&](const HistoryRecord& record) { return record.target != target; });
+  return records;
+}
+
 void History::Begin(HistoryRecord& record) const {
   std::error_code error;
+  // A folder that was there may be shared by others, "/tmp" say: it has its mode already.
+  const bool isNew = !fs::exists(folder_, error);
   fs::create_directories(folder_, error);
-  if (!error) fs::permissions(folder_, fs::perms::owner_all, error);
+  if (!error && isNew) fs::permissions(folder_, fs::perms::owner_all, error);
   if (error) {
     throw Failure(Failure::Kind::NotPermitted, "the history cannot be kept in \"" + folder_ +
                                                    "\": " + error.message() +
@@ -131,8 +139,8 @@ void History::Keep(const HistoryRecord& record) const {
   file.Commit(Common::AtomicFile::Existing::Replace);
 }
 
-void History::Prune(std::size_t most) const {
-  std::vector<HistoryRecord> records = Records();
+void History::Prune(const std::string& target, std::size_t most) const {
+  const std::vector<HistoryRecord> records = RecordsOf(target);
   const std::size_t many = records.size() - std::min(most, records.size());
   for (std::size_t at = 0; at < many; ++at) {
     std::error_code error;  // what cannot be removed is tried again the next time

@@ -41,6 +41,9 @@ class History {
   /// The records, oldest first. Files that are none are passed over. Empty without a folder.
   [[nodiscard]] std::vector<HistoryRecord> Records() const;
 
+  /// Those of one target: a folder may hold the records of several.
+  [[nodiscard]] std::vector<HistoryRecord> RecordsOf(const std::string& target) const;
+
   /// Gives a record its number, its time and the name of its backup, and makes the folder.
   /// \throws Failure  the folder cannot be made.
   void Begin(HistoryRecord& record) const;
@@ -48,8 +51,8 @@ class History {
   /// Keeps a record, in the place of an earlier state of it. \throws ResultStatus
   void Keep(const HistoryRecord& record) const;
 
-  /// Removes the oldest records, with the logs of their guards, until `most` are left.
-  void Prune(std::size_t most) const;
+  /// Removes the oldest records of `target`, with the logs of their guards, until `most` are left.
+  void Prune(const std::string& target, std::size_t most) const;
 
  private:
   std::string folder_;

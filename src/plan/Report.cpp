@@ -5,6 +5,7 @@
 #include <set>
 #include <type_traits>
 
+#include "common/ErrorManager.h"
 #include "plan/Compare.h"
 
 namespace Planning {
@@ -85,7 +86,9 @@ std::string ReasonNotApplied(const std::string& path, const Sent& sent) {
                  ? "the target refuses it"
                  : "not sent: the target refused another setting of its batch";
     case Delivery::Unknown:
-      return "the connection broke while it was sent";
+      return failure && failure->getval() == ErrorManager::NotPermitted
+                 ? "the target refused access when it was sent"
+                 : "the connection broke while it was sent";
   }
   return "";
 }

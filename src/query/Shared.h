@@ -49,57 +49,52 @@ class Shared {
   std::shared_ptr<Value> store_;  ///< none for the value that a new one has
 };
 
-/// A list of texts whose copies share it. Looks like the list itself.
-class Texts : public Shared<std::vector<std::string>> {
+/// A container whose copies share it, and that looks like the container itself to whoever reads it.
+template <typename Container>
+class SharedContainer : public Shared<Container> {
  public:
-  using List = std::vector<std::string>;
-  using value_type = List::value_type;
-  using size_type = List::size_type;
-  using difference_type = List::difference_type;
-  using reference = List::reference;
-  using const_reference = List::const_reference;
-  using iterator = List::iterator;
-  using const_iterator = List::const_iterator;
+  using value_type = typename Container::value_type;
+  using size_type = typename Container::size_type;
+  using difference_type = typename Container::difference_type;
+  using reference = typename Container::const_reference;
+  using const_reference = typename Container::const_reference;
+  using iterator = typename Container::const_iterator;
+  using const_iterator = typename Container::const_iterator;
 
-  Texts() = default;
-  Texts(List list) : Shared(std::move(list)) {}  // NOLINT(google-explicit-constructor)
-  Texts(std::initializer_list<std::string> texts) : Shared(List(texts)) {}
+  using Shared<Container>::Shared;
 
-  [[nodiscard]] const_iterator begin() const { return Get().begin(); }
-  [[nodiscard]] const_iterator end() const { return Get().end(); }
-  [[nodiscard]] size_type size() const { return Get().size(); }
-  [[nodiscard]] bool empty() const { return Get().empty(); }
+  [[nodiscard]] const_iterator begin() const { return this->Get().begin(); }
+  [[nodiscard]] const_iterator end() const { return this->Get().end(); }
+  [[nodiscard]] size_type size() const { return this->Get().size(); }
+  [[nodiscard]] bool empty() const { return this->Get().empty(); }
+
+  void clear() { *this = SharedContainer(); }
+};
+
+/// A list of texts.
+class Texts : public SharedContainer<std::vector<std::string>> {
+ public:
+  using SharedContainer::SharedContainer;
+  Texts(std::initializer_list<std::string> texts) : SharedContainer(std::vector(texts)) {}
+
   [[nodiscard]] const std::string& front() const { return Get().front(); }
   [[nodiscard]] const std::string& back() const { return Get().back(); }
   [[nodiscard]] const std::string& at(size_type index) const { return Get().at(index); }
   const std::string& operator[](size_type index) const { return Get()[index]; }
 
   void push_back(std::string text) { Edit().push_back(std::move(text)); }
-  void clear() { *this = Texts(); }
 };
 
-/// An ordered map of texts whose copies share it. Looks like the map itself.
-class TextMap : public Shared<std::map<std::string, std::string>> {
+/// An ordered map of texts.
+class TextMap : public SharedContainer<std::map<std::string, std::string>> {
  public:
   using Map = std::map<std::string, std::string>;
   using key_type = Map::key_type;
   using mapped_type = Map::mapped_type;
-  using value_type = Map::value_type;
-  using size_type = Map::size_type;
-  using difference_type = Map::difference_type;
-  using reference = Map::const_reference;
-  using const_reference = Map::const_reference;
-  using iterator = Map::const_iterator;
-  using const_iterator = Map::const_iterator;
 
-  TextMap() = default;
-  TextMap(Map map) : Shared(std::move(map)) {}  // NOLINT(google-explicit-constructor)
-  TextMap(std::initializer_list<value_type> entries) : Shared(Map(entries)) {}
+  using SharedContainer::SharedContainer;
+  TextMap(std::initializer_list<value_type> entries) : SharedContainer(Map(entries)) {}
 
-  [[nodiscard]] const_iterator begin() const { return Get().begin(); }
-  [[nodiscard]] const_iterator end() const { return Get().end(); }
-  [[nodiscard]] size_type size() const { return Get().size(); }
-  [[nodiscard]] bool empty() const { return Get().empty(); }
   [[nodiscard]] const_iterator find(const std::string& key) const { return Get().find(key); }
   [[nodiscard]] bool contains(const std::string& key) const { return Get().contains(key); }
   [[nodiscard]] const_iterator upper_bound(const std::string& key) const {
@@ -110,7 +105,6 @@ class TextMap : public Shared<std::map<std::string, std::string>> {
   auto emplace(Arguments&&... arguments) {
     return Edit().emplace(std::forward<Arguments>(arguments)...);
   }
-  void clear() { *this = TextMap(); }
 };
 
 /// Gives maps that are the same one store: the lists of choices of a machine are few.

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string_view>
 
-#include "modules/save/SaveRestore.h"
+#include "plan/Configuration.h"
 #include "tool/ExitCodes.h"
 
 namespace Tool {
@@ -20,11 +20,7 @@ void CheckDestination(const std::string& path, bool overwrite) {
   if (std::ranges::find(kExtensions, extension) == kExtensions.end()) {
     throw ToolError(ExitUsage, "\"" + path + "\" must end in .ini or .scf");
   }
-  if (path.size() > SDK::kLongestFileName) {
-    throw ToolError(ExitUsage, "the file name is longer than " +
-                                   std::to_string(SDK::kLongestFileName) +
-                                   " bytes, so no restore would take it: " + path);
-  }
+  Planning::CheckFileName(path);
   CheckReplaceable(path, overwrite);
 }
 

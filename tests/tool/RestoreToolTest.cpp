@@ -163,6 +163,12 @@ TEST_F(RestoreToolTest, TheMachineIsSavedFirstAndTheWayBackIsPrinted) {
       OnMachine("restore --yes --password-file pw --backup-dir file/x \"it's new.ini\"").exitCode,
       77);
   EXPECT_TRUE(IsUntouched());
+  // A folder that was there keeps its mode, since others may share it.
+  fs::permissions(PathOf("it's kept"), fs::perms(0755));
+  EXPECT_EQ(
+      OnMachine("restore --yes --password-file pw --backup-dir \"it's kept\" it*new.ini").exitCode,
+      0);
+  EXPECT_EQ(ModeBits(PathOf("it's kept")), 0755U);
 }
 
 TEST_F(RestoreToolTest, AWrongPasswordChangesNothing) {

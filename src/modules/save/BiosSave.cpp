@@ -122,10 +122,12 @@ void SaveRestore::WriteOneData(const std::string& parent, const std::string& pat
   writtenRow.key = key;
   writtenRow.value = BiosTree::EffectiveValue(setting);
   // Settings that have their options in common mostly stand together.
-  if (!writtenOptions.IsCopyOf(setting.options) || !setting.remark.empty() || hasRemark) {
+  if (!setting.remark.empty()) {
+    BiosTree::SetOptionComment(writtenRow.comment, setting);
+    writtenOptions.reset();
+  } else if (!writtenOptions || !writtenOptions->IsCopyOf(setting.options)) {
     BiosTree::SetOptionComment(writtenRow.comment, setting);
     writtenOptions = setting.options;
-    hasRemark = !setting.remark.empty();
   }
   writtenRow.path = path;
   rows.Write(writtenRow);

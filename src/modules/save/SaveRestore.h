@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -347,8 +348,8 @@ class SaveRestore {
     KeyReading reading;
   };
   Row writtenRow;  ///< of the BIOS setting that was written last; kept for its memory
-  Query::TextMap writtenOptions;  ///< those that its comment lists
-  bool hasRemark = true;          ///< it has more than these; also before the first one
+  std::optional<Query::TextMap>
+      writtenOptions;  ///< those that make up its comment, if nothing else does
   const SavedConfiguration& Saved(const char* fileName);
   FileValue ReadFileValue(const std::string& section, const std::string& key, const char* fileName);
   /// Whether the file must have a key. The save leaves out some of what the machine reserves; what

@@ -290,8 +290,10 @@ class Reader final : public nlohmann::json_sax<json> {
   }
 
   void EndNode() {
-    Query::Limits& limits = node_->limits.Edit();
-    if (limits.range && !HasSeen(Name::Form)) limits.form = Query::Limits::Form::Whole;
+    if (node_->limits->range && !HasSeen(Name::Form)) {
+      node_->limits.Edit().form = Query::Limits::Form::Whole;
+    }
+    const Query::Limits& limits = node_->limits.Get();
     const Constraint constraint{!limits.isReadOnly, limits.range, limits.length};
     if (constraint != Constraint{}) machine_.constraints.emplace(path_, constraint);
   }

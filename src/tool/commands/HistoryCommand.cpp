@@ -28,15 +28,6 @@ struct HistoryRequest {
   bool json = false;
 };
 
-/// Those of the folder's records that are of the targets: a folder may hold those of several.
-std::vector<HistoryRecord> RecordsOf(const std::vector<std::string>& targets,
-                                     const Planning::History& history) {
-  std::vector<HistoryRecord> records = history.Records();
-  const std::string target = JoinedTargets(targets);
-  std::erase_if(records, [&](const HistoryRecord& record) { return record.target != target; });
-  return records;
-}
-
 /// \throws ToolError  there is no such record.
 HistoryRecord Chosen(const std::vector<HistoryRecord>& records, std::optional<unsigned> number,
                      const std::string& folder) {
@@ -57,8 +48,9 @@ int RunHistory(const HistoryRequest& request, const std::vector<std::string>& ta
                const Messages& messages) {
   if (targets.empty()) throw ToolError(ExitUsage, "no --target is given: whose history?");
   const Planning::History history(HistoryFolderOf(targets, request.backupDir));
-  if (request.keep) history.Prune(*request.keep);
-  std::vector<HistoryRecord> records = RecordsOf(targets, history);
+  const std::string target = JoinedTargets(targets);
+  if (request.keep) history.Prune(target, *request.keep);
+  std::vector<HistoryRecord> records = history.RecordsOf(target);
   if (request.number) records = {Chosen(records, request.number, history.Folder())};
   if (request.json) {
     messages.Document(Planning::HistoryDocument(records));
@@ -78,7 +70,7 @@ struct UndoRequest : WriteOptions {
 int RunUndo(UndoRequest request, const Messages& messages) {
   const Planning::History history(HistoryFolderOf(request.targets, request.backupDir));
   const HistoryRecord record =
-      Chosen(RecordsOf(request.targets, history), request.number, history.Folder());
+      Chosen(history.RecordsOf(JoinedTargets(request.targets)), request.number, history.Folder());
   request.files = {record.backup};
   const std::vector<Planning::Layer> layers = {Planning::ReadLayer(record.backup, {})};
   Planning::LaidRequest laid;  // its file outlives the writing

@@ -12,7 +12,6 @@ namespace {
 /// What `saverestore reboot` is asked to do.
 struct RebootRequest : RestartOptions {
   TargetOpener openTarget;
-  unsigned wait = kRestartSeconds;
 };
 
 int RunReboot(const RebootRequest& request, const Messages& messages) {
@@ -49,7 +48,10 @@ void RestartServer(const Planning::Server& server, const RestartOptions& options
 void AddReboot(CLI::App& command, Command& chosen) {
   auto request = std::make_shared<RebootRequest>();
   command.add_flag("--force", request->isForced, "Do not ask the operating system to end first");
-  command.add_option("--wait", request->wait, "Seconds until it must be up again; default 900")
+  command
+      .add_option_function<unsigned>(
+          "--wait", [request](unsigned seconds) { request->limit = std::chrono::seconds(seconds); },
+          "Seconds until it must be up again; default 900")
       ->option_text("SECONDS")
       ->check(CLI::Range(1, 86400));
   command.footer(
@@ -60,7 +62,6 @@ void AddReboot(CLI::App& command, Command& chosen) {
     chosen = [request](const Globals& globals, const Messages& messages) {
       request->openTarget = OpenerOf(globals);
       request->target = JoinedTargets(globals.targets.Names());
-      request->limit = std::chrono::seconds(request->wait);
       return RunReboot(*request, messages);
     };
   });

@@ -261,7 +261,7 @@ class Stages {
     if (record_.number == 0) return;
     try {
       history_.Keep(record_);
-      history_.Prune(Planning::kKeptRecords);
+      history_.Prune(record_.target, Planning::kKeptRecords);
     } catch (const ResultStatus& failure) {
       messages_.Warning("the history does not know how this ended: " + failure.message());
     }

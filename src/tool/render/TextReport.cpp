@@ -84,9 +84,11 @@ void ShowReport(const Planning::Plan& plan, const Planning::Written& written, co
   text += Listing(rows, StyleFor(STDOUT_FILENO, messages.IsVerbose()));
   messages.Lines(text + Totals(report));
   if (!report.silence) return;
-  messages.Error(report.silence->getval() == ErrorManager::Unreachable
-                     ? "the target fell silent; above is what is known of the writes"
-                     : "the target cannot be read any more; above is what is known of the writes");
+  const int code = report.silence->getval();
+  const std::string what = code == ErrorManager::Unreachable    ? "fell silent"
+                           : code == ErrorManager::NotPermitted ? "refuses access"
+                                                                : "cannot be read any more";
+  messages.Error("the target " + what + "; above is what is known of the writes");
 }
 
 }  // namespace Tool

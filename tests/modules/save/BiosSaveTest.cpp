@@ -8,7 +8,6 @@
 namespace Test {
 namespace {
 
-
 class BiosSaveTest : public EngineTest {
  protected:
   /// The two boot-order sections, which are always there, without keys.

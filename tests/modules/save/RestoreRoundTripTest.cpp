@@ -69,8 +69,8 @@ TEST_P(ExampleRoundTripTest, AScrambledServerBecomesWhatWasSaved) {
   }
   for (const std::string order : {"/BIOS/BootOrder[", "/BMC/BOOTORDER[1]/HDD["}) {
     const auto last = engine->tree.find(order + "2]");
-    if (last != engine->tree.end())
-      std::swap(last->second.values, engine->tree[order + "1]"].values);
+    if (last == engine->tree.end()) continue;
+    std::swap(last->second.values, engine->tree[order + "1]"].values);
   }
   EXPECT_GT(DifferenceOf(before, Saved(2)).size(), 60U);
   Restore(before, 2);

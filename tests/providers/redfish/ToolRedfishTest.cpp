@@ -206,6 +206,16 @@ TEST_F(ToolRedfishTest, RefusesACertificateThatNobodyVouchesFor) {
   EXPECT_THAT(service->TakeLines(), IsEmpty());
 }
 
+TEST_F(ToolRedfishTest, ARefusedRequestIsNotCalledABrokenConnection) {
+  ASSERT_EQ(RunRemote("save x.ini").exitCode, 0);
+  Edit("x.ini", "Patrol Scrub Interval", "12");
+  service->Knobs({"status=403 PATCH /redfish/v1/Systems/*"});
+  const ToolOutcome outcome = RunRemote("restore --yes x.ini");
+  EXPECT_EQ(outcome.exitCode, 77);
+  EXPECT_THAT(outcome.out, HasSubstr("24 → 12  not read back (the target refused access"));
+  EXPECT_THAT(outcome.err, HasSubstr("the target refuses access; above is what is known"));
+}
+
 TEST_F(ToolRedfishTest, AFailureInTheMiddleWritesNothing) {
   for (const char* knob : {"stall=", "close=", "flood=", "status=500 "}) {
     service->Knobs({std::string(knob) + "/redfish/v1/RegistryStore/bios.json"});

@@ -3,7 +3,7 @@
 #include <set>
 #include <utility>
 
-#include "plan/Layers.h"
+#include "common/Secrets.h"
 #include "plan/Plan.h"
 #include "plan/Report.h"
 #include "plan/Write.h"
@@ -39,6 +39,8 @@ std::string DifferenceIn(const Setting& setting, const Configuration& other) {
   }
   if (there == nullptr) return setting.Name() + " is not there";
   if (there->value == setting.value) return "";
+  // This text gets into logs that others read.
+  if (Common::IsSecret(setting.key)) return setting.Name() + " is another one";
   return setting.Name() + " is \"" + there->value + "\" and not \"" + setting.value + "\"";
 }
 
@@ -77,8 +79,8 @@ std::string WhatHasTurned(const std::vector<Change>& changes, const Configuratio
   return names.Text();
 }
 
-std::string TakeBack(const std::string& backup, const std::string& password, const Server& server) {
-  const std::vector<Layer> before = {ReadLayer(backup, {})};
+std::string TakeBack(const std::vector<Layer>& before, const std::string& password,
+                     const Server& server) {
   const Configuration present = ConfigurationOfTarget(ModeOf(before.front().content));
   server.ThrowIfSilent();
   LaidRequest laid = RequestOfLayers(before, {}, present);
@@ -96,7 +98,8 @@ std::string TakeBack(const std::string& backup, const std::string& password, con
   for (const ReportRow& row : report.rows) {
     const bool isAsWanted = row.outcome != Outcome::NotApplied && row.outcome != Outcome::Unknown;
     if (!isAsWanted && !row.isReadOnly) {
-      names.Add(row.section + "::" + row.key + " (" + row.reason + ")");
+      const std::string reason = Common::IsSecret(row.key) ? "" : " (" + row.reason + ")";
+      names.Add(row.section + "::" + row.key + reason);
     }
   }
   return names.Text();

@@ -5,6 +5,7 @@
 
 #include "plan/Change.h"
 #include "plan/Configuration.h"
+#include "plan/Layers.h"
 #include "plan/Server.h"
 
 // A write that somebody has to keep. Without that, or when the server no longer answers as it
@@ -35,11 +36,11 @@ struct Confirmation {
 [[nodiscard]] std::string WhatHasTurned(const std::vector<Change>& changes,
                                         const Configuration& afterWrite, const Configuration& anew);
 
-/// Brings the mounted server back to the state in the file `backup`: writes what differs, waiting
-/// changes included, and reads it again.
+/// Brings the mounted server back to the state `before`: writes what differs, waiting changes
+/// included, and reads it again.
 /// \return why it is not as it was; empty when it is, or will be after the next boot.
 /// \throws ResultStatus, Failure  it cannot be read, or does not take the file.
-[[nodiscard]] std::string TakeBack(const std::string& backup, const std::string& password,
+[[nodiscard]] std::string TakeBack(const std::vector<Layer>& before, const std::string& password,
                                    const Server& server);
 
 }  // namespace Planning

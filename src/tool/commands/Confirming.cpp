@@ -20,8 +20,6 @@ using Planning::Confirmation;
 using Planning::Server;
 
 constexpr unsigned kLongestTime = 24 * 60 * 60;
-constexpr int kRounds = 3;
-constexpr std::chrono::seconds kPause{2};
 
 /// Mounts the server again whose place another one has taken.
 struct MountedAgain {
@@ -46,7 +44,7 @@ std::string TakeBackOnce(const TargetOpener& open, const WayBack& way, const Mes
         mount.provider->UsePasswords(way.accounts);
       }
     }
-    return Planning::TakeBack(way.backup, way.password, server);
+    return Planning::TakeBack(way.before, way.password, server);
   } catch (const ResultStatus& failure) {
     return failure.message();
   } catch (const std::exception& fault) {
@@ -72,6 +70,16 @@ CLI::Option* AddConfirmOptions(CLI::App& command, ConfirmOptions& options) {
       ->allow_extra_args(false)
       ->needs(confirm);
   return confirm;
+}
+
+void ThrowIfGuarded(const Planning::History& history, const std::string& target,
+                    const std::string& commandToConfirm) {
+  for (const Planning::HistoryRecord& before : history.RecordsOf(target)) {
+    if (!IsGuarded(BaseOf(before))) continue;
+    throw ToolError(ExitFailed, before.command + " " + std::to_string(before.number) +
+                                    " waits to be kept, or is being taken back; \"" +
+                                    commandToConfirm + "\" keeps it; nothing was written");
+  }
 }
 
 void CheckThatAWayStays(const ConfirmOptions& options, const std::vector<std::string>& targets) {
@@ -117,8 +125,8 @@ void CheckRescue(const ConfirmOptions& options, const Planning::Plan& plan, cons
 
 std::string TakeBackOver(const WayBack& way, const Messages& messages) {
   std::string reason;
-  for (int round = 0; round < kRounds; ++round) {
-    if (round > 0) std::this_thread::sleep_for(kPause);
+  for (std::size_t round = 0; round <= way.pauses.size(); ++round) {
+    if (round > 0) std::this_thread::sleep_for(way.pauses[round - 1]);
     for (const TargetOpener& open : way.ways) {
       const std::string failure = TakeBackOnce(open, way, messages);
       if (failure.empty()) return "";

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "plan/Confirmation.h"
+#include "plan/History.h"
+#include "plan/Layers.h"
 #include "plan/Plan.h"
 #include "plan/Report.h"
 #include "tool/guard/Guard.h"
@@ -20,17 +23,27 @@ class Option;
 
 namespace Tool {
 
+using namespace std::chrono_literals;
+
 /// How a write is to be kept.
 struct ConfirmOptions {
   unsigned seconds = 0;             ///< within which it is; 0: it need not be
   std::vector<std::string> rescue;  ///< other targets that lead to the same server
   TargetOpener openRescue;
+  std::chrono::seconds longestWrite{15 * 60};  ///< a tool that takes longer stands still
+  /// Between the tries to take it back: a server that restarts comes back.
+  std::vector<std::chrono::seconds> pauses{2s, 5s, 10s, 20s, 40s, 60s, 60s, 60s};
 
   [[nodiscard]] bool IsWanted() const { return seconds != 0; }
 };
 
 /// Adds the options to a command. \return the option --confirm
 CLI::Option* AddConfirmOptions(CLI::App& command, ConfirmOptions& options);
+
+/// What waits to be kept would be mixed up with what comes on top of it.
+/// \throws ToolError  something does.
+void ThrowIfGuarded(const Planning::History& history, const std::string& target,
+                    const std::string& commandToConfirm);
 
 /// A way back that the write may cut is none: it takes the machine itself, or a rescue.
 /// \throws ToolError  usage: no way stays.
@@ -43,8 +56,10 @@ void CheckRescue(const ConfirmOptions& options, const Planning::Plan& plan,
 
 /// What it takes to bring back the state in a file.
 struct WayBack {
-  std::vector<TargetOpener> ways;  ///< tried in turn, several times: a server may come back
-  std::string backup;
+  std::vector<TargetOpener> ways;            ///< tried in turn
+  std::vector<std::chrono::seconds> pauses;  ///< before they are tried once more
+  /// In memory, so that neither a full disk nor a lost file keeps anybody from going back.
+  std::vector<Planning::Layer> before;
   const std::string& password;  ///< of the BIOS administrator; outlives this, as `accounts`
   const SDK::SettingMap& accounts;
 };

@@ -49,7 +49,11 @@ int RunHistory(const HistoryRequest& request, const std::vector<std::string>& ta
   if (targets.empty()) throw ToolError(ExitUsage, "no --target is given: whose history?");
   const Planning::History history(HistoryFolderOf(targets, request.backupDir));
   const std::string target = JoinedTargets(targets);
-  if (request.keep) history.Prune(target, *request.keep);
+  if (request.keep) {
+    // Its state before is what it goes back to.
+    ThrowIfGuarded(history, target, "confirm");
+    history.Prune(target, *request.keep);
+  }
   std::vector<HistoryRecord> records = history.RecordsOf(target);
   if (request.number) records = {Chosen(records, request.number, history.Folder())};
   if (request.json) {

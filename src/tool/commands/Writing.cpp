@@ -1,17 +1,23 @@
 #include "tool/commands/Writing.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <optional>
 #include <set>
 #include <string_view>
 
+#include "common/Descriptor.h"
 #include "common/ErrorManager.h"
 #include "common/Wipe.h"
 #include "plan/Backup.h"
 #include "plan/Document.h"
 #include "plan/History.h"
+#include "plan/Layers.h"
 #include "plan/PasswordCheck.h"
 #include "plan/Plan.h"
 #include "plan/Report.h"
@@ -84,6 +90,22 @@ void ThrowIfRefused(const Plan& plan, const Messages& messages) {
                   "them; nothing was written");
 }
 
+/// Keeps others from starting a guard of the same history.
+class FolderLock {
+ public:
+  explicit FolderLock(const std::string& folder)
+      : folder_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    while (flock(folder_.Get(), LOCK_EX) != 0 && errno == EINTR) {
+    }
+  }
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+  ~FolderLock() { flock(folder_.Get(), LOCK_UN); }  // the guard has it open for a moment, too
+
+ private:
+  Common::Descriptor folder_;
+};
+
 /// One write, stage by stage.
 class Stages {
  public:
@@ -112,6 +134,7 @@ class Stages {
     Planning::Saved backup;
     if (!options_.noBackup) backup = Backup(plan);
     if (!options_.json) ShowPlan(plan, false, messages_);  // the report will be the one document
+    WarnOfPasswords(plan);
     consent.Ask(messages_);
     server_.Refresh();  // the answer may have taken long
     const std::vector<Planning::Change> changed = Planning::ChangedSince(plan.changes);
@@ -176,29 +199,37 @@ class Stages {
     return backup;
   }
 
-  /// What waits to be kept would be mixed up with what comes on top of it.
-  void ThrowIfGuarded() const {
-    for (const Planning::HistoryRecord& before : history_.Records()) {
-      if (before.target != record_.target || !IsGuarded(BaseOf(before))) continue;
-      throw ToolError(ExitFailed, before.command + " " + std::to_string(before.number) +
-                                      " waits to be kept, or is being taken back; \"" +
-                                      CommandToConfirm(options_) +
-                                      "\" keeps it; nothing was written");
+  /// No server tells the password that an account has.
+  void WarnOfPasswords(const Plan& plan) const {
+    if (!options_.confirm.IsWanted()) return;
+    for (const SDK::WriteForesight& foreseen : plan.foresight) {
+      if (foreseen.kind != SDK::WriteForesight::Kind::OpensAccount) continue;
+      messages_.Warning("the password that \"" + foreseen.account +
+                        "\" is given stays when this is taken back");
     }
+  }
+
+  /// Two writes at a time may have looked before either had its guard.
+  void ThrowIfGuarded() const {
+    Tool::ThrowIfGuarded(history_, record_.target, CommandToConfirm(options_));
   }
 
   /// Has a process watch over the write from here on.
   void StartGuard(const Planning::Saved& backup, const Secrets& secrets) {
+    const std::vector<Planning::Layer> before = {Planning::ReadLayer(backup.file, {})};
     Watch watch;
     watch.base = BaseOf(record_);
     watch.time = std::chrono::seconds(options_.confirm.seconds);
-    watch.takeBack = [this, &backup, &secrets] {
-      WayBack way{{}, backup.file, secrets.password, secrets.accounts};
+    watch.longestWrite = options_.confirm.longestWrite;
+    watch.takeBack = [this, before, &secrets] {
+      WayBack way{{}, options_.confirm.pauses, before, secrets.password, secrets.accounts};
       if (!options_.confirm.rescue.empty()) way.ways.push_back(options_.confirm.openRescue);
       way.ways.push_back(options_.openTarget);
       return TakeBackOver(way, messages_);
     };
     watch.record = [this](const std::string& outcome, bool isOver) { Note(outcome, isOver); };
+    const FolderLock lock(history_.Folder());
+    ThrowIfGuarded();
     guard_.emplace(watch);
     if (guard_->Warning().empty()) return;
     messages_.Warning(
@@ -270,6 +301,7 @@ class Stages {
   int WriteAndReport(const Plan& plan, const Planning::Saved& backup, const Secrets& secrets) {
     // A restore asks what its rehearsal has asked; reading again asks what a save does.
     progress_.Begin("writing", queriesOfSave_ == 0 ? 0 : queriesOfPlan_ - queriesOfSave_);
+    ThrowIfGuarded();
     if (options_.confirm.IsWanted()) StartGuard(backup, secrets);
     const Planning::Written written = Planning::Write(plan, secrets.password, server_);
     return Report(plan, backup, written);

@@ -16,8 +16,9 @@ namespace Tool {
 /// What a guard watches over. Both functions run in the guard's process, whose standard streams
 /// lead to its log.
 struct Watch {
-  std::string base;  ///< of the names of its socket (".confirm") and its log (".log")
-  std::chrono::seconds time{0};
+  std::string base;              ///< of the names of its socket (".confirm") and its log (".log")
+  std::chrono::seconds time{0};  ///< to keep it in, once the server is seen to answer
+  std::chrono::seconds longestWrite{0};   ///< a tool that takes longer is stopped
   std::function<std::string()> takeBack;  ///< \return what went wrong; empty when it is as before
   /// Notes how it goes; with `isOver` that is the last of it.
   std::function<void(const std::string& outcome, bool isOver)> record;

@@ -12,8 +12,10 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <exception>
+#include <fstream>
 #include <list>
 #include <memory>
 #include <optional>
@@ -33,14 +35,19 @@ using Planning::Confirmation;
 constexpr std::chrono::seconds kTimeToRead{120};
 constexpr int kChannel = 3;  ///< where the descriptor of the channel is put
 
+/// A time of today for people.
+std::string TimeText(std::chrono::seconds fromNow, const char* format) {
+  std::array<char, 32> text = {};
+  const std::time_t time = std::time(nullptr) + fromNow.count();
+  std::tm parts = {};
+  localtime_r(&time, &parts);
+  std::strftime(text.data(), text.size(), format, &parts);
+  return text.data();
+}
+
 /// A line of the log, which nobody may see before it is needed.
 void Log(const std::string& text) {
-  std::array<char, 32> time = {};
-  const std::time_t now = std::time(nullptr);
-  std::tm parts = {};
-  localtime_r(&now, &parts);
-  std::strftime(time.data(), time.size(), "%Y-%m-%d %H:%M:%S", &parts);
-  std::printf("%s  %s\n", time.data(), text.c_str());
+  std::printf("%s  %s\n", TimeText({}, "%Y-%m-%d %H:%M:%S").c_str(), text.c_str());
   std::fflush(stdout);
 }
 
@@ -77,11 +84,24 @@ int KeepSigterm() {
   return signalfd(-1, &kept, SFD_CLOEXEC);
 }
 
+/// Neither a full disk nor the end of the login, with which its own folder goes, may keep files of
+/// the moment from being written, nor may this process be the first to go when memory is short.
+void RelyOnLittle() {
+  constexpr const char* kMemory = "/dev/shm";
+  if (access(kMemory, W_OK | X_OK) == 0) {
+    unsetenv("XDG_RUNTIME_DIR");
+    setenv("TMPDIR", kMemory, 1);
+  }
+  std::ofstream("/proc/self/oom_score_adj") << "-1000";  // which root may ask for
+}
+
 /// Waits for what decides about a write, and sees to it.
 class Watcher {
  public:
-  Watcher(const Watch& watch, int ending)
-      : watch_(watch), ending_(ending), listener_(ListenAt(SocketPath())) {}
+  Watcher(const Watch& watch, pid_t tool, int ending)
+      : watch_(watch), tool_(tool), ending_(ending), listener_(ListenAt(SocketPath())) {
+    deadline_ = Clock::now() + watch.longestWrite;
+  }
 
   /// Watches until it is decided, and does what follows.
   void Run() {
@@ -147,10 +167,20 @@ class Watcher {
     if (!decision_ && wanted[1].revents != 0) {
       callers_.emplace_back(accept4(listener_->Get(), nullptr, nullptr, SOCK_CLOEXEC));
     }
-    if (!decision_ && deadline_ && Clock::now() >= *deadline_) {
-      Decide("nobody kept it within " +
-             Counted(static_cast<std::size_t>(watch_.time.count()), "second"));
+    if (!decision_ && Clock::now() >= deadline_) TimeIsUp();
+  }
+
+  void TimeIsUp() {
+    if (outcome_) {
+      return Decide("nobody kept it within " +
+                    Counted(static_cast<std::size_t>(watch_.time.count()), "second"));
     }
+    // It must not write on while this is taken back. It is there: the channel has not told its end.
+    kill(tool_, SIGKILL);
+    while (ReceivePacket(kChannel)) {
+    }
+    hasTool_ = false;
+    Decide("the tool stood still while it wrote");
   }
 
   void HearTool() {
@@ -194,7 +224,9 @@ class Watcher {
   void Begin(std::chrono::seconds time) {
     isWaiting_ = true;
     deadline_ = Clock::now() + time;
-    Log("waiting " + Counted(static_cast<std::size_t>(time.count()), "second"));
+    const std::string until = "waits to be kept until " + TimeText(time, "%H:%M:%S");
+    Log(until);
+    Record(*outcome_ + ", " + until, false);
   }
 
   void Keep() {
@@ -205,20 +237,20 @@ class Watcher {
   void Decide(const std::string& reason) { decision_ = reason; }
 
   [[nodiscard]] int MillisecondsLeft() const {
-    if (!deadline_) return -1;
     const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(*deadline_ - Clock::now()).count();
+        std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now()).count();
     return left < 0 ? 0 : static_cast<int>(left);
   }
 
   const Watch& watch_;
+  const pid_t tool_;
   const int ending_;  ///< readable when the process is to end
   std::unique_ptr<Common::Descriptor> listener_;
   std::list<Common::Descriptor> callers_;
   bool hasTool_ = true;
-  bool isWaiting_ = false;              ///< somebody may keep it
-  std::optional<std::string> outcome_;  ///< of the write, once it has ended
-  std::optional<Clock::time_point> deadline_;
+  bool isWaiting_ = false;               ///< somebody may keep it
+  std::optional<std::string> outcome_;   ///< of the write, once it has ended
+  Clock::time_point deadline_;           ///< of the tool's write, then of whoever may keep it
   std::optional<std::string> decision_;  ///< why it is taken back; empty: it is kept
 };
 
@@ -226,10 +258,12 @@ class Watcher {
 
 int RunGuard(const Watch& watch, int channel) noexcept {
   try {
+    const pid_t tool = getppid();
     setsid();
     PassOverSignals();
+    RelyOnLittle();
     TakeOverStreams(watch.base + ".log", channel);
-    Watcher(watch, KeepSigterm()).Run();
+    Watcher(watch, tool, KeepSigterm()).Run();
     return 0;
   } catch (const std::exception& fault) {
     std::printf("%s\n", fault.what());

@@ -144,7 +144,7 @@ void History::Prune(const std::string& target, std::size_t most) const {
   const std::size_t many = records.size() - std::min(most, records.size());
   for (std::size_t at = 0; at < many; ++at) {
     std::error_code error;  // what cannot be removed is tried again the next time
-    for (const char* ending : {".ini", ".log", ".json"}) {
+    for (const char* ending : {".ini", ".log", ".confirm", ".json"}) {
       fs::remove(BaseOf(records[at]) + ending, error);
     }
   }

@@ -51,7 +51,8 @@ class History {
   /// Keeps a record, in the place of an earlier state of it. \throws ResultStatus
   void Keep(const HistoryRecord& record) const;
 
-  /// Removes the oldest records of `target`, with the logs of their guards, until `most` are left.
+  /// Removes the oldest records of `target`, with what their guards have left, until `most` are
+  /// left.
   void Prune(const std::string& target, std::size_t most) const;
 
  private:

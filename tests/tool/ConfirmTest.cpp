@@ -81,7 +81,7 @@ TEST_F(ConfirmTest, WhatIsKeptAtTheTerminalStays) {
     static_cast<void>(
         Shell("(setsid " + Restore("600") + " >told 2>&1 &); " + Until("grep -q unless told")));
   };
-  EXPECT_THAT(TerminalOutput(command, "y\n", Tool::ExitFailed, "", another),
+  EXPECT_THAT(TerminalOutput(command, "y\ny\n", Tool::ExitFailed, "", another),
               HasSubstr("restore 3 waits to be kept"));
   EXPECT_EQ(Shell(OnLink("confirm --undo --backup-dir h")).exitCode, 0);
   EXPECT_TRUE(IsUntouched());

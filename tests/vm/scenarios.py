@@ -109,13 +109,13 @@ def administrator_password(vm, _):
 
 
 def a_write_that_cuts_the_network(vm, bmc):
-    write = f"{LOCAL} apply --yes --allow-lockout --set USERS::USER2::GlobalUserStatus=DISABLE --confirm 15 >told 2>&1"
+    write = f"{LOCAL} apply --yes --allow-lockout --set USERS::USER2::GlobalUserStatus=DISABLE --confirm 20 >told 2>&1"
     vm.run(f"echo '{write}' >login && systemctl start login")
-    vm.run("until grep unless told; do sleep 1; done", says="unless within 15 seconds")
+    vm.run("until grep unless told; do sleep 1; done", says="unless within 20 seconds")
     expect("nobody gets in over the network", not bmc.lets_in())
     vm.run("systemctl list-units --no-legend 'saverestore*'", says="Takes a configuration back unless it is kept")
     vm.run("systemctl stop login && ! systemctl is-active login && cat told", says="interrupted")
-    vm.run(f"until {LOCAL} history | grep 'taken back:'; do sleep 1; done", says="nobody kept it within 15 seconds")
+    vm.run(f"until {LOCAL} history | grep ', taken back:'; do sleep 1; done", says="nobody kept it within 20 seconds")
     expect("an administrator gets in again", bmc.lets_in())
     vm.run("journalctl -t saverestore -o cat | tail -n 1", says="apply of local by root: 1 change, taken back")
 

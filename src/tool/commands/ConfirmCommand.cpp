@@ -24,8 +24,7 @@ int RunConfirm(const ConfirmRequest& request, const std::vector<std::string>& ta
   const Planning::History history(HistoryFolderOf(targets, request.backupDir));
   const std::string target = JoinedTargets(targets);
   std::string last;
-  for (const Planning::HistoryRecord& record : history.Records()) {
-    if (record.target != target) continue;
+  for (const Planning::HistoryRecord& record : history.RecordsOf(target)) {
     last = "; the last one, " + record.command + " " + std::to_string(record.number) +
            ", is noted as: " + record.outcome;
     if (!IsGuarded(BaseOf(record))) continue;

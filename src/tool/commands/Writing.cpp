@@ -135,14 +135,9 @@ class Stages {
     if (!options_.noBackup) backup = Backup(plan);
     if (!options_.json) ShowPlan(plan, false, messages_);  // the report will be the one document
     WarnOfPasswords(plan);
-    consent.Ask(messages_);
-    server_.Refresh();  // the answer may have taken long
-    const std::vector<Planning::Change> changed = Planning::ChangedSince(plan.changes);
-    server_.ThrowIfSilent();
-    consent.AskAgain(changed, messages_);
-    ThrowIfInterrupted();
+    GetReady(plan, consent, backup, secrets);
     try {
-      return WriteAndReport(plan, backup, secrets);
+      return WriteAndReport(plan, backup, secrets.password);
     } catch (const Interrupted&) {
       if (guard_) {
         guard_->TakeBack("it was interrupted");
@@ -212,6 +207,24 @@ class Stages {
   /// Two writes at a time may have looked before either had its guard.
   void ThrowIfGuarded() const {
     Tool::ThrowIfGuarded(history_, record_.target, CommandToConfirm(options_));
+  }
+
+  /// The last that keeps a write from beginning.
+  void GetReady(const Plan& plan, const Consent& consent, const Planning::Saved& backup,
+                const Secrets& secrets) {
+    try {
+      consent.Ask(messages_);
+      server_.Refresh();  // the answer may have taken long
+      const std::vector<Planning::Change> changed = Planning::ChangedSince(plan.changes);
+      server_.ThrowIfSilent();
+      consent.AskAgain(changed, messages_);
+      ThrowIfInterrupted();
+      ThrowIfGuarded();
+      if (options_.confirm.IsWanted()) StartGuard(backup, secrets);
+    } catch (...) {
+      Note("nothing was written", false);
+      throw;
+    }
   }
 
   /// Has a process watch over the write from here on.
@@ -298,12 +311,10 @@ class Stages {
     }
   }
 
-  int WriteAndReport(const Plan& plan, const Planning::Saved& backup, const Secrets& secrets) {
+  int WriteAndReport(const Plan& plan, const Planning::Saved& backup, const std::string& password) {
     // A restore asks what its rehearsal has asked; reading again asks what a save does.
     progress_.Begin("writing", queriesOfSave_ == 0 ? 0 : queriesOfPlan_ - queriesOfSave_);
-    ThrowIfGuarded();
-    if (options_.confirm.IsWanted()) StartGuard(backup, secrets);
-    const Planning::Written written = Planning::Write(plan, secrets.password, server_);
+    const Planning::Written written = Planning::Write(plan, password, server_);
     return Report(plan, backup, written);
   }
 

@@ -24,6 +24,16 @@ class ShownSaveRestore final : public SDK::SaveRestore {
   const SectionObserver& observer_;
 };
 
+/// The names of the settings whose value is too long for a restore, one behind the other.
+std::string LongValues(const Configuration& content) {
+  std::string names;
+  for (const Setting& setting : content.Settings()) {
+    if (setting.value.size() <= kLongestRead) continue;
+    names += (names.empty() ? "" : ", ") + setting.Name();
+  }
+  return names;
+}
+
 }  // namespace
 
 void SaveInto(Common::AtomicFile& file, Mode mode, const Server& server,
@@ -53,6 +63,12 @@ Saved ReviewSaved(const std::string& path, Mode mode) {
     if (setting.section != "SYSTEM" || !setting.value.empty()) continue;
     saved.warnings.push_back("the target does not tell its " + setting.key +
                              ": a restore of this file will need --skip-system-check");
+  }
+  // The text form is read with a limit that the stream form does not have.
+  if (const std::string names = LongValues(content); file.Lines() != nullptr && !names.empty()) {
+    saved.warnings.push_back(
+        "longer than " + std::to_string(kLongestRead) +
+        " bytes, so that a restore takes it from a stream file (.scf) only: " + names);
   }
   const bool hasBios = std::ranges::any_of(content.Sections(), [](const std::string& section) {
     return IsBiosSection(section) && !IsBootOrder(section);

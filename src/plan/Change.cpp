@@ -129,6 +129,10 @@ std::vector<Change> ChangedSince(const std::vector<Change>& changes) {
   return changed;
 }
 
+bool IsReadOnly(const std::string& path) {
+  return NodeAt(path).limits->isReadOnly;
+}
+
 std::vector<Obstacle> ObstaclesTo(const std::vector<Change>& changes, const Configuration& wanted,
                                   const Configuration& present) {
   std::vector<Obstacle> obstacles;
@@ -136,12 +140,12 @@ std::vector<Obstacle> ObstaclesTo(const std::vector<Change>& changes, const Conf
     if (!OrderOf(change.path).empty() || change.from == change.to) continue;
     const _XNode node = NodeAt(change.path);
     if (node.limits->isReadOnly) {
-      obstacles.push_back({change, "it is read-only", true});
+      obstacles.push_back({change, "it is read-only", Obstacle::Kind::ReadOnly});
       continue;
     }
     std::string reason = ObjectionOfForm(change, wanted, present);
     if (reason.empty()) reason = Query::Objection(node, change.to);
-    if (!reason.empty()) obstacles.push_back({change, reason, false});
+    if (!reason.empty()) obstacles.push_back({change, reason});
   }
   return obstacles;
 }

@@ -38,10 +38,19 @@ struct Change {
 
 /// Why a change cannot be made.
 struct Obstacle {
+  enum class Kind {
+    Impossible,    ///< the server cannot take the value
+    ReadOnly,      ///< nobody can change it: no fault of the file
+    Locked,        ///< nobody can while other settings are as they will be
+    NeedsRestart,  ///< the server takes it once it has restarted with the rest
+  };
   Change change;
-  std::string reason;       ///< a part of a sentence that says what is allowed
-  bool isReadOnly = false;  ///< nobody can change it: no fault of the file
+  std::string reason;  ///< a part of a sentence that says what is allowed
+  Kind kind = Kind::Impossible;
 };
+
+/// True when the mounted server says that nobody can change the setting at `path`.
+[[nodiscard]] bool IsReadOnly(const std::string& path);
 
 /// What of `changes` cannot be written: held against what the mounted server says of each setting,
 /// and against the form that its key promises. `wanted` has the values as the file has them.

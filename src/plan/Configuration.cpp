@@ -79,7 +79,10 @@ const Setting* Configuration::Find(const std::string& section, const std::string
 
 std::string Configuration::NameOf(const std::string& path) const {
   const auto setting = std::ranges::find(settings_, path, &Setting::path);
-  return path.empty() || setting == settings_.end() ? path : setting->Name();
+  if (path.empty() || setting == settings_.end()) return path;
+  // What stands at a position now says nothing of the position.
+  return IsBootOrder(setting->section) ? setting->section + path.substr(path.rfind('['))
+                                       : setting->Name();
 }
 
 std::vector<const Setting*> Configuration::Of(const std::string& section) const {

@@ -47,7 +47,8 @@ class Configuration {
   void Add(Setting setting);
 
   [[nodiscard]] const Setting* Find(const std::string& section, const std::string& key) const;
-  /// The name of the setting that was read at a query path; the path itself without one.
+  /// The name of the setting that was read at a query path, "BIOS::BootOrder[2]" of a position; the
+  /// path itself without one.
   [[nodiscard]] std::string NameOf(const std::string& path) const;
   /// The settings of a section, in order.
   [[nodiscard]] std::vector<const Setting*> Of(const std::string& section) const;

@@ -31,6 +31,19 @@ ordered_json ChangeObject(const Change& change) {
   return object;
 }
 
+ordered_json ChangeList(const Plan& plan) {
+  ordered_json changes = ordered_json::array();
+  for (const Change& change : plan.changes) changes.push_back(ChangeObject(change));
+  return changes;
+}
+
+/// The firmware facts of a server.
+ordered_json SystemObject(const Configuration& present) {
+  ordered_json system = ordered_json::object();
+  for (const Setting* setting : present.Of("SYSTEM")) system[setting->key] = setting->value;
+  return system;
+}
+
 }  // namespace
 
 std::string DryRunDocument(const Plan& plan) {
@@ -38,15 +51,12 @@ std::string DryRunDocument(const Plan& plan) {
   for (const RecordedWrite& write : plan.writes) {
     writes.push_back({{"path", write.path}, {"value", write.value}});
   }
-  ordered_json changes = ordered_json::array();
-  for (const Change& change : plan.changes) {
-    changes.push_back(ChangeObject(change));
-  }
   ordered_json obstacles = ordered_json::array();
   for (const Obstacle& obstacle : plan.obstacles) {
     obstacles.push_back(ChangeObject(obstacle.change));
     obstacles.back()["reason"] = obstacle.reason;
-    obstacles.back()["read_only"] = obstacle.isReadOnly;
+    obstacles.back()["read_only"] = obstacle.kind == Obstacle::Kind::ReadOnly;
+    obstacles.back()["needs_restart"] = obstacle.kind == Obstacle::Kind::NeedsRestart;
   }
   ordered_json foresight = ordered_json::array();
   for (const SDK::WriteForesight& foreseen : plan.foresight) {
@@ -55,7 +65,8 @@ std::string DryRunDocument(const Plan& plan) {
   return Dump({{"schema", "saverestore-dry-run/1"},
                {"file", plan.request.name},
                {"mode", NameOf(plan.request.mode)},
-               {"changes", changes},
+               {"system", SystemObject(plan.present)},
+               {"changes", ChangeList(plan)},
                {"obstacles", obstacles},
                {"foresight", foresight},
                {"writes", writes},
@@ -75,12 +86,15 @@ std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written
                         {"outcome", NameOf(row.outcome)},
                         {"wanted", row.wanted},
                         {"present", row.present},
-                        {"reason", row.reason}});
+                        {"reason", row.reason},
+                        {"read_only", row.isReadOnly}});
   }
   ordered_json document = {{"schema", "saverestore-restore/1"},
                            {"file", plan.request.name},
                            {"mode", NameOf(plan.request.mode)},
+                           {"system", SystemObject(plan.present)},
                            {"backup", backup.file},
+                           {"changes", ChangeList(plan)},
                            {"totals", totals},
                            {"settings", settings},
                            {"messages", written.skipped}};
@@ -93,6 +107,13 @@ std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written
                                 {"reason", confirmation->reason},
                                 {"failure", confirmation->failure}};
   }
+  return Dump(document);
+}
+
+std::string FailureDocument(int exitCode, std::optional<int> code, const std::string& text) {
+  ordered_json document = {{"schema", "saverestore-failure/1"}, {"exit", exitCode}};
+  if (code) document["code"] = *code;
+  document["text"] = text;
   return Dump(document);
 }
 
@@ -119,7 +140,8 @@ std::string VerifyDocument(const Verification& verification, const std::string& 
     different.push_back({{"section", missed.section},
                          {"key", missed.key},
                          {"file", missed.wanted},
-                         {"machine", missed.present ? ordered_json(*missed.present) : nullptr}});
+                         {"machine", missed.present ? ordered_json(*missed.present) : nullptr},
+                         {"read_only", missed.isReadOnly}});
   }
   ordered_json messages = ordered_json::array();
   for (const SDK::BootMessage& message : verification.messages) {

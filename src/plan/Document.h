@@ -28,6 +28,11 @@ namespace Planning {
     const Plan& plan, const Saved& backup, const Written& written, const Report& report,
     const std::optional<Confirmation>& confirmation = std::nullopt);
 
+/// Why a command has nothing else to tell: "saverestore-failure/1". `code` is the number of the
+/// error; nothing for one of the tool itself.
+[[nodiscard]] std::string FailureDocument(int exitCode, std::optional<int> code,
+                                          const std::string& text);
+
 /// How `file` differs from another file, or, without a name, from a server: "saverestore-diff/2".
 [[nodiscard]] std::string DiffDocument(const Comparison& comparison, const std::string& file,
                                        const std::optional<std::string>& other);

@@ -37,8 +37,8 @@ class ForwardingProvider : public SDK::QueryProvider {
   std::vector<SDK::BootMessage> BootMessages() override { return inner_->BootMessages(); }
   void LookAhead(bool isAhead) override { inner_->LookAhead(isAhead); }
   void ClearWaiting() override { inner_->ClearWaiting(); }
-  void Restart(bool isForced, std::chrono::seconds limit) override {
-    inner_->Restart(isForced, limit);
+  void Restart(bool mayForce, std::chrono::seconds limit) override {
+    inner_->Restart(mayForce, limit);
   }
 
  private:

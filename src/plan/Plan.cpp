@@ -26,7 +26,8 @@ Finding FindingOf(const Obstacle& obstacle, const Request& request) {
   const Change& change = obstacle.change;
   const Setting* setting = request.wanted.Find(change.section, change.key);
   const std::string& value = setting == nullptr ? change.to : setting->value;
-  return {request.keepsGoing ? Finding::Weight::Warning : Finding::Weight::Error, 0,
+  const bool isError = obstacle.kind == Obstacle::Kind::Impossible && !request.keepsGoing;
+  return {isError ? Finding::Weight::Error : Finding::Weight::Warning, 0,
           change.Name() + ": \"" + value + "\" cannot be written: " + obstacle.reason};
 }
 
@@ -43,9 +44,23 @@ void FindObstacles(Plan& plan) {
   for (const Obstacle& obstacle : plan.obstacles) {
     std::erase_if(plan.changes,
                   [&](const Change& change) { return change.path == obstacle.change.path; });
-    if (!obstacle.isReadOnly) {
+    if (obstacle.kind != Obstacle::Kind::ReadOnly) {
       plan.findings.push_back(FindingOf(obstacle, plan.request));
     }
+  }
+}
+
+/// What of a foresight keeps a change from being made; nothing where it can be.
+std::optional<Obstacle::Kind> ObstacleIn(const SDK::WriteForesight& foreseen) {
+  switch (foreseen.kind) {
+    case SDK::WriteForesight::Kind::CannotTake:
+      return Obstacle::Kind::Impossible;
+    case SDK::WriteForesight::Kind::Locked:
+      return Obstacle::Kind::Locked;
+    case SDK::WriteForesight::Kind::NeedsRestart:
+      return Obstacle::Kind::NeedsRestart;
+    default:
+      return std::nullopt;
   }
 }
 
@@ -59,18 +74,28 @@ void Foresee(Plan& plan, const Server& server) {
     if (isChange) settings.insert_or_assign(write.path, write.value);
   }
   for (SDK::WriteForesight& foreseen : server.Foresee(settings)) {
+    if (foreseen.kind == SDK::WriteForesight::Kind::Unfit) {
+      plan.findings.push_back({Finding::Weight::Unknown, 0, foreseen.text});
+      continue;
+    }
     const auto change = std::ranges::find(plan.changes, foreseen.path, &Change::path);
-    if (foreseen.kind != SDK::WriteForesight::Kind::CannotTake || change == plan.changes.end()) {
+    const std::optional<Obstacle::Kind> kind = ObstacleIn(foreseen);
+    if (!kind || change == plan.changes.end()) {
       plan.foresight.push_back(std::move(foreseen));
       continue;
     }
-    plan.obstacles.push_back({*change, foreseen.text, false});
+    plan.obstacles.push_back({*change, foreseen.text, *kind});
     plan.findings.push_back(FindingOf(plan.obstacles.back(), plan.request));
     plan.changes.erase(change);
   }
 }
 
 }  // namespace
+
+std::size_t Plan::NeedingRestart() const {
+  return static_cast<std::size_t>(
+      std::ranges::count(obstacles, Obstacle::Kind::NeedsRestart, &Obstacle::kind));
+}
 
 Request RequestOfFile(const std::string& path, std::optional<Mode> mode) {
   const ConfigurationFile file(path);

@@ -37,6 +37,8 @@ struct Plan {
   [[nodiscard]] bool IsRefused() const {
     return HasErrors(findings) || (HasUnknown(findings) && !request.ignoresUnknown);
   }
+  /// How many changes the server takes only once it has restarted with the others.
+  [[nodiscard]] std::size_t NeedingRestart() const;
 };
 
 /// Works out what a restore would do, by rehearsing it. Writes nothing.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 #include "modules/save/SaveRestore.h"
 #include "modules/save/SerialPorts.h"
@@ -106,12 +107,22 @@ Configuration WithTakenValues(const Configuration& file, const Configuration& ma
       return value.section == setting.section && value.key == setting.key;
     });
   };
-  Configuration asRead;
-  for (const std::string& section : file.Sections()) asRead.AddSection(section);
+  std::vector<const Setting*> left;
+  std::set<std::string> moved;  // sections that the machine has by other names
   for (const Setting& setting : file.Settings()) {
     const bool isOwn = machine.Find(setting.section, setting.key) != nullptr;
-    if (isOwn || !isTaken(setting)) asRead.Add(setting);
+    if (isOwn || !isTaken(setting)) {
+      left.push_back(&setting);
+    } else if (!machine.HasSection(setting.section)) {
+      moved.insert(setting.section);
+    }
   }
+  Configuration asRead;
+  for (const std::string& section : file.Sections()) {
+    const bool isEmpty = std::ranges::find(left, section, &Setting::section) == left.end();
+    if (!isEmpty || !moved.contains(section)) asRead.AddSection(section);
+  }
+  for (const Setting* setting : left) asRead.Add(*setting);
   for (const Setting& setting : machine.Settings()) {
     const auto value = std::ranges::find(taken, setting.path, &TakenValue::path);
     if (value == taken.end()) continue;

@@ -24,6 +24,8 @@ constexpr auto kOutcomeNames = std::to_array<OutcomeName>({
     {Outcome::Unknown, "not read back"},
 });
 
+const std::string kNeedsRestart = "it needs another restart";
+
 /// What was to be sent to the server, how far that has come, and what the server says of it.
 struct Sent {
   const Plan& plan;
@@ -115,7 +117,8 @@ void Judge(const Setting& wanted, const Setting& now, const Sent& sent, ReportRo
   if (obstacle != sent.obstacles.end() && !IsBootOrder(wanted.section)) {
     row.outcome = Outcome::NotApplied;
     row.reason = obstacle->second->reason;
-    row.isReadOnly = obstacle->second->isReadOnly;
+    row.isReadOnly = obstacle->second->kind == Obstacle::Kind::ReadOnly;
+    if (obstacle->second->kind == Obstacle::Kind::NeedsRestart) row.reason += ", " + kNeedsRestart;
   } else if (isSame && was != nullptr && SameValue(wanted, *was) && !IsRefusal(note)) {
     row.outcome = Outcome::Unchanged;
   } else if (const auto said = OutcomeOf(note)) {

@@ -46,6 +46,7 @@ void Server::Refresh() const {
 
 std::vector<SDK::WriteForesight> Server::Foresee(const SDK::SettingMap& settings) const {
   std::map<std::string, SDK::SettingMap> byTree;  // a batch goes to one back end
+  byTree["BIOS"];                                 // that may have to say something of all files
   for (const auto& [path, value] : settings) {
     byTree[path.substr(1, path.find('/', 1) - 1)].emplace(path, value);
   }

@@ -1,7 +1,9 @@
 #include "plan/Verification.h"
 
+#include <algorithm>
 #include <set>
 
+#include "plan/Change.h"
 #include "plan/Compare.h"
 #include "plan/Rehearsal.h"
 
@@ -19,6 +21,10 @@ bool IsWritten(const Setting& setting, Mode mode) {
 }
 
 }  // namespace
+
+bool Verification::IsAsWanted() const {
+  return std::ranges::all_of(missed, &Missed::isReadOnly);
+}
 
 Verification Verify(const Configuration& file, Mode mode, const Server& server,
                     const std::string& path) {
@@ -38,7 +44,9 @@ Verification Verify(const Configuration& file, Mode mode, const Server& server,
     const bool waits = present != nullptr && waiting.contains(present->path);
     if (present != nullptr && !waits && SameValue(wanted, *present)) continue;
     verification.missed.push_back({wanted.section, wanted.key, wanted.value, std::nullopt});
-    if (present != nullptr) verification.missed.back().present = present->value;
+    if (present == nullptr) continue;
+    verification.missed.back().present = present->value;
+    verification.missed.back().isReadOnly = !waits && IsReadOnly(present->path);
   }
   return verification;
 }

@@ -18,11 +18,15 @@ struct Verification {
     std::string key;
     std::string wanted;
     std::optional<std::string> present;  ///< without: the server has no such setting
+    bool isReadOnly = false;             ///< no restore can change it
 
     [[nodiscard]] std::string Name() const { return section + "::" + key; }
   };
   std::size_t compared = 0;
   std::vector<Missed> missed;
+  /// True when nothing is missed that a restore could have written.
+  [[nodiscard]] bool IsAsWanted() const;
+
   std::vector<SDK::BootMessage> messages;  ///< that the server has left of its last boot
   Configuration present;                   ///< what the server has
 };

@@ -4,7 +4,7 @@
 
 namespace SDK {
 
-void QueryProvider::Restart(bool /*isForced*/, std::chrono::seconds /*limit*/) {
+void QueryProvider::Restart(bool /*mayForce*/, std::chrono::seconds /*limit*/) {
   ErrorManager::Raise(ErrorManager::NoSuchForm, "the target", "a restart");
 }
 

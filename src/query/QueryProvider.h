@@ -43,6 +43,9 @@ struct WriteForesight {
                     ///< is set with it
     NeedsPassword,  ///< the same, but it would have whatever password its slot had before
     CannotTake,     ///< the server has no way to take it; the rest can be written
+    Locked,         ///< nobody can change it while others have the values that they will have
+    NeedsRestart,   ///< the server takes it once it has restarted with the rest, and not before
+    Unfit,          ///< what a file says of the settings below the path cannot be told
   };
   std::string path;
   Kind kind;
@@ -137,11 +140,12 @@ class QueryProvider {
   /// Takes back all that waits for the next boot, so that it changes nothing. \throws as Write.
   virtual void ClearWaiting() {}
 
-  /// Restarts the server, and waits until it is up and has taken over what waited. A graceful
-  /// restart leaves its operating system time to end, a forced one does not ask it.
+  /// Restarts the server, and waits until it is up and has taken over what waited. Its operating
+  /// system is asked to end; only where `mayForce`, one that has not ended after a third of `limit`
+  /// or cannot be asked is ended.
   /// \throws ResultStatus  NoSuchForm when this back end cannot, WriteFailed when the server does
   ///                       not do it or is not back after `limit`.
-  virtual void Restart(bool isForced, std::chrono::seconds limit);
+  virtual void Restart(bool mayForce, std::chrono::seconds limit);
 };
 
 }  // namespace SDK

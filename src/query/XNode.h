@@ -2,12 +2,17 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "query/Limits.h"
 #include "query/Shared.h"
 
 /// What a node of the query path space is. Other numbers are neither.
 enum NodeKind : int { NODE_SETTING = 0, NODE_MENU = 1 };
+
+/// What a remark ends with where a setting has another name beside its key, by which it is found in
+/// files of a server that calls it something else: this, and the name.
+inline constexpr std::string_view kAttributeRemark = "attribute ";
 
 /// One node of a query result. Texts are UTF-8 and hold no NUL byte.
 struct _XNode {  // NOLINT(bugprone-reserved-identifier): the name callers know

@@ -3,12 +3,14 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "common/ErrorManager.h"
 #include "common/Logger.h"
+#include "plan/Document.h"
 #include "plan/Failure.h"
 #include "tool/ExitCodes.h"
 #include "tool/Help.h"
@@ -77,8 +79,22 @@ Verbosity HowMuch(const Globals& globals) {
   return globals.verbose ? Verbosity::Verbose : Verbosity::Normal;
 }
 
-int Run(const Command& command, const Globals& globals) {
+/// Says why a command has failed; where a document was asked for and there is none, in one as well.
+/// \return its exit code.
+int Fail(int exitCode, std::optional<int> code, const std::string& text, bool isJson,
+         const Messages& messages) {
+  messages.Error((code ? "error " + std::to_string(*code) + ": " : "") + text);
+  if (isJson && !messages.HasDocument()) {
+    messages.Document(Planning::FailureDocument(exitCode, code, text));
+  }
+  return exitCode;
+}
+
+int Run(const Command& command, const Globals& globals, bool isJson) {
   const Messages messages(HowMuch(globals), !globals.noPager);
+  const auto fail = [&](int exitCode, const std::string& text) {
+    return Fail(exitCode, std::nullopt, text, isJson, messages);
+  };
   std::set<std::string> warned;  // a restore and its rehearsal say the same
   LOGGER::Logger::CreateInstance()->SetSink([&](const LOGGER::LogRecord& record) {
     if (record.level <= LOGGER::Warning) {
@@ -91,27 +107,30 @@ int Run(const Command& command, const Globals& globals) {
     CatchInterrupts();
     return command(globals, messages);
   } catch (const ToolError& fault) {
-    messages.Error(fault.what());
-    return fault.code;
+    return fail(fault.code, fault.what());
   } catch (const Planning::Failure& fault) {
-    messages.Error(fault.what());
-    return ExitCodeOf(fault.kind);
+    return fail(ExitCodeOf(fault.kind), fault.what());
   } catch (const ResultStatus& failure) {
     if (IsInterrupted() && failure.getval() == ErrorManager::Unreachable) {
       // The request that was given up has failed, not the target.
-      messages.Error("interrupted while it waited for the target");
-      return ExitFailed;
+      return fail(ExitFailed, "interrupted while it waited for the target");
     }
-    messages.Error("error " + std::to_string(failure.getval()) + ": " + failure.message());
+    Fail(ExitCodeOf(failure), failure.getval(), failure.message(), isJson, messages);
     if (const std::string advice = AdviceOn(failure); !advice.empty()) messages.Error(advice);
     return ExitCodeOf(failure);
   } catch (const Interrupted&) {
-    messages.Error("interrupted; nothing was written");
-    return ExitFailed;
+    return fail(ExitFailed, "interrupted; nothing was written");
   } catch (const std::exception& fault) {
-    messages.Error(std::string("internal error: ") + fault.what());
-    return ExitFailed;
+    return fail(ExitFailed, std::string("internal error: ") + fault.what());
   }
+}
+
+/// True when the chosen command was asked for a document.
+bool WantsJson(const CLI::App& app) {
+  const std::vector<CLI::App*> commands = app.get_subcommands();
+  if (commands.empty()) return false;
+  const CLI::Option* json = commands.front()->get_option_no_throw("--json");
+  return json != nullptr && json->count() > 0;
 }
 
 }  // namespace
@@ -124,7 +143,7 @@ int Main(int argc, const char* const* argv) {
   Describe(app, globals, command);
   int exitCode = ExitDone;
   if (!Parse(app, argc, argv, exitCode)) return exitCode;
-  return Run(command, globals);
+  return Run(command, globals, WantsJson(app));
 }
 
 }  // namespace Tool

@@ -109,6 +109,7 @@ int SaveRestore::SaveBiosData(const std::string& parent, const std::string& path
   if (place.section.find(kSerialSection) != std::string::npos && value.IsAbsent()) {
     value = ReadSerialFallback(place, fileName);
   }
+  if (value.IsAbsent()) ReadByAttribute(setting, nodes, fileName, place, value);
   if (value.status == INI_CANNOT_READ) ErrorManager::Raise(ErrorManager::MissingKey);
   if (value.status == INI_NO_SECTION) {
     PrintSkip("Failed to find section \"" + place.section + "\" in ini file, skip this item.");
@@ -133,6 +134,19 @@ void SaveRestore::QueueBiosValue(const std::string& path, const BiosKey& place,
     return;
   }
   if (value.text != current) FillBiosMapSetQuery(path, value.text);
+}
+
+/// Reads a setting that the file has under another key, by the name of its attribute: firmware
+/// gives settings new labels and menus. `place` becomes where it was read. A key that another
+/// setting of the machine has is that one's.
+void SaveRestore::ReadByAttribute(const _XNode& setting, const NodeMap& nodes, const char* fileName,
+                                  BiosKey& place, FileValue& value) {
+  const std::string_view name = BiosTree::AttributeIn(setting.remark);
+  const BiosKey* found =
+      Saved(fileName).FindAttribute(name.empty() ? place.key : std::string(name), !name.empty());
+  if (found == nullptr || nodes.contains(BiosTree::PathOf(found->section, found->key))) return;
+  place = *found;
+  value = ReadFileValue(place.section, place.key, fileName);
 }
 
 /// Reads a key of the serial-port menu from the menu's section in files that keep both ports there.

@@ -40,6 +40,14 @@ std::string SectionName(const std::string& menuPath) {
   return name;
 }
 
+std::string PathOf(const std::string& section, const std::string& key) {
+  std::string path = "/" + section;
+  for (std::size_t at = path.find("::"); at != std::string::npos; at = path.find("::", at)) {
+    path.replace(at, 2, "/");
+  }
+  return path + "/" + key;
+}
+
 std::string_view KeyOf(std::string_view path, std::string_view parent) {
   const std::size_t start = path.find(parent);
   if (start != std::string_view::npos && start + parent.size() + 1 < path.size()) {
@@ -62,6 +70,13 @@ void SetOptionComment(std::string& comment, const _XNode& setting) {
     comment.append(": ").append(text).append("=").append(value);
   }
   if (!setting.remark.empty()) comment.append("; ").append(setting.remark);
+}
+
+std::string_view AttributeIn(std::string_view comment) {
+  const std::size_t last = comment.rfind("; ");
+  if (last != std::string_view::npos) comment.remove_prefix(last + 2);
+  if (!comment.starts_with(kAttributeRemark)) return {};
+  return comment.substr(kAttributeRemark.size());
 }
 
 std::string TrimmedName(std::string_view name) {

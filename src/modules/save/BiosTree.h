@@ -23,6 +23,9 @@ namespace SDK::BiosTree {
 /// The section of the menu at `menuPath`, without brackets: its components joined by "::".
 [[nodiscard]] std::string SectionName(const std::string& menuPath);
 
+/// The path of the setting `key` in `section`; the way back from `SectionName` and `KeyOf`.
+[[nodiscard]] std::string PathOf(const std::string& section, const std::string& key);
+
 /// The key of the setting at `path` in the menu at `parent`: what stands behind the parent's path.
 /// A path outside its parent gives its last component.
 /// Part of `path`.
@@ -33,6 +36,9 @@ namespace SDK::BiosTree {
 
 /// Makes `comment` the one that lists the options of a setting: ";Options: text=value: text=value".
 void SetOptionComment(std::string& comment, const _XNode& setting);
+
+/// The name that a comment or a remark ends with (`kAttributeRemark`); empty without one.
+[[nodiscard]] std::string_view AttributeIn(std::string_view comment);
 
 /// The name of a setting or a device without blanks and line ends around it, by which it is looked
 /// up.

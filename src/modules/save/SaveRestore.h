@@ -370,14 +370,12 @@ class SaveRestore {
                            const Instance& instance);
   void RestoreDestination(const std::vector<DestinationValue>& destination);
 
-  struct BiosKey {
-    std::string section;
-    std::string key;
-    bool operator==(const BiosKey&) const = default;
-  };
+  using BiosKey = KeyName;
   void QueueBiosValue(const std::string& path, const BiosKey& place, const FileValue& value,
                       const std::string& current);
   FileValue ReadSerialFallback(BiosKey& place, const char* fileName);
+  void ReadByAttribute(const _XNode& setting, const NodeMap& nodes, const char* fileName,
+                       BiosKey& place, FileValue& value);
 };
 
 }  // namespace SDK

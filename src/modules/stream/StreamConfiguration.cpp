@@ -8,7 +8,7 @@
 
 namespace SDK::Stream {
 
-StreamConfiguration::StreamConfiguration(Scf::Bytes bytes) {
+StreamConfiguration::StreamConfiguration(Scf::Bytes bytes) : bytes_(bytes.begin(), bytes.end()) {
   for (DecodedBlock& block : Decode(bytes, Scf::Detail::KeysAndValues)) {
     targets_.push_back({block.guid, std::move(block.payload.target)});
     for (Scf::Section& section : block.payload.sections) Add(section);
@@ -54,6 +54,15 @@ FileValue StreamConfiguration::Find(const std::string& section, const std::strin
   if (behind == rows->begin() || std::prev(behind)->key != key) return {INI_NO_KEY, "", ""};
   const std::string& value = std::prev(behind)->value;
   return {INI_READ, value, value};
+}
+
+void StreamConfiguration::ForEachKey(const KeyVisitor& visit) const {
+  for (const DecodedBlock& block : Decode(bytes_)) {
+    for (const Scf::Section& section : block.payload.sections) {
+      const std::string name = section.name.substr(1, section.name.size() - 2);
+      for (const Row& row : section.rows) visit(name, row.key, row.comment);
+    }
+  }
 }
 
 std::map<std::string, std::string> StreamConfiguration::Entries(const std::string& section) const {

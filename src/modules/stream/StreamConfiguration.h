@@ -25,6 +25,9 @@ class StreamConfiguration final : public SavedConfiguration {
   [[nodiscard]] std::map<std::string, std::string> Entries(
       const std::string& section) const override;
 
+ protected:
+  void ForEachKey(const KeyVisitor& visit) const override;
+
  private:
   using Rows = std::vector<Row>;
   void Add(Scf::Section& section);
@@ -34,6 +37,7 @@ class StreamConfiguration final : public SavedConfiguration {
     EFI_GUID guid;
     std::string target;
   };
+  std::vector<unsigned char> bytes_;  // with the comments, which are seldom wanted
   std::vector<BlockTarget> targets_;
   std::unordered_map<std::string, Rows> sections_;  // without brackets; rows in order of their keys
 };

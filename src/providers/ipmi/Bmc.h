@@ -17,6 +17,7 @@ namespace Ipmi {
 struct Patience {
   std::chrono::milliseconds busy = std::chrono::seconds(15);   ///< while it says "not now"
   std::chrono::milliseconds settle = std::chrono::seconds(6);  ///< until it shows what it has taken
+  std::function<void()> checkpoint = [] {};  ///< called while a restart lasts; may throw to stop
 };
 
 /// A BMC with the memory of its answers: a request that was asked before costs nothing, until a

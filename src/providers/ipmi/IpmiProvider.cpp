@@ -5,6 +5,7 @@
 
 #include "common/ErrorManager.h"
 #include "providers/ipmi/Reader.h"
+#include "providers/ipmi/Restart.h"
 #include "providers/ipmi/Writer.h"
 #include "query/NodeTree.h"
 
@@ -71,6 +72,10 @@ std::vector<SDK::WriteForesight> IpmiProvider::Foresee(const SDK::SettingMap& se
 void IpmiProvider::UsePasswords(const SDK::SettingMap& passwords) {
   Common::Wipe(passwords_);
   passwords_ = passwords;
+}
+
+void IpmiProvider::Restart(bool mayForce, std::chrono::seconds limit) {
+  RestartServer(bmc_, mayForce, limit);
 }
 
 std::vector<SDK::WriteNote> IpmiProvider::TakeWriteNotes() {

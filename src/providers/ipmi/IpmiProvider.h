@@ -31,6 +31,7 @@ class IpmiProvider final : public SDK::QueryProvider {
   std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings) override;
   void UsePasswords(const SDK::SettingMap& passwords) override;
   std::vector<SDK::WriteNote> TakeWriteNotes() override;
+  void Restart(bool mayForce, std::chrono::seconds limit) override;
 
  private:
   Bmc bmc_;

@@ -21,6 +21,11 @@ std::string TextAt(const json& object, std::initializer_list<const char*> names)
   return text.is_string() ? text.get<std::string>() : std::string();
 }
 
+std::string ToText(const json& value) {
+  if (value.is_string()) return value.get<std::string>();
+  return value.is_null() || value.is_structured() ? std::string() : value.dump();
+}
+
 std::string OneLine(std::string_view text) {
   std::string line;
   bool pendingBlank = false;

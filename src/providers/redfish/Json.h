@@ -16,6 +16,9 @@ namespace Redfish {
 [[nodiscard]] std::string TextAt(const nlohmann::json& object,
                                  std::initializer_list<const char*> names);
 
+/// A value that is no object or list as text; empty for those and for null.
+[[nodiscard]] std::string ToText(const nlohmann::json& value);
+
 /// `text` with runs of blanks and control characters as one blank, and none at its ends.
 [[nodiscard]] std::string OneLine(std::string_view text);
 

@@ -67,10 +67,10 @@ void RedfishProvider::Unload(const char* root) {
 
 void RedfishProvider::LoadSetup() {
   const json attributes = At(service_.Bios().content, {"Attributes"});
-  const json registry = service_.Registry();
-  SetupTree tree = BuildSetupTree(attributes, registry);
-  dependencies_ = Dependencies(registry);
-  if (const std::string& missing = service_.MissingRegistry(); !missing.empty()) {
+  SetupTree tree = BuildSetupTree(attributes, service_.Registry());
+  dependencies_ = std::move(tree.dependencies);
+  if (const std::string& missing = service_.MissingRegistry(); missing != missedRegistry_) {
+    missedRegistry_ = missing;
     LOGGER::Logger::CreateInstance()->Log(
         LOGGER::Warning, __FILE__, "LoadSetup", __LINE__,
         "the server names the attribute registry %s and does not give it: all settings stand under "
@@ -161,6 +161,12 @@ void RedfishProvider::Read(const std::string& path, NodeMap& results) {
     const auto node = results.find(place);
     if (node != results.end()) node->second.values = {value};
   }
+}
+
+void RedfishProvider::Refresh() {
+  Unload(kSetupRoot);
+  Unload(kBootOrderPath);
+  service_.ForgetValues();
 }
 
 std::vector<SDK::WriteNote> RedfishProvider::TakeWriteNotes() {

@@ -12,6 +12,8 @@
 namespace Redfish {
 
 struct Batch;
+struct Change;
+struct Kept;
 
 /// A server's BIOS as a Redfish service shows it. Mount it for "BIOS" and "SMBIOS"; of "BMC" it
 /// knows the firmware version alone. It is logged in from its construction to its destruction.
@@ -26,6 +28,7 @@ class RedfishProvider final : public SDK::QueryProvider {
                   const std::string& system);
 
   void Read(const std::string& path, NodeMap& results) override;
+  void Refresh() override;
   void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override;
   void WriteAuthorised(const SDK::SettingMap& settings, const std::string& password) override;
   void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;
@@ -35,7 +38,7 @@ class RedfishProvider final : public SDK::QueryProvider {
   std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings) override;
   void LookAhead(bool isAhead) override { isAhead_ = isAhead; }
   void ClearWaiting() override;
-  void Restart(bool isForced, std::chrono::seconds limit) override;
+  void Restart(bool mayForce, std::chrono::seconds limit) override;
 
  private:
   /// A part of the tree that is loaded as a whole.
@@ -59,8 +62,14 @@ class RedfishProvider final : public SDK::QueryProvider {
   [[nodiscard]] Batch SortOut(const SDK::SettingMap& settings);
   void SortOut(const std::string& path, const std::string& value, Batch& batch);
   void CheckDependencies(Batch& batch);
+  std::optional<Kept> ObstacleTo(const std::string& name, const Change& change,
+                                 const ValueOf& values);
+  std::size_t KeepBack(Batch& batch, const ValueOf& values);
+  [[nodiscard]] std::string RegistryFault() const;
   void Send(Batch batch);
   [[nodiscard]] std::string NextValue(const std::string& path) const;
+  void AskForRestart(bool mayForce);
+  [[nodiscard]] bool IsBack(bool hasWaiting, const std::string& lastReset, bool& isRestarted);
   void CheckUnchanged(const std::string& path, const std::string& value);
 
   Service service_;
@@ -70,6 +79,7 @@ class RedfishProvider final : public SDK::QueryProvider {
   std::vector<BootEntry> bootOrder_;
   std::vector<BootEntry> nextOrder_;  ///< after the boot
   SDK::SettingMap waiting_;           ///< what the boot changes, by path
+  std::string missedRegistry_;        ///< that was warned of
   bool isAhead_ = false;
   std::vector<std::string> loaded_;
   std::vector<SDK::WriteNote> notes_;

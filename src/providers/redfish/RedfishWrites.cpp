@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <optional>
+#include <span>
 #include <utility>
 
 #include "common/ErrorManager.h"
@@ -15,11 +17,22 @@ namespace Redfish {
 namespace {
 
 using Fate = SDK::WriteNote::Fate;
+using Foreseen = SDK::WriteForesight::Kind;
 using Query::kPasswordPath;
 
 constexpr const char* kNoPasswordCheck =
     "this server cannot check one over Redfish; restore without a password, or clear it in the "
     "setup first";
+
+/// By this a system tells when it was restarted.
+constexpr const char* kLastReset = "LastResetTime";
+
+/// So long a restart may take to show where a server has no other sign of it than being down.
+constexpr std::chrono::seconds kSignPatience{60};
+
+std::string Seconds(std::chrono::seconds duration) {
+  return std::to_string(duration.count()) + " seconds";
+}
 
 bool IsSameOrder(const std::vector<BootEntry>& one, const std::vector<BootEntry>& other) {
   return std::ranges::equal(one, other, {}, &BootEntry::reference, &BootEntry::reference);
@@ -29,32 +42,13 @@ std::string PresentValue(const _XNode& node) {
   return node.values.empty() ? std::string() : node.values.front();
 }
 
-/// Why a setting does not take `value` where these dependencies hold; empty when it does.
-std::string ReasonAgainst(const _XNode& node, const std::string& value,
-                          const std::vector<Dependent>& holding) {
-  struct Lock {
-    const char* property;
-    const char* words;
-  };
-  constexpr auto kLocks = std::to_array<Lock>(
-      {{"ReadOnly", "read-only"}, {"GrayOut", "greyed out"}, {"Hidden", "hidden"}});
-  for (const Dependent& rule : holding) {
-    for (const Lock& lock : kLocks) {
-      if (rule.property == lock.property && rule.value == json(true)) {
-        return std::string(lock.words) + " while " + rule.condition;
-      }
-    }
-    _XNode limited = node;
-    if (rule.value.is_number_integer() && limited.limits->form == Query::Limits::Form::Whole) {
-      Query::Range range = limited.limits->range.value_or(Query::Range{});
-      if (rule.property == "LowerBound") range.low = rule.value.get<std::int64_t>();
-      if (rule.property == "UpperBound") range.high = rule.value.get<std::int64_t>();
-      limited.limits.Edit().range = range;
-    }
-    const std::string objection = Query::Objection(limited, value);
-    if (!objection.empty()) return objection + " while " + rule.condition;
-  }
-  return {};
+/// Why a setting does not take `value` while that holds; empty when it does.
+std::string ReasonAgainst(const _XNode& node, const std::string& value, const Effect& effect) {
+  if (!effect.lock.empty()) return effect.lock;
+  _XNode limited = node;
+  limited.limits = effect.limits;
+  const std::string objection = Query::Objection(limited, value);
+  return objection.empty() ? "" : objection + effect.because;
 }
 
 }  // namespace
@@ -97,6 +91,13 @@ void RedfishProvider::CheckUnchanged(const std::string& path, const std::string&
   ErrorManager::Raise(ErrorManager::ReadOnlyNode, path, value);
 }
 
+std::string RedfishProvider::RegistryFault() const {
+  const std::string& missing = service_.MissingRegistry();
+  return missing.empty() ? ""
+                         : "the server does not give its attribute registry " + missing +
+                               ", so settings are not found by their names";
+}
+
 std::string RedfishProvider::NextValue(const std::string& path) const {
   const auto waits = waiting_.find(path);
   return waits != waiting_.end() ? waits->second : PresentValue(nodes_.at(path));
@@ -116,45 +117,79 @@ void RedfishProvider::SortOut(const std::string& path, const std::string& value,
   std::optional<json> converted = ToJson(attribute, value);
   const std::string text = converted ? ToText(*converted) : value;
   if (NextValue(path) == text) return;
-  const auto note = [&](Fate fate, const std::string& reason) {
-    batch.notes.push_back({path, fate, reason});
+  const auto keep = [&](Fate fate, const std::string& reason) {
+    batch.kept.push_back({path, fate, Foreseen::CannotTake, reason});
   };
   if (PresentValue(node) != text) {  // the present value is allowed, whatever the limits say
-    if (node.limits->isReadOnly) return note(Fate::Skipped, "it is read-only");
+    if (node.limits->isReadOnly) return keep(Fate::Skipped, "it is read-only");
     const std::string objection = Query::Objection(node, text);
-    if (!objection.empty()) return note(Fate::Refused, objection);
+    if (!objection.empty()) return keep(Fate::Refused, objection);
   }
-  if (!converted) return note(Fate::Refused, "it must be UTF-8");
+  if (!converted) return keep(Fate::Refused, "it must be UTF-8");
   batch.changes.emplace(attribute.Name(), Change{path, attribute.members, std::move(*converted)});
+}
+
+/// What keeps a change from being made while the others have these values.
+std::optional<Kept> RedfishProvider::ObstacleTo(const std::string& name, const Change& change,
+                                                const ValueOf& values) {
+  const json& present = At(service_.Bios().content, {"Attributes"});
+  if (AtMembers(present, change.members) == change.value) return std::nullopt;  // the way back
+  const Effect effect = dependencies_.On(name, attributes_.at(change.path).limits, values);
+  std::string reason = ReasonAgainst(nodes_.at(change.path), ToText(change.value), effect);
+  if (reason.empty()) return std::nullopt;
+  const Foreseen kind = effect.lock.empty() ? Foreseen::CannotTake : Foreseen::Locked;
+  return Kept{change.path, Fate::Refused, kind, std::move(reason)};
+}
+
+/// Takes out of the batch what cannot be while the others have these values. \return how many.
+std::size_t RedfishProvider::KeepBack(Batch& batch, const ValueOf& values) {
+  std::vector<Kept> kept;
+  for (const auto& [name, change] : batch.changes) {
+    if (std::optional<Kept> obstacle = ObstacleTo(name, change, values)) {
+      kept.push_back(std::move(*obstacle));
+    }
+  }
+  std::erase_if(batch.changes, [&](const auto& entry) {
+    return std::ranges::find(kept, entry.second.path, &Kept::path) != kept.end();
+  });
+  std::ranges::move(kept, std::back_inserter(batch.kept));
+  return kept.size();
 }
 
 /// Takes out of the batch what cannot be under the values that will hold, and what the server
 /// cannot take before it has restarted with the others.
 void RedfishProvider::CheckDependencies(Batch& batch) {
   if (batch.changes.empty()) return;
+  const std::string settings = service_.BiosSettings();
+  const Resource* next = settings.empty() ? nullptr : service_.Find(settings);
+  const json waiting = next == nullptr ? json() : At(next->content, {"Attributes"});
   const json present = At(service_.Bios().content, {"Attributes"});
-  const auto now = [&](const std::string& name) { return At(present, {name.c_str()}); };
-  const auto later = [&](const std::string& name) {
+  const ValueOf now = [&](const std::string& name) { return At(present, {name.c_str()}); };
+  const ValueOf later = [&](const std::string& name) {
     const auto change = batch.changes.find(name);
     if (change != batch.changes.end()) return change->second.value;
-    return now(name);
+    const json& waits = At(waiting, {name.c_str()});
+    return waits.is_null() ? now(name) : waits;
   };
-  std::vector<SDK::WriteNote> notes;
-  for (const auto& [name, change] : batch.changes) {
-    if (now(name) == change.value) continue;  // the way back
-    const std::string text = ToText(change.value);
-    std::string reason =
-        ReasonAgainst(nodes_.at(change.path), text, dependencies_.Holding(name, later));
-    if (reason.empty()) {
-      reason = ReasonAgainst(nodes_.at(change.path), text, dependencies_.Holding(name, now));
-      if (!reason.empty()) reason += " now; restart the server and restore again";
+  const auto keepBackAll = [&] {
+    while (KeepBack(batch, later) > 0) {  // what is taken out keeps its value, as others may need
     }
-    if (!reason.empty()) notes.push_back({change.path, Fate::Refused, reason});
+  };
+  const Changes all = batch.changes;
+  keepBackAll();
+  // What was taken out because of another that is taken out too can be made after all.
+  for (const auto& [name, change] : all) {
+    if (batch.changes.contains(name) || ObstacleTo(name, change, later)) continue;
+    std::erase_if(batch.kept, [&](const Kept& kept) { return kept.path == change.path; });
+    batch.changes.emplace(name, change);
   }
-  std::erase_if(batch.changes, [&](const auto& entry) {
-    return std::ranges::find(notes, entry.second.path, &SDK::WriteNote::path) != notes.end();
-  });
-  std::ranges::move(notes, std::back_inserter(batch.notes));
+  keepBackAll();
+  const std::size_t left = batch.kept.size();
+  KeepBack(batch, now);
+  for (Kept& kept : std::span(batch.kept).subspan(left)) {
+    kept.kind = Foreseen::NeedsRestart;
+    kept.reason += " now";
+  }
 }
 
 Batch RedfishProvider::SortOut(const SDK::SettingMap& settings) {
@@ -170,8 +205,11 @@ Batch RedfishProvider::SortOut(const SDK::SettingMap& settings) {
 
 std::vector<SDK::WriteForesight> RedfishProvider::Foresee(const SDK::SettingMap& settings) {
   std::vector<SDK::WriteForesight> all;
-  for (SDK::WriteNote& note : SortOut(settings).notes) {
-    all.push_back({note.path, SDK::WriteForesight::Kind::CannotTake, std::move(note.reason), ""});
+  for (Kept& kept : SortOut(settings).kept) {
+    all.push_back({kept.path, kept.kind, std::move(kept.reason), ""});
+  }
+  if (const std::string fault = RegistryFault(); !fault.empty()) {
+    all.push_back({kSetupRoot, Foreseen::Unfit, fault, ""});
   }
   return all;
 }
@@ -203,12 +241,14 @@ void RedfishProvider::Send(Batch batch) {
 void RedfishProvider::Apply(const SDK::SettingMap& settings) {
   Batch batch = SortOut(settings);
   const std::size_t notesBefore = notes_.size();
-  std::ranges::move(batch.notes, std::back_inserter(notes_));
+  for (const Kept& kept : batch.kept) {
+    const bool isLater = kept.kind == Foreseen::NeedsRestart;
+    notes_.push_back({kept.path, kept.fate,
+                      kept.reason + (isLater ? "; restart the server and restore again" : "")});
+  }
   if (!batch.changes.empty() || !batch.order.empty()) Send(std::move(batch));
-  if (const std::string& missing = service_.MissingRegistry(); !missing.empty()) {
-    notes_.push_back({kSetupRoot, Fate::Refused,
-                      "the server does not give its attribute registry " + missing +
-                          ", so settings are not found by their names"});
+  if (const std::string fault = RegistryFault(); !fault.empty()) {
+    notes_.push_back({kSetupRoot, Fate::Refused, fault});
   }
   const auto isRefused = [](const SDK::WriteNote& note) { return note.fate == Fate::Refused; };
   const auto begin = notes_.begin() + static_cast<std::ptrdiff_t>(notesBefore);
@@ -233,26 +273,59 @@ void RedfishProvider::ClearWaiting() {
   Apply(present);
 }
 
-void RedfishProvider::Restart(bool isForced, std::chrono::seconds limit) {
-  const auto end = std::chrono::steady_clock::now() + limit;
+void RedfishProvider::AskForRestart(bool mayForce) {
+  std::string refusal = service_.Restart(Service::RestartKind::Graceful);
+  if (!refusal.empty() && mayForce) refusal = service_.Restart(Service::RestartKind::Forced);
+  if (!refusal.empty()) ErrorManager::Raise(ErrorManager::WriteFailed, "The restart", refusal);
+}
+
+/// True when the server is up again. `isRestarted` becomes true with the first sign that it has
+/// begun to restart at all.
+bool RedfishProvider::IsBack(bool hasWaiting, const std::string& lastReset, bool& isRestarted) {
+  Refresh();
+  try {
+    const json system = service_.System().content;
+    const std::string power = TextAt(system, {"PowerState"});
+    const bool isUp = power.empty() || power == "On";
+    const std::string reset = TextAt(system, {kLastReset});
+    if (isUp) LoadWaiting();
+    isRestarted = isRestarted || !isUp || reset != lastReset || (hasWaiting && waiting_.empty());
+    return isUp && waiting_.empty();
+  } catch (const ResultStatus& failure) {
+    if (!ErrorManager::SaysNothing(failure.getval())) throw;
+    isRestarted = true;  // it is on its way
+    return false;
+  }
+}
+
+void RedfishProvider::Restart(bool mayForce, std::chrono::seconds limit) {
+  const auto start = std::chrono::steady_clock::now();
   LoadWaiting();
   const bool hasWaiting = !waiting_.empty();
-  service_.Restart(isForced);
+  const std::string lastReset = TextAt(service_.System().content, {kLastReset});
+  AskForRestart(mayForce);
+  bool isRestarted = false;
+  bool isForced = !mayForce;
   do {
-    Unload(kSetupRoot);
-    Unload(kBootOrderPath);
-    service_.ForgetAll();
-    try {
-      const bool isUp = TextAt(service_.System().content, {"PowerState"}) == "On";
-      LoadWaiting();
-      if (isUp && (!hasWaiting || waiting_.empty())) return;
-    } catch (const ResultStatus& failure) {
-      if (!ErrorManager::SaysNothing(failure.getval())) throw;  // else it is on its way
+    const bool isBack = IsBack(hasWaiting, lastReset, isRestarted);
+    const auto passed = std::chrono::steady_clock::now() - start;
+    // Of a server that gives no sign but goes on being up, nobody can tell that it has restarted.
+    const bool isPatient = lastReset.empty() && !hasWaiting && passed > kSignPatience;
+    if (isBack && (isRestarted || isPatient)) {
+      service_.ForgetAll();  // the firmware may be another one now
+      return Refresh();
     }
-  } while (service_.Wait("", end));
-  ErrorManager::Raise(ErrorManager::WriteFailed, "The restart",
-                      "the server is not back with its new settings after " +
-                          std::to_string(limit.count()) + " seconds");
+    if (!isForced && !isRestarted && passed > limit / 3) {
+      isForced = true;
+      const std::string refusal = service_.Restart(Service::RestartKind::Forced);
+      if (!refusal.empty()) ErrorManager::Raise(ErrorManager::WriteFailed, "The restart", refusal);
+    }
+  } while (service_.Wait("", start + limit));
+  ErrorManager::Raise(
+      ErrorManager::WriteFailed, "The restart",
+      isRestarted
+          ? "the server is not back with its new settings after " + Seconds(limit)
+          : "the operating system has not ended after " + Seconds(limit) + "; --force ends it");
 }
 
 }  // namespace Redfish

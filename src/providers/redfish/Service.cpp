@@ -208,28 +208,32 @@ std::string Service::SystemSettings() {
   return LinkAt(System().content, {"@Redfish.Settings", "SettingsObject"});
 }
 
+void Service::ForgetValues() {
+  const auto system = resources_.find(systemPath_);
+  if (system == resources_.end() || !system->second) return;  // nothing was asked for
+  for (const std::string& path : {SystemSettings(), BiosPath(), biosSettings_.value_or("")}) {
+    Forget(path);
+  }
+  Forget(systemPath_);
+}
+
 void Service::Discard(const std::string& settings) {
   if (Get(settings).allow.find("DELETE") == std::string::npos) return;
   session_.Checkpoint();
   if (session_.Exchange({"DELETE", settings, "", {}}).IsSuccess()) Forget(settings);
 }
 
-void Service::Restart(bool isForced) {
+std::string Service::Restart(RestartKind wanted) {
   const json& action = At(System().content, {"Actions", "#ComputerSystem.Reset"});
   const std::string target = PathOfLink(TextAt(action, {"target"}));
   const json& kinds = At(action, {"ResetType@Redfish.AllowableValues"});
-  const char* kind = isForced ? "ForceRestart" : "GracefulRestart";
+  const char* kind = wanted == RestartKind::Forced ? "ForceRestart" : "GracefulRestart";
   const bool offersIt = kinds.is_null() || std::ranges::find(kinds, json(kind)) != kinds.end();
-  if (target.empty() || !offersIt) {
-    ErrorManager::Raise(ErrorManager::WriteFailed, "The restart",
-                        std::string("the server offers no ") + kind);
-  }
+  if (target.empty() || !offersIt) return std::string("the server offers no ") + kind;
   session_.Checkpoint();
   const json body = {{"ResetType", kind}};
   const HttpAnswer answer = session_.Exchange({"POST", target, body.dump(), {}});
-  if (!answer.IsSuccess()) {
-    ErrorManager::Raise(ErrorManager::WriteFailed, "The restart", ReasonIn(answer));
-  }
+  return answer.IsSuccess() ? "" : ReasonIn(answer);
 }
 
 void Service::AddApplyTime(const json& owner, const std::string& settings, json& body) {

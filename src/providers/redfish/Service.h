@@ -70,9 +70,11 @@ class Service {
   [[nodiscard]] std::string SystemSettings();
   /// Has a settings object forget what waits in it, where the service says that it can.
   void Discard(const std::string& settings);
-  /// Asks the system to restart. \throws ResultStatus  WriteFailed when it has no such action or
-  ///                                                  refuses it.
-  void Restart(bool isForced);
+  enum class RestartKind { Graceful, Forced };
+  /// Asks the system to restart. \return why it does not; empty when it does.
+  [[nodiscard]] std::string Restart(RestartKind kind);
+  /// Has those resources fetched again that hold values, present ones and such that wait.
+  void ForgetValues();
   /// Has everything fetched again when it is needed the next time.
   void ForgetAll() { resources_.clear(); }
   /// Adds to `body`, a change of the settings object at `settings` of `owner`, that it takes effect

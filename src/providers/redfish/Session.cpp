@@ -100,7 +100,7 @@ void Session::BeginSession() {
   }
   HttpRequest request{"POST", sessions_, LogInBody(credentials_), {}};
   const Common::WipeOnExit wipe(request.body);
-  HttpAnswer answer = client_.Exchange(request);
+  HttpAnswer answer = Patiently(request);
   if (answer.IsSuccess() && !answer.token.empty()) {
     token_ = answer.token;
     location_ = PathOfLink(answer.location);
@@ -129,6 +129,11 @@ void Session::UseBasic() {
 
 HttpAnswer Session::Send(HttpRequest request) {
   if (!token_.empty()) request.headers.push_back("X-Auth-Token: " + token_);
+  return Patiently(request);
+}
+
+/// Sends a request again while the service says that it is busy, and for how long.
+HttpAnswer Session::Patiently(const HttpRequest& request) {
   const auto end = std::chrono::steady_clock::now() + Limits().total;
   for (;;) {
     HttpAnswer answer = client_.Exchange(request);

@@ -47,6 +47,7 @@ class Session {
 
  private:
   [[nodiscard]] HttpAnswer Send(HttpRequest request);
+  [[nodiscard]] HttpAnswer Patiently(const HttpRequest& request);
   void BeginSession();
   void UseBasic();
   void EndSession(const std::string& location) noexcept;

@@ -16,7 +16,6 @@ namespace {
 using nlohmann::json;
 
 constexpr const char* kUniqueRemark = "unique to this system";
-constexpr const char* kNameRemark = "attribute ";
 
 /// A menu on the way to the tree. Its children are settings and menus, in the registry's order.
 struct Menu {
@@ -203,17 +202,19 @@ std::optional<bool> TruthOf(const std::string& text) {
   return truth == kTruths.end() ? std::nullopt : std::optional(truth->second);
 }
 
-/// What a person may want to know of a setting beyond its options: a part of a sentence each.
-std::string RemarkOf(const json& entry, const Query::Limits& limits, const std::string& label,
-                     const Attribute& attribute) {
+/// Adds to a remark: parts of a sentence each.
+void AddRemark(std::string& remark, const std::string& text) {
+  if (!text.empty()) remark += (remark.empty() ? "" : "; ") + text;
+}
+
+/// What a person may want to know of a setting whatever the values of others.
+std::string RemarkOf(const json& entry, const std::string& label, const Attribute& attribute) {
   std::string remark;
-  const auto add = [&](const std::string& text) {
-    if (!text.empty()) remark += (remark.empty() ? "" : "; ") + text;
-  };
-  add(Query::Describe(limits));
+  const auto add = [&](const std::string& text) { AddRemark(remark, text); };
   if (IsTrue(entry, "IsSystemUniqueProperty")) add(kUniqueRemark);
-  // By the name the setting is found again where a newer registry calls it something else.
-  if (label != Label(attribute.members.back())) add(kNameRemark + attribute.Name());
+  if (label != Label(attribute.members.back())) {
+    add(std::string(kAttributeRemark) + attribute.Name());
+  }
   return remark;
 }
 
@@ -276,12 +277,12 @@ class Builder {
     static const json nothing;
     const json& entry = child.entry == nullptr ? nothing : *child.entry;
     Attribute attribute{child.members, TypeOf(entry, *child.value)};
+    attribute.limits = LimitsOf(entry, child.name, attribute.type);
     const std::string text = ToText(*child.value);
     _XNode& node = tree_.nodes[path];
     if (!child.value->is_null()) node.values = {text};
     node.options = choices_.Of(OptionsOf(entry, attribute, text));
-    node.limits = LimitsOf(entry, child.name, attribute.type);
-    node.remark = RemarkOf(entry, node.limits, label, attribute);
+    node.remark = RemarkOf(entry, label, attribute);
     tree_.attributes.emplace(path, std::move(attribute));
   }
 
@@ -325,6 +326,35 @@ class Sorter {
   Menus& menus_;
 };
 
+/// "/BIOS/A/B" as "BIOS::A::B", as files have it.
+std::string NameOfPath(std::string path) {
+  path.erase(0, 1);
+  for (std::size_t at = path.find('/'); at != std::string::npos; at = path.find('/', at)) {
+    path.replace(at, 1, "::");
+  }
+  return path;
+}
+
+/// Says what the settings have to do with each other.
+void Relate(SetupTree& tree, const json& values, const json& registry) {
+  std::map<std::string, std::string> names;
+  for (const auto& [path, attribute] : tree.attributes) {
+    names.emplace(attribute.Name(), NameOfPath(path));
+  }
+  tree.dependencies = Dependencies(registry, std::move(names));
+  const ValueOf present = [&](const std::string& name) { return At(values, {name.c_str()}); };
+  for (const auto& [path, attribute] : tree.attributes) {
+    const std::string name = attribute.Name();
+    const Effect effect = tree.dependencies.On(name, attribute.limits, present);
+    _XNode& node = tree.nodes.at(path);
+    node.limits = tree.dependencies.Fixed(name, attribute.limits);
+    std::string remark = node.limits->isReadOnly ? "" : Query::Describe(effect.limits);
+    AddRemark(remark, effect.lock.empty() && effect.isGrey ? "greyed out" : effect.lock);
+    AddRemark(remark, node.remark);
+    node.remark = std::move(remark);
+  }
+}
+
 }  // namespace
 
 SetupTree BuildSetupTree(const json& attributes, const json& registry) {
@@ -344,6 +374,7 @@ SetupTree BuildSetupTree(const json& attributes, const json& registry) {
   }
   SetupTree tree;
   Builder(tree).Add(menus.Root(), kSetupRoot);
+  Relate(tree, attributes, registry);
   return tree;
 }
 
@@ -383,11 +414,6 @@ std::optional<json> ToJson(const Attribute& attribute, const std::string& text) 
   const bool fits =
       attribute.type == ValueType::Integer ? value.is_number_integer() : value.is_number();
   return fits ? std::optional(std::move(value)) : std::nullopt;
-}
-
-std::string ToText(const json& value) {
-  if (value.is_string()) return value.get<std::string>();
-  return value.is_null() || value.is_structured() ? std::string() : value.dump();
 }
 
 std::string Label(std::string_view text) {

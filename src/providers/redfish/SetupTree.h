@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "providers/redfish/Dependencies.h"
 #include "query/XNode.h"
 
 /// The BIOS attributes of a server as setup menus and settings.
@@ -22,11 +23,12 @@ inline constexpr const char* kSetupRoot = "/BIOS/Advanced";
 /// The JSON type of an attribute's value.
 enum class ValueType { Text, Integer, Real, Boolean };
 
-/// The attribute behind a setting. What it takes stands in the setting's node.
+/// The attribute behind a setting.
 struct Attribute {
   /// Its name, and below an attribute that is an object the names that lead to the value.
   std::vector<std::string> members;
   ValueType type = ValueType::Text;
+  Query::Limits limits = {};  ///< what the registry says of it by itself
 
   /// The names with "/" between them.
   [[nodiscard]] std::string Name() const;
@@ -35,6 +37,7 @@ struct Attribute {
 struct SetupTree {
   NodeMap nodes;                                ///< kSetupRoot and all below it
   std::map<std::string, Attribute> attributes;  ///< by the path of their setting
+  Dependencies dependencies;
 };
 
 /// The tree of `attributes` (the object of names and values). `registry` is an attribute registry,
@@ -44,6 +47,9 @@ struct SetupTree {
 /// passwords, those whose names say that they hold a secret, and values that are neither text,
 /// number nor true or false; an object is a menu of its members. What is wrong with a registry
 /// costs no more than the text or place of the attribute concerned.
+///
+/// The remark of a setting says what holds for it under the present values. Its node has only those
+/// limits that hold under all values.
 [[nodiscard]] SetupTree BuildSetupTree(const nlohmann::json& attributes,
                                        const nlohmann::json& registry);
 
@@ -55,9 +61,6 @@ struct SetupTree {
 /// and false may be spelled 1 and 0.
 [[nodiscard]] std::optional<nlohmann::json> ToJson(const Attribute& attribute,
                                                    const std::string& text);
-
-/// A value of an attribute as text; empty for null.
-[[nodiscard]] std::string ToText(const nlohmann::json& value);
 
 /// `text` as one component of a path: blanks and control characters collapsed, "/" as "%2F".
 [[nodiscard]] std::string Label(std::string_view text);

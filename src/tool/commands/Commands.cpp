@@ -18,6 +18,7 @@ constexpr auto kCommandRows = std::to_array<CommandRow>({
     {"pending", "List what waits for the next boot, or take it back", AddPending},
     {"reboot", "Restart the server, so that what waits takes effect", AddReboot},
     {"check", "Look for what is wrong with a file", AddCheck},
+    {"report", "Put the JSON documents of many servers into one HTML page", AddReport},
     {"show", "Show what a file is", AddShow},
     {"machine", "Make machine files", AddMachine},
     {"convert", "Turn a text file into a stream file, or back", AddConvert},

@@ -56,6 +56,7 @@ void AddVerify(CLI::App& command, Command& chosen);
 void AddPending(CLI::App& command, Command& chosen);
 void AddReboot(CLI::App& command, Command& chosen);
 void AddCheck(CLI::App& command, Command& chosen);
+void AddReport(CLI::App& command, Command& chosen);
 void AddShow(CLI::App& command, Command& chosen);
 void AddMachine(CLI::App& command, Command& chosen);
 void AddCapture(CLI::App& command, Command& chosen);
@@ -84,8 +85,8 @@ inline constexpr unsigned kRestartSeconds = 900;
 
 /// How a server is to be restarted.
 struct RestartOptions {
-  std::string target;  ///< as the journal has it
-  bool isForced = false;
+  std::string target;     ///< as the journal has it
+  bool mayForce = false;  ///< end an operating system that does not end when it is asked to
   std::chrono::seconds limit{kRestartSeconds};
   JournalSink journal = SendToJournal;
 };

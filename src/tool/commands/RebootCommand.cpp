@@ -36,7 +36,7 @@ void RestartServer(const Planning::Server& server, const RestartOptions& options
     options.journal(JournalRecordOf(restart, false));
   };
   try {
-    mount.provider->Restart(options.isForced, options.limit);
+    mount.provider->Restart(options.mayForce, options.limit);
   } catch (...) {
     record("failed");
     throw;
@@ -47,7 +47,8 @@ void RestartServer(const Planning::Server& server, const RestartOptions& options
 
 void AddReboot(CLI::App& command, Command& chosen) {
   auto request = std::make_shared<RebootRequest>();
-  command.add_flag("--force", request->isForced, "Do not ask the operating system to end first");
+  command.add_flag("--force", request->mayForce,
+                   "End an operating system that does not end in time when asked");
   command
       .add_option_function<unsigned>(
           "--wait", [request](unsigned seconds) { request->limit = std::chrono::seconds(seconds); },

@@ -22,8 +22,12 @@ struct Outcome {
 
 /// A save holds the present values, and a restart may change them.
 void WarnOfWaiting(const Planning::Server& server, const Messages& messages) {
-  for (const SDK::BootMessage& message : server.BootMessages()) {
-    if (message.isWaiting) messages.Warning(message.path + ": " + message.text);
+  std::vector<SDK::BootMessage> waiting = server.BootMessages();
+  std::erase_if(waiting, [](const SDK::BootMessage& message) { return !message.isWaiting; });
+  if (waiting.empty()) return;
+  const Planning::Configuration present = Planning::ConfigurationOfTarget(Planning::ModeBios);
+  for (const SDK::BootMessage& message : waiting) {
+    messages.Warning(present.NameOf(message.path) + ": " + message.text);
   }
 }
 
@@ -34,8 +38,9 @@ Outcome SaveTo(Common::AtomicFile& file, const SaveRequest& request, const Messa
   const Planning::Mode mode = request.mode.value_or(ModeOf(server.Providers()));
   CheckMode(server.Providers(), mode);
   Planning::SaveInto(file, mode, server, [&](const std::string& name) { progress.Section(name); });
+  const unsigned queries = server.Queries();
   if (mode != Planning::ModeBmc) WarnOfWaiting(server, messages);
-  return {mode, server.Queries()};
+  return {mode, queries};
 }
 
 }  // namespace

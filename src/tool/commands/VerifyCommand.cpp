@@ -46,7 +46,7 @@ int RunVerify(const VerifyRequest& request, const Messages& messages) {
   for (const Planning::Finding& finding : end) {
     messages.Warning(request.file + ": " + finding.text);
   }
-  return verification.missed.empty() && end.empty() ? ExitDone : ExitDifferent;
+  return verification.IsAsWanted() && end.empty() ? ExitDone : ExitDifferent;
 }
 
 }  // namespace

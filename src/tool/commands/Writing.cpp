@@ -10,6 +10,7 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <utility>
 
 #include "common/Descriptor.h"
 #include "common/ErrorManager.h"
@@ -114,9 +115,9 @@ class Stages {
       : options_(options), server_(server), progress_(progress), messages_(messages) {}
 
   /// \return the exit code.
-  int Run(const Planning::Request& wanted, Secrets& secrets) {
+  int Run(const RequestMaker& make, Secrets& secrets) {
     progress_.Begin("reading the target");
-    Plan plan = Planning::MakePlan(wanted, server_);
+    Plan plan = Planning::MakePlan(make(server_), server_);
     queriesOfPlan_ = server_.Queries();
     progress_.End();
     ThrowIfRefused(plan, messages_);
@@ -124,7 +125,8 @@ class Stages {
       CheckRescue(options_.confirm, plan, server_, messages_);
     }
     if (options_.dryRun) return ShowDryRun(plan);
-    if (plan.changes.empty()) return SayThatNothingChanges(plan);
+    const bool isMoreLater = options_.reboot && plan.NeedingRestart() > 0;
+    if (plan.changes.empty() && !isMoreLater) return SayThatNothingChanges(make, plan, secrets);
     Describe(plan);
     const bool isPlanShown = !options_.json && !messages_.IsQuiet();
     const Consent consent(plan, {options_.yes, options_.allowLockout, isPlanShown});
@@ -137,7 +139,7 @@ class Stages {
     WarnOfPasswords(plan);
     GetReady(plan, consent, backup, secrets);
     try {
-      return WriteAndReport(plan, backup, secrets.password);
+      return WriteAndReport(make, plan, backup, secrets);
     } catch (const Interrupted&) {
       if (guard_) {
         guard_->TakeBack("it was interrupted");
@@ -149,6 +151,10 @@ class Stages {
   }
 
  private:
+  static const char* OutcomeOf(bool isAsWanted) {
+    return isAsWanted ? "done" : "some settings were not applied";
+  }
+
   int ShowDryRun(const Plan& plan) {
     if (options_.json) {
       messages_.Document(Planning::DryRunDocument(plan));
@@ -158,11 +164,12 @@ class Stages {
     return ExitDone;
   }
 
-  int SayThatNothingChanges(const Plan& plan) {
+  int SayThatNothingChanges(const RequestMaker& make, const Plan& plan, const Secrets& secrets) {
     Planning::Written nothing;
     nothing.skipped = plan.skipped;
-    const int exitCode = Report(plan, {}, nothing);
+    const int exitCode = ReportFirst(plan, {}, nothing);
     if (!options_.json) messages_.Result("Nothing would change, so nothing was written.");
+    if (options_.reboot && isPending_) return RestartAndVerify(make, plan, secrets);
     return exitCode;
   }
 
@@ -296,12 +303,16 @@ class Stages {
     if (!guard_) Note(outcome, true);
   }
 
-  /// Says in the history how it goes, and in the journal how it ended. A write that is done is not
-  /// undone for want of a note.
+  /// Says in the history how it goes, and in the journal how it ended.
   void Note(const std::string& outcome, bool isOver) {
     if (record_.command.empty()) return;  // nothing was to be written
     record_.outcome = outcome;
     if (isOver) options_.journal(JournalRecordOf(record_, options_.tellsValues));
+    KeepRecord();
+  }
+
+  /// A write that is done is not undone for want of a note.
+  void KeepRecord() {
     if (record_.number == 0) return;
     try {
       history_.Keep(record_);
@@ -311,69 +322,108 @@ class Stages {
     }
   }
 
-  int WriteAndReport(const Plan& plan, const Planning::Saved& backup, const std::string& password) {
+  int WriteAndReport(const RequestMaker& make, const Plan& plan, const Planning::Saved& backup,
+                     const Secrets& secrets) {
     // A restore asks what its rehearsal has asked; reading again asks what a save does.
     progress_.Begin("writing", queriesOfSave_ == 0 ? 0 : queriesOfPlan_ - queriesOfSave_);
-    const Planning::Written written = Planning::Write(plan, password, server_);
-    return Report(plan, backup, written);
+    const Planning::Written written = Planning::Write(plan, secrets.password, server_);
+    const int exitCode = ReportFirst(plan, backup, written);
+    if (isTakenBack_) return exitCode;
+    const std::size_t later = plan.NeedingRestart();
+    if (options_.reboot && (isPending_ || later > 0)) return RestartAndVerify(make, plan, secrets);
+    if (later > 0) {
+      messages_.Warning("two boots are needed: restart the server and do the same again for " +
+                        Counted(later, "more setting") + "; --reboot does that by itself");
+    }
+    return exitCode;
   }
 
-  /// Reads the machine again and reports.
-  int Report(const Plan& plan, const Planning::Saved& backup, const Planning::Written& written) {
+  /// The report of what is written before any restart: with --json the one document.
+  int ReportFirst(const Plan& plan, const Planning::Saved& backup,
+                  const Planning::Written& written) {
+    return Report(plan, written, [&](const Planning::Report& report) {
+      messages_.Document(Planning::RestoreDocument(plan, backup, written, report, confirmation_));
+    });
+  }
+
+  /// Reads the machine again and reports; `document` does it with --json.
+  template <typename Document>
+  int Report(const Plan& plan, const Planning::Written& written, Document document) {
     progress_.Begin("reading the target again", queriesOfSave_);
     const Planning::Report report = Planning::ReportOf(plan, written, server_);
     const std::vector<SDK::BootMessage> waiting = Planning::WaitingFromBefore(plan, server_);
     progress_.End();
-    const std::string end = report.silence        ? "the target could not be read afterwards"
-                            : report.IsAsWanted() ? "done"
-                                                  : "some settings were not applied";
+    const std::string end =
+        report.silence ? "the target could not be read afterwards" : OutcomeOf(report.IsAsWanted());
     if (guard_) guard_->Written(end);
     if (!options_.json) ShowReport(plan, written, report, messages_);
     for (const SDK::BootMessage& message : waiting) {
       messages_.Warning("from an earlier change, of " + report.present.NameOf(message.path) + ", " +
                         message.text);
     }
-    std::optional<Planning::Confirmation> confirmation;
-    if (guard_) confirmation = Settle(plan, report);
-    if (options_.json) {
-      messages_.Document(Planning::RestoreDocument(plan, backup, written, report, confirmation));
-    }
+    if (guard_) confirmation_ = Settle(plan, report);
+    if (options_.json) document(report);
     Record(end);
-    if (confirmation) {
-      const int exitCode = ExitCodeAfter(*confirmation, ExitDone);
-      if (exitCode != ExitDone) return exitCode;
+    if (confirmation_) {
+      const int exitCode = ExitCodeAfter(*confirmation_, ExitDone);
+      isTakenBack_ = exitCode != ExitDone;
+      if (isTakenBack_) return exitCode;
     }
     if (report.silence) throw ResultStatus(*report.silence);
     if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
       throw ResultStatus(*written.failure);
     }
-    if (options_.reboot && report.Count(Planning::Outcome::Pending) > 0) {
-      return RestartAndVerify(plan);
-    }
+    isPending_ = report.Count(Planning::Outcome::Pending) > 0;
     return report.IsAsWanted() ? ExitDone : ExitDifferent;
   }
 
-  /// Has what waits take effect, and shows what has. With --json the report was the one document.
-  int RestartAndVerify(const Plan& plan) {
-    RestartServer(
-        server_,
-        {record_.target, options_.force, std::chrono::seconds(kRestartSeconds), options_.journal},
-        messages_);
+  /// Has what waits take effect, writes what the server takes only then, as often as that leads
+  /// anywhere, and shows what has come of it all. With --json the first report was the one
+  /// document.
+  int RestartAndVerify(const RequestMaker& make, Plan plan, const Secrets& secrets) {
+    const RestartOptions restart{JoinedTargets(options_.targets), options_.force,
+                                 std::chrono::seconds(kRestartSeconds), options_.journal};
+    std::size_t later = plan.NeedingRestart();
+    do {
+      RestartServer(server_, restart, messages_);
+      if (later == 0) break;
+      const std::size_t before = later;
+      plan = Planning::MakePlan(make(server_), server_);
+      later = plan.NeedingRestart();
+      ShowRefusal(plan, messages_);
+      if (plan.IsRefused() || plan.changes.empty() || later >= before) break;
+      messages_.Note("Writing what needed the restart.");
+      ThrowIfInterrupted();
+      WriteAfterRestart(plan, secrets);
+    } while (isPending_ || later > 0);
     const Planning::Verification verification =
         Planning::Verify(plan.request.wanted, plan.request.mode, server_, plan.request.file);
     if (!options_.json) ShowVerification(verification, messages_);
-    return verification.missed.empty() ? ExitDone : ExitDifferent;
+    record_.outcome = OutcomeOf(verification.IsAsWanted());
+    KeepRecord();
+    return verification.IsAsWanted() ? ExitDone : ExitDifferent;
+  }
+
+  /// Writes what needed a restart. The journal is told of these changes alone, the history has all.
+  void WriteAfterRestart(const Plan& plan, const Secrets& secrets) {
+    const std::vector<Planning::Change> before = std::exchange(record_.changes, plan.changes);
+    const Planning::Written written = Planning::Write(plan, secrets.password, server_);
+    Report(plan, written, [](const Planning::Report&) {});
+    record_.changes.insert(record_.changes.begin(), before.begin(), before.end());
   }
 
   const WriteOptions& options_;
   const Planning::History history_{HistoryFolderOf(options_.targets, options_.backupDir)};
   Planning::HistoryRecord record_;  ///< its number is 0 until the present state is saved
   std::optional<Guard> guard_;      ///< with --confirm, from the first write on
+  std::optional<Planning::Confirmation> confirmation_;  ///< what that has come to
+  bool isTakenBack_ = false;                            ///< or was to be
   const Server& server_;
   Progress& progress_;
   const Messages& messages_;
   unsigned queriesOfPlan_ = 0;
   unsigned queriesOfSave_ = 0;  ///< 0 without a backup
+  bool isPending_ = false;      ///< something of what was written waits for a boot
 };
 
 }  // namespace
@@ -416,13 +466,15 @@ int CarryOut(const WriteOptions& options, const RequestMaker& make, const Messag
   Progress progress(messages);
   const Server server(options.openTarget(), Watching(messages, &progress));
   if (!secrets.accounts.empty()) UseAccounts(secrets.accounts, server);
-  progress.Begin("reading the target");
-  Planning::Request wanted = make(server);
-  wanted.skipSystemCheck = wanted.skipSystemCheck || options.skipSystemCheck;
-  wanted.skipBootOrder = options.skipBootOrder;
-  wanted.keepsGoing = options.keepsGoing;
-  wanted.ignoresUnknown = options.ignoresUnknown;
-  return Stages(options, server, progress, messages).Run(wanted, secrets);
+  const RequestMaker makeWithOptions = [&](const Server& target) {
+    Planning::Request wanted = make(target);
+    wanted.skipSystemCheck = wanted.skipSystemCheck || options.skipSystemCheck;
+    wanted.skipBootOrder = options.skipBootOrder;
+    wanted.keepsGoing = options.keepsGoing;
+    wanted.ignoresUnknown = options.ignoresUnknown;
+    return wanted;
+  };
+  return Stages(options, server, progress, messages).Run(makeWithOptions, secrets);
 }
 
 void AddWriteOptions(CLI::App& command, WriteOptions& options) {
@@ -468,7 +520,9 @@ void AddWriteOptions(CLI::App& command, WriteOptions& options) {
                      .add_flag("--reboot", options.reboot,
                                "Restart the server where settings wait for that, and verify")
                      ->excludes(confirm);
-  command.add_flag("--force", options.force, "That restart does not ask the operating system")
+  command
+      .add_flag("--force", options.force,
+                "That restart ends an operating system that does not end when asked")
       ->needs(reboot);
 }
 

@@ -37,7 +37,7 @@ struct WriteOptions {
   bool yes = false;
   bool json = false;
   bool reboot = false;  ///< restart the server where something waits for that, and verify
-  bool force = false;   ///< that restart does not ask the operating system
+  bool force = false;   ///< that restart ends an operating system that does not end when asked
   ConfirmOptions confirm;
   bool tellsValues = false;             ///< tell the journal from what to what
   JournalSink journal = SendToJournal;  ///< where what was written is told

@@ -50,8 +50,8 @@ ListedSetting RowOf(const Planning::Verification::Missed& missed,
   return {missed.section,
           missed.key,
           Arrow(ShownOf(now->value, *now, *now), ShownOf(missed.wanted, *now, *now)),
-          "",
-          Tone::Plain,
+          missed.isReadOnly ? "read-only" : "",
+          missed.isReadOnly ? Tone::Open : Tone::Plain,
           now->path};
 }
 

@@ -33,9 +33,11 @@ std::string TextOf(const Planning::Plan& plan, bool isAll, const Style& style) {
   }
   for (const Planning::Obstacle& obstacle : plan.obstacles) {
     const Planning::Change& change = obstacle.change;
+    const bool isLater = obstacle.kind == Planning::Obstacle::Kind::NeedsRestart;
+    const bool isFault = !isLater && obstacle.kind != Planning::Obstacle::Kind::ReadOnly;
     rows.push_back({change.section, change.key, ValuesOf(change),
-                    "stays as it is: " + obstacle.reason,
-                    obstacle.isReadOnly ? Tone::Open : Tone::Bad, change.path});
+                    (isLater ? "needs another restart: " : "stays as it is: ") + obstacle.reason,
+                    isFault ? Tone::Bad : Tone::Open, change.path});
   }
   std::string text = Listing(rows, style);
   if (isAll) {
@@ -44,8 +46,13 @@ std::string TextOf(const Planning::Plan& plan, bool isAll, const Style& style) {
   for (const SDK::WriteForesight& foreseen : plan.foresight) {
     text += Printable(NameIn(plan, foreseen.path) + ": " + foreseen.text) + ".\n";
   }
-  return text + Counted(plan.changes.size(), "setting") + " will change; " +
-         std::to_string(WrittenBy(plan)) + " will be written.\n";
+  text += Counted(plan.changes.size(), "setting") + " will change; " +
+          std::to_string(WrittenBy(plan)) + " will be written.\n";
+  if (const std::size_t later = plan.NeedingRestart(); later > 0) {
+    text += Counted(later, "more setting") +
+            " can be written once the server has restarted with these: two boots are needed.\n";
+  }
+  return text;
 }
 
 void ShowPlan(const Planning::Plan& plan, bool isAll, const Messages& messages) {

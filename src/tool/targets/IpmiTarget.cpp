@@ -8,6 +8,7 @@
 #include "providers/ipmi/IpmiProvider.h"
 #include "providers/ipmi/Session.h"
 #include "tool/ExitCodes.h"
+#include "tool/terminal/Interrupt.h"
 
 namespace Tool {
 namespace {
@@ -116,7 +117,9 @@ class IpmiKind final : public TargetKind {
     const Common::WipeOnExit wipeKey(address.bmcKey);
     if (!keyFile_.empty()) ReadKey(keyFile_, address.bmcKey);
     ReadPassword(SourceFor(address.user, bmcPassword), Ipmi::kLongestPassword, address.password);
-    const auto provider = std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address));
+    Ipmi::Patience patience;
+    patience.checkpoint = ThrowIfInterrupted;
+    const auto provider = std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address), patience);
     return {{"BMC", {provider, false}}, {"SMBIOS", {provider, true}}};
   }
 

@@ -53,6 +53,7 @@ void Messages::Lines(const std::string& text) const {
 }
 
 void Messages::Document(const std::string& text) const {
+  *hasDocument_ = true;
   Put(text);
 }
 

@@ -37,6 +37,8 @@ class Messages {
   void Lines(const std::string& text) const;
   /// A whole document for a program, on standard output, as it is. Always shown.
   void Document(const std::string& text) const;
+  /// True when a document was printed.
+  [[nodiscard]] bool HasDocument() const { return *hasDocument_; }
   /// Something good to know, line by line; not with --quiet.
   void Note(const std::string& text) const;
   /// A detail; with --verbose only.
@@ -49,6 +51,7 @@ class Messages {
   Verbosity verbosity_;
   bool mayPage_;
   std::shared_ptr<StatusLine> status_;
+  std::shared_ptr<bool> hasDocument_ = std::make_shared<bool>(false);
 };
 
 /// "1 setting", "2 settings"; `plural` for a noun that takes more than an "s".

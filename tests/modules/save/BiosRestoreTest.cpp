@@ -55,6 +55,22 @@ const MainRow kMainRows[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Rows, MainMenuTest, ::testing::ValuesIn(kMainRows), kNameOfRow);
 
+TEST_F(BiosRestoreTest, ALabelThatIsNotFoundGivesWayToTheAttribute) {
+  Menu("/BIOS/Main", SplitPairs("A=1|B=1|C=1|D=1|E=1|F=1|Bare=1"));
+  for (const std::string name : {"A", "B", "C", "D"}) {
+    engine->tree["/BIOS/Main/" + name].remark = "0 to 9; attribute X" + name;
+  }
+  const std::string file =
+      "[BIOS::Old]\nWas A=2\t;Options; attribute XA\nXB=3\nF=9\n"
+      "One=4\t;Options; attribute XC\nTwo=5\t;Options; attribute XC\n"
+      "Was Bare=6\t;Options; attribute Bare\n"
+      "[BIOS::Main]\nE=1\t;Options; attribute XD\n";
+  const auto missing = [](const char* key) { return kMissing + "Main::" + key + kSkipped; };
+  // C could be either, E is a setting of its own, and F says nothing of what it is.
+  EXPECT_EQ(RestoreBios(file), missing("C") + missing("D") + missing("F"));
+  EXPECT_EQ(BiosBatch(), SettingsBelow("/BIOS/Main/", "A=2|B=3|Bare=6"));
+}
+
 TEST_F(BiosRestoreTest, OneBatchInTheFormOfThePlatform) {
   Menu("/BIOS/Main", {{"A", "1"}});
   Menu("/BIOS/Main/Sub", {{"B", "x"}});

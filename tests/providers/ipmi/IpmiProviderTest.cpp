@@ -423,6 +423,31 @@ TEST_F(IpmiProviderTest, WhatLocksOutOrOpensAnAccountIsForeseenAndPasswordsComeF
   EXPECT_THAT(Changes(11), ElementsAre("06 47 05 02"));
 }
 
+TEST_F(IpmiProviderTest, RestartsGentlyAndResetsOnlyWhereItMay) {
+  const std::string take = "00 02: answer 00\n";
+  const std::string on = "00 01: answer 00 01 00 00\n";
+  const std::string off = "00 01: answer 00 00 00 00\n";
+  const std::string ends = "00 01 x1: answer 00 01 00 00\n00 01 x1: answer 00 00 00 00\n";
+  const std::tuple<std::string, bool, const char*> rows[] = {
+      {take + ends + on, false, "05 01 done"},
+      {take + on, false, "05 failed"},
+      {take + on, true, "05 03 done"},
+      {"00 02 05: answer CC\n" + take + on, true, "05 03 done"},
+      {"00 02: answer D4\n", true, "05 03 failed"},
+      {take + off, false, "05 01 failed"},
+  };
+  for (const auto& [rules, mayForce, course] : rows) {
+    simulator->Misbehave(rules);
+    simulator->TakeRequests();
+    const int code = CodeOf([&, force = mayForce] { provider->Restart(force, 1s); });
+    std::string seen;
+    for (const std::string& control : simulator->TakeRequests("00 02")) {
+      seen += control.substr(6, 2) + " ";
+    }
+    EXPECT_EQ(seen + (code == 0 ? "done" : "failed"), course) << rules;
+  }
+}
+
 TEST_F(IpmiProviderTest, ALoginSurvivesALostOrDoubledDatagram) {
   for (unsigned at = 1; at <= 10; ++at) {
     for (const unsigned copies : {0U, 2U}) {

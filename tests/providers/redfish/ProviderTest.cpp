@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <stdexcept>
 #include <utility>
 
 #include "RedfishService.h"
@@ -28,6 +29,8 @@ const std::string kDelay = "/BIOS/Advanced/Devices/USB Configuration/Device Rese
 const std::string kTag = "/BIOS/Advanced/System Information/Asset Tag";
 const std::string kModel = "/BIOS/Advanced/System Information/Model";
 const std::string kScrub = "/BIOS/Advanced/Memory Settings/Patrol Scrub Interval";
+const char* const kRegistry = "/redfish/v1/RegistryStore/bios.json";
+const std::string kNic2 = "/BIOS/Advanced/Devices/Ethernet (Nic2)/";
 const std::string kInterleave = "/BIOS/Advanced/Memory Settings/Node Interleaving";
 
 class ProviderTest : public RedfishTest {
@@ -41,6 +44,7 @@ class ProviderTest : public RedfishTest {
   void Open() {
     Redfish::Endpoint endpoint = service->Endpoint();
     endpoint.limits = {std::chrono::seconds(2), std::chrono::seconds(1), std::chrono::seconds(5)};
+    endpoint.checkpoint = [this] { checkpoint(); };
     Open(endpoint);
   }
   /// A service as it starts, but for these knobs, and a provider that is logged in to it.
@@ -93,6 +97,25 @@ class ProviderTest : public RedfishTest {
     return lines;
   }
 
+  /// Adds dependencies to the registry: JSON, "Dependency" of each.
+  void AddRules(const char* added) {
+    json rules = service->State("tree")[kRegistry]["RegistryEntries"]["Dependencies"];
+    for (const json& rule : json::parse(added)) rules.push_back({{"Dependency", rule}});
+    service->Edit(kRegistry, {{"RegistryEntries", {{"Dependencies", rules}}}});
+  }
+  /// What a write would meet, as "key: kind reason".
+  std::vector<std::string> Foreseen(const SDK::SettingMap& settings) {
+    constexpr std::array<const char*, 7> kKinds = {"",       "",      "",     "impossible",
+                                                   "locked", "later", "unfit"};
+    std::vector<std::string> lines;
+    for (const SDK::WriteForesight& foreseen : provider->Foresee(settings)) {
+      lines.push_back(foreseen.path.substr(foreseen.path.rfind('/') + 1) + ": " +
+                      kKinds.at(static_cast<std::size_t>(foreseen.kind)) + " " + foreseen.text);
+    }
+    return lines;
+  }
+
+  std::function<void()> checkpoint = [] {};
   std::unique_ptr<RedfishProvider> provider;
 };
 
@@ -132,6 +155,12 @@ TEST_F(ProviderTest, FetchesOnlyWhatAReadNeeds) {
               ElementsAre("GET /redfish/v1/Systems", "GET /redfish/v1/Systems/1"));
   EXPECT_EQ(Value("/BIOS/BootOrder[4]"), "UEFI Shell / Diagnostics");
   EXPECT_THAT(service->TakeLines(), ElementsAre("GET /redfish/v1/Systems/1/BootOptions?$expand=."));
+  EXPECT_EQ(Value(kTurbo), "On");
+  service->TakeLines();
+  service->Edit(kBios, {{"Attributes", {{"ProcTurbo", "Off"}}}});
+  provider->Refresh();
+  EXPECT_EQ(Value(kTurbo), "Off");
+  EXPECT_THAT(service->TakeLines(), ElementsAre("GET /redfish/v1/Systems/1", "GET " + kBios));
 }
 
 TEST_F(ProviderTest, OddServicesAreRead) {
@@ -335,48 +364,64 @@ TEST_F(ProviderTest, SendsOneSetForEachBootAndStopsWhereMoreIsInVain) {
   Open();
   SDK::SettingMap settings;
   for (const auto& [name, value] : many.items()) settings["/BIOS/Advanced/" + name] = "1";
-  service->TakeLines();
+  ASSERT_EQ(Value(kTurbo), "On");
+  checkpoint = [] { throw std::runtime_error("interrupted"); };
+  EXPECT_THROW(Write(settings), std::runtime_error);
+  EXPECT_EQ(Patches(), 0);
+  checkpoint = [] {};
   EXPECT_EQ(Write(settings), ErrorManager::WritesRefused);
   EXPECT_LE(Patches(), 20);
   EXPECT_EQ(Notes().size(), 260U);
 }
 
 TEST_F(ProviderTest, WhatOthersForbidIsNotSent) {
-  const std::string initiator = "/BIOS/Advanced/Devices/Ethernet (Nic2)/iSCSI/Initiator Name";
-  const std::string port = "/BIOS/Advanced/Devices/Ethernet (Nic2)/Network Boot";
-  const json rule = json::parse(R"({"Dependency": {"MapFrom": [
-      {"MapFromAttribute": "ProcTurbo", "MapFromCondition": "NEQ", "MapFromValue": "On"},
-      {"MapFromAttribute": "MemPatrolScrubHours", "MapFromCondition": "GEQ", "MapFromValue": 9,
-       "MapTerms": "AND"}],
-      "MapToAttribute": "UsbDelaySeconds", "MapToProperty": "UpperBound", "MapToValue": 4}})");
-  json rules = service->State(
-      "tree")["/redfish/v1/RegistryStore/bios.json"]["RegistryEntries"]["Dependencies"];
-  rules.push_back(rule);
-  rules.push_back(json::parse(R"({"DependencyFor": "ProcTurbo", "Dependency": {"MapFrom": [
-      {"MapFromAttribute": 7, "MapFromValue": {}}], "MapToAttribute": null}})"));
-  service->Edit("/redfish/v1/RegistryStore/bios.json",
-                {{"RegistryEntries", {{"Dependencies", rules}}}});
+  AddRules(R"([
+      {"MapFrom": [{"MapFromAttribute": "ProcTurbo", "MapFromCondition": "NEQ", "MapFromValue": "On"}],
+       "MapToAttribute": "UsbDelaySeconds", "MapToProperty": "UpperBound", "MapToValue": 4},
+      {"MapFrom": [{"MapFromAttribute": "MemNodeInterleave", "MapFromValue": true}],
+       "MapToAttribute": "MemPatrolScrubHours", "MapToProperty": "UpperBound", "MapToValue": 48},
+      {"MapFrom": [{"MapFromAttribute": "UsbDelaySeconds", "MapFromValue": 5}],
+       "MapToAttribute": "AssetTag", "MapToProperty": "Hidden", "MapToValue": true},
+      {"MapFrom": [{"MapFromAttribute": "MemNodeInterleave", "MapFromValue": true}],
+       "MapToAttribute": "ModelName", "MapToProperty": "ReadOnly", "MapToValue": false},
+      {"MapFrom": [{"MapFromAttribute": 7, "MapFromValue": {}}], "MapToAttribute": null}])");
   Open();
-  EXPECT_EQ(Write({{initiator, "iqn.x"}, {kTurbo, "Off"}, {kDelay, "5"}}),
+  const std::string initiator = kNic2 + "iSCSI/Initiator Name";
+  const std::string grey =
+      "greyed out while BIOS::Advanced::Devices::Ethernet (Nic2)::Network Boot is None";
+  const SDK::SettingMap wrong = {{initiator, "iqn.x"}, {kTurbo, "Off"}, {kDelay, "5"},
+                                 {kTag, "x"},          {kScrub, "48"},  {kModel, "Other"}};
+  const std::vector<std::string> kept = {
+      "Initiator Name: locked " + grey,
+      "Device Reset Delay: impossible it must be a whole number, -1 to 4 while BIOS::Advanced::"
+      "Processor Settings::Power %2F Performance::Turbo Mode is not On",
+      // The delay keeps its value, so the tag is not hidden.
+      "Patrol Scrub Interval: impossible it must be a whole number, 1 to 24",
+      "Model: locked read-only"};
+  EXPECT_THAT(Foreseen(wrong), ::testing::UnorderedElementsAreArray(kept));
+  EXPECT_EQ(Patches(), 0);
+  EXPECT_EQ(Write(wrong), ErrorManager::WritesRefused);
+  EXPECT_EQ(service->Pending(), json({{"ProcTurbo", "Off"}, {"AssetTag", "x"}}));
+
+  EXPECT_EQ(Write({{initiator, "iqn.x"}, {kNic2 + "Network Boot", "Pxe"}}),
             ErrorManager::WritesRefused);
-  EXPECT_THAT(Notes(), ::testing::IsSupersetOf(
-                           {"Initiator Name: refused greyed out while Network Boot is None",
-                            "Device Reset Delay: refused it must be a whole number, -1 to 4 while "
-                            "Turbo Mode is not On and Patrol Scrub Interval is at least 9"}));
-  EXPECT_EQ(Patches(), 1);
-  EXPECT_EQ(Write({{initiator, "iqn.x"}, {port, "Pxe"}}), ErrorManager::WritesRefused);
-  EXPECT_THAT(Notes(), ::testing::Contains("Initiator Name: refused greyed out while Network Boot "
-                                           "is None now; restart the server and restore again"));
+  EXPECT_THAT(Notes(), ::testing::Contains(HasSubstr("None now; restart the server and restore")));
+  // What waits will hold too.
+  EXPECT_THAT(Foreseen({{initiator, "iqn.x"}}),
+              ElementsAre("Initiator Name: later " + grey + " now"));
   service->Restart();
   Open();
   EXPECT_EQ(Write({{initiator, "iqn.x"}}), 0);
 }
 
 TEST_F(ProviderTest, FollowsTasksAndWaitsForABusyService) {
-  Renew({"task=3", "busy=2"});
+  Renew({"task=3", "busy=2", "limited=2"});
   EXPECT_EQ(Write({{kTurbo, "Off"}}), 0);
   EXPECT_THAT(Notes(), ElementsAre("Turbo Mode: pending"));
   EXPECT_EQ(service->Pending(), json({{"ProcTurbo", "Off"}}));
+  Renew({"task=2", "task-fails"});
+  EXPECT_EQ(Write({{kTurbo, "Off"}}), ErrorManager::WritesRefused);
+  EXPECT_THAT(Notes(), ElementsAre("Turbo Mode: refused The request is refused"));
 }
 
 TEST_F(ProviderTest, ASessionThatIsRefusedIsNoEnd) {
@@ -401,21 +446,37 @@ TEST_F(ProviderTest, ARegistryThatIsNamedAndNotGivenIsAFault) {
   service->Edit("/redfish/v1/RegistryStore/bios.json", nullptr);
   Open();
   EXPECT_EQ(Value("/BIOS/Advanced/ProcTurbo"), "On");
+  EXPECT_THAT(Foreseen({}), ElementsAre(HasSubstr("Advanced: unfit the server does not give")));
   EXPECT_EQ(Write({}), ErrorManager::WritesRefused);
   EXPECT_THAT(Notes(), ElementsAre(HasSubstr("Advanced: refused the server does not give its "
                                              "attribute registry BiosAttributeRegistry.v1_0_0")));
 }
 
 TEST_F(ProviderTest, RestartsAndWaitsUntilTheChangesAreThere) {
+  const auto restart = [&](bool mayForce, int seconds) {
+    return CodeOf([&] { provider->Restart(mayForce, std::chrono::seconds(seconds)); });
+  };
   Renew({"boot-requests=3"});
   ASSERT_EQ(Write({{kTurbo, "Off"}}), 0);
-  provider->Restart(false, std::chrono::seconds(60));
+  EXPECT_EQ(restart(false, 60), 0);
   EXPECT_EQ(Value(kTurbo), "Off");
-  EXPECT_EQ(service->State("restarts"), 1);
+  EXPECT_EQ(restart(true, 60), 0);  // nothing waits, and no force is needed
+  EXPECT_EQ(service->State("restarts"), 2);
+
+  Renew({"ignore-graceful"});
+  ASSERT_EQ(Write({{kTurbo, "Off"}}), 0);
+  EXPECT_EQ(restart(false, 1), ErrorManager::WriteFailed);
+  EXPECT_EQ(service->State("restarts"), 0);
+  EXPECT_EQ(restart(true, 3), 0);
+  EXPECT_EQ(Value(kTurbo), "Off");
+  int forced = 0;
+  for (const RedfishRequest& request : service->TakeRequests()) {
+    forced += request.body == json({{"ResetType", "ForceRestart"}}) ? 1 : 0;
+  }
+  EXPECT_EQ(forced, 1);
   service->Edit(RedfishService::kSystem, {{"Actions", nullptr}});
   Open();
-  EXPECT_EQ(CodeOf([&] { provider->Restart(true, std::chrono::seconds(60)); }),
-            ErrorManager::WriteFailed);
+  EXPECT_EQ(restart(true, 60), ErrorManager::WriteFailed);
 }
 
 TEST_F(ProviderTest, ABiosPasswordCannotBeChecked) {

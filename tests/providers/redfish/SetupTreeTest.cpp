@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <ostream>
+#include <sstream>
+#include <utility>
 #include <vector>
 
 namespace Redfish {
@@ -120,9 +122,9 @@ const std::vector<TreeRow> kTreeRows = {
     {"WhatIsMarked",
      R"({"R": 1, "I": 2, "U": "tag"})",
      R"([{"AttributeName": "R", "ReadOnly": true}, {"AttributeName": "I", "Immutable": true},
-         {"AttributeName": "U", "IsSystemUniqueProperty": true}])",
+         {"AttributeName": "U", "IsSystemUniqueProperty": true, "GrayOut": true}])",
      "[]",
-     {"/I=2 read-only", "/R=1 read-only", "/U=tag unique to this system"}},
+     {"/I=2 read-only", "/R=1 read-only", "/U=tag greyed out; unique to this system"}},
     {"SiblingsCountWhetherTheyAreShownOrNot",
      R"({"A": 1})",
      R"([{"AttributeName": "A", "DisplayName": "Port"}, {"AttributeName": "B", "DisplayName": "Port"},
@@ -164,6 +166,60 @@ TEST_P(TreeTest, BecomesTheseNodes) {
 
 INSTANTIATE_TEST_SUITE_P(Rows, TreeTest, ::testing::ValuesIn(kTreeRows),
                          [](const auto& instance) { return std::string(instance.param.name); });
+
+/// The remark of A, which takes 0 to 9, while M is "x" and N is 3, under the rule of a registry
+/// "M EQU "x" OR N GTR 5 OF Hidden true".
+std::string RemarkUnder(const std::string& rule) {
+  json terms = json::array();
+  std::istringstream words(rule);
+  std::string join, attribute, condition, value;
+  while (join != "OF" && words >> attribute >> condition >> value) {
+    terms.push_back({{"MapFromAttribute", attribute},
+                     {"MapFromCondition", condition},
+                     {"MapFromValue", json::parse(value)},
+                     {"MapTerms", join}});
+    words >> join;
+  }
+  words >> attribute >> value;
+  json registry = Registry(
+      R"([{"AttributeName": "A", "Type": "Integer", "LowerBound": 0, "UpperBound": 9},
+          {"AttributeName": "M", "DisplayName": "Mode"}])",
+      "[]");
+  registry["RegistryEntries"]["Dependencies"] = {{{"Dependency",
+                                                   {{"MapFrom", terms},
+                                                    {"MapToAttribute", "A"},
+                                                    {"MapToProperty", attribute},
+                                                    {"MapToValue", json::parse(value)}}}}};
+  return BuildSetupTree(json::parse(R"({"A": 5, "M": "x", "N": 3})"), registry)
+      .nodes.at("/BIOS/Advanced/A")
+      .remark;
+}
+
+TEST(SetupTreeTest, ASettingSaysWhatOthersMakeOfIt) {
+  const std::pair<const char*, const char*> rows[] = {
+      {R"(M EQU "x" OF GrayOut true)", "0 to 9; greyed out while BIOS::Advanced::Mode is x"},
+      {R"(M NEQ "y" OF ReadOnly true)", "0 to 9; read-only while BIOS::Advanced::Mode is not y"},
+      {"N GTR 2 OF Hidden true", "0 to 9; hidden while BIOS::Advanced::N is more than 2"},
+      {"N GEQ 3 OF Hidden true", "0 to 9; hidden while BIOS::Advanced::N is at least 3"},
+      {"N LSS 4 OF Hidden true", "0 to 9; hidden while BIOS::Advanced::N is less than 4"},
+      {"N LEQ 3 OF Hidden true", "0 to 9; hidden while BIOS::Advanced::N is at most 3"},
+      {R"(M EQU "y" OR N EQU 3 OF Hidden true)",
+       "0 to 9; hidden while BIOS::Advanced::Mode is y or BIOS::Advanced::N is 3"},
+      {"N EQU 3 OF UpperBound 4", "0 to 4"},
+      {"N EQU 3 OF UpperBound 20", "0 to 20"},
+      {"N EQU 3 OF LowerBound 10", ""},
+      {"N EQU 3 OF ScalarIncrement 2", "0 to 9 in steps of 2"},
+  };
+  for (const auto& [rule, remark] : rows) EXPECT_EQ(RemarkUnder(rule), remark) << rule;
+  for (const char* rule :
+       {R"(M EQU "y" OF GrayOut true)", R"(M NEQ "x" OF ReadOnly true)", "N GTR 3 OF Hidden true",
+        "N GEQ 4 OF Hidden true", "N LSS 3 OF Hidden true", "N LEQ 2 OF Hidden true",
+        R"(N GTR "2" OF Hidden true)", R"(Gone NEQ "x" OF Hidden true)",
+        R"(M EQU "x" AND N EQU 4 OF Hidden true)", "N LIKE 3 OF Hidden true",
+        "N EQU 3 OF Hidden false", "N EQU 4 OF ScalarIncrement 2"}) {
+    EXPECT_EQ(RemarkUnder(rule), "0 to 9") << rule;
+  }
+}
 
 TEST(SetupTreeTest, MenusListTheirChildrenInTheRegistrysOrder) {
   const SetupTree tree = BuildSetupTree(

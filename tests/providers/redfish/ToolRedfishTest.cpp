@@ -163,6 +163,8 @@ TEST_F(ToolRedfishTest, ListsWhatWaitsTakesItBackAndRestarts) {
   ASSERT_EQ(RunRemote("restore --yes x.ini").exitCode, 0);
   const ToolOutcome listed = RunRemote("pending --json");
   EXPECT_EQ(listed.exitCode, 1) << listed.err;
+  EXPECT_EQ(json::parse(listed.out).at("waiting").at(0).at("setting"),
+            "BIOS::Advanced::Processor Settings::Power %2F Performance::Turbo Mode");
   EXPECT_EQ(json::parse(listed.out).at("waiting").at(0).at("value"), "Off");
   EXPECT_EQ(RunRemote("pending --clear").exitCode, 0);
   ASSERT_EQ(RunRemote("reboot").exitCode, 0);
@@ -172,6 +174,69 @@ TEST_F(ToolRedfishTest, ListsWhatWaitsTakesItBackAndRestarts) {
   EXPECT_EQ(restored.exitCode, 0) << restored.err;
   EXPECT_EQ(service->Attributes().at("ProcTurbo"), "Off");
   EXPECT_EQ(service->State("restarts"), 2);
+}
+
+TEST_F(ToolRedfishTest, WhatNeedsAnotherBootComesWithIt) {
+  ASSERT_EQ(RunRemote("save x.ini").exitCode, 0);
+  const std::string nic = "[BIOS::Advanced::Devices::Ethernet (Nic2)";
+  EXPECT_THAT(ReadText(PathOf("x.ini")), HasSubstr("; greyed out while " + nic.substr(1) +
+                                                   "::Network Boot is None; attribute Iscsi"));
+  Edit("x.ini", "Initiator Name", "iqn.new");
+  const ToolOutcome locked = RunRemote("restore --yes x.ini");
+  EXPECT_EQ(locked.exitCode, 1) << locked.err;
+  EXPECT_THAT(locked.out, HasSubstr("not applied (greyed out while "));
+  std::string text = ReadText(PathOf("x.ini"));
+  const std::size_t section = text.find(nic + "]\n");
+  text.replace(text.find("Boot=None", section), 9, "Boot=Pxe");
+  WriteText(PathOf("x.ini"), text);
+
+  const ToolOutcome first = RunRemote("restore --yes x.ini");
+  EXPECT_EQ(first.exitCode, 1) << first.err;
+  EXPECT_THAT(first.out, HasSubstr("two boots are needed"));
+  EXPECT_THAT(first.err, HasSubstr("two boots are needed"));
+  EXPECT_EQ(service->Pending(), json({{"Nic2Boot", "Pxe"}}));
+  const ToolOutcome both = RunRemote("restore --yes --reboot x.ini");
+  EXPECT_EQ(both.exitCode, 0) << both.err;
+  EXPECT_EQ(service->Attributes().at("IscsiInitiator"), "iqn.new");
+  EXPECT_EQ(service->State("restarts"), 2);
+  EXPECT_TRUE(service->Pending().empty());
+}
+
+TEST_F(ToolRedfishTest, ANewRegistryDoesNotLoseASetting) {
+  const std::string registry = "/redfish/v1/RegistryStore/bios.json";
+  for (const char* form : {"x.ini", "x.scf"}) {
+    SCOPED_TRACE(form);
+    service->Renew();
+    const std::string file(form);
+    service->Edit(RedfishService::kBios, {{"Attributes", {{"ProcTurbo", "Off"}}}});
+    ASSERT_EQ(RunRemote("save --overwrite " + file).exitCode, 0);
+    service->Edit(RedfishService::kBios, {{"Attributes", {{"ProcTurbo", "On"}}}});
+    json entries = service->State("tree").at(registry).at("RegistryEntries");
+    for (json& entry : entries["Attributes"]) {
+      if (entry.at("AttributeName") != "ProcTurbo") continue;
+      entry.update(json({{"DisplayName", "Fast Mode"}, {"MenuPath", "./New"}}));
+    }
+    service->Edit(registry, {{"RegistryEntries", entries}});
+    EXPECT_THAT(RunRemote("diff " + file).out, HasSubstr("Fast Mode  On → Off"));
+    const ToolOutcome restored = RunRemote("restore --yes --reboot " + file);
+    EXPECT_EQ(restored.exitCode, 0) << restored.err;
+    EXPECT_EQ(service->Attributes().at("ProcTurbo"), "Off");
+    EXPECT_EQ(RunRemote("verify " + file).exitCode, 0);
+  }
+}
+
+TEST_F(ToolRedfishTest, WhatCannotBeRestoredIsSaidWhenItIsSavedAndBeforeItIsWritten) {
+  service->Edit(RedfishService::kBios, {{"Attributes", {{"AssetTag", std::string(128, 'x')}}}});
+  const ToolOutcome text = RunRemote("save x.ini");
+  EXPECT_EQ(text.exitCode, 0);
+  EXPECT_THAT(text.err, HasSubstr("BIOS::Advanced::System Information::Asset Tag\n"));
+  EXPECT_THAT(RunRemote("save x.scf").err, IsEmpty());
+
+  service->Edit("/redfish/v1/RegistryStore/bios.json", nullptr);
+  EXPECT_THAT(RunRemote("save y.ini").err, HasSubstr("does not give it: all settings stand under"));
+  const ToolOutcome restored = RunRemote("restore --yes y.ini");
+  EXPECT_EQ(restored.exitCode, 1);
+  EXPECT_THAT(restored.err, HasSubstr("does not give its attribute registry"));
 }
 
 TEST_F(ToolRedfishTest, AWrongCallSaysWhatIsWrongAndWritesNothing) {

@@ -30,6 +30,9 @@ KNOBS = {
     "fail-apply": "the attribute of this name does not take effect at the restart",
     "boot-requests": "after a restart this number of requests is answered by 503",
     "busy": "this number of requests is answered by 503",
+    "limited": "this number of requests is answered by 429",
+    "task-fails": "a change that is taken by a task fails",
+    "ignore-graceful": "a graceful restart is said to be done, and is not",
     "slow": "each answer comes after this number of milliseconds",
     "status": "STATUS REQUEST: is answered with this status",
     "stall": "REQUEST is never answered",
@@ -304,6 +307,9 @@ class Service:
         task["left"] -= 1
         if task["left"] > 0:
             return 202, {"@odata.id": path, "TaskState": "Running"}, {"Retry-After": "0"}
+        if "task-fails" in self.knobs:
+            return 200, {"@odata.id": path, "TaskState": "Exception",
+                         "Messages": [self.message("GeneralError")]}, {}
         if task["left"] == 0:
             self.take(task["path"], task["body"])
         return 200, {"@odata.id": path, "TaskState": "Completed",
@@ -317,12 +323,16 @@ class Service:
         action = self.tree[request.path.partition("/Actions")[0]]["Actions"]["#ComputerSystem.Reset"]
         if kind not in action["ResetType@Redfish.AllowableValues"]:
             raise Refused(400, self.message("PropertyValueNotInList", kind, "ResetType"))
-        self.restart()
+        if kind != "GracefulRestart" or "ignore-graceful" not in self.knobs:
+            self.restart()
         return 204, None, {}
 
     def restart(self):
         """What waits takes effect, except for what the knob makes fail."""
         self.restarts += 1
+        for system in self.tree.values():
+            if "LastResetTime" in system:
+                system["LastResetTime"] = f"2024-01-01T00:00:{self.restarts:02}Z"
         self.knobs["busy"] = self.knobs.get("boot-requests", 0)
         if "jobs" in self.knobs:
             self.knobs["jobs"] = ""

@@ -88,8 +88,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
         service = self.server.service
         if status := self.status_of_knob():
             raise Refused(status, service.message("InternalError"))
-        if service.count_down("busy"):
-            raise Refused(503, service.message("Busy"), headers={"Retry-After": "0"})
+        for knob, status in (("busy", 503), ("limited", 429)):
+            if service.count_down(knob):
+                raise Refused(status, service.message("Busy"), headers={"Retry-After": "0"})
         return service.answer(self)
 
     def guarded(self, handler):

@@ -78,7 +78,7 @@ void ThrowIfGuarded(const Planning::History& history, const std::string& target,
     if (!IsGuarded(BaseOf(before))) continue;
     throw ToolError(ExitFailed, before.command + " " + std::to_string(before.number) +
                                     " waits to be kept, or is being taken back; \"" +
-                                    commandToConfirm + "\" keeps it; nothing was written");
+                                    commandToConfirm + "\" keeps it; nothing was done");
   }
 }
 

@@ -1,10 +1,6 @@
 #include "tool/commands/Writing.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <optional>
@@ -12,7 +8,6 @@
 #include <string_view>
 #include <utility>
 
-#include "common/Descriptor.h"
 #include "common/ErrorManager.h"
 #include "common/Wipe.h"
 #include "plan/Backup.h"
@@ -27,6 +22,7 @@
 #include "tool/ExitCodes.h"
 #include "tool/commands/Consent.h"
 #include "tool/commands/FurtherCommands.h"
+#include "tool/commands/Keeping.h"
 #include "tool/render/TextDifference.h"
 #include "tool/render/TextPlan.h"
 #include "tool/render/TextReport.h"
@@ -91,22 +87,6 @@ void ThrowIfRefused(const Plan& plan, const Messages& messages) {
                   "them; nothing was written");
 }
 
-/// Keeps others from starting a guard of the same history.
-class FolderLock {
- public:
-  explicit FolderLock(const std::string& folder)
-      : folder_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    while (flock(folder_.Get(), LOCK_EX) != 0 && errno == EINTR) {
-    }
-  }
-  FolderLock(const FolderLock&) = delete;
-  FolderLock& operator=(const FolderLock&) = delete;
-  ~FolderLock() { flock(folder_.Get(), LOCK_UN); }  // the guard has it open for a moment, too
-
- private:
-  Common::Descriptor folder_;
-};
-
 /// One write, stage by stage.
 class Stages {
  public:
@@ -132,19 +112,16 @@ class Stages {
     const Consent consent(plan, {options_.yes, options_.allowLockout, isPlanShown});
     Planning::CheckAdminPassword(plan, secrets.password, server_);
     RequireAccounts(plan, server_, secrets);
-    ThrowIfGuarded();
+    keeping_.ThrowIfAnotherWaits();
     Planning::Saved backup;
     if (!options_.noBackup) backup = Backup(plan);
     if (!options_.json) ShowPlan(plan, false, messages_);  // the report will be the one document
-    WarnOfPasswords(plan);
+    keeping_.Warn(plan);
     GetReady(plan, consent, backup, secrets);
     try {
       return WriteAndReport(make, plan, backup, secrets);
     } catch (const Interrupted&) {
-      if (guard_) {
-        guard_->TakeBack("it was interrupted");
-        return ExitCodeAfter(AwaitTakingBack(*guard_, messages_), ExitFailed);
-      }
+      if (keeping_.IsOn()) return keeping_.Tell(keeping_.TakeBack());
       Record("interrupted");
       throw ToolError(ExitFailed, "interrupted; what was written before stays written");
     }
@@ -201,21 +178,6 @@ class Stages {
     return backup;
   }
 
-  /// No server tells the password that an account has.
-  void WarnOfPasswords(const Plan& plan) const {
-    if (!options_.confirm.IsWanted()) return;
-    for (const SDK::WriteForesight& foreseen : plan.foresight) {
-      if (foreseen.kind != SDK::WriteForesight::Kind::OpensAccount) continue;
-      messages_.Warning("the password that \"" + foreseen.account +
-                        "\" is given stays when this is taken back");
-    }
-  }
-
-  /// Two writes at a time may have looked before either had its guard.
-  void ThrowIfGuarded() const {
-    Tool::ThrowIfGuarded(history_, record_.target, CommandToConfirm(options_));
-  }
-
   /// The last that keeps a write from beginning.
   void GetReady(const Plan& plan, const Consent& consent, const Planning::Saved& backup,
                 const Secrets& secrets) {
@@ -226,81 +188,22 @@ class Stages {
       server_.ThrowIfSilent();
       consent.AskAgain(changed, messages_);
       ThrowIfInterrupted();
-      ThrowIfGuarded();
-      if (options_.confirm.IsWanted()) StartGuard(backup, secrets);
+      keeping_.ThrowIfAnotherWaits();
+      if (options_.confirm.IsWanted()) Watch(backup, secrets);
     } catch (...) {
       Note("nothing was written", false);
       throw;
     }
   }
 
-  /// Has a process watch over the write from here on.
-  void StartGuard(const Planning::Saved& backup, const Secrets& secrets) {
-    const std::vector<Planning::Layer> before = {Planning::ReadLayer(backup.file, {})};
-    Watch watch;
-    watch.base = BaseOf(record_);
-    watch.time = std::chrono::seconds(options_.confirm.seconds);
-    watch.longestWrite = options_.confirm.longestWrite;
-    watch.takeBack = [this, before, &secrets] {
-      WayBack way{{}, options_.confirm.pauses, before, secrets.password, secrets.accounts};
-      if (!options_.confirm.rescue.empty()) way.ways.push_back(options_.confirm.openRescue);
-      way.ways.push_back(options_.openTarget);
-      return TakeBackOver(way, messages_);
-    };
-    watch.record = [this](const std::string& outcome, bool isOver) { Note(outcome, isOver); };
-    const FolderLock lock(history_.Folder());
-    ThrowIfGuarded();
-    guard_.emplace(watch);
-    if (guard_->Warning().empty()) return;
-    messages_.Warning(
-        "the process that takes this back ends with your login where logging out ends "
-        "all processes of a user: " +
-        guard_->Warning());
-  }
-
-  /// Has somebody keep what is written.
-  Planning::Confirmation Settle(const Plan& plan, const Planning::Report& report) {
-    const std::string command = CommandToConfirm(options_);
-    try {
-      progress_.Begin("opening the target anew", queriesOfSave_);
-      const std::string wrong = WhatIsWrong(plan, report, options_.openTarget, messages_);
-      progress_.End();
-      if (wrong.empty()) {
-        guard_->Answers();
-        return AwaitKeeping(*guard_, options_.confirm.seconds, command, messages_);
-      }
-      guard_->TakeBack(wrong);
-      return AwaitTakingBack(*guard_, messages_);
-    } catch (const Interrupted&) {
-      throw ToolError(ExitFailed, "interrupted; what was written is taken back within " +
-                                      Counted(options_.confirm.seconds, "second") + " unless \"" +
-                                      command + "\" keeps it; what comes of it is in " +
-                                      BaseOf(record_) + ".log");
-    }
-  }
-
-  /// Says what a confirmation has come to. \return the exit code; `ofWrite` of what was kept.
-  int ExitCodeAfter(const Planning::Confirmation& confirmation, int ofWrite) {
-    using Outcome = Planning::Confirmation::Outcome;
-    if (confirmation.outcome == Outcome::Kept) {
-      messages_.Note("Kept.");
-      return ofWrite;
-    }
-    if (confirmation.outcome == Outcome::TakenBack) {
-      messages_.Error("taken back: " + confirmation.reason + "; the target is as it was before");
-      return ExitTakenBack;
-    }
-    messages_.Error("NOT taken back, though " + confirmation.reason + ": " + confirmation.failure);
-    messages_.Error("the target may have the new settings, or some of them. To go back by hand:");
-    for (const std::string& command : CommandsByHand(options_, record_)) {
-      messages_.Error("  " + command);
-    }
-    return ExitNotTakenBack;
+  void Watch(const Planning::Saved& backup, const Secrets& secrets) {
+    keeping_.Start({Planning::ReadLayer(backup.file, {})}, secrets.password, secrets.accounts,
+                   [this](const std::string& outcome, bool isOver) { Note(outcome, isOver); });
   }
 
   /// Says how it ended, where no guard does.
   void Record(const std::string& outcome) {
-    if (!guard_) Note(outcome, true);
+    if (!keeping_.IsOn()) Note(outcome, true);
   }
 
   /// Says in the history how it goes, and in the journal how it ended.
@@ -355,17 +258,19 @@ class Stages {
     progress_.End();
     const std::string end =
         report.silence ? "the target could not be read afterwards" : OutcomeOf(report.IsAsWanted());
-    if (guard_) guard_->Written(end);
+    keeping_.Written(end);
     if (!options_.json) ShowReport(plan, written, report, messages_);
     for (const SDK::BootMessage& message : waiting) {
       messages_.Warning("from an earlier change, of " + report.present.NameOf(message.path) + ", " +
                         message.text);
     }
-    if (guard_) confirmation_ = Settle(plan, report);
+    if (keeping_.IsOn()) {
+      confirmation_ = keeping_.Settle(plan, report, progress_, queriesOfSave_);
+    }
     if (options_.json) document(report);
     Record(end);
     if (confirmation_) {
-      const int exitCode = ExitCodeAfter(*confirmation_, ExitDone);
+      const int exitCode = keeping_.Tell(*confirmation_);
       isTakenBack_ = exitCode != ExitDone;
       if (isTakenBack_) return exitCode;
     }
@@ -415,12 +320,12 @@ class Stages {
   const WriteOptions& options_;
   const Planning::History history_{HistoryFolderOf(options_.targets, options_.backupDir)};
   Planning::HistoryRecord record_;  ///< its number is 0 until the present state is saved
-  std::optional<Guard> guard_;      ///< with --confirm, from the first write on
   std::optional<Planning::Confirmation> confirmation_;  ///< what that has come to
   bool isTakenBack_ = false;                            ///< or was to be
   const Server& server_;
   Progress& progress_;
   const Messages& messages_;
+  Keeping keeping_{options_, history_, record_, messages_};
   unsigned queriesOfPlan_ = 0;
   unsigned queriesOfSave_ = 0;  ///< 0 without a backup
   bool isPending_ = false;      ///< something of what was written waits for a boot

@@ -30,15 +30,24 @@ std::string Counted(std::size_t count, const std::string& noun) {
   return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
+/// How many settings of a server are not as wanted by now.
+std::size_t Differences(const FleetServer& server, const FleetReport& report) {
+  if (!server.Last().group) return 0;
+  return static_cast<std::size_t>(
+      std::ranges::count_if(report.groups[*server.Last().group].items, [](const FleetItem& item) {
+        return item.verdict != FleetItem::Verdict::Applied &&
+               item.verdict != FleetItem::Verdict::Pending;
+      }));
+}
+
 std::string HeadlineOfOne(const FleetServer& server, const FleetReport& report) {
-  const std::size_t settings = report.groups.empty() ? 0 : report.groups.front().items.size();
   std::string text = server.name;
   switch (server.Last().standing) {
     case Standing::AsWanted:
       text += " is as wanted";
       break;
     case Standing::Differs:
-      text += " differs in " + Counted(settings, "setting");
+      text += " differs in " + Counted(Differences(server, report), "setting");
       break;
     case Standing::Silent:
       text += " did not answer";

@@ -38,7 +38,9 @@ TEST_F(ReportTest, TheFirstLineCountsWhatThereIs) {
                     "wanted": "ON", "present": "OFF", "reason": ""}])");
   Document("h", "restore/1", R"("backup": "", "messages": [], "settings":
       [{"section": "POWER", "key": "Policy", "outcome": "not applied", "wanted": "ON",
-        "present": "OFF", "reason": "the machine keeps its value"}])");
+        "present": "OFF", "reason": "the machine keeps its value"},
+       {"section": "POWER", "key": "Delay", "outcome": "applied", "wanted": "1", "present": "1",
+        "reason": ""}])");
   EXPECT_EQ(Run("report out.html run").out,
             "2 of 8 servers are as wanted; 1 did not answer; 1 failed; 4 differ in 3 ways; 2 wait "
             "for a boot.\n");
@@ -48,6 +50,7 @@ TEST_F(ReportTest, TheFirstLineCountsWhatThereIs) {
   EXPECT_THAT(page, HasSubstr("not applied: the machine keeps its value"));
   EXPECT_THAT(page, HasSubstr("failure of <bdi>base.ini</bdi>: the login was refused"));
   EXPECT_EQ(Run("report one.html run/b.json").out, "b differs in 1 setting.\n");
+  EXPECT_EQ(Run("report h.html run/h.json").out, "h differs in 1 setting.\n");
   // A later document of the same server says how it stands now.
   std::filesystem::create_directory(PathOf("then"));
   std::filesystem::copy_file(PathOf("run/a.json"), PathOf("then/b.json"));

@@ -273,7 +273,7 @@ void AddMatrix(Page& page, const FleetReport& report) {
   const std::size_t columns = ColumnsOf(report);
   page << "<section aria-labelledby=\"matrix\"><h2 id=\"matrix\">Settings of all groups</h2>\n"
           "<p>What was found where it is not as wanted.</p>\n"
-          "<div class=\"wide\" role=\"region\" aria-labelledby=\"matrix\" tabindex=\"0\">"
+          "<section class=\"wide\" aria-label=\"Settings by group\" tabindex=\"0\">"
           "<table class=\"matrix\"><thead><tr><th scope=\"col\">Setting</th>"
           "<th scope=\"col\">Wanted</th>";
   for (std::size_t at = 0; at < columns; ++at) {
@@ -283,7 +283,7 @@ void AddMatrix(Page& page, const FleetReport& report) {
   if (columns < report.groups.size()) page << "<th scope=\"col\">Other groups</th>";
   page << "</tr></thead><tbody>\n";
   for (const FleetRow& row : report.Rows()) AddMatrixRow(page, report, row, columns);
-  page << "</tbody></table></div></section>\n";
+  page << "</tbody></table></section></section>\n";
 }
 
 /// What one document of a server tells beyond its items, which stand in their group.

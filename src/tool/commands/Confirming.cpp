@@ -5,8 +5,13 @@
 #include <array>
 #include <chrono>
 #include <exception>
+#include <iterator>
+#include <list>
+#include <optional>
 #include <thread>
+#include <utility>
 
+#include "common/ErrorManager.h"
 #include "plan/Failure.h"
 #include "tool/ExitCodes.h"
 #include "tool/terminal/Interrupt.h"
@@ -35,8 +40,15 @@ Planning::QueryObserver Logging(const Messages& messages) {
   return observer;
 }
 
-/// One try over one way. \return as TakeBackOver
-std::string TakeBackOnce(const TargetOpener& open, const WayBack& way, const Messages& messages) {
+/// Why a way back has failed.
+struct Failed {
+  std::string reason;
+  bool isFinal = false;  ///< more tries would only have an account locked
+};
+
+/// One try over one way. \return nothing when it is done
+std::optional<Failed> TakeBackOnce(const TargetOpener& open, const WayBack& way,
+                                   const Messages& messages) {
   try {
     const Server server(open(), Logging(messages));
     if (!way.accounts.empty()) {
@@ -44,11 +56,13 @@ std::string TakeBackOnce(const TargetOpener& open, const WayBack& way, const Mes
         mount.provider->UsePasswords(way.accounts);
       }
     }
-    return Planning::TakeBack(way.before, way.password, server);
+    std::string failure = Planning::TakeBack(way.before, way.password, server);
+    if (failure.empty()) return std::nullopt;
+    return Failed{std::move(failure)};
   } catch (const ResultStatus& failure) {
-    return failure.message();
+    return Failed{failure.message(), failure.getval() == ErrorManager::NotPermitted};
   } catch (const std::exception& fault) {
-    return fault.what();
+    return Failed{fault.what()};
   }
 }
 
@@ -125,13 +139,15 @@ void CheckRescue(const ConfirmOptions& options, const Planning::Plan& plan, cons
 
 std::string TakeBackOver(const WayBack& way, const Messages& messages) {
   std::string reason;
-  for (std::size_t round = 0; round <= way.pauses.size(); ++round) {
+  std::list<TargetOpener> left(way.ways.begin(), way.ways.end());
+  for (std::size_t round = 0; round <= way.pauses.size() && !left.empty(); ++round) {
     if (round > 0) std::this_thread::sleep_for(way.pauses[round - 1]);
-    for (const TargetOpener& open : way.ways) {
-      const std::string failure = TakeBackOnce(open, way, messages);
-      if (failure.empty()) return "";
-      messages.Warning("not taken back yet: " + failure);
-      if (reason.empty()) reason = failure;
+    for (auto open = left.begin(); open != left.end();) {
+      const std::optional<Failed> failed = TakeBackOnce(*open, way, messages);
+      if (!failed) return "";
+      messages.Warning("not taken back yet: " + failed->reason);
+      if (reason.empty()) reason = failed->reason;
+      open = failed->isFinal ? left.erase(open) : std::next(open);
     }
   }
   return reason;

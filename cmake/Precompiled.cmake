@@ -1,7 +1,7 @@
 # Precompiled headers for the whole tree, each compiled once: what most files include, and that with JSON;
 # the tests have a third. A target takes one with saverestore_precompiled(TARGET KIND).
-# They save time and decide nothing: every file includes what it uses, which the presets `release` and
-# `tidy` see to by going without.
+# They save time and decide nothing: every file includes what it uses, which the preset `release`
+# sees to by going without.
 set(SAVERESTORE_STANDARD_HEADERS
   <algorithm> <array> <charconv> <chrono> <cstdint> <cstdio> <cstdlib> <filesystem> <fstream> <functional>
   <map> <memory> <optional> <set> <span> <sstream> <string> <string_view> <unordered_map> <utility> <vector>)

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <optional>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -63,7 +64,9 @@ bool Parse(CLI::App& app, int argc, const char* const* argv, int& exitCode) {
     app.parse(argc, argv);
     return true;
   } catch (const CLI::Success& request) {  // --help or --version
-    exitCode = app.exit(request);
+    std::ostringstream text;  // a stream of its own would lose why it could not be written
+    exitCode = app.exit(request, text, text);
+    std::fputs(text.str().c_str(), stdout);
   } catch (const CLI::ParseError& fault) {
     std::string reason = WhatIsUnknown(app);
     if (reason.empty()) reason = WithoutSecrets(fault.what(), {argv + 1, argv + argc});

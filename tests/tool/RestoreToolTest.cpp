@@ -320,6 +320,37 @@ class ForeseeingProvider final : public Planning::ForwardingProvider {
   SDK::SettingMap passwords_;
 };
 
+/// A server where somebody else switches the power policy on before each write.
+class ContestedProvider final : public Planning::ForwardingProvider {
+ public:
+  explicit ContestedProvider(std::string path)
+      : ForwardingProvider(std::make_shared<Machine::MachineProvider>(path)),
+        path_(std::move(path)) {}
+  void Refresh() override {
+    Machine::MachineProvider(path_).Write({{"/BMC/CHASSIS/STATUS/POWERSTATE/RESTOREPOLICY", "ON"}},
+                                          false, false);
+    ForwardingProvider::Refresh();
+  }
+
+ private:
+  std::string path_;
+};
+
+TEST_F(RestoreToolTest, ConsentBeforehandIsToThePlanAlone) {
+  WriteText(PathOf("x.ini"), WithValue(saved, "POWER", "PowerRestorePolicy", "OFF"));
+  Tool::RestoreRequest request;
+  request.openTarget = [&] {
+    return Planning::AllTrees(std::make_shared<ContestedProvider>(PathOf("m.json")));
+  };
+  request.file = PathOf("x.ini");
+  request.mode = Planning::ModeBmc;
+  request.noBackup = request.yes = true;
+  EXPECT_EXIT(RestoreAsAScript(request), ::testing::ExitedWithCode(2),
+              "POWER::PowerRestorePolicy has changed since the plan was made; it is ON now"
+              "(.|\n)*nothing was written");
+  EXPECT_THAT(OnMachine("diff --mode bmc x.ini").out, HasSubstr("ON → OFF"));
+}
+
 TEST_F(RestoreToolTest, WhatAWriteLeadsToNeedsMoreThanYes) {
   using Kind = SDK::WriteForesight::Kind;
   WriteText(PathOf("x.ini"), WithValue(saved, "USERS::USER3", "UserName", "Other"));
@@ -356,6 +387,10 @@ TEST_F(RestoreToolTest, WhatAWriteLeadsToNeedsMoreThanYes) {
     if (*row.file != '\0') request.userPasswordFile = PathOf(row.file);
     EXPECT_EXIT(RestoreAsAScript(request), ::testing::ExitedWithCode(row.exitCode), row.said);
     EXPECT_EQ(IsUntouched(), row.exitCode != 0) << row.said << row.file;
+    if (row.kind != Kind::LocksOut || row.allowLockout) continue;
+    EXPECT_THAT(OnTerminal([&] { RestoreAndExit(request); }, "n\n", 2),
+                HasSubstr("This may cut off the way to the target. Write them? [y/N]"));
+    EXPECT_TRUE(IsUntouched());
   }
 }
 

@@ -61,27 +61,15 @@ class ToolTest : public EngineTest {
   }
 };
 
-/// Runs the tool on a terminal, types a text when it is asked, and returns what the terminal shows.
-/// `redirection` leads its standard streams elsewhere, `meanwhile` happens while it waits.
-inline std::string TerminalOutput(const std::vector<std::string>& arguments,
-                                  const std::string& typed = "", int exitCode = 0,
-                                  const std::string& redirection = "",
-                                  const std::function<void()>& meanwhile = {}) {
+/// Runs `program` in a process on a terminal, types a text when it is asked, and returns what the
+/// terminal shows. `meanwhile` happens while it waits.
+inline std::string OnTerminal(const std::function<void()>& program, const std::string& typed = "",
+                              int exitCode = 0, const std::function<void()>& meanwhile = {}) {
   int terminal = -1;
   winsize size = {24, 80, 0, 0};
   const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
   if (child == 0) {
-    if (!redirection.empty()) {
-      std::string command = "exec 9<>/dev/tty; exec";  // a terminal that nothing has open is gone
-      for (const std::string& argument : arguments) command += " '" + argument + "'";
-      execl("/bin/sh", "sh", "-c", (command + redirection).c_str(), nullptr);
-    }
-    std::vector<char*> argv;
-    argv.reserve(arguments.size() + 1);
-    for (const std::string& argument : arguments)
-      argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-    execv(argv[0], argv.data());
+    program();
     _exit(127);
   }
   std::string shown;
@@ -101,15 +89,34 @@ inline std::string TerminalOutput(const std::vector<std::string>& arguments,
   return shown;
 }
 
-/// Ends the process as the tool does for a script, which has no terminal.
-[[noreturn]] inline void RestoreAsAScript(const Tool::RestoreRequest& request) {
-  setsid();
+/// Runs the tool on a terminal; `redirection` leads its standard streams elsewhere.
+inline std::string TerminalOutput(const std::vector<std::string>& arguments,
+                                  const std::string& typed = "", int exitCode = 0,
+                                  const std::string& redirection = "",
+                                  const std::function<void()>& meanwhile = {}) {
+  const auto program = [&] {
+    // A terminal that nothing has open is gone.
+    std::string command = redirection.empty() ? "exec" : "exec 9<>/dev/tty; exec";
+    for (const std::string& argument : arguments) command += " '" + argument + "'";
+    execl("/bin/sh", "sh", "-c", (command + redirection).c_str(), nullptr);
+  };
+  return OnTerminal(program, typed, exitCode, meanwhile);
+}
+
+/// Ends the process as the tool does.
+[[noreturn]] inline void RestoreAndExit(const Tool::RestoreRequest& request) {
   try {
     _exit(RunRestore(request, Tool::Messages(Tool::Verbosity::Quiet)));
   } catch (const Tool::ToolError& fault) {
     std::fputs(fault.what(), stderr);
     _exit(fault.code);
   }
+}
+
+/// As a script does, which has no terminal.
+[[noreturn]] inline void RestoreAsAScript(const Tool::RestoreRequest& request) {
+  setsid();
+  RestoreAndExit(request);
 }
 
 }  // namespace Test

@@ -210,13 +210,22 @@ TEST_F(ToolTest, AClosedStreamNeverBecomesTheFile) {
 
 TEST_F(ToolTest, OutputThatCannotBeWrittenIsAFailure) {
   EXPECT_EQ(Run("--target " + Example("oskent") + " save x.ini").exitCode, 0);
-  for (const char* command :
-       {"show x.ini", "check --json x.ini", "--help", "--version", "targets"}) {
-    const Outcome outcome =
-        Shell("(" + ToolProgram() + " " + std::string(command) + " >/dev/full)");
-    EXPECT_EQ(outcome.exitCode, 2) << command;
-    EXPECT_THAT(outcome.err, HasSubstr("standard output could not be written")) << command;
+  std::array<int, 2> ends = {};
+  ASSERT_EQ(pipe(ends.data()), 0);
+  close(ends[0]);
+  const std::string broken = "&" + std::to_string(ends[1]);
+  for (const auto& [sink, reason] :
+       {std::pair{std::string("/dev/full"), "No space left on device"}, {broken, "Broken pipe"}}) {
+    for (const std::string command :
+         {"show x.ini", "check --json x.ini", "--help", "--version", "targets"}) {
+      const Outcome outcome = Shell("(" + ToolProgram() + " " + command + " >" + sink + ")");
+      EXPECT_EQ(outcome.exitCode, 2) << command;
+      EXPECT_THAT(outcome.err,
+                  HasSubstr("standard output could not be written: " + std::string(reason)))
+          << command;
+    }
   }
+  close(ends[1]);
 }
 
 TEST_F(ToolTest, EveryExitCodeStandsInHelpReadmeAndManual) {

@@ -68,33 +68,33 @@ std::string Listed(std::string_view words) {
 }  // namespace
 
 std::string Objection(const ValueForm& form, const std::string& value) {
-  using Kind = ValueForm::Kind;
+  using FormKind = ValueForm::Kind;
   const std::string upTo = std::to_string(form.high);
   switch (form.kind) {
-    case Kind::Any:
+    case FormKind::Any:
       return "";
-    case Kind::Words:
+    case FormKind::Words:
       return IsAmong(form.words, value) ? "" : "it is none of " + Listed(form.words);
-    case Kind::Number:
+    case FormKind::Number:
       return !value.empty() && IsNumberIn(form, value)
                  ? ""
                  : "it must be a whole number, " + std::to_string(form.low) + " to " + upTo;
-    case Kind::Text:
+    case FormKind::Text:
       return IsPrintable(form, value)
                  ? ""
                  : "it must be printable ASCII characters, at most " + upTo + " bytes";
-    case Kind::Word:
+    case FormKind::Word:
       return IsPrintable(form, value)
                  ? ""
                  : "it must be printable ASCII characters without blanks, at most " + upTo +
                        " bytes";
-    case Kind::Ipv4Address:
+    case FormKind::Ipv4Address:
       return IsAddress(AF_INET, value) ? "" : "it must be an IPv4 address, like 192.0.2.1";
-    case Kind::IpAddress:
+    case FormKind::IpAddress:
       return IsAddress(AF_INET, value) || IsAddress(AF_INET6, value)
                  ? ""
                  : "it must be an IPv4 or IPv6 address";
-    case Kind::HardwareAddress:
+    case FormKind::HardwareAddress:
       return IsHardwareAddress(value) ? ""
                                       : "it must be a hardware address, like 00-00-5E-00-53-01";
   }

@@ -9,11 +9,11 @@
 namespace Host {
 namespace {
 
-struct Fact {
+struct DmiFile {
   const char* file;
   const char* path;
 };
-constexpr auto kFacts = std::to_array<Fact>({
+constexpr auto kFacts = std::to_array<DmiFile>({
     {"bios_version", "/SMBIOS/Type0/BIOSVersion"},
     {"board_name", "/BIOS/PlatformID"},
 });
@@ -39,7 +39,7 @@ constexpr auto kFamilies = std::to_array<Family>({
 }  // namespace
 
 void AddDmiFacts(const std::filesystem::path& folder, NodeMap& nodes) {
-  for (const Fact& fact : kFacts) {
+  for (const DmiFile& fact : kFacts) {
     std::string text = CleanName(TextOrNothing(folder / fact.file));
     if (!text.empty()) nodes[fact.path].values = {std::move(text)};
   }

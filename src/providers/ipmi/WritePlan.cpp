@@ -16,7 +16,7 @@ using SDK::WriteForesight;
 using SDK::WriteNote;
 
 constexpr std::uint8_t kNullUser = 1;
-constexpr const char* kIpv6Source = "IPV6SOURCE";
+constexpr const char* kIpv6SourceName = "IPV6SOURCE";
 constexpr const char* kDisable = "DISABLE";
 
 auto SortKey(const Change& change) {
@@ -159,7 +159,7 @@ std::string WritePlan::NoWay(const Change& change) const {
              "disable it too";
     }
   }
-  if (!change.path.ends_with(kIpv6Source) || change.wanted == "STATIC") return {};
+  if (!change.path.ends_with(kIpv6SourceName) || change.wanted == "STATIC") return {};
   const std::optional<Bytes> page = ReadOwnPage(bmc_, change.field->page, change.place);
   if (page && (page->at(1) & kFixedAddressInUse) != 0) return {};
   return "IPMI has no command that chooses between dynamic addresses";

@@ -15,7 +15,7 @@ namespace {
 constexpr const char* kNextSetup = "next setup";
 constexpr const char* kNextOrder = "next order";
 
-_XNode Menu(std::vector<std::string> children) {
+_XNode MenuNode(std::vector<std::string> children) {
   _XNode node;
   node.kind = NODE_MENU;
   node.values = std::move(children);
@@ -44,7 +44,7 @@ const RedfishProvider::Part RedfishProvider::kParts[] = {
 RedfishProvider::RedfishProvider(const Endpoint& endpoint, const Credentials& credentials,
                                  const std::string& system)
     : service_(endpoint, credentials, system) {
-  nodes_["/BIOS"] = Menu({kSetupRoot});
+  nodes_["/BIOS"] = MenuNode({kSetupRoot});
   // By this the module knows a BIOS whose menus all hang below "Advanced".
   nodes_["/BIOS/UEFI231Aware"] = Value("True");
 }

@@ -53,7 +53,12 @@ void Consent::AskAgain(const std::vector<Change>& changes, const Messages& messa
     messages.Warning(change.Name() + " has changed since the plan was made; it is " +
                      Shown(change.from, change.fromText) + " now");
   }
-  if (changes.empty() || options_.isGiven || !terminal_) return;
+  if (changes.empty()) return;
+  if (options_.isGiven || !terminal_) {
+    throw ToolError(ExitFailed,
+                    "somebody else is changing this target, and consent was to the plan alone; "
+                    "nothing was written; run it again");
+  }
   Question("Somebody else is changing this target. Write all the same?");
 }
 

@@ -27,8 +27,8 @@ class Consent {
 
   /// Asks what there is to ask. Called behind the plan. \throws ToolError  the answer is no.
   void Ask(const Messages& messages) const;
-  /// Asks once more: `changes` are about settings that somebody else has changed meanwhile. Where
-  /// nobody is to be asked they are reported alone. \throws ToolError  the answer is no.
+  /// Asks once more: `changes` are about settings that somebody else has changed meanwhile.
+  /// \throws ToolError  the answer is no, or nobody is to be asked.
   void AskAgain(const std::vector<Planning::Change>& changes, const Messages& messages) const;
 
  private:

@@ -232,11 +232,8 @@ class Stages {
     const Planning::Written written = Planning::Write(plan, secrets.password, server_);
     const int exitCode = ReportFirst(plan, backup, written);
     if (isTakenBack_) return exitCode;
-    const std::size_t later = plan.NeedingRestart();
-    if (options_.reboot && (isPending_ || later > 0)) return RestartAndVerify(make, plan, secrets);
-    if (later > 0) {
-      messages_.Warning("two boots are needed: restart the server and do the same again for " +
-                        Counted(later, "more setting") + "; --reboot does that by itself");
+    if (options_.reboot && (isPending_ || plan.NeedingRestart() > 0)) {
+      return RestartAndVerify(make, plan, secrets);
     }
     return exitCode;
   }
@@ -277,6 +274,11 @@ class Stages {
     if (report.silence) throw ResultStatus(*report.silence);
     if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
       throw ResultStatus(*written.failure);
+    }
+    const std::size_t later = plan.NeedingRestart();
+    if (later > 0 && !options_.reboot) {
+      messages_.Warning("two boots are needed: restart the server and do the same again for " +
+                        Counted(later, "more setting") + "; --reboot does that by itself");
     }
     isPending_ = report.Count(Planning::Outcome::Pending) > 0;
     return report.IsAsWanted() ? ExitDone : ExitDifferent;

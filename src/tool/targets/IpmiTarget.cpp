@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kLongestUser = 16;
 
-[[noreturn]] void RefusePlace(const std::string& place, const std::string& why) {
+[[noreturn]] void RefuseAddress(const std::string& place, const std::string& why) {
   throw ToolError(ExitUsage, "\"ipmi:" + place + "\" is no target: " + why +
                                  "; the form is ipmi:[USER@]HOST[:PORT]");
 }
@@ -26,17 +26,17 @@ Ipmi::RemoteAddress AddressOf(const std::string& place) {
   const std::size_t at = place.rfind('@');
   if (at != std::string::npos) address.user = place.substr(0, at);
   address.host = at == std::string::npos ? place : place.substr(at + 1);
-  if (address.user.size() > kLongestUser) RefusePlace(place, "the user's name is too long");
+  if (address.user.size() > kLongestUser) RefuseAddress(place, "the user's name is too long");
   // An IPv6 address stands in brackets, for its own colons.
   const std::size_t bracket = address.host.starts_with('[') ? address.host.find(']') : 0;
   const std::size_t colon = address.host.find(':', std::min(bracket, address.host.size()));
-  if (colon == 0 || address.host.empty()) RefusePlace(place, "the host is missing");
+  if (colon == 0 || address.host.empty()) RefuseAddress(place, "the host is missing");
   if (colon != std::string::npos) {
     std::uint16_t port = 0;
     const char* end = address.host.data() + address.host.size();
     const auto [stop, error] = std::from_chars(address.host.data() + colon + 1, end, port);
     if (error != std::errc() || stop != end || port == 0) {
-      RefusePlace(place, "the port is no number from 1 to 65535");
+      RefuseAddress(place, "the port is no number from 1 to 65535");
     }
   }
   return address;

@@ -64,6 +64,7 @@ std::string DryRunDocument(const Plan& plan) {
     obstacles.back()["reason"] = obstacle.reason;
     obstacles.back()["read_only"] = obstacle.kind == Obstacle::Kind::ReadOnly;
     obstacles.back()["needs_restart"] = obstacle.kind == Obstacle::Kind::NeedsRestart;
+    obstacles.back()["kept"] = obstacle.kind == Obstacle::Kind::Kept;
   }
   ordered_json foresight = ordered_json::array();
   for (const SDK::WriteForesight& foreseen : plan.foresight) {

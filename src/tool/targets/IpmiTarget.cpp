@@ -113,13 +113,12 @@ class IpmiKind final : public TargetKind {
     address.workarounds = workarounds_;
     address.cipherSuite = static_cast<std::uint8_t>(cipherSuite_);
     if (patience_.count() != 0) address.patience = patience_;
+    address.checkpoint = ThrowIfInterrupted;
     const Common::WipeOnExit wipe(address.password);
     const Common::WipeOnExit wipeKey(address.bmcKey);
     if (!keyFile_.empty()) ReadKey(keyFile_, address.bmcKey);
     ReadPassword(SourceFor(address.user, bmcPassword), Ipmi::kLongestPassword, address.password);
-    Ipmi::Patience patience;
-    patience.checkpoint = ThrowIfInterrupted;
-    const auto provider = std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address), patience);
+    const auto provider = std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address));
     return {{"BMC", {provider, false}}, {"SMBIOS", {provider, true}}};
   }
 
@@ -136,8 +135,13 @@ std::unique_ptr<TargetKind> MakeIpmiKind() {
   return std::make_unique<IpmiKind>();
 }
 
-std::shared_ptr<SDK::QueryProvider> OpenLocalBmc(const std::string& device) {
-  return std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenLocal(device));
+std::shared_ptr<SDK::QueryProvider> OpenLocalBmc(const std::string& device,
+                                                 std::chrono::seconds patience) {
+  Ipmi::LocalAddress address;
+  address.device = device;
+  if (patience.count() != 0) address.patience = patience;
+  address.checkpoint = ThrowIfInterrupted;
+  return std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenLocal(address));
 }
 
 }  // namespace Tool

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -12,8 +13,10 @@ namespace Tool {
 /// none.
 [[nodiscard]] std::unique_ptr<TargetKind> MakeIpmiKind();
 
-/// Opens the BMC of the machine that the tool runs on, through the kernel's `device`.
+/// Opens the BMC of the machine that the tool runs on, through the kernel's `device`. It has gone
+/// when it says nothing for `patience`; 0 for the usual time.
 /// \throws ResultStatus  Unreachable when there is none, NotPermitted.
-[[nodiscard]] std::shared_ptr<SDK::QueryProvider> OpenLocalBmc(const std::string& device);
+[[nodiscard]] std::shared_ptr<SDK::QueryProvider> OpenLocalBmc(const std::string& device,
+                                                               std::chrono::seconds patience);
 
 }  // namespace Tool

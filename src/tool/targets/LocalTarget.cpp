@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "common/ErrorManager.h"
 #include "common/Logger.h"
 #include "common/ResultStatus.h"
 #include "providers/host/HostProvider.h"
@@ -31,6 +32,8 @@ std::string LocalBmcDevice() {
 
 class LocalKind final : public TargetKind {
  public:
+  void WaitFor(std::chrono::seconds time) override { patience_ = time; }
+
   /// A machine without a BMC, or without the driver for it, has its BIOS all the same.
   [[nodiscard]] Planning::Mounts Open(const std::string& /*place*/,
                                       const PasswordSource& /*bmcPassword*/) const override {
@@ -38,8 +41,10 @@ class LocalKind final : public TargetKind {
     Planning::Mounts mounts = {{"BIOS", {provider}}, {"SMBIOS", {provider}}};
 #ifdef SAVERESTORE_IPMI
     try {
-      mounts["BMC"] = {OpenLocalBmc(LocalBmcDevice())};
+      mounts["BMC"] = {OpenLocalBmc(LocalBmcDevice(), patience_)};
     } catch (const ResultStatus& failure) {
+      const bool isRefused = failure.getval() == ErrorManager::NotPermitted;
+      if (isRefused) mounts["BMC"] = Planning::Refused(failure);
       LOGGER::Logger::CreateInstance()->Log(LOGGER::Warning, "src/tool", "OpenLocal", __LINE__,
                                             "the BMC of this machine is left out: %s",
                                             failure.message().c_str());
@@ -47,6 +52,9 @@ class LocalKind final : public TargetKind {
 #endif
     return mounts;
   }
+
+ private:
+  std::chrono::seconds patience_{0};  ///< with the BMC; 0 for the usual one
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "plan/Change.h"
 
+#include <algorithm>
 #include <map>
 #include <utility>
 
@@ -56,12 +57,20 @@ std::string PositionOf(const std::string& path) {
   return path.substr(open, path.find(']', open) - open);
 }
 
-/// A device that comes to another position.
-Change Moved(const RecordedWrite& write, const Configuration& present) {
+/// A device that comes to another position, or would at the next boot (`waiting`).
+Change Moved(const RecordedWrite& write, const Configuration& present,
+             const SDK::SettingMap& waiting) {
   const std::string order = OrderOf(write.path);
   const Setting* was = present.Find(order, write.value);
-  return {write.path, order, write.value, was == nullptr ? "" : was->value, PositionOf(write.path),
-          "",         ""};
+  Change change{
+      write.path, order, write.value, was == nullptr ? "" : was->value, PositionOf(write.path),
+      "",         ""};
+  const auto isOfDevice = [&](const auto& waits) {
+    return OrderOf(waits.first) == order && waits.second == write.value;
+  };
+  const auto waits = std::ranges::find_if(waiting, isOfDevice);
+  if (waits != waiting.end()) change.waiting = PositionOf(waits->first);
+  return change;
 }
 
 /// A change of a setting, without its texts.
@@ -104,7 +113,7 @@ std::vector<Change> ChangesOf(const std::vector<RecordedWrite>& writes,
     const std::string from = isAsSent ? setting->value : ValueOf(node);
     if (from == write.value && !isWaitedFor) continue;
     if (!OrderOf(write.path).empty()) {
-      changes.push_back(Moved(write, present));
+      changes.push_back(Moved(write, present, waiting));
       continue;
     }
     Change change = Edited(write, setting, from);
@@ -114,6 +123,10 @@ std::vector<Change> ChangesOf(const std::vector<RecordedWrite>& writes,
     changes.push_back(std::move(change));
   }
   return changes;
+}
+
+bool TellsNothing(const std::string& value) {
+  return value.empty() || value == "N.A.";
 }
 
 std::vector<Change> ChangedSince(const std::vector<Change>& changes) {

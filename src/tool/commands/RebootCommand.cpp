@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <memory>
+#include <string>
 
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
@@ -42,7 +43,12 @@ void RestartServer(const Planning::Server& server, const RestartOptions& options
     throw;
   }
   record("done");
-  messages.Result("The server is up, with what waited for the boot.");
+  const std::string done = "The server is up, with what waited for the boot.";
+  if (messages.HasDocument()) {
+    messages.Note(done);
+  } else {
+    messages.Result(done);
+  }
 }
 
 void AddReboot(CLI::App& command, Command& chosen) {

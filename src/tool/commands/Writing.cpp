@@ -227,11 +227,8 @@ class Stages {
     progress_.Begin("writing", queriesOfSave_ == 0 ? 0 : queriesOfPlan_ - queriesOfSave_);
     const Planning::Written written = Planning::Write(plan, secrets.password, server_);
     const int exitCode = ReportFirst(plan, backup, written);
-    const std::size_t later = plan.NeedingRestart();
-    if (options_.reboot && (isPending_ || later > 0)) return RestartAndVerify(make, plan, secrets);
-    if (later > 0) {
-      messages_.Warning("two boots are needed: restart the server and do the same again for " +
-                        Counted(later, "more setting") + "; --reboot does that by itself");
+    if (options_.reboot && (isPending_ || plan.NeedingRestart() > 0)) {
+      return RestartAndVerify(make, plan, secrets);
     }
     return exitCode;
   }
@@ -265,6 +262,11 @@ class Stages {
     if (report.silence) throw ResultStatus(*report.silence);
     if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
       throw ResultStatus(*written.failure);
+    }
+    const std::size_t later = plan.NeedingRestart();
+    if (later > 0 && !options_.reboot) {
+      messages_.Warning("two boots are needed: restart the server and do the same again for " +
+                        Counted(later, "more setting") + "; --reboot does that by itself");
     }
     isPending_ = report.Count(Planning::Outcome::Pending) > 0;
     return report.IsAsWanted() ? ExitDone : ExitDifferent;

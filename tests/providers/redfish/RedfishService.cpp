@@ -123,4 +123,13 @@ void RedfishTest::SetUp() {
   service->Renew();
 }
 
+void RedfishTest::GiveTheSystemSettings() const {
+  const std::string settings = RedfishService::kSystem + std::string("/Settings");
+  service->Edit(settings, {{"Boot", {{"BootOrder", service->BootOrder()}}}});
+  service->Edit(
+      RedfishService::kSystem,
+      {{"@Redfish.Settings",
+        {{"SettingsObject", {{"@odata.id", settings}}}, {"SupportedApplyTimes", {"OnReset"}}}}});
+}
+
 }  // namespace Test

@@ -88,6 +88,8 @@ class RedfishService {
 class RedfishTest : public EngineTest {
  protected:
   void SetUp() override;
+  /// From now on a new boot order waits for the boot.
+  void GiveTheSystemSettings() const;
 
   RedfishService* service = nullptr;
 };

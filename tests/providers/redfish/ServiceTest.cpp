@@ -1,11 +1,12 @@
 // The service that the Redfish back end is tested against: it must refuse what a careful service
-// refuses, or the back end's tests prove nothing.
+// refuses, or the back end's tests prove nothing. And where services say what they refuse.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "RedfishService.h"
+#include "providers/redfish/ExtendedInfo.h"
 
 namespace Test {
 namespace {
@@ -49,8 +50,10 @@ TEST_F(ServiceTest, RefusesAllOfAChangeThatIsPartlyWrong) {
   for (auto [change, key] : refused) {
     const std::string name = change.begin().key();
     change["ProcTurbo"] = "Off";
-    const Redfish::HttpAnswer answer =
-        service->Send("PATCH", RedfishService::kSettings, {{"Attributes", change}}, {kBasic});
+    const Redfish::HttpAnswer answer = service->Send(
+        "PATCH", RedfishService::kSettings,
+        {{"Attributes", change}, {"@Redfish.SettingsApplyTime", {{"ApplyTime", "OnReset"}}}},
+        {kBasic});
     EXPECT_EQ(answer.status, 400) << change;
     const json said = json::parse(answer.body).at("error").at("@Message.ExtendedInfo");
     EXPECT_EQ(said.at(0).at("MessageId"), std::string("Base.1.18.") + key) << change;
@@ -62,6 +65,25 @@ TEST_F(ServiceTest, RefusesAllOfAChangeThatIsPartlyWrong) {
   EXPECT_EQ(Patch(RedfishService::kBios, {{"Attributes", {{"ProcTurbo", "Off"}}}}), 405);
   service->Knobs({"etag=required"});
   EXPECT_EQ(Patch(RedfishService::kSettings, {{"Attributes", {{"ProcTurbo", "Off"}}}}), 428);
+}
+
+TEST(ExtendedInfoTest, ServicesPutTheirMessagesInManyPlaces) {
+  const std::pair<const char*, const char*> rows[] = {
+      {R"({"A@Message.ExtendedInfo": [{"Message": "Done.", "Severity": "OK"}]})", "Done: A"},
+      {R"({"Attributes": {"A@Message.ExtendedInfo": [{"MessageId": "X.1.Y"}]}})", "fault X.1.Y: A"},
+      {R"({"@Message.ExtendedInfo": [{"Message": "No", "MessageArgs": ["A"]}]})", "fault No: A"},
+      {R"({"Messages": [{"Message": "No", "RelatedProperties": ["/Attributes/A"],
+                         "MessageArgs": ["B"]}]})",
+       "fault No: /Attributes/A A"},
+      {R"({"error": {"message": "No."}})", "fault No:"},
+  };
+  for (const auto& [body, text] : rows) {
+    const std::vector<Redfish::Message> messages = Redfish::MessagesOf(body);
+    ASSERT_EQ(messages.size(), 1U) << body;
+    std::string said = (messages[0].isFault ? "fault " : "") + messages[0].text + ":";
+    for (const std::string& name : messages[0].about) said += " " + name;
+    EXPECT_EQ(said, text);
+  }
 }
 
 }  // namespace

@@ -17,6 +17,7 @@ import time
 KNOBS = {
     "rename": "OLD=NEW: each address that holds OLD is NEW instead",
     "session-requests": "a session ends after this number of requests",
+    "no-location": "the answer to a log-in has no header that says where the session is",
     "etag": "on (usual), off or required: needs If-Match",
     "settings-all": "a settings object shows all attributes, not only those that wait",
     "delete": "DELETE of a settings object forgets what waits",
@@ -39,7 +40,7 @@ KNOBS = {
     "stall-body": "the answer to REQUEST stops in its middle",
     "close": "the connection closes in the middle of the answer to REQUEST",
     "garbage": "the answer to REQUEST is no JSON",
-    "flood": "the answer to REQUEST is 10 MB of what is no JSON",
+    "flood": "the answer to REQUEST is 1 MB of what is no JSON",
 }
 
 HERE = pathlib.Path(__file__).parent
@@ -145,7 +146,8 @@ class Service:
         self.made += 1
         path, token = f"{SESSIONS}/{self.made}", secrets.token_hex(16)
         self.sessions[path] = {"token": token, "used": 0}
-        return 201, {"@odata.id": path}, {"X-Auth-Token": token, "Location": path}
+        return 201, {"@odata.id": path}, {
+            "X-Auth-Token": token, **({} if "no-location" in self.knobs else {"Location": path})}
 
     # --- What is asked
 
@@ -242,9 +244,8 @@ class Service:
     def faults(self, path, resource, body):
         owner = self.tree[self.owner_of(path) or path]
         times = owner.get("@Redfish.Settings", {}).get("SupportedApplyTimes", [])
-        if APPLY_TIME in body and times:
-            if body.pop(APPLY_TIME) not in [{"ApplyTime": name} for name in times]:
-                return [self.message("PropertyValueNotInList", "ApplyTime", APPLY_TIME)]
+        if times and body.pop(APPLY_TIME, None) not in [{"ApplyTime": name} for name in times]:
+            return [self.message("PropertyValueNotInList", "ApplyTime", APPLY_TIME)]
         faults = [self.message("PropertyUnknown", name) for name in body if name not in resource]
         if "Boot" in body and body["Boot"].keys() != {"BootOrder"}:
             faults.append(self.message("PropertyUnknown", "Boot"))

@@ -3,6 +3,8 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
+#include "plan/OptionText.h"
+
 namespace Planning {
 namespace {
 
@@ -44,6 +46,11 @@ ordered_json SystemObject(const Configuration& present) {
   return system;
 }
 
+/// What the setup screen shows for a value of a setting; empty where it has no text for it.
+std::string TextOf(const Setting* setting, const std::string& value) {
+  return setting == nullptr ? "" : OptionText(setting->comment, value);
+}
+
 }  // namespace
 
 std::string DryRunDocument(const Plan& plan) {
@@ -57,6 +64,7 @@ std::string DryRunDocument(const Plan& plan) {
     obstacles.back()["reason"] = obstacle.reason;
     obstacles.back()["read_only"] = obstacle.kind == Obstacle::Kind::ReadOnly;
     obstacles.back()["needs_restart"] = obstacle.kind == Obstacle::Kind::NeedsRestart;
+    obstacles.back()["kept"] = obstacle.kind == Obstacle::Kind::Kept;
   }
   ordered_json foresight = ordered_json::array();
   for (const SDK::WriteForesight& foreseen : plan.foresight) {
@@ -124,7 +132,9 @@ std::string DiffDocument(const Comparison& comparison, const std::string& file,
     different.push_back({{"section", ofFile->section},
                          {"key", ofFile->key},
                          {"file", ofFile->value},
-                         {"other", ofOther->value}});
+                         {"file_text", TextOf(ofOther, ofFile->value)},
+                         {"other", ofOther->value},
+                         {"other_text", TextOf(ofOther, ofOther->value)}});
   }
   return Dump({{"schema", "saverestore-diff/2"},
                {"file", file},
@@ -137,10 +147,13 @@ std::string DiffDocument(const Comparison& comparison, const std::string& file,
 std::string VerifyDocument(const Verification& verification, const std::string& file, Mode mode) {
   ordered_json different = ordered_json::array();
   for (const Verification::Missed& missed : verification.missed) {
+    const Setting* setting = verification.present.Find(missed.section, missed.key);
     different.push_back({{"section", missed.section},
                          {"key", missed.key},
                          {"file", missed.wanted},
+                         {"file_text", TextOf(setting, missed.wanted)},
                          {"machine", missed.present ? ordered_json(*missed.present) : nullptr},
+                         {"machine_text", TextOf(setting, missed.present.value_or(""))},
                          {"read_only", missed.isReadOnly}});
   }
   ordered_json messages = ordered_json::array();
@@ -148,14 +161,26 @@ std::string VerifyDocument(const Verification& verification, const std::string& 
     messages.push_back({{"setting", verification.present.NameOf(message.path)},
                         {"time", message.time},
                         {"fault", message.isFault},
+                        {"waiting", message.isWaiting},
                         {"text", message.text}});
   }
   return Dump({{"schema", "saverestore-verify/1"},
                {"file", file},
                {"mode", NameOf(mode)},
+               {"system", SystemObject(verification.present)},
                {"compared", verification.compared},
                {"different", different},
                {"messages", messages}});
+}
+
+std::string SaveDocument(const Saved& saved, Mode mode, const std::string& platform) {
+  return Dump({{"schema", "saverestore-save/1"},
+               {"file", saved.file},
+               {"mode", NameOf(mode)},
+               {"platform", platform},
+               {"sections", saved.sections},
+               {"keys", saved.keys},
+               {"messages", saved.warnings}});
 }
 
 std::string CheckDocument(const std::vector<Finding>& findings, const std::string& file) {

@@ -33,6 +33,9 @@ namespace Planning {
 [[nodiscard]] std::string FailureDocument(int exitCode, std::optional<int> code,
                                           const std::string& text);
 
+/// What a save has come to: "saverestore-save/1".
+[[nodiscard]] std::string SaveDocument(const Saved& saved, Mode mode, const std::string& platform);
+
 /// How `file` differs from another file, or, without a name, from a server: "saverestore-diff/2".
 [[nodiscard]] std::string DiffDocument(const Comparison& comparison, const std::string& file,
                                        const std::optional<std::string>& other);

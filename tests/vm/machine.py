@@ -13,6 +13,12 @@ FIRMWARE = "/usr/share/OVMF/OVMF_CODE.fd"
 EMPTY_VARIABLES = "/usr/share/OVMF/OVMF_VARS.fd"
 
 
+def expect(what, is_so):
+    print(f"- {what}: {is_so}", flush=True)
+    if not is_so:
+        raise AssertionError(f"not so: {what}")
+
+
 def free_port(kind):
     with socket.socket(socket.AF_INET, kind) as probe:
         probe.bind(("127.0.0.1", 0))

@@ -5,6 +5,8 @@
 
 #include "common/AtomicFile.h"
 #include "plan/Backup.h"
+#include "plan/Document.h"
+#include "query/XDirector.h"
 #include "tool/Destination.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
@@ -18,6 +20,7 @@ namespace {
 struct Outcome {
   Planning::Mode mode;
   unsigned queries;
+  std::string platform;
 };
 
 /// A save holds the present values, and a restart may change them.
@@ -40,7 +43,7 @@ Outcome SaveTo(Common::AtomicFile& file, const SaveRequest& request, const Messa
   Planning::SaveInto(file, mode, server, [&](const std::string& name) { progress.Section(name); });
   const unsigned queries = server.Queries();
   if (mode != Planning::ModeBmc) WarnOfWaiting(server, messages);
-  return {mode, queries};
+  return {mode, queries, SDK::XDirectorImpl::CreateInstance()->PlatformName()};
 }
 
 }  // namespace
@@ -49,11 +52,16 @@ void RunSave(const SaveRequest& request, const Messages& messages) {
   CheckDestination(request.file, request.overwrite);
   Common::AtomicFile file(request.file);
   const Outcome outcome = SaveTo(file, request, messages);
-  const Planning::Saved saved = Planning::ReviewSaved(file.TemporaryPath(), outcome.mode);
+  Planning::Saved saved = Planning::ReviewSaved(file.TemporaryPath(), outcome.mode);
   for (const std::string& text : saved.warnings) messages.Warning(text);
   ThrowIfInterrupted();
   file.Commit(request.overwrite ? Common::AtomicFile::Existing::Replace
                                 : Common::AtomicFile::Existing::Keep);
+  if (request.json) {
+    saved.file = request.file;
+    messages.Document(Planning::SaveDocument(saved, outcome.mode, outcome.platform));
+    return;
+  }
   messages.Result("Saved " + request.file + ": " + Counted(saved.sections, "section") + ", " +
                   Counted(saved.keys, "key") + ", " + std::to_string(outcome.queries) +
                   " queries.");
@@ -66,6 +74,7 @@ void AddSave(CLI::App& command, Command& chosen) {
   AddMode(command, request->mode,
           "What to save: bios (with the boot order), bmc, or all; default: what the target has");
   command.add_flag("--overwrite", request->overwrite, "Replace FILE when it exists");
+  command.add_flag("--json", request->json, "Print JSON");
   command.footer(
       "The file is written whole or not at all, readable by its owner alone.\n\n"
       "Example:\n"

@@ -15,6 +15,7 @@ struct SaveRequest {
   std::string file;
   std::optional<Planning::Mode> mode;  ///< without one, what the target has
   bool overwrite = false;              ///< replace an existing file
+  bool json = false;
 };
 
 /// Saves the target's configuration into a file, whole or not at all.

@@ -355,7 +355,12 @@ std::string HistoryFolderOf(const std::vector<std::string>& targets, const std::
 void TakeTargets(const Globals& globals, WriteOptions& options) {
   options.openTarget = OpenerOf(globals);
   options.targets = globals.targets.Names();
+  options.announcement = globals.targets.Announcement();
   options.targetWords = globals.targets.GivenOptions();
+  if (options.confirm.IsWanted() && options.confirm.rescue.empty() &&
+      !globals.targets.Rescue().empty()) {
+    options.confirm.rescue = {globals.targets.Rescue()};
+  }
   options.confirm.openRescue = [&globals, &options] {
     return globals.targets.Open(options.confirm.rescue);
   };
@@ -375,6 +380,7 @@ int CarryOut(const WriteOptions& options, const RequestMaker& make, const Messag
   if (!secrets.accounts.empty()) UseAccounts(secrets.accounts, server);
   const RequestMaker makeWithOptions = [&](const Server& target) {
     Planning::Request wanted = make(target);
+    wanted.target = options.announcement;
     wanted.skipSystemCheck = wanted.skipSystemCheck || options.skipSystemCheck;
     wanted.skipBootOrder = options.skipBootOrder;
     wanted.keepsGoing = options.keepsGoing;

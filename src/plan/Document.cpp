@@ -77,6 +77,7 @@ std::string DryRunDocument(const Plan& plan) {
     obstacles.back()["reason"] = obstacle.reason;
     obstacles.back()["read_only"] = obstacle.kind == Obstacle::Kind::ReadOnly;
     obstacles.back()["needs_restart"] = obstacle.kind == Obstacle::Kind::NeedsRestart;
+    obstacles.back()["kept"] = obstacle.kind == Obstacle::Kind::Kept;
   }
   ordered_json foresight = ordered_json::array();
   for (const SDK::WriteForesight& foreseen : plan.foresight) {
@@ -95,7 +96,7 @@ std::string DryRunDocument(const Plan& plan) {
 }
 
 std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written& written,
-                            const Report& report) {
+                            const Report& report, const std::optional<Confirmation>& confirmation) {
   ordered_json totals;
   for (const Outcome outcome : kAllOutcomes) totals[NameOf(outcome)] = report.Count(outcome);
   ordered_json settings = ordered_json::array();
@@ -123,6 +124,11 @@ std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written
   if (written.failure) {
     document["failure"] = {{"code", written.failure->getval()},
                            {"text", written.failure->message()}};
+  }
+  if (confirmation) {
+    document["confirmation"] = {{"outcome", NameOf(confirmation->outcome)},
+                                {"reason", confirmation->reason},
+                                {"failure", confirmation->failure}};
   }
   return Dump(document);
 }

@@ -34,11 +34,6 @@ std::string TimeText(const char* format) {
   return text.data();
 }
 
-/// The record's name without its ending.
-std::string BaseOf(const HistoryRecord& record) {
-  return record.backup.substr(0, record.backup.rfind('.'));
-}
-
 ordered_json ToJson(const HistoryRecord& record) {
   ordered_json files = ordered_json::array();
   for (const SourceFile& file : record.files) {
@@ -157,9 +152,14 @@ void History::Prune(const std::string& target, std::size_t most) const {
   const std::size_t many = records.size() - std::min(most, records.size());
   for (std::size_t at = 0; at < many; ++at) {
     std::error_code error;  // what cannot be removed is tried again the next time
-    fs::remove(records[at].backup, error);
-    fs::remove(BaseOf(records[at]) + ".json", error);
+    for (const char* ending : {".ini", ".log", ".confirm", ".json"}) {
+      fs::remove(BaseOf(records[at]) + ending, error);
+    }
   }
+}
+
+std::string BaseOf(const HistoryRecord& record) {
+  return record.backup.substr(0, record.backup.rfind('.'));
 }
 
 std::string RecordDocument(const HistoryRecord& record) {

@@ -52,12 +52,16 @@ class History {
   /// Keeps a record, in the place of an earlier state of it. \throws ResultStatus
   void Keep(const HistoryRecord& record) const;
 
-  /// Removes the oldest records of `target` until `most` are left.
+  /// Removes the oldest records of `target`, with what their guards have left, until `most` are
+  /// left.
   void Prune(const std::string& target, std::size_t most) const;
 
  private:
   std::string folder_;
 };
+
+/// The path of a record's files without their ending.
+[[nodiscard]] std::string BaseOf(const HistoryRecord& record);
 
 /// A record as text, the JSON document that stands beside its backup.
 [[nodiscard]] std::string RecordDocument(const HistoryRecord& record);

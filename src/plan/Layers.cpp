@@ -129,6 +129,18 @@ Layer LayerOfTexts(const std::vector<std::string>& texts) {
   return layer;
 }
 
+std::vector<Layer> StateBefore(const HistoryRecord& record) {
+  std::vector<Layer> layers = {ReadLayer(record.backup, {})};
+  if (record.waiting.empty()) return layers;
+  Layer waiting{"what waited", {}};
+  for (const Setting& setting : record.waiting) {
+    waiting.content.AddSection(setting.section);
+    waiting.content.Add(setting);
+  }
+  layers.push_back(std::move(waiting));
+  return layers;
+}
+
 Configuration Overlaid(const std::vector<Layer>& layers, const Configuration& present) {
   Configuration all;
   for (const Layer& layer : layers) {

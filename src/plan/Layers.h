@@ -8,6 +8,7 @@
 
 #include "plan/Configuration.h"
 #include "plan/FileCheck.h"
+#include "plan/History.h"
 #include "plan/Request.h"
 #include "plan/Selection.h"
 #include "plan/State.h"
@@ -48,6 +49,10 @@ void AddVariables(const std::vector<std::string>& texts, Variables& variables);
 /// The members of the JSON object in the file at `path`: texts and numbers.
 /// \throws Failure  it cannot be read as one.
 void AddVariablesOfFile(const std::string& path, Variables& variables);
+
+/// The state before a write: what was saved, and over it what waited for the next boot.
+/// \throws Failure  it cannot be read.
+[[nodiscard]] std::vector<Layer> StateBefore(const HistoryRecord& record);
 
 /// The layers as one: later ones over earlier ones, in each named instances over a "*". Wildcards
 /// stand for the sections of `present`.

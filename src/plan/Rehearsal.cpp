@@ -41,12 +41,22 @@ std::string BothValues(const std::string& key, const std::string& ofFile,
 /// The module's comparison of [SYSTEM], one item at a time so that none hides another.
 class SystemComparison final : public SDK::SaveRestore {
  public:
-  std::vector<SystemMismatch> Compare(const std::string& file) {
+  /// `whyNoBmc` is a part of a sentence, empty where the BMC takes part.
+  std::vector<SystemMismatch> Compare(const std::string& file, const std::string& whyNoBmc) {
     DefineSections(ModeBios);
     std::vector<SystemMismatch> mismatches;
     const std::vector<SDK::Data> items = sections.front().items;
     for (const SDK::Data& item : items) {
       sections.front().items = {item};
+      if (!whyNoBmc.empty() && item.query.starts_with("/BMC/")) {
+        mismatches.push_back({0,
+                              item.key +
+                                  " is not compared, since only the BIOS is written and the BMC "
+                                  "cannot be asked: " +
+                                  whyNoBmc,
+                              true});
+        continue;
+      }
       std::map<std::string, std::string> ofMachine;
       std::map<std::string, std::string> ofFile;
       try {
@@ -147,8 +157,16 @@ Configuration AsRead(const Configuration& file, const Configuration& machine, Mo
   return WithTakenValues(file, machine, Rehearse(restore, target).taken);
 }
 
-std::vector<SystemMismatch> SystemMismatches(const std::string& file) {
-  return SystemComparison().Compare(file);
+std::vector<SystemMismatch> SystemMismatches(const std::string& file, Mode mode,
+                                             const Mounts& mounts) {
+  const auto bmc = mounts.find("BMC");
+  std::string whyNoBmc;
+  if (mode == ModeBios && bmc == mounts.end()) {
+    whyNoBmc = "the target has none";
+  } else if (mode == ModeBios && bmc->second.refusal) {
+    whyNoBmc = bmc->second.refusal->message();
+  }
+  return SystemComparison().Compare(file, whyNoBmc);
 }
 
 }  // namespace Planning

@@ -54,9 +54,11 @@ void AddOnce(std::vector<std::string>& lines, const std::string& line);
 struct SystemMismatch {
   int error;  ///< 1042 to 1045; 0: a restore goes on all the same
   std::string text;
+  bool isUncompared = false;  ///< nobody can compare it, and the restore does not need to
 };
 
-/// All of them.
-[[nodiscard]] std::vector<SystemMismatch> SystemMismatches(const std::string& file);
+/// All of them. A restore in mode bios does not depend on the version of a BMC that is not mounted.
+[[nodiscard]] std::vector<SystemMismatch> SystemMismatches(const std::string& file, Mode mode,
+                                                           const Mounts& mounts);
 
 }  // namespace Planning

@@ -22,6 +22,23 @@ bool IsWritten(const Setting& setting, Mode mode) {
   return mode != ModeBios;
 }
 
+/// What of the file tells nothing, and the server therefore keeps as it is, by path.
+std::set<std::string> KeptOf(const Configuration& file, const Configuration& present,
+                             const Server& server) {
+  SDK::SettingMap settings;
+  for (const Setting& wanted : file.Settings()) {
+    const Setting* now = present.Find(wanted.section, wanted.key);
+    const bool isAsked = now != nullptr && TellsNothing(wanted.value) && !SameValue(wanted, *now);
+    if (isAsked && now->path.starts_with("/BMC/")) settings.emplace(now->path, wanted.value);
+  }
+  std::set<std::string> kept;
+  if (settings.empty()) return kept;
+  for (const SDK::WriteForesight& foreseen : server.Foresee(settings)) {
+    if (foreseen.kind == SDK::WriteForesight::Kind::Keeps) kept.insert(foreseen.path);
+  }
+  return kept;
+}
+
 }  // namespace
 
 bool Verification::IsAsWanted() const {
@@ -39,12 +56,13 @@ Verification Verify(const Configuration& wanted, Configuration present, Mode mod
   for (const SDK::BootMessage& message : verification.messages) {
     if (message.isWaiting) waiting.insert(message.path);
   }
+  const std::set<std::string> kept = KeptOf(asRead, verification.present, server);
   const Configuration own = HostsOwn(asRead, verification.present);
   for (const Setting& setting : asRead.Settings()) {
-    if (!IsWritten(setting, mode)) continue;
+    const Setting* now = verification.present.Find(setting.section, setting.key);
+    if (!IsWritten(setting, mode) || (now != nullptr && kept.contains(now->path))) continue;
     const bool isOwn = own.Find(setting.section, setting.key) != nullptr;
     if (!isOwn) ++verification.compared;
-    const Setting* now = verification.present.Find(setting.section, setting.key);
     const bool waits = now != nullptr && waiting.contains(now->path);
     if (now != nullptr && !waits && SameValue(setting, *now)) continue;
     auto& list = isOwn ? verification.own : verification.missed;

@@ -335,22 +335,6 @@ class ContestedProvider final : public Planning::ForwardingProvider {
   std::string path_;
 };
 
-/// Ends the process as the tool does.
-[[noreturn]] void RestoreAndExit(const Tool::RestoreRequest& request) {
-  try {
-    _exit(RunRestore(request, Tool::Messages(Tool::Verbosity::Quiet)));
-  } catch (const Tool::ToolError& fault) {
-    std::fputs(fault.what(), stderr);
-    _exit(fault.code);
-  }
-}
-
-/// As a script does, which has no terminal.
-[[noreturn]] void RestoreAsAScript(const Tool::RestoreRequest& request) {
-  setsid();
-  RestoreAndExit(request);
-}
-
 TEST_F(RestoreToolTest, ConsentBeforehandIsToThePlanAlone) {
   WriteText(PathOf("x.ini"), WithValue(saved, "POWER", "PowerRestorePolicy", "OFF"));
   Tool::RestoreRequest request;

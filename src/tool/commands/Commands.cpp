@@ -11,6 +11,7 @@ constexpr auto kCommandRows = std::to_array<CommandRow>({
     {"restore", "Write a file back into the target", AddRestore},
     {"apply", "Write what short files want, and leave the rest as it is", AddApply},
     {"undo", "Take back what was written last", AddUndo},
+    {"confirm", "Keep what was written with --confirm", AddConfirm},
     {"history", "Show what was written to the target", AddHistory},
     {"diff", "Show how a file differs from the target or a file", AddDiff},
     {"verify", "Show what of a restored file has taken effect at the boot", AddVerify},

@@ -52,7 +52,11 @@ int RunHistory(const HistoryRequest& request, const std::vector<std::string>& ta
   if (targets.empty()) throw ToolError(ExitUsage, "no --target is given: whose history?");
   const Planning::History history(HistoryFolderOf(targets, request.backupDir));
   const std::string target = JoinedTargets(targets);
-  if (request.keep) history.Prune(target, *request.keep);
+  if (request.keep) {
+    // Its state before is what it goes back to.
+    ThrowIfGuarded(history, target, "confirm");
+    history.Prune(target, *request.keep);
+  }
   std::vector<HistoryRecord> records = history.RecordsOf(target);
   if (request.number) records = {Chosen(records, request.number, history.Folder())};
   if (request.json) {
@@ -70,24 +74,11 @@ struct UndoRequest : WriteOptions {
   std::optional<unsigned> number;
 };
 
-/// The state before a write: what was saved, and over it what waited for the next boot.
-std::vector<Planning::Layer> StateBefore(const HistoryRecord& record) {
-  std::vector<Planning::Layer> layers = {Planning::ReadLayer(record.backup, {})};
-  if (record.waiting.empty()) return layers;
-  Planning::Layer waiting{"what waited", {}};
-  for (const Planning::Setting& setting : record.waiting) {
-    waiting.content.AddSection(setting.section);
-    waiting.content.Add(setting);
-  }
-  layers.push_back(std::move(waiting));
-  return layers;
-}
-
 int RunUndo(UndoRequest request, const Messages& messages) {
   const Planning::History history(HistoryFolderOf(request.targets, request.backupDir));
   const HistoryRecord record =
       Chosen(history.RecordsOf(JoinedTargets(request.targets)), request.number, history.Folder());
-  const std::vector<Planning::Layer> layers = StateBefore(record);
+  const std::vector<Planning::Layer> layers = Planning::StateBefore(record);
   request.ignoresUnknown = true;  // what the server has no more is told, and keeps nothing back
   Planning::LaidRequest laid;     // its file outlives the writing
   const auto make = [&](const Planning::Server& server) {
@@ -97,14 +88,6 @@ int RunUndo(UndoRequest request, const Messages& messages) {
   messages.Note("Back to the state before " + record.command + " " + std::to_string(record.number) +
                 " of " + record.time + ".");
   return CarryOut(request, make, messages);
-}
-
-void AddBackupDir(CLI::App& command, std::string& folder) {
-  command
-      .add_option("--backup-dir", folder,
-                  "Where the history is kept; default: below $XDG_STATE_HOME, of root below "
-                  "/var/lib")
-      ->type_name("DIR");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -13,6 +14,7 @@
 #include "plan/Document.h"
 #include "plan/History.h"
 #include "plan/KeptPlan.h"
+#include "plan/Layers.h"
 #include "plan/PasswordCheck.h"
 #include "plan/Plan.h"
 #include "plan/Report.h"
@@ -21,6 +23,8 @@
 #include "tool/Destination.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Consent.h"
+#include "tool/commands/FurtherCommands.h"
+#include "tool/commands/Keeping.h"
 #include "tool/commands/LayerOptions.h"
 #include "tool/render/TextDifference.h"
 #include "tool/render/TextPlan.h"
@@ -34,35 +38,6 @@ namespace {
 
 using Planning::Plan;
 using Planning::Server;
-
-/// `text` as a word of a shell command.
-std::string ShellWord(const std::string& text) {
-  constexpr const char* kPlain =
-      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_./:,@%+=";
-  if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) return text;
-  std::string word = "'";
-  for (const char character : text) word += character == '\'' ? "'\\''" : std::string(1, character);
-  return word + "'";
-}
-
-/// The command that takes back what the options write.
-std::string CommandBack(const WriteOptions& options, unsigned number) {
-  std::string command = "saverestore";
-  for (const std::string& text : options.targets) command += " --target " + ShellWord(text);
-  for (const std::string& word : options.targetWords) command += " " + ShellWord(word);
-  command += " undo";
-  if (!options.backupDir.empty()) command += " --backup-dir " + ShellWord(options.backupDir);
-  if (options.skipSystemCheck) command += " --skip-system-check";
-  if (!options.password.file.empty()) {
-    command += " --password-file " + ShellWord(options.password.file);
-  } else if (options.password.ask || options.password.descriptor >= 0) {
-    command += " --ask-password";
-  }
-  if (!options.userPasswordFile.empty()) {
-    command += " --user-password-file " + ShellWord(options.userPasswordFile);
-  }
-  return command + " " + std::to_string(number);
-}
 
 /// What a restore knows and must not leave behind.
 struct Secrets {
@@ -140,6 +115,9 @@ class Stages {
     progress_.End();
     ThrowIfStale(options_, plan, messages_);
     ThrowIfRefused(plan, messages_);
+    if (options_.confirm.IsWanted() && !plan.changes.empty()) {
+      CheckRescue(options_.confirm, plan, server_, messages_);
+    }
     if (options_.dryRun) return ShowDryRun(plan);
     const bool isMoreLater = options_.reboot && plan.NeedingRestart() > 0;
     if (plan.changes.empty() && !isMoreLater) return SayThatNothingChanges(make, plan, secrets);
@@ -148,18 +126,16 @@ class Stages {
     const Consent consent(plan, {options_.yes, options_.allowLockout, isPlanShown});
     Planning::CheckAdminPassword(plan, secrets.password, server_);
     RequireAccounts(plan, server_, secrets);
+    keeping_.ThrowIfAnotherWaits();
     Planning::Saved backup;
     if (!options_.noBackup) backup = Backup(plan);
-    try {
-      Ask(plan, consent);
-    } catch (...) {
-      record_.outcome = Planning::kNothingWritten;
-      KeepRecord();
-      throw;
-    }
+    if (!options_.json) ShowPlan(plan, false, messages_);  // the report will be the one document
+    keeping_.Warn(plan);
+    GetReady(plan, consent, secrets);
     try {
       return WriteAndReport(make, plan, backup, secrets);
     } catch (const Interrupted&) {
+      if (keeping_.IsOn()) return keeping_.Tell(keeping_.TakeBack());
       Record("interrupted");
       throw ToolError(ExitFailed, "interrupted; what was written before stays written");
     }
@@ -222,27 +198,43 @@ class Stages {
     queriesOfSave_ = server_.Queries() - before;
     for (const std::string& text : backup.warnings) messages_.Warning(text);
     messages_.Note("The present configuration is saved as " + backup.file + ". To go back:\n  " +
-                   CommandBack(options_, record_.number));
+                   CommandBack(options_, record_));
     return backup;
   }
 
-  /// Has it that the plan as it is shown is still what is to be written.
-  void Ask(const Plan& plan, const Consent& consent) {
-    ThrowIfInterrupted();
-    if (!options_.json) ShowPlan(plan, false, messages_);  // the report will be the one document
-    consent.Ask(messages_);
-    server_.Refresh();  // the answer may have taken long
-    const std::vector<Planning::Change> changed = Planning::ChangedSince(plan.changes);
-    server_.ThrowIfSilent();
-    consent.AskAgain(changed, messages_);
-    ThrowIfInterrupted();
+  /// The last that keeps a write from beginning.
+  void GetReady(const Plan& plan, const Consent& consent, const Secrets& secrets) {
+    try {
+      ThrowIfInterrupted();
+      consent.Ask(messages_);
+      server_.Refresh();  // the answer may have taken long
+      const std::vector<Planning::Change> changed = Planning::ChangedSince(plan.changes);
+      server_.ThrowIfSilent();
+      consent.AskAgain(changed, messages_);
+      ThrowIfInterrupted();
+      keeping_.ThrowIfAnotherWaits();
+      if (options_.confirm.IsWanted()) Watch(secrets);
+    } catch (...) {
+      Note(Planning::kNothingWritten, false);
+      throw;
+    }
   }
 
-  /// Says in journal and history how it ended.
+  void Watch(const Secrets& secrets) {
+    keeping_.Start(Planning::StateBefore(record_), secrets.password, secrets.accounts,
+                   [this](const std::string& outcome, bool isOver) { Note(outcome, isOver); });
+  }
+
+  /// Says how it ended, where no guard does.
   void Record(const std::string& outcome) {
+    if (!keeping_.IsOn()) Note(outcome, true);
+  }
+
+  /// Says in the history how it goes, and in the journal how it ended.
+  void Note(const std::string& outcome, bool isOver) {
     if (record_.command.empty()) return;  // nothing was to be written
     record_.outcome = outcome;
-    options_.journal(JournalRecordOf(record_, options_.tellsValues));
+    if (isOver) options_.journal(JournalRecordOf(record_, options_.tellsValues));
     KeepRecord();
   }
 
@@ -263,6 +255,7 @@ class Stages {
     progress_.Begin("writing", queriesOfSave_ == 0 ? 0 : queriesOfPlan_ - queriesOfSave_);
     const Planning::Written written = Planning::Write(plan, secrets.password, server_);
     const int exitCode = ReportFirst(plan, backup, written);
+    if (isTakenBack_) return exitCode;
     if (options_.reboot && (isPending_ || plan.NeedingRestart() > 0)) {
       return RestartAndVerify(make, plan, secrets);
     }
@@ -273,7 +266,7 @@ class Stages {
   int ReportFirst(const Plan& plan, const Planning::Saved& backup,
                   const Planning::Written& written) {
     return Report(plan, written, [&](const Planning::Report& report) {
-      messages_.Document(Planning::RestoreDocument(plan, backup, written, report));
+      messages_.Document(Planning::RestoreDocument(plan, backup, written, report, confirmation_));
     });
   }
 
@@ -284,17 +277,24 @@ class Stages {
     const Planning::Report report = Planning::ReportOf(plan, written, server_);
     const std::vector<SDK::BootMessage> waiting = Planning::WaitingFromBefore(plan, server_);
     progress_.End();
-    if (options_.json) {
-      document(report);
-    } else {
-      ShowReport(plan, written, report, messages_);
-    }
+    const std::string end =
+        report.silence ? "the target could not be read afterwards" : OutcomeOf(report.IsAsWanted());
+    keeping_.Written(end);
+    if (!options_.json) ShowReport(plan, written, report, messages_);
     for (const SDK::BootMessage& message : waiting) {
       messages_.Warning("from an earlier change, of " + report.present.NameOf(message.path) + ", " +
                         message.text);
     }
-    Record(report.silence ? "the target could not be read afterwards"
-                          : OutcomeOf(report.IsAsWanted()));
+    if (keeping_.IsOn()) {
+      confirmation_ = keeping_.Settle(plan, report, progress_, queriesOfSave_);
+    }
+    if (options_.json) document(report);
+    Record(end);
+    if (confirmation_) {
+      const int exitCode = keeping_.Tell(*confirmation_);
+      isTakenBack_ = exitCode != ExitDone;
+      if (isTakenBack_) return exitCode;
+    }
     if (report.silence) throw ResultStatus(*report.silence);
     if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
       throw ResultStatus(*written.failure);
@@ -346,9 +346,12 @@ class Stages {
   const WriteOptions& options_;
   const Planning::History history_{HistoryFolderOf(options_.targets, options_.backupDir)};
   Planning::HistoryRecord record_;  ///< its number is 0 until the present state is saved
+  std::optional<Planning::Confirmation> confirmation_;  ///< what that has come to
+  bool isTakenBack_ = false;                            ///< or was to be
   const Server& server_;
   Progress& progress_;
   const Messages& messages_;
+  Keeping keeping_{options_, history_, record_, messages_};
   unsigned queriesOfPlan_ = 0;
   unsigned queriesOfSave_ = 0;  ///< 0 without a backup
   bool isPending_ = false;      ///< something of what was written waits for a boot
@@ -379,9 +382,17 @@ void TakeTargets(const Globals& globals, WriteOptions& options) {
   options.targets = globals.targets.Names();
   options.announcement = globals.targets.Announcement();
   options.targetWords = globals.targets.GivenOptions();
+  if (options.confirm.IsWanted() && options.confirm.rescue.empty() &&
+      !globals.targets.Rescue().empty()) {
+    options.confirm.rescue = {globals.targets.Rescue()};
+  }
+  options.confirm.openRescue = [&globals, &options] {
+    return globals.targets.Open(options.confirm.rescue);
+  };
 }
 
 int CarryOut(const WriteOptions& options, const RequestMaker& make, const Messages& messages) {
+  if (options.confirm.IsWanted()) CheckThatAWayStays(options.confirm, options.targets);
   if (!options.planOut.empty()) CheckReplaceable(options.planOut, false);
   Secrets secrets;
   if (!options.dryRun) {
@@ -435,7 +446,8 @@ void AddWriteOptions(CLI::App& command, WriteOptions& options) {
                   "Keep what the dry run shows, for apply --plan to carry out just that")
       ->type_name("PLAN.json")
       ->needs(dryRun);
-  command.add_flag("--no-backup", options.noBackup, "Do not save the present configuration first");
+  CLI::Option* noBackup = command.add_flag("--no-backup", options.noBackup,
+                                           "Do not save the present configuration first");
   command
       .add_option("--backup-dir", options.backupDir,
                   "Where the history with the present configuration is kept; default: below "
@@ -447,8 +459,12 @@ void AddWriteOptions(CLI::App& command, WriteOptions& options) {
   command.add_flag("--json", options.json, "Report as JSON");
   command.add_flag("--journal-values", options.tellsValues,
                    "Tell the journal each change with its values; never passwords and the like");
-  auto* reboot = command.add_flag("--reboot", options.reboot,
-                                  "Restart the server where settings wait for that, and verify");
+  CLI::Option* confirm = AddConfirmOptions(command, options.confirm);
+  confirm->excludes(noBackup);
+  auto* reboot = command
+                     .add_flag("--reboot", options.reboot,
+                               "Restart the server where settings wait for that, and verify")
+                     ->excludes(confirm);
   command
       .add_flag("--force", options.force,
                 "That restart ends an operating system that does not end when asked")

@@ -9,6 +9,7 @@
 #include "plan/Server.h"
 #include "tool/Journal.h"
 #include "tool/commands/Commands.h"
+#include "tool/commands/Confirming.h"
 #include "tool/targets/Targets.h"
 #include "tool/terminal/Messages.h"
 #include "tool/terminal/Password.h"
@@ -38,9 +39,10 @@ struct WriteOptions {
   std::string backupDir;  ///< empty: where the history of the target is kept
   bool yes = false;
   bool json = false;
-  bool reboot = false;       ///< restart the server where something waits for that, and verify
-  bool force = false;        ///< that restart ends an operating system that does not end when asked
-  bool tellsValues = false;  ///< tell the journal from what to what
+  bool reboot = false;  ///< restart the server where something waits for that, and verify
+  bool force = false;   ///< that restart ends an operating system that does not end when asked
+  ConfirmOptions confirm;
+  bool tellsValues = false;             ///< tell the journal from what to what
   JournalSink journal = SendToJournal;  ///< where what was written is told
 };
 
@@ -63,7 +65,9 @@ using RequestMaker = std::function<Planning::Request(const Planning::Server& ser
 /// Checks what is wanted and the password, saves the present configuration, shows what will change,
 /// asks for consent, writes, reads the server again and reports what became of each setting. What
 /// would change nothing writes nothing, and no backup.
-/// \return ExitDone when all is as wanted, ExitDifferent when some setting is not.
+/// With --confirm it then waits until somebody keeps that, or takes it back.
+/// \return ExitDone when all is as wanted, ExitDifferent when some setting is not; ExitTakenBack,
+///         ExitNotTakenBack.
 /// \throws ToolError, Failure, ResultStatus, Interrupted  it is refused (nothing is written then),
 ///                                                        or has failed.
 int CarryOut(const WriteOptions& options, const RequestMaker& make, const Messages& messages);

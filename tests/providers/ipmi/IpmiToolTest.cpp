@@ -110,17 +110,15 @@ TEST_F(IpmiToolTest, WhatIsEditedIsRestoredAndNothingElseChanges) {
 
 TEST_F(IpmiToolTest, WhatABmcLacksOrRefusesIsReportedAndTheRestIsWritten) {
   const std::vector<Edit> edits = {{"USERS::USER4", "UserName", "Vier"},
-                                   {"CHANNEL::LAN1", "ARPInterval", "9"},
                                    {"LANCHANNELS", "LANFailOver", "ENABLE"},
                                    {"PEF", "PEFEnable", "ENABLE"}};
   SaveEdited("x.ini", edits);
-  simulator->Misbehave("06 45: answer D4\n0C 01 01 0B: answer 00");
+  simulator->Misbehave("06 45: answer D4");
   const Outcome restored = Run(
       "restore --yes --allow-lockout --user-password-file users --keep-going --no-backup x.ini");
   EXPECT_EQ(restored.exitCode, 1);
   EXPECT_THAT(restored.out,
               AllOf(HasSubstr("Vier  not applied (the privilege of the session is too low"),
-                    HasSubstr("9  not applied (the BMC accepted it and kept another"),
                     HasSubstr("ENABLE  not applied (IPMI has no standard"),
                     HasSubstr("PEF::PEFEnable  DISABLE → ENABLE  applied")));
 
@@ -174,7 +172,7 @@ TEST_F(IpmiToolTest, ABmcThatDiesMidwayLeavesNoFileAndAReportOfWhatWasWritten) {
   SaveEdited("x.ini", {{"PEF", "PEFEnable", "ENABLE"}, {"USERS::USER4", "UserName", "Vier"}});
   simulator->Misbehave("06 45: exit");
   const Outcome restored =
-      Run("--timeout 2 restore --yes --allow-lockout --user-password-file users --no-backup x.ini");
+      Run("--timeout 1 restore --yes --allow-lockout --user-password-file users --no-backup x.ini");
   EXPECT_EQ(restored.exitCode, 69);
   EXPECT_THAT(restored.err, HasSubstr("session is lost"));
   EXPECT_THAT(restored.out,
@@ -182,7 +180,7 @@ TEST_F(IpmiToolTest, ABmcThatDiesMidwayLeavesNoFileAndAReportOfWhatWasWritten) {
                     Not(HasSubstr("DISABLE → ENABLE  not applied"))));
   Start(Simulator::Commands::All);
   simulator->Misbehave("0C 22: exit");
-  const Outcome saved = Run("--timeout 2 save z.ini");
+  const Outcome saved = Run("--timeout 1 save z.ini");
   EXPECT_EQ(saved.exitCode, 69) << saved.out;
   EXPECT_NE(Shell("test -e z.ini").exitCode, 0);
 }

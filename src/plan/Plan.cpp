@@ -150,10 +150,12 @@ std::size_t Plan::NeedingRestart() const {
       std::ranges::count(obstacles, Obstacle::Kind::NeedsRestart, &Obstacle::kind));
 }
 
-Request RequestOfFile(const std::string& path, std::optional<Mode> mode) {
-  const ConfigurationFile file(path);
+Request RequestOfFile(const std::string& path, std::optional<Mode> mode, const std::string& name) {
   Request request;
-  request.name = request.file = path;
+  request.files = {SourceOf(path, name)};  // before it is read: a change meanwhile must show
+  const ConfigurationFile file(path);
+  request.name = name.empty() ? path : name;
+  request.file = path;
   request.wanted = file.Content();
   request.findings = CheckFile(file);
   request.lost = LostPositions(file);
@@ -177,7 +179,8 @@ Plan MakePlan(const Request& request, const Server& server) {
   Request asRead = request;
   asRead.wanted = WithTakenValues(request.wanted, plan.present, plan.taken);
   if (HasSeenTheMenus(rehearsal)) {
-    std::ranges::move(UnknownOnServer(asRead, plan.present), std::back_inserter(plan.findings));
+    std::ranges::move(UnknownOnServer(asRead, plan.present, rehearsal.writes),
+                      std::back_inserter(plan.findings));
   }
   plan.changes = ChangesOf(rehearsal.writes, plan.present, WaitingOn(server));
   plan.writes = std::move(rehearsal.writes);

@@ -6,6 +6,7 @@
 
 #include "modules/save/SaveRestore.h"
 #include "modules/save/SerialPorts.h"
+#include "plan/Layers.h"
 
 namespace Planning {
 namespace {
@@ -142,14 +143,15 @@ Configuration WithTakenValues(const Configuration& file, const Configuration& ma
   return asRead;
 }
 
-Configuration AsRead(const std::string& path, const Configuration& file,
-                     const Configuration& machine, Mode mode, const Mounts& target) {
+Configuration AsRead(const Configuration& file, const Configuration& machine, Mode mode,
+                     const Mounts& target) {
   const bool isComplete = std::ranges::all_of(machine.Settings(), [&](const Setting& setting) {
     return !IsBiosSection(setting.section) || file.Find(setting.section, setting.key) != nullptr;
   });
   if (isComplete) return file;
+  const TransientFile text(file);
   Request restore;
-  restore.file = path;
+  restore.file = text.Path();
   restore.mode = mode;
   restore.skipBootOrder = true;
   return WithTakenValues(file, machine, Rehearse(restore, target).taken);

@@ -104,13 +104,21 @@ def administrator_password(vm, _):
     vm.run(f"{LOCAL} verify wanted.ini")
 
 
+def a_write_that_cuts_the_network(vm, bmc):
+    write = f"{LOCAL} apply --yes --allow-lockout --set USERS::USER2::GlobalUserStatus=DISABLE --confirm 20 >told 2>&1"
+    vm.run(f"echo '{write}' >login && systemctl start login")
+    vm.run("until grep unless told; do sleep 1; done", says="unless within 20 seconds")
+    expect("nobody gets in over the network", not bmc.lets_in())
+    vm.run("systemctl list-units --no-legend 'saverestore*'", says="Takes a configuration back unless it is kept")
+    vm.run("systemctl stop login && ! systemctl is-active login && cat told", says="interrupted")
+    vm.run(f"until {LOCAL} history | grep ', taken back:'; do sleep 1; done", says="nobody kept it within 20 seconds")
+    expect("an administrator gets in again", bmc.lets_in())
+    vm.run("journalctl -t saverestore -o cat | tail -n 1", says="apply of local by root: 1 change, taken back")
+
+
 def second_reboot(vm, _):
     vm.reboot()
     load_drivers(vm)
-
-
-# Here comes what takes a restore back ("undo"), and a restore whose network side is cut while it waits
-# for a confirmation: the BMC's LAN port is `bmc.lan`.
 
 
 def main():
@@ -122,6 +130,7 @@ def main():
         powercut.keep_busy(busy)
         for scenario in (without_a_bmc, without_efi_variables, first_save, not_root, edit_and_restore,
                          read_only_efi_variables, after_a_reboot, administrator_password,
+                         a_write_that_cuts_the_network,
                          *drivers.BEFORE_A_BOOT, second_reboot, *drivers.AFTER_A_BOOT):
             print(f"\n== {scenario.__name__.replace('_', ' ')}", flush=True)
             scenario(vm, bmc)

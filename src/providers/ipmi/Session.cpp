@@ -168,8 +168,8 @@ class RemoteSession final : public Transport {
   /// How much longer than at first a datagram is waited for, the slower a BMC seems to be. A
   /// session that is lost once is no sign of that.
   static constexpr auto kSlowness = std::to_array<int>({1, 1, 2, 6});
-  /// Logins with a message that came twice, or out of its turn, are tried so often.
-  static constexpr int kMostMuddled = 4;
+  /// Logins in which the BMC said something are tried so often: a lost message has many faces.
+  static constexpr int kMostLogins = 4;
   static constexpr std::chrono::milliseconds kBrief{3000};
 
   [[nodiscard]] std::chrono::milliseconds ResendAfter(std::size_t slowness) const {
@@ -182,10 +182,10 @@ class RemoteSession final : public Transport {
     const auto end = Clock::now() + address_.patience;
     std::vector<std::uint8_t> suites(kCipherSuites.begin(), kCipherSuites.end());
     if (address_.cipherSuite != 0) suites = {address_.cipherSuite};
-    for (int round = 0; round < kMostMuddled; ++round) {
+    for (int round = 0; round < kMostLogins; ++round) {
       const bool isSecond = round > 0;
       bool wasSilent = false;
-      bool isMuddled = false;
+      isHeard_ = false;
       for (const std::uint8_t suite : suites) {
         address_.checkpoint();
         auto patience = std::min(kBrief, address_.patience / 3);
@@ -201,21 +201,21 @@ class RemoteSession final : public Transport {
           RaiseFailure(address_.host, number_, detail_);
         }
         wasSilent |= login != Login::NoSuite;
-        isMuddled = login == Login::Muddled;
-        if (isMuddled || login == Login::Doubtful) break;
+        if (login == Login::Muddled || login == Login::Doubtful) break;
         if (wasSilent && suite == kCipherSuites[1]) break;
-        if (isSecond && Clock::now() > end) break;
+        if (isSecond && !isHeard_ && Clock::now() > end) break;
       }
-      if (!wasSilent || (isSecond && !isMuddled)) break;
+      if (isSecond && !(wasSilent && isHeard_)) break;
     }
     RaiseFailure(address_.host, number_, detail_);
   }
 
   /// \throws ResultStatus  Unreachable, whatever the reason: the session is lost.
   void LogInAgain(const Way& way) {
+    isHeard_ = false;
     Login login = Try(way);
-    for (int tries = 1; tries < kMostMuddled && login != Login::Done; ++tries) {
-      if (login == Login::Silent || login == Login::Refused) break;
+    for (int tries = 1; tries < kMostLogins && login != Login::Done; ++tries) {
+      if (login == Login::Refused || !isHeard_) break;
       login = Try(way);
     }
     if (login == Login::Done) return;
@@ -254,6 +254,7 @@ class RemoteSession final : public Transport {
     }
     number_ = ipmi_ctx_errnum(context.get());
     detail_ = ipmi_ctx_errormsg(context.get());
+    isHeard_ |= number_ != IPMI_ERR_CONNECTION_TIMEOUT && number_ != IPMI_ERR_HOSTNAME_INVALID;
     if (number_ != 0) return Judge(number_);
     number_ = IPMI_ERR_SESSION_TIMEOUT;  // the library names no fault when it gets a message twice
     return Login::Muddled;
@@ -272,6 +273,7 @@ class RemoteSession final : public Transport {
   Context context_;
   Way way_ = {};
   std::size_t slowness_ = 0;  ///< which of `kSlowness` the BMC seems to need
+  bool isHeard_ = false;      ///< the BMC has said something to a login
   int number_ = 0;            ///< of the library, for the last login that has failed
   std::string detail_;
   Clock::time_point lastAnswer_;

@@ -499,7 +499,7 @@ TEST_F(IpmiProviderTest, TheLoginTriesOneSuiteAfterTheOtherAndTakesTheKeyOfTheBm
   for (const Row& row :
        {Row{0, {}, {3, 1}},  // it refuses the first Row{0, {3}, {3, 1}}, Row{3, {3}, {1}},
         Row{17, {3}, {3}, ErrorManager::Unreachable},
-        Row{0, {1, 3}, {3, 1, 3}, ErrorManager::Unreachable}}) {
+        Row{0, {1, 3}, {3, 1, 3, 1, 3, 1, 3, 1}, ErrorManager::Unreachable}}) {
     std::vector<char> tried;
     {
       Relay relay(simulator->Port(), [&](unsigned /*number*/, std::string_view datagram) {

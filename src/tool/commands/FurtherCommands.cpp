@@ -49,6 +49,18 @@ std::string CommandBack(const WriteOptions& options, const Planning::HistoryReco
          WordsToWrite(options) + " " + std::to_string(record.number);
 }
 
+std::string CommandBackAs(const std::string& account, const WriteOptions& options,
+                          const Planning::HistoryRecord& record) {
+  std::vector<std::string> targets = options.targets;
+  for (std::string& target : targets) {  // KIND:USER@HOST
+    const std::size_t user = target.find(':') + 1;
+    const std::size_t at = target.rfind('@');
+    if (user != 0 && at != std::string::npos && at > user) target.replace(user, at - user, account);
+  }
+  return CommandOn(targets, options, "apply") + WordsToWrite(options) + " --allow-lockout " +
+         ShellWord(record.backup);
+}
+
 std::vector<std::string> CommandsByHand(const WriteOptions& options,
                                         const Planning::HistoryRecord& record) {
   std::vector<std::string> commands = {CommandBack(options, record)};

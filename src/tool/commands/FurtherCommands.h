@@ -15,6 +15,11 @@ namespace Tool {
 [[nodiscard]] std::string CommandBack(const WriteOptions& options,
                                       const Planning::HistoryRecord& record);
 
+/// The same for a write after which the session's account is called `account`. The history is kept
+/// under the old name, which is no longer let in.
+[[nodiscard]] std::string CommandBackAs(const std::string& account, const WriteOptions& options,
+                                        const Planning::HistoryRecord& record);
+
 /// The commands that do so where the tool could not, over each way there is.
 [[nodiscard]] std::vector<std::string> CommandsByHand(const WriteOptions& options,
                                                       const Planning::HistoryRecord& record);

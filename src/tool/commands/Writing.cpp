@@ -186,6 +186,21 @@ class Stages {
     record_.waiting = StateOf(server_, plan.present).Waiting();
   }
 
+  /// The command that goes back, and a warning of what may keep it from working.
+  std::string WayBack(const Plan& plan) const {
+    std::string command = CommandBack(options_, record_);
+    for (const SDK::WriteForesight& foreseen : plan.foresight) {
+      if (foreseen.kind != SDK::WriteForesight::Kind::LocksOut) continue;
+      if (foreseen.path.ends_with("/NAME")) {
+        command = CommandBackAs(foreseen.account, options_, record_);
+      } else {
+        messages_.Warning("the way back may not work from here: " +
+                          plan.present.NameOf(foreseen.path) + ": " + foreseen.text);
+      }
+    }
+    return command;
+  }
+
   /// Saves the present configuration as what a new record of the history goes back to, and says
   /// how.
   Planning::Saved Backup(const Plan& plan) {
@@ -198,7 +213,7 @@ class Stages {
     queriesOfSave_ = server_.Queries() - before;
     for (const std::string& text : backup.warnings) messages_.Warning(text);
     messages_.Note("The present configuration is saved as " + backup.file + ". To go back:\n  " +
-                   CommandBack(options_, record_));
+                   WayBack(plan));
     return backup;
   }
 

@@ -108,6 +108,24 @@ TEST_F(IpmiToolTest, WhatIsEditedIsRestoredAndNothingElseChanges) {
   EXPECT_THAT(simulator->TakeRequests("0C 01"), IsEmpty());
 }
 
+TEST_F(IpmiToolTest, TheWayBackHasTheNewNameOfTheSessionsOwnAccount) {
+  SaveEdited("x.ini",
+             {{"USERS::USER2", "UserName", "root"}, {"CHANNEL::LAN1", "DHCPEnable", "ENABLE"}});
+  WriteText(PathOf("users"), "root:secret\nadmin:secret\n");
+  const Outcome restored =
+      Run("restore --yes --allow-lockout --user-password-file users --backup-dir h x.ini");
+  EXPECT_EQ(restored.exitCode, 0) << restored.err;
+  EXPECT_THAT(restored.err, HasSubstr("the way back may not work from here: CHANNEL::LAN1"));
+  EXPECT_THAT(Ipmitool("user list 1").substr(0, 5), Not(HasSubstr("ID")));  // admin is unknown
+  const std::string all = restored.out + restored.err;
+  const std::size_t from = all.find("saverestore --target ipmi:root@");
+  ASSERT_NE(from, std::string::npos) << all;
+  const std::string back = all.substr(from, all.find('\n', from) - from);
+  const Outcome undone = Shell(ToolProgram() + back.substr(back.find(' ')) + " --yes");
+  EXPECT_EQ(undone.exitCode, 0) << back << undone.err;
+  EXPECT_THAT(Ipmitool("user list 1"), HasSubstr("admin"));
+}
+
 TEST_F(IpmiToolTest, WhatABmcLacksOrRefusesIsReportedAndTheRestIsWritten) {
   const std::vector<Edit> edits = {{"USERS::USER4", "UserName", "Vier"},
                                    {"LANCHANNELS", "LANFailOver", "ENABLE"},

@@ -69,7 +69,7 @@ class IpmiProviderTest : public EngineTest {
 
   static std::unique_ptr<Ipmi::IpmiProvider> Login(std::uint16_t port,
                                                    std::chrono::milliseconds patience = 10s,
-                                                   const Ipmi::Patience& slow = {200ms, 600ms},
+                                                   const Ipmi::Patience& slow = {600ms, 1s},
                                                    std::uint8_t suite = 0,
                                                    const std::string& key = "") {
     Ipmi::RemoteAddress address;

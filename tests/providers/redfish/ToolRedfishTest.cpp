@@ -186,6 +186,11 @@ TEST_F(ToolRedfishTest, AnUndoBringsBackWhatWaitedBefore) {
   EXPECT_THAT(waiting(), Not(HasSubstr("\"Off\"")));
   EXPECT_EQ(RunRemote("undo --yes 2").exitCode, 0);  // before which Turbo Mode was to be off
   EXPECT_THAT(waiting(), HasSubstr("\"Off\""));
+  const std::string port = service->Host().substr(service->Host().find(':'));
+  const ToolOutcome unkept = RunRemote("apply --yes --confirm 1 --rescue redfish:admin@localhost" +
+                                       port + " --set '" + NameIn("x.ini", "Asset Tag=new") + "'");
+  EXPECT_EQ(unkept.exitCode, 3) << unkept.err;
+  EXPECT_THAT(waiting(), AllOf(HasSubstr("\"Off\""), Not(HasSubstr("\"new\""))));
 }
 
 TEST_F(ToolRedfishTest, ListsWhatWaitsTakesItBackAndRestarts) {

@@ -180,12 +180,18 @@ TEST_F(ConfirmTest, WhoeverEndsTheToolDoesNotEndTheWayBack) {
     fs::remove_all(PathOf("h"));
     fs::remove(PathOf("told"));
   }
-  // The guard itself: then the tool does its work.
-  WriteText(PathOf("run"), "setsid " + Restore("600") + " >told 2>&1 & " +
-                               Until("grep -q unless told") +
-                               "; kill -9 $(cat /proc/$!/task/$!/children); wait $!");
-  EXPECT_EQ(Shell("sh run").exitCode, Tool::ExitTakenBack);
-  EXPECT_TRUE(IsUntouched());
+  // The guard itself: asked to end it takes back first, killed it leaves that to the tool.
+  for (const auto& [signal, said] : {std::pair{"TERM", "told to end"}, {"KILL", "was killed"}}) {
+    WriteText(PathOf("run"), "setsid " + Restore("600") + " >told 2>&1 & " +
+                                 Until("grep -q unless told") + "; kill -" + signal +
+                                 " $(cat /proc/$!/task/$!/children); wait $!; e=$?; rm -r h; " +
+                                 "cat told; exit $e");
+    const Outcome outcome = Shell("sh run");
+    EXPECT_EQ(outcome.exitCode, Tool::ExitTakenBack);
+    EXPECT_THAT(outcome.out, HasSubstr(said));
+    EXPECT_TRUE(IsUntouched());
+    fs::remove(PathOf("told"));
+  }
   // The tool while it writes.
   using ::testing::ExitedWithCode;
   using ::testing::KilledBySignal;

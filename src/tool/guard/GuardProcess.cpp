@@ -131,7 +131,7 @@ class Watcher {
     if (hasTool_) SendPacket(kChannel, {kTakeBack, reason});
     Record("being taken back: " + reason, false);
     const std::string failure = watch_.takeBack();
-    const Confirmation confirmation{
+    Confirmation confirmation{
         failure.empty() ? Confirmation::Outcome::TakenBack : Confirmation::Outcome::NotTakenBack,
         reason, failure};
     Log(TextOf(confirmation));

@@ -61,7 +61,7 @@ ordered_json SystemObject(const Configuration& present) {
 
 /// What the setup screen shows for a value of a setting; empty where it has no text for it.
 std::string TextOf(const Setting* setting, const std::string& value) {
-  return setting == nullptr ? "" : OptionText(setting->comment, value);
+  return setting == nullptr ? "" : Planning::OptionText(setting->comment, value);
 }
 
 }  // namespace

@@ -14,7 +14,7 @@ namespace {
 
 using nlohmann::ordered_json;
 
-constexpr const char* kSchema = "saverestore-plan/1";
+constexpr const char* kPlanSchema = "saverestore-plan/1";
 
 ordered_json ToJson(const Setting& setting) {
   return {{"section", setting.section}, {"key", setting.key}, {"value", setting.value}};
@@ -60,7 +60,7 @@ ordered_json BodyOf(const KeptPlan& kept) {
   for (const SourceFile& file : kept.files) {
     files.push_back({{"name", file.name}, {"path", file.path}, {"sha256", file.sha256}});
   }
-  return {{"schema", kSchema},
+  return {{"schema", kPlanSchema},
           {"version", kept.version},
           {"target", kept.target},
           {"name", kept.name},
@@ -190,7 +190,7 @@ KeptPlan ReadPlan(const std::string& path) {
   if (!file) throw Failure(Failure::Kind::NoInput, Quoted(path) + " cannot be read");
   try {
     ordered_json document = ordered_json::parse(file);
-    if (document.at("schema") != kSchema) {
+    if (document.at("schema") != kPlanSchema) {
       throw Failure(Failure::Kind::BadInput, Quoted(path) + " is no plan of this version");
     }
     const std::string digest = document.at("digest").get<std::string>();

@@ -205,8 +205,10 @@ std::vector<Candidate> CandidatesFor(const std::vector<std::string>& words, cons
   std::erase_if(found, [&](const Candidate& each) { return !each.word.starts_with(place.typed); });
   for (Candidate& each : found) each.word.insert(0, place.before);
   std::ranges::sort(found, {}, &Candidate::word);
-  const auto same = std::ranges::unique(found, {}, &Candidate::word);
-  found.erase(same.begin(), same.end());
+  const auto isSame = [](const Candidate& one, const Candidate& other) {
+    return one.word == other.word;
+  };
+  found.erase(std::unique(found.begin(), found.end(), isSame), found.end());
   return found;
 }
 

@@ -345,6 +345,16 @@ TEST_F(ProviderTest, SendsOneSetForEachBootAndStopsWhereMoreIsInVain) {
   EXPECT_EQ(service->Pending(), json({{"AssetTag", "x"}, {"MemNodeInterleave", true}}));
   EXPECT_THAT(Notes(), ::testing::Contains(HasSubstr("already committed")));
 
+  // One object takes both at once.
+  Renew({"jobs"});
+  GiveTheSystemSettings(kSettings);
+  EXPECT_EQ(Write({{kTurbo, "Off"},
+                   {"/BIOS/BootOrder[1]", "UEFI Network: IPv4 (Boot0003)"},
+                   {"/BIOS/BootOrder[2]", "UEFI Disk: RAID Volume 1"}}),
+            0);
+  EXPECT_EQ(Patches(), 1);
+  EXPECT_THAT(Notes(), ElementsAre("Turbo Mode: pending", "BootOrder[1]: pending"));
+
   service->Renew();
   json many;
   for (int number = 100; number < 360; ++number) many["Oem" + std::to_string(number)] = 0;

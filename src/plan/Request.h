@@ -13,6 +13,7 @@ namespace Planning {
 struct Request {
   std::string name;               ///< how people call it; of a file its name
   std::string file;               ///< a configuration file of either form, for the restore to read
+  std::string target;             ///< the server for people who have not named it; else empty
   Configuration wanted;           ///< what that file holds
   std::vector<Finding> findings;  ///< what it tells by itself
   std::vector<std::string> lost;  ///< what of it no restore can keep, a sentence each

@@ -2,17 +2,20 @@
 #include "tool/CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <optional>
 #include <set>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "common/ErrorManager.h"
 #include "common/Logger.h"
 #include "plan/Document.h"
 #include "plan/Failure.h"
+#include "tool/Completion.h"
 #include "tool/ExitCodes.h"
 #include "tool/Help.h"
 #include "tool/commands/Commands.h"
@@ -21,6 +24,10 @@
 
 namespace Tool {
 namespace {
+
+using Words = std::vector<std::string>;
+
+constexpr std::string_view kComplete = "--complete";  // not in the help: for shells alone
 
 std::string ExitCodeHelp() {
   std::string text = "Exit codes:\n";
@@ -32,9 +39,9 @@ std::string ExitCodeHelp() {
   return text;
 }
 
-std::string VersionText() {
+std::string VersionText(const Kinds& kinds) {
   std::string text = "saverestore " SAVERESTORE_VERSION "\nBack ends:";
-  for (const TargetRow& row : TargetRows()) text += std::string(" ") + row.scheme;
+  for (const std::string& name : kinds.Names()) text += " " + name;
   return text;
 }
 
@@ -43,7 +50,7 @@ void Describe(CLI::App& app, Globals& globals, Command& chosen) {
   app.description(
       "Saves the configuration of a server (BIOS settings, boot order, BMC) to a file and restores "
       "it.");
-  app.set_version_flag("--version", VersionText());
+  app.set_version_flag("--version", [&globals] { return VersionText(globals.targets.AllKinds()); });
   globals.targets.AddOptions(app);
   CLI::Option* quiet = app.add_flag("-q,--quiet", globals.quiet, "Print errors and warnings only");
   app.add_flag("-v,--verbose", globals.verbose, "Print every query")->excludes(quiet);
@@ -58,23 +65,49 @@ void Describe(CLI::App& app, Globals& globals, Command& chosen) {
       ExitCodeHelp());
 }
 
-/// Parses the arguments. \return true to go on with the chosen command, else `exitCode` is set.
-bool Parse(CLI::App& app, int argc, const char* const* argv, int& exitCode) {
+/// What has come of a parse.
+enum class Parsed {
+  Command,  ///< go on with the chosen command
+  End,      ///< the exit code is set
+  Again,    ///< it takes the options of all kinds of target to say what is the matter
+};
+
+Parsed EndWithHelp(CLI::App& app, const CLI::Success& request, const Kinds& kinds, int& exitCode) {
+  const bool isForAll = app.get_subcommands().empty() && request.get_name() == "CallForHelp";
+  if (isForAll && !kinds.AreAllLoaded()) return Parsed::Again;
+  std::ostringstream text;  // a stream of its own would lose why it could not be written
+  exitCode = app.exit(request, text, text);
+  std::fputs(text.str().c_str(), stdout);
+  return Parsed::End;
+}
+
+/// Ends with what is wrong. Options of a back end that could not be loaded are unknown.
+Parsed EndWithFault(const CLI::App& app, const CLI::ParseError& fault, const Words& words,
+                    const Kinds& kinds, int& exitCode) {
+  if (!kinds.AreAllLoaded()) return Parsed::Again;
+  exitCode = ExitUsage;
+  std::string reason = WhatIsUnknown(app);
   try {
-    app.parse(argc, argv);
-    return true;
-  } catch (const CLI::Success& request) {  // --help or --version
-    std::ostringstream text;  // a stream of its own would lose why it could not be written
-    exitCode = app.exit(request, text, text);
-    std::fputs(text.str().c_str(), stdout);
-  } catch (const CLI::ParseError& fault) {
-    std::string reason = WhatIsUnknown(app);
-    if (reason.empty()) reason = WithoutSecrets(fault.what(), {argv + 1, argv + argc});
-    std::fprintf(stderr, "saverestore: %s\nRun \"saverestore --help\" for the commands.\n",
-                 Printable(reason).c_str());
-    exitCode = ExitUsage;
+    for (const std::string& name : KindsNamed(words)) kinds.ThrowIfFaulty(name);
+  } catch (const ToolError& faulty) {
+    reason = faulty.what();
+    exitCode = faulty.code;
   }
-  return false;
+  if (reason.empty()) reason = WithoutSecrets(fault.what(), words);
+  std::fprintf(stderr, "saverestore: %s\nRun \"saverestore --help\" for the commands.\n",
+               Printable(reason).c_str());
+  return Parsed::End;
+}
+
+Parsed Parse(CLI::App& app, const Words& words, const Kinds& kinds, int& exitCode) {
+  try {
+    app.parse(Words(words.rbegin(), words.rend()));  // the parser takes them from the end
+    return Parsed::Command;
+  } catch (const CLI::Success& request) {  // --help or --version
+    return EndWithHelp(app, request, kinds, exitCode);
+  } catch (const CLI::ParseError& fault) {
+    return EndWithFault(app, fault, words, kinds, exitCode);
+  }
 }
 
 Verbosity HowMuch(const Globals& globals) {
@@ -128,6 +161,23 @@ int Run(const Command& command, const Globals& globals, bool isJson) {
   }
 }
 
+/// Tells a shell's completion what could stand for the last word, a line each.
+int Complete(Words words) {
+  const bool isQuoted = words.front() != kComplete;  // bash hands over the words as they were typed
+  words.erase(words.begin());
+  if (isQuoted) std::ranges::transform(words, words.begin(), Unquoted);
+  Kinds kinds;
+  for (const std::string& name : KindsNamed(words)) kinds.Load(name);
+  Globals globals(kinds);
+  Command command;
+  CLI::App app;
+  Describe(app, globals, command);
+  for (const Candidate& each : CandidatesFor(words, app, kinds)) {
+    std::printf("%s\t%s\n", Printable(each.word).c_str(), Printable(each.meaning).c_str());
+  }
+  return ExitDone;
+}
+
 /// True when the chosen command was asked for a document.
 bool WantsJson(const CLI::App& app) {
   const std::vector<CLI::App*> commands = app.get_subcommands();
@@ -139,14 +189,22 @@ bool WantsJson(const CLI::App& app) {
 }  // namespace
 
 int Main(int argc, const char* const* argv) {
-  Globals globals;
-  Command command;
-  CLI::App app;
-  app.name("saverestore");
-  Describe(app, globals, command);
-  int exitCode = ExitDone;
-  if (!Parse(app, argc, argv, exitCode)) return exitCode;
-  return Run(command, globals, WantsJson(app));
+  const Words words(argv + std::min(argc, 1), argv + argc);
+  if (!words.empty() && words.front().starts_with(kComplete)) return Complete(words);
+  Kinds kinds;
+  for (const std::string& name : KindsNamed(words)) kinds.Load(name);
+  for (;;) {
+    Globals globals(kinds);
+    Command command;
+    CLI::App app;
+    app.name("saverestore");
+    Describe(app, globals, command);
+    int exitCode = ExitDone;
+    const Parsed parsed = Parse(app, words, kinds, exitCode);
+    if (parsed == Parsed::End) return exitCode;
+    if (parsed == Parsed::Command) return Run(command, globals, WantsJson(app));
+    kinds.LoadAll();
+  }
 }
 
 }  // namespace Tool

@@ -19,7 +19,9 @@ namespace Tool {
 
 /// The options that all commands share.
 struct Globals {
-  Targets targets;
+  explicit Globals(Kinds& kinds) : targets(kinds) {}
+
+  TargetChoice targets;
   bool quiet = false;
   bool verbose = false;
   bool noPager = false;

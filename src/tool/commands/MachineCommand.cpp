@@ -8,10 +8,8 @@ namespace {
 
 constexpr auto kMachineRows = std::to_array<CommandRow>({
     {"capture", "Keep all that a target has in a machine file", AddCapture},
-#ifdef SAVERESTORE_REDFISH
     {"from-registry", "Make a machine file of a published BIOS attribute registry",
      AddFromRegistry},
-#endif
 });
 
 }  // namespace

@@ -1,3 +1,5 @@
+#include "tool/commands/RegistryCommand.h"
+
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <fstream>
@@ -5,7 +7,6 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "providers/machine/MachineFile.h"
 #include "providers/redfish/Json.h"
 #include "providers/redfish/SetupTree.h"
 #include "tool/ExitCodes.h"
@@ -66,7 +67,31 @@ void SetValue(NodeMap& nodes, const char* path, const std::string& value) {
   nodes[path].values = {value.empty() ? kUnknown : value};
 }
 
-Machine::MachineImage MachineOf(const json& attributes, const json& registry) {
+/// Makes a machine file of a published attribute registry: a server to rehearse on.
+/// \throws ToolError, ResultStatus  a file cannot be read or is not what it should be, or the
+///                                  machine file cannot be written.
+void RunFromRegistry(const RegistryRequest& request, const Messages& messages) {
+  std::error_code error;
+  if (!request.overwrite &&
+      std::filesystem::exists(std::filesystem::symlink_status(request.out, error))) {
+    throw ToolError(ExitFailed, "\"" + request.out + "\" exists; --overwrite replaces it");
+  }
+  const json registry = ReadRegistry(request.registry);
+  const json attributes =
+      request.values.empty() ? Redfish::AttributesOfRegistry(registry) : ReadValues(request.values);
+  const Machine::MachineImage machine = MachineOfRegistry(attributes, registry);
+  Machine::StoreMachine(machine, request.out);
+  std::size_t settings = 0;
+  for (const auto& [path, node] : machine.nodes) {
+    if (node.kind == NODE_SETTING && path.starts_with(Redfish::kSetupRoot)) ++settings;
+  }
+  messages.Result("Wrote " + request.out + ": " + Counted(settings, "setting") + " of " +
+                  Counted(attributes.size(), "attribute") + ".");
+}
+
+}  // namespace
+
+Machine::MachineImage MachineOfRegistry(const json& attributes, const json& registry) {
   Redfish::SetupTree tree = Redfish::BuildSetupTree(attributes, registry);
   Machine::MachineImage machine;
   machine.nodes = std::move(tree.nodes);
@@ -87,30 +112,6 @@ Machine::MachineImage MachineOf(const json& attributes, const json& registry) {
   SetValue(machine.nodes, "/BMC/INFO/VERSION", "");
   return machine;
 }
-
-/// Makes a machine file of a published attribute registry: a server to rehearse on.
-/// \throws ToolError, ResultStatus  a file cannot be read or is not what it should be, or the
-///                                  machine file cannot be written.
-void RunFromRegistry(const RegistryRequest& request, const Messages& messages) {
-  std::error_code error;
-  if (!request.overwrite &&
-      std::filesystem::exists(std::filesystem::symlink_status(request.out, error))) {
-    throw ToolError(ExitFailed, "\"" + request.out + "\" exists; --overwrite replaces it");
-  }
-  const json registry = ReadRegistry(request.registry);
-  const json attributes =
-      request.values.empty() ? Redfish::AttributesOfRegistry(registry) : ReadValues(request.values);
-  const Machine::MachineImage machine = MachineOf(attributes, registry);
-  Machine::StoreMachine(machine, request.out);
-  std::size_t settings = 0;
-  for (const auto& [path, node] : machine.nodes) {
-    if (node.kind == NODE_SETTING && path.starts_with(Redfish::kSetupRoot)) ++settings;
-  }
-  messages.Result("Wrote " + request.out + ": " + Counted(settings, "setting") + " of " +
-                  Counted(attributes.size(), "attribute") + ".");
-}
-
-}  // namespace
 
 void AddFromRegistry(CLI::App& command, Command& chosen) {
   auto request = std::make_shared<RegistryRequest>();

@@ -340,6 +340,7 @@ std::string HistoryFolderOf(const std::vector<std::string>& targets, const std::
 void TakeTargets(const Globals& globals, WriteOptions& options) {
   options.openTarget = OpenerOf(globals);
   options.targets = globals.targets.Names();
+  options.announcement = globals.targets.Announcement();
   options.targetWords = globals.targets.GivenOptions();
 }
 
@@ -356,6 +357,7 @@ int CarryOut(const WriteOptions& options, const RequestMaker& make, const Messag
   if (!secrets.accounts.empty()) UseAccounts(secrets.accounts, server);
   const RequestMaker makeWithOptions = [&](const Server& target) {
     Planning::Request wanted = make(target);
+    wanted.target = options.announcement;
     wanted.skipSystemCheck = wanted.skipSystemCheck || options.skipSystemCheck;
     wanted.skipBootOrder = options.skipBootOrder;
     wanted.keepsGoing = options.keepsGoing;

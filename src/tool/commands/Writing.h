@@ -22,6 +22,7 @@ struct WriteOptions {
   TargetOpener openTarget;
   std::vector<std::string> targets;      ///< as given, for the command that goes back
   std::vector<std::string> targetWords;  ///< the options that reach them, likewise
+  std::string announcement;              ///< what the first line of a plan calls the server
   std::vector<std::string> files;        ///< what is wanted stands in them
   bool skipSystemCheck = false;
   bool skipBootOrder = false;

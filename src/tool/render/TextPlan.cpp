@@ -39,7 +39,9 @@ std::string TextOf(const Planning::Plan& plan, bool isAll, const Style& style) {
                     (isLater ? "needs another restart: " : "stays as it is: ") + obstacle.reason,
                     isFault ? Tone::Bad : Tone::Open, change.path});
   }
-  std::string text = Listing(rows, style);
+  const std::string& target = plan.request.target;
+  std::string text = target.empty() ? "" : "Target: " + Printable(target) + "\n";
+  text += Listing(rows, style);
   if (isAll) {
     for (const std::string& skipped : plan.skipped) text += Printable(skipped) + "\n";
   }

@@ -1,47 +1,95 @@
 #pragma once
 
+#include <deque>
 #include <functional>
-#include <memory>
-#include <span>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "plan/Server.h"
-#include "tool/targets/TargetKind.h"
+#include "targets/TargetKind.h"
+#include "tool/targets/Kinds.h"
+#include "tool/targets/NamedTarget.h"
 #include "tool/terminal/Messages.h"
 #include "tool/terminal/Password.h"
 #include "tool/terminal/Progress.h"
 
+namespace CLI {
+class App;
+}
+
 namespace Tool {
 
-/// The kinds of target of this build, in the order of the help.
-[[nodiscard]] std::span<const TargetRow> TargetRows();
-
 /// The targets that a command line names, and how to reach them and log in.
-class Targets {
+class TargetChoice final : private Targets::Frontend {
  public:
-  Targets();
+  /// `kinds` outlives this.
+  explicit TargetChoice(Kinds& kinds);
 
-  /// Adds --target and the options of all kinds to the command line, which keeps to this object.
+  /// Adds --target and the options of the kinds that are loaded to the command line, which keeps to
+  /// this object.
   void AddOptions(CLI::App& app);
 
-  /// The --target texts, as given.
-  [[nodiscard]] const std::vector<std::string>& Names() const { return names_; }
+  // What follows reads the targets' names off SAVERESTORE_TARGET when the command line has none,
+  // and looks names with "@" up in targets.ini. \throws ToolError  there is no such name, or its
+  // section is malformed.
+
+  /// The targets, KIND:PLACE.
+  [[nodiscard]] const std::vector<std::string>& Names() const { return Chosen().targets; }
   /// The options that reach them again, for a command that a person may repeat.
   [[nodiscard]] std::vector<std::string> GivenOptions() const;
+  /// Another way to the same server, which targets.ini has; empty for none.
+  [[nodiscard]] const std::string& Rescue() const { return Chosen().rescue; }
+  /// Which server it is, for people, where the command line does not say it itself; else empty.
+  [[nodiscard]] const std::string& Announcement() const { return Chosen().announcement; }
+  [[nodiscard]] Kinds& AllKinds() const { return kinds_; }
 
   /// Opens them.
-  /// \throws ToolError     usage: none is given, there is no such kind, or two are for one tree.
-  /// \throws ResultStatus  what opening them throws.
-  [[nodiscard]] Planning::Mounts Open() const;
+  /// \throws ToolError, Failure  usage: none is given, there is no such kind, two are for one tree.
+  /// \throws ResultStatus        what opening them throws.
+  [[nodiscard]] Planning::Mounts Open() const { return Open(Names()); }
+  /// Opens others, in the same way.
+  [[nodiscard]] Planning::Mounts Open(const std::vector<std::string>& targets) const;
 
  private:
-  [[nodiscard]] Planning::Mounts OpenOne(const std::string& target) const;
+  /// An option of a kind of target, and what the command line has given.
+  struct Given {
+    const Targets::Option* option;
+    std::vector<std::string> values;
+  };
 
+  /// What the command line comes to with the files that it refers to.
+  struct Choice {
+    std::vector<std::string> targets;
+    std::string rescue;
+    std::string announcement;
+    PasswordSource bmcPassword;
+    std::optional<std::chrono::seconds> patience;
+    std::vector<Given> options;
+  };
+
+  [[nodiscard]] const Choice& Chosen() const;
+  void Take(const NamedTarget& named, Choice& choice) const;
+  void TakeOption(const NamedTarget& named, const std::string& key, Choice& choice) const;
+  void AddOption(CLI::App& app, const Targets::Option& option);
+
+  // What a kind of target asks of the tool.
+  void ReadPassword(const std::string& user, std::size_t longest, std::string& out) const override;
+  void ReadSecret(const std::string& file, std::size_t longest, std::string& out) const override;
+  void ThrowIfInterrupted() const override;
+  [[nodiscard]] bool IsHurried() const override;
+  [[nodiscard]] Planning::Mounts Open(const std::string& target) const override;
+
+  Kinds& kinds_;
   std::vector<std::string> names_;
   PasswordSource bmcPassword_;
-  std::vector<std::unique_ptr<TargetKind>> kinds_;  ///< one for each row
+  std::optional<std::chrono::seconds> patience_;
+  std::deque<Given> given_;               ///< the parser keeps to their addresses
+  mutable std::optional<Choice> choice_;  ///< once it has been asked for
 };
+
+/// The kinds of target that the words of a command line name, before they are parsed.
+[[nodiscard]] std::vector<std::string> KindsNamed(const std::vector<std::string>& words);
 
 /// Opens the targets of a command, once its arguments are known to be right.
 using TargetOpener = std::function<Planning::Mounts()>;

@@ -1,0 +1,34 @@
+#include "Check.h"
+
+#include "ini/IniDocument.h"
+#include "ini/IniEscape.h"
+#include "ini/IniPrimitives.h"
+#include "plan/Server.h"
+
+namespace Fuzz {
+
+void RequireSameWhenWritten(const Planning::Configuration& content) {
+  std::string text;
+  for (const std::string& section : content.Sections()) {
+    text += "[" + Ini::Escape(section, Ini::Place::Section) + "]\n";
+    for (const Planning::Setting* setting : content.Of(section)) {
+      Ini::AppendKeyLine(text, setting->key, setting->value, Ini::CommentText(setting->comment));
+    }
+  }
+  IniDocument again;
+  Require(again.Parse(text) == IniDocument::Status::Ok && again.IsWellFormed(), text);
+  Require(again.Entries().size() == content.Settings().size(), "as many keys in\n" + text);
+  for (const Planning::Setting& setting : content.Settings()) {
+    const IniDocument::Entry* entry = again.Find(setting.section, setting.key);
+    Require(entry != nullptr && entry->value == setting.value, setting.Name() + " in\n" + text);
+  }
+}
+
+void SaveAll(const std::shared_ptr<SDK::QueryProvider>& provider) {
+  const Planning::Server server(Planning::AllTrees(provider));
+  for (const Planning::Mode mode : {Planning::ModeBios, Planning::ModeBmc}) {
+    Try([&] { RequireSameWhenWritten(Planning::ConfigurationOfTarget(mode)); });
+  }
+}
+
+}  // namespace Fuzz

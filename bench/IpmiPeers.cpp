@@ -2,15 +2,21 @@
 // read the same users and LAN channels and to write one changed value, and how long it takes.
 //
 //   ipmi_peers [MILLISECONDS]   the time the BMC takes for an answer; 5 when nothing is said
+//   ipmi_peers loss [RUNS]      how many of RUNS reads by each give all that they give without loss
+//                               when 10 and 30 % of the datagrams are lost, and how long they take
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <random>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Simulator.h"
@@ -33,7 +39,8 @@ class Peers {
   Peers(std::string folder, const std::string& delay)
       : folder_(std::move(folder)),
         simulator_(folder_ + "/sim", Test::Simulator::Commands::All),
-        relay_(simulator_.Port()) {
+        relay_(simulator_.Port(),
+               [this](unsigned, std::string_view) { return random_() % 100 < loss_ ? 0U : 1U; }) {
     simulator_.Misbehave("0: delay " + delay + "\n2: delay " + delay);
     Test::WriteText(folder_ + "/pw", "secret\n");
     const std::string port = std::to_string(relay_.Port());
@@ -42,6 +49,38 @@ class Peers {
     config_ =
         "ipmi-config -D LAN_2_0 -I 3 -W opensesspriv -u admin -p secret -h 127.0.0.1:" + port + " ";
     ipmitool_ = "ipmitool -I lanplus -C 3 -U admin -P secret -H 127.0.0.1 -p " + port + " ";
+  }
+
+  /// Each of the tools saves what it can read, over and over, while datagrams get lost.
+  void RunLossy(int runs) {
+    const std::string tidy = " | grep -v '^#' ";
+    const std::pair<const char*, std::string> tools[] = {
+        {"saverestore save",
+         "rm -f out.ini; " + ours_ + "save --mode bmc out.ini && mv out.ini out"},
+        {"ipmi-config --checkout", "{ " + Config("--checkout") + "; }" + tidy + ">out"},
+        {"ipmitool user, lan, channel, sol", "{ " + Ipmitool() + "; } >out"}};
+    for (const auto& [name, command] : tools) {
+      std::string whole;
+      for (const unsigned percent : {0U, 10U, 30U}) {
+        loss_ = percent;
+        int good = 0;
+        std::vector<double> times;
+        for (int run = 0; run < (percent == 0 ? 1 : runs); ++run) {
+          const auto start = Clock::now();
+          Shell("rm -f out; timeout 300 bash -c \"" + command + "\" || true");
+          times.push_back(std::chrono::duration<double>(Clock::now() - start).count());
+          std::error_code none;
+          const bool isThere = std::filesystem::exists(folder_ + "/out", none);
+          const std::string out = isThere ? Test::ReadText(folder_ + "/out") : "";
+          if (percent == 0) whole = out;
+          good += static_cast<int>(!out.empty() && out == whole);
+        }
+        std::ranges::sort(times);
+        std::printf("%-34s %2u %% lost: %2d of %2zu whole, median %6.1f s\n", name, percent, good,
+                    times.size(), times[times.size() / 2]);
+        std::fflush(stdout);
+      }
+    }
   }
 
   void Run() {
@@ -156,6 +195,8 @@ class Peers {
   }
 
   std::string folder_;
+  std::atomic<unsigned> loss_ = 0;  ///< of 100 datagrams
+  std::mt19937 random_{1};          ///< the same losses in each run of this program
   Test::Simulator simulator_;
   Test::Relay relay_;
   std::string ours_;
@@ -172,7 +213,11 @@ int main(int argc, char** argv) {
   }
   std::string folder = std::filesystem::temp_directory_path() / "ipmi-peers-XXXXXX";
   if (mkdtemp(folder.data()) == nullptr) return 1;
-  Peers(folder, argc > 1 ? argv[1] : "5").Run();
+  if (argc > 1 && std::string(argv[1]) == "loss") {
+    Peers(folder, "0").RunLossy(argc > 2 ? std::stoi(argv[2]) : 10);
+  } else {
+    Peers(folder, argc > 1 ? argv[1] : "5").Run();
+  }
   std::filesystem::remove_all(folder);
   return 0;
 }

@@ -73,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Fuzz::RequireSameWhenWritten(layer.content);
     static const Planning::Configuration present =
         Planning::ConfigurationOfTarget(Planning::ModeAll);
-    const Planning::LaidRequest laid = Planning::RequestOfLayers({layer}, {}, present);
+    const Planning::LaidRequest laid = Planning::RequestOfLayers({layer}, {}, {present, present});
     TryPlan(laid.request, server);
   });
   return 0;

@@ -62,7 +62,7 @@ Saved ReviewSaved(const std::string& path, Mode mode) {
   for (const Setting& setting : content.Settings()) {
     if (setting.section != "SYSTEM" || !setting.value.empty()) continue;
     saved.warnings.push_back("the target does not tell its " + setting.key +
-                             ": a restore of this file will need --skip-system-check");
+                             ": a restore of this file may need --skip-system-check");
   }
   // The text form is read with a limit that the stream form does not have.
   if (const std::string names = LongValues(content); file.Lines() != nullptr && !names.empty()) {

@@ -125,6 +125,10 @@ std::vector<Change> ChangesOf(const std::vector<RecordedWrite>& writes,
   return changes;
 }
 
+bool TellsNothing(const std::string& value) {
+  return value.empty() || value == "N.A.";
+}
+
 std::vector<Change> ChangedSince(const std::vector<Change>& changes) {
   std::vector<Change> changed;
   for (const Change& change : changes) {

@@ -36,11 +36,15 @@ struct Change {
 /// \throws ResultStatus  the server cannot be asked.
 [[nodiscard]] std::vector<Change> ChangedSince(const std::vector<Change>& changes);
 
+/// True for what a save writes where a server does not tell a value: an empty text, or "N.A.".
+[[nodiscard]] bool TellsNothing(const std::string& value);
+
 /// Why a change cannot be made.
 struct Obstacle {
   enum class Kind {
     Impossible,    ///< the server cannot take the value
     ReadOnly,      ///< nobody can change it: no fault of the file
+    Kept,          ///< the server leaves it alone by a rule of its own, likewise
     Locked,        ///< nobody can while other settings are as they will be
     NeedsRestart,  ///< the server takes it once it has restarted with the rest
   };

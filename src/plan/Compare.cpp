@@ -1,5 +1,7 @@
 #include "plan/Compare.h"
 
+#include <algorithm>
+
 namespace Planning {
 namespace {
 
@@ -43,6 +45,27 @@ Comparison Compare(const Configuration& left, const Configuration& right) {
   CollectOneSided(left, right, comparison.onlyLeftSections, comparison.onlyLeftKeys);
   CollectOneSided(right, left, comparison.onlyRightSections, comparison.onlyRightKeys);
   return comparison;
+}
+
+Configuration CommonTo(const std::vector<Configuration>& files) {
+  const Configuration& first = files.front();
+  const auto isShared = [&](const Setting& setting) {
+    return std::ranges::all_of(files, [&](const Configuration& file) {
+      const Setting* other = file.Find(setting.section, setting.key);
+      return other != nullptr && SameValue(setting, *other) && SameValue(*other, setting);
+    });
+  };
+  const bool isOneSystem = std::ranges::all_of(files, [&](const Configuration& file) {
+    return std::ranges::all_of(file.Of("SYSTEM"),
+                               [&](const Setting* setting) { return isShared(*setting); });
+  });
+  Configuration common;
+  for (const Setting& setting : first.Settings()) {
+    if (!isShared(setting) || (setting.section == "SYSTEM" && !isOneSystem)) continue;
+    common.AddSection(setting.section);
+    common.Add(setting);
+  }
+  return common;
 }
 
 }  // namespace Planning

@@ -32,8 +32,9 @@ struct Setting {
   std::string key;
   std::string value;
   std::string comment;
-  std::string path;        ///< the query path; empty for a setting of a file
-  std::uint32_t line = 0;  ///< of a text file; else 0
+  std::string path;           ///< the query path; empty for a setting of a file
+  std::uint32_t line = 0;     ///< of a text file; else 0
+  bool isOfWildcard = false;  ///< wanted of every instance that has such a key
 
   /// How people see it: "BIOS::Main::Quiet Boot".
   [[nodiscard]] std::string Name() const { return section + "::" + key; }

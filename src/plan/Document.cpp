@@ -1,7 +1,10 @@
 #include "plan/Document.h"
 
+#include <algorithm>
 #include <map>
 #include <nlohmann/json.hpp>
+
+#include "plan/OptionText.h"
 
 namespace Planning {
 namespace {
@@ -31,6 +34,18 @@ ordered_json ChangeObject(const Change& change) {
   return object;
 }
 
+/// True when the server has something else than before, or will have after its next boot, or may
+/// have.
+bool HasChanged(const Plan& plan, const Written& written) {
+  return std::ranges::any_of(plan.changes, [&](const Change& change) {
+    const auto delivery = written.deliveries.find(change.path);
+    return delivery != written.deliveries.end() && delivery->second != Delivery::Refused &&
+           std::ranges::none_of(written.notes, [&](const SDK::WriteNote& note) {
+             return note.path == change.path && note.fate != SDK::WriteNote::Fate::Pending;
+           });
+  });
+}
+
 ordered_json ChangeList(const Plan& plan) {
   ordered_json changes = ordered_json::array();
   for (const Change& change : plan.changes) changes.push_back(ChangeObject(change));
@@ -42,6 +57,11 @@ ordered_json SystemObject(const Configuration& present) {
   ordered_json system = ordered_json::object();
   for (const Setting* setting : present.Of("SYSTEM")) system[setting->key] = setting->value;
   return system;
+}
+
+/// What the setup screen shows for a value of a setting; empty where it has no text for it.
+std::string TextOf(const Setting* setting, const std::string& value) {
+  return setting == nullptr ? "" : OptionText(setting->comment, value);
 }
 
 }  // namespace
@@ -57,6 +77,7 @@ std::string DryRunDocument(const Plan& plan) {
     obstacles.back()["reason"] = obstacle.reason;
     obstacles.back()["read_only"] = obstacle.kind == Obstacle::Kind::ReadOnly;
     obstacles.back()["needs_restart"] = obstacle.kind == Obstacle::Kind::NeedsRestart;
+    obstacles.back()["kept"] = obstacle.kind == Obstacle::Kind::Kept;
   }
   ordered_json foresight = ordered_json::array();
   for (const SDK::WriteForesight& foreseen : plan.foresight) {
@@ -66,6 +87,7 @@ std::string DryRunDocument(const Plan& plan) {
                {"file", plan.request.name},
                {"mode", NameOf(plan.request.mode)},
                {"system", SystemObject(plan.present)},
+               {"changed", !plan.changes.empty()},
                {"changes", ChangeList(plan)},
                {"obstacles", obstacles},
                {"foresight", foresight},
@@ -74,7 +96,7 @@ std::string DryRunDocument(const Plan& plan) {
 }
 
 std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written& written,
-                            const Report& report) {
+                            const Report& report, const std::optional<Confirmation>& confirmation) {
   ordered_json totals;
   for (const Outcome outcome : kAllOutcomes) totals[NameOf(outcome)] = report.Count(outcome);
   ordered_json settings = ordered_json::array();
@@ -94,6 +116,7 @@ std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written
                            {"mode", NameOf(plan.request.mode)},
                            {"system", SystemObject(plan.present)},
                            {"backup", backup.file},
+                           {"changed", HasChanged(plan, written)},
                            {"changes", ChangeList(plan)},
                            {"totals", totals},
                            {"settings", settings},
@@ -101,6 +124,11 @@ std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written
   if (written.failure) {
     document["failure"] = {{"code", written.failure->getval()},
                            {"text", written.failure->message()}};
+  }
+  if (confirmation) {
+    document["confirmation"] = {{"outcome", NameOf(confirmation->outcome)},
+                                {"reason", confirmation->reason},
+                                {"failure", confirmation->failure}};
   }
   return Dump(document);
 }
@@ -114,43 +142,68 @@ std::string FailureDocument(int exitCode, std::optional<int> code, const std::st
 
 std::string DiffDocument(const Comparison& comparison, const std::string& file,
                          const std::optional<std::string>& other) {
-  ordered_json different = ordered_json::array();
-  for (const auto& [ofFile, ofOther] : comparison.different) {
-    different.push_back({{"section", ofFile->section},
-                         {"key", ofFile->key},
-                         {"file", ofFile->value},
-                         {"other", ofOther->value}});
-  }
+  const auto listed = [](const std::vector<Comparison::Difference>& differences) {
+    ordered_json list = ordered_json::array();
+    for (const auto& [ofFile, ofOther] : differences) {
+      list.push_back({{"section", ofFile->section},
+                      {"key", ofFile->key},
+                      {"file", ofFile->value},
+                      {"file_text", TextOf(ofOther, ofFile->value)},
+                      {"other", ofOther->value},
+                      {"other_text", TextOf(ofOther, ofOther->value)}});
+    }
+    return list;
+  };
   return Dump({{"schema", "saverestore-diff/2"},
                {"file", file},
                {"other", other ? ordered_json(*other) : ordered_json()},
-               {"different", different},
+               {"different", listed(comparison.different)},
+               {"own", listed(comparison.own)},
                {"only_file", OneSided(comparison.onlyLeftSections, comparison.onlyLeftKeys)},
                {"only_other", OneSided(comparison.onlyRightSections, comparison.onlyRightKeys)}});
 }
 
 std::string VerifyDocument(const Verification& verification, const std::string& file, Mode mode) {
-  ordered_json different = ordered_json::array();
-  for (const Verification::Missed& missed : verification.missed) {
-    different.push_back({{"section", missed.section},
-                         {"key", missed.key},
-                         {"file", missed.wanted},
-                         {"machine", missed.present ? ordered_json(*missed.present) : nullptr},
-                         {"read_only", missed.isReadOnly}});
-  }
+  const auto listed = [&](const std::vector<Verification::Missed>& all) {
+    ordered_json list = ordered_json::array();
+    for (const Verification::Missed& missed : all) {
+      const Setting* setting = verification.present.Find(missed.section, missed.key);
+      list.push_back({{"section", missed.section},
+                      {"key", missed.key},
+                      {"file", missed.wanted},
+                      {"file_text", TextOf(setting, missed.wanted)},
+                      {"machine", missed.present ? ordered_json(*missed.present) : nullptr},
+                      {"machine_text", TextOf(setting, missed.present.value_or(""))},
+                      {"read_only", missed.isReadOnly}});
+    }
+    return list;
+  };
   ordered_json messages = ordered_json::array();
   for (const SDK::BootMessage& message : verification.messages) {
     messages.push_back({{"setting", verification.present.NameOf(message.path)},
                         {"time", message.time},
                         {"fault", message.isFault},
+                        {"waiting", message.isWaiting},
                         {"text", message.text}});
   }
   return Dump({{"schema", "saverestore-verify/1"},
                {"file", file},
                {"mode", NameOf(mode)},
+               {"system", SystemObject(verification.present)},
                {"compared", verification.compared},
-               {"different", different},
+               {"different", listed(verification.missed)},
+               {"own", listed(verification.own)},
                {"messages", messages}});
+}
+
+std::string SaveDocument(const Saved& saved, Mode mode, const std::string& platform) {
+  return Dump({{"schema", "saverestore-save/1"},
+               {"file", saved.file},
+               {"mode", NameOf(mode)},
+               {"platform", platform},
+               {"sections", saved.sections},
+               {"keys", saved.keys},
+               {"messages", saved.warnings}});
 }
 
 std::string CheckDocument(const std::vector<Finding>& findings, const std::string& file) {

@@ -6,6 +6,7 @@
 
 #include "plan/Backup.h"
 #include "plan/Compare.h"
+#include "plan/Confirmation.h"
 #include "plan/FileCheck.h"
 #include "plan/History.h"
 #include "plan/Plan.h"
@@ -22,13 +23,18 @@ namespace Planning {
 [[nodiscard]] std::string DryRunDocument(const Plan& plan);
 
 /// What a restore has done: "saverestore-restore/1". `backup` has no file when none was saved.
-[[nodiscard]] std::string RestoreDocument(const Plan& plan, const Saved& backup,
-                                          const Written& written, const Report& report);
+/// `confirmation` of one that was to be kept.
+[[nodiscard]] std::string RestoreDocument(
+    const Plan& plan, const Saved& backup, const Written& written, const Report& report,
+    const std::optional<Confirmation>& confirmation = std::nullopt);
 
 /// Why a command has nothing else to tell: "saverestore-failure/1". `code` is the number of the
 /// error; nothing for one of the tool itself.
 [[nodiscard]] std::string FailureDocument(int exitCode, std::optional<int> code,
                                           const std::string& text);
+
+/// What a save has come to: "saverestore-save/1".
+[[nodiscard]] std::string SaveDocument(const Saved& saved, Mode mode, const std::string& platform);
 
 /// How `file` differs from another file, or, without a name, from a server: "saverestore-diff/2".
 [[nodiscard]] std::string DiffDocument(const Comparison& comparison, const std::string& file,

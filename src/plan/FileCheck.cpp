@@ -104,16 +104,23 @@ void CheckKey(const Key& key, bool isText, std::vector<Finding>& findings) {
   using Weight = Finding::Weight;
   const std::string name = key.section + "::" + key.name;
   if (HoldsComment(key)) {
-    findings.push_back({Weight::Error, key.line,
+    findings.push_back({Weight::Error,
+                        key.line,
                         name + ": the comment is part of the value \"" + key.value +
-                            "\", since a tab must stand before its \";\""});
+                            "\", since a tab must stand before its \";\"",
+                        {key.section, key.name}});
   } else if (const std::string objection = ObjectionTo(key); !objection.empty()) {
-    findings.push_back({Weight::Warning, key.line, name + ": \"" + key.value + "\": " + objection});
+    findings.push_back({Weight::Warning,
+                        key.line,
+                        name + ": \"" + key.value + "\": " + objection,
+                        {key.section, key.name}});
   }
   if (isText && key.value.size() > kLongestRead) {
-    findings.push_back({Weight::Warning, key.line,
+    findings.push_back({Weight::Warning,
+                        key.line,
                         name + ": the value is longer than 127 bytes; a restore leaves that "
-                               "setting as it is"});
+                               "setting as it is",
+                        {key.section, key.name}});
   }
 }
 
@@ -131,17 +138,31 @@ std::string LastKeyOf(const std::string& section) {
   return "";
 }
 
+/// True when a file has what a save writes before the section `last` on every server, and when that
+/// holds nothing: nobody asks for a section without keys.
+bool HasAllBefore(const Configuration& content, const std::string& last) {
+  if (content.Of(last).empty()) return true;
+  for (const SDK::CatalogueSection& known : SDK::CatalogueTable()) {
+    const std::string name = SDK::Expansion::WithoutBrackets(known.name);
+    if (name == last) break;
+    if (!LastKeyOf(name).empty() && !content.HasSection(name)) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
-std::vector<Finding> CheckEnd(const ConfigurationFile& file) {
+std::vector<Finding> CheckEnd(const ConfigurationFile& file, Extent extent) {
   const Configuration& content = file.Content();
   if (content.Sections().empty()) {
     return {{Finding::Weight::Error, 0, "it holds no section: it is empty or cut"}};
   }
   if (file.Lines() != nullptr && !file.Lines()->IsWellFormed()) return {};
+  if (extent == Extent::Baseline) return {};
   const std::string& last = content.Sections().back();
   const std::string key = LastKeyOf(last);
   if (key.empty() || content.Find(last, key) != nullptr) return {};
+  if (extent == Extent::Part && !HasAllBefore(content, last)) return {};
   return {{Finding::Weight::Warning, 0,
            "it ends in the middle of [" + last + "], before \"" + key + "\": it is probably cut"}};
 }
@@ -182,7 +203,15 @@ std::vector<Finding> CheckFile(const ConfigurationFile& file, Extent extent) {
   return findings;
 }
 
-ConfigurationFile WellFormed(const std::string& path) {
+std::vector<Finding> Selected(std::vector<Finding> findings, const Selection& selection) {
+  std::erase_if(findings, [&](const Finding& finding) {
+    return !finding.about.section.empty() &&
+           !selection.Covers(finding.about.section, finding.about.key);
+  });
+  return findings;
+}
+
+ConfigurationFile WellFormed(const std::string& path, const std::string& name) {
   ConfigurationFile file(path);
   std::vector<Finding> faults;
   if (file.Lines() != nullptr) {
@@ -191,7 +220,7 @@ ConfigurationFile WellFormed(const std::string& path) {
     }
   }
   std::ranges::move(CheckEnd(file), std::back_inserter(faults));
-  ThrowIfMalformed(faults, path);
+  ThrowIfMalformed(faults, name.empty() ? path : name);
   return file;
 }
 
@@ -213,7 +242,8 @@ bool HasUnknown(const std::vector<Finding>& findings) {
 }
 
 std::string Describe(const Finding& finding, const std::string& file) {
-  return file + ":" + (finding.line == 0 ? "" : std::to_string(finding.line) + ":") +
+  return (finding.file.empty() ? file : finding.file) + ":" +
+         (finding.line == 0 ? "" : std::to_string(finding.line) + ":") +
          (finding.weight == Finding::Weight::Warning ? " warning: " : " error: ") + finding.text;
 }
 

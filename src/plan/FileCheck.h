@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "plan/ConfigurationFile.h"
+#include "plan/Names.h"
+#include "plan/Selection.h"
 
 namespace Planning {
 
@@ -18,26 +20,38 @@ struct Finding {
   Weight weight;
   std::uint32_t line;  ///< 0: of the file as a whole
   std::string text;
+  SettingName about = {};  ///< empty: not about one setting
+  std::string file = {};   ///< which of several files it is about; empty where there is one
 };
 
 /// What a file tells by itself: lines that are none, duplicates, values that are not among the
 /// options their comment lists or have a comment for a part, values longer than a restore reads,
 /// names that no server has, an end that is missing.
-/// A part of the settings has no end that could be missing, and its sections may hold a "*": which
-/// names are known shows on a server.
-enum class Extent { Whole, Part };
+enum class Extent {
+  Whole,
+  Part,      ///< some settings; sections may hold a "*", so which names are known shows on a server
+  Baseline,  ///< a part that says so: it ends where it ends
+};
 [[nodiscard]] std::vector<Finding> CheckFile(const ConfigurationFile& file,
                                              Extent extent = Extent::Whole);
 
 /// \throws Failure  the findings hold an error; it is named, and how many more there are.
 void ThrowIfMalformed(const std::vector<Finding>& findings, const std::string& file);
 
-/// The file at `path`, which has no line that is none and is not empty.
-/// \throws Failure  it has, or cannot be read.
-[[nodiscard]] ConfigurationFile WellFormed(const std::string& path);
+/// The findings without those about settings that `selection` does not cover.
+[[nodiscard]] std::vector<Finding> Selected(std::vector<Finding> findings,
+                                            const Selection& selection);
 
-/// A file that ends where no save ends, as one that was cut.
-[[nodiscard]] std::vector<Finding> CheckEnd(const ConfigurationFile& file);
+/// The file at `path`, which has no line that is none and is not empty. People call it `name`, or
+/// by its path.
+/// \throws Failure  it has, or cannot be read.
+[[nodiscard]] ConfigurationFile WellFormed(const std::string& path, const std::string& name = "");
+
+/// A file without a section, or that ends where no save ends, as one that was cut. A part is taken
+/// for a save that was cut when it has all sections that a save has before its last one, or no key
+/// in that.
+[[nodiscard]] std::vector<Finding> CheckEnd(const ConfigurationFile& file,
+                                            Extent extent = Extent::Whole);
 
 /// The devices of a boot order that stand at two positions, a sentence each: a file cannot say
 /// where two devices of one name stand.

@@ -89,7 +89,8 @@ void ReadVerify(const json& content, FleetDocument& document) {
   for (const json& entry : List(content, "different")) {
     FleetItem item = ItemOf(entry, "machine", "file", Verdict::Differs);
     if (waiting.contains(item.section + "::" + item.key)) item.verdict = Verdict::WaitsForBoot;
-    document.items.push_back(std::move(item));
+    auto& items = IsTrue(entry, "read_only") ? document.own : document.items;
+    items.push_back(std::move(item));
   }
   for (const json& entry : ListIfAny(content, "own")) {
     document.own.push_back(ItemOf(entry, "machine", "file", Verdict::LeftAlone));

@@ -1,6 +1,5 @@
 #include "plan/History.h"
 
-#include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,8 +15,6 @@
 #include <optional>
 
 #include "common/AtomicFile.h"
-#include "common/WholeFile.h"
-#include "ini/IniDocument.h"
 #include "plan/Failure.h"
 
 namespace Planning {
@@ -37,14 +34,9 @@ std::string TimeText(const char* format) {
   return text.data();
 }
 
-/// The record's name without its ending.
-std::string BaseOf(const HistoryRecord& record) {
-  return record.backup.substr(0, record.backup.rfind('.'));
-}
-
 ordered_json ToJson(const HistoryRecord& record) {
   ordered_json files = ordered_json::array();
-  for (const HistoryRecord::File& file : record.files) {
+  for (const SourceFile& file : record.files) {
     files.push_back({{"name", file.name}, {"sha256", file.sha256}});
   }
   ordered_json changes = ordered_json::array();
@@ -55,9 +47,15 @@ ordered_json ToJson(const HistoryRecord& record) {
                        {"from", change.from},
                        {"to", change.to}});
   }
-  return {{"schema", kSchema},         {"number", record.number},   {"time", record.time},
-          {"command", record.command}, {"target", record.target},   {"files", files},
-          {"changes", changes},        {"outcome", record.outcome}, {"version", record.version}};
+  ordered_json waiting = ordered_json::array();
+  for (const Setting& setting : record.waiting) {
+    waiting.push_back(
+        {{"section", setting.section}, {"key", setting.key}, {"value", setting.value}});
+  }
+  return {{"schema", kSchema},         {"number", record.number}, {"time", record.time},
+          {"command", record.command}, {"target", record.target}, {"files", files},
+          {"changes", changes},        {"waiting", waiting},      {"outcome", record.outcome},
+          {"version", record.version}};
 }
 
 /// \throws nlohmann::json::exception  a member is missing or of another type.
@@ -69,13 +67,18 @@ HistoryRecord FromJson(const ordered_json& json) {
   record.target = json.at("target").get<std::string>();
   for (const ordered_json& file : json.at("files")) {
     record.files.push_back(
-        {file.at("name").get<std::string>(), file.at("sha256").get<std::string>()});
+        {file.at("name").get<std::string>(), "", file.at("sha256").get<std::string>()});
   }
   for (const ordered_json& change : json.at("changes")) {
     record.changes.push_back(
         {change.at("path").get<std::string>(), change.at("section").get<std::string>(),
          change.at("key").get<std::string>(), change.at("from").get<std::string>(),
          change.at("to").get<std::string>(), "", ""});
+  }
+  for (const ordered_json& setting : json.value("waiting", ordered_json::array())) {
+    record.waiting.push_back({setting.at("section").get<std::string>(),
+                              setting.at("key").get<std::string>(),
+                              setting.at("value").get<std::string>(), "", ""});
   }
   record.outcome = json.at("outcome").get<std::string>();
   record.version = json.at("version").get<std::string>();
@@ -149,9 +152,14 @@ void History::Prune(const std::string& target, std::size_t most) const {
   const std::size_t many = records.size() - std::min(most, records.size());
   for (std::size_t at = 0; at < many; ++at) {
     std::error_code error;  // what cannot be removed is tried again the next time
-    fs::remove(records[at].backup, error);
-    fs::remove(BaseOf(records[at]) + ".json", error);
+    for (const char* ending : {".ini", ".log", ".confirm", ".json"}) {
+      fs::remove(BaseOf(records[at]) + ending, error);
+    }
   }
+}
+
+std::string BaseOf(const HistoryRecord& record) {
+  return record.backup.substr(0, record.backup.rfind('.'));
 }
 
 std::string RecordDocument(const HistoryRecord& record) {
@@ -174,24 +182,6 @@ std::string HistoryFolder(const std::string& target) {
     folder = fs::path(home) / ".local/state";
   }
   return (folder / "saverestore" / name).string();
-}
-
-std::string Sha256OfFile(const std::string& path) {
-  std::vector<char> bytes;
-  const auto read = Common::ReadWholeFile(path.c_str(), IniDocument::kMaxBytes, bytes);
-  if (read.status != Common::WholeFileResult::Status::Ok) return "";
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest = {};
-  unsigned length = 0;
-  if (EVP_Digest(bytes.data(), bytes.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1) {
-    return "";
-  }
-  std::string text;
-  for (unsigned at = 0; at < length; ++at) {
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    text += kDigits[digest[at] >> 4U];
-    text += kDigits[digest[at] & 0x0FU];
-  }
-  return text;
 }
 
 }  // namespace Planning

@@ -3,6 +3,7 @@
 #include <array>
 #include <utility>
 
+#include "common/ErrorManager.h"
 #include "common/Platform.h"
 #include "plan/Failure.h"
 #include "query/XDirector.h"
@@ -17,10 +18,38 @@ constexpr auto kTrees = std::to_array<const char*>({kBmcTree, kBiosTree, "SMBIOS
 /// True when a target is there for `tree`; a stand-in is not worth one.
 bool Covers(const Mounts& mounts, const char* tree) {
   const auto mount = mounts.find(tree);
-  return mount != mounts.end() && !mount->second.isStandIn;
+  return mount != mounts.end() && (!mount->second.isStandIn || mount->second.refusal);
 }
 
+/// The provider of a tree that may not be used.
+class NoAccess final : public SDK::QueryProvider {
+ public:
+  explicit NoAccess(const ResultStatus& refusal) : refusal_(refusal) {}
+
+  void Read(const std::string& path, NodeMap& /*results*/) override {
+    ErrorManager::Raise(ErrorManager::NoSuchNode, path);
+  }
+  void Write(const SDK::SettingMap& /*settings*/, bool /*isBios*/, bool /*reserved*/) override {
+    throw ResultStatus(refusal_);
+  }
+  void WriteAuthorised(const SDK::SettingMap& /*settings*/,
+                       const std::string& /*password*/) override {
+    throw ResultStatus(refusal_);
+  }
+  void WriteGroup(const std::string& /*path*/, const SDK::SettingMap& /*settings*/) override {
+    throw ResultStatus(refusal_);
+  }
+  std::string PlatformName() override { return {}; }
+
+ private:
+  ResultStatus refusal_;
+};
+
 }  // namespace
+
+Mount Refused(const ResultStatus& refusal) {
+  return {std::make_shared<NoAccess>(refusal), true, refusal};
+}
 
 Mounts AllTrees(const std::shared_ptr<SDK::QueryProvider>& provider) {
   Mounts mounts;
@@ -41,7 +70,7 @@ Mounts Wrapped(const Mounts& mounts, const Wrapper& wrap) {
   for (const auto& [tree, mount] : mounts) {
     auto& wrapper = wrappers[mount.provider.get()];
     if (!wrapper) wrapper = wrap(mount.provider);
-    wrapped[tree] = {wrapper, mount.isStandIn};
+    wrapped[tree] = {wrapper, mount.isStandIn, mount.refusal};
   }
   return wrapped;
 }
@@ -75,7 +104,11 @@ void CheckMode(const Mounts& mounts, Mode mode) {
     Mode without;  ///< the mode that does without it
   };
   for (const Need& need : std::to_array<Need>({{kBiosTree, ModeBmc}, {kBmcTree, ModeBios}})) {
-    if (mode == need.without || Covers(mounts, need.tree)) continue;
+    if (mode == need.without) continue;
+    if (Covers(mounts, need.tree)) {
+      if (const auto& refusal = mounts.at(need.tree).refusal) throw ResultStatus(*refusal);
+      continue;
+    }
     throw Failure(Failure::Kind::Usage, std::string("the target has no ") + need.tree +
                                             "; use --mode " + NameOf(need.without) +
                                             ", or add a --target that has one");

@@ -3,9 +3,11 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "common/ResultStatus.h"
 #include "plan/Configuration.h"
 #include "query/QueryProvider.h"
 
@@ -16,7 +18,12 @@ struct Mount {
   std::shared_ptr<SDK::QueryProvider> provider;
   /// It knows little of the tree, and answers for it while no other target does.
   bool isStandIn = false;
+  /// Why the tree may not be used, though the machine has it.
+  std::optional<ResultStatus> refusal = {};
 };
+
+/// Stands for a tree that may not be used, while no other target answers for it: it has no nodes.
+[[nodiscard]] Mount Refused(const ResultStatus& refusal);
 
 /// Which provider answers for which tree ("BMC", "BIOS", "SMBIOS").
 using Mounts = std::map<std::string, Mount>;
@@ -52,7 +59,8 @@ class AheadView {
 [[nodiscard]] Mode ModeOf(const Mounts& mounts);
 
 /// A part that nothing is mounted for would be saved as empty, or restored to nobody.
-/// \throws Failure  usage: `mode` asks for such a part.
+/// \throws Failure  usage: `mode` asks for such a part. \throws ResultStatus  for one that may not
+///         be used, its refusal.
 void CheckMode(const Mounts& mounts, Mode mode);
 
 }  // namespace Planning

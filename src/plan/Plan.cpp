@@ -21,6 +21,14 @@ SDK::SettingMap WaitingOn(const Server& server) {
   return waiting;
 }
 
+/// A change that the back end does not make, by a rule of its own.
+void Keep(Plan& plan, SDK::WriteForesight& foreseen) {
+  const auto change = std::ranges::find(plan.changes, foreseen.path, &Change::path);
+  if (change == plan.changes.end()) return;
+  plan.obstacles.push_back({std::move(*change), std::move(foreseen.text), Obstacle::Kind::Kept});
+  plan.changes.erase(change);
+}
+
 /// What cannot be written as a finding of the file, with the value that a person finds there.
 Finding FindingOf(const Obstacle& obstacle, const Request& request) {
   const Change& change = obstacle.change;
@@ -38,13 +46,28 @@ bool HasSeenTheMenus(const Rehearsal& rehearsal) {
                            &ResultStatus::getval) == rehearsal.failures.end();
 }
 
+/// Takes out of `plan.changes` what the back ends keep as it is, of those with a value that can
+/// mean that nobody knew it: such a value need not be one that the setting takes.
+void LeaveAlone(Plan& plan, const Server& server) {
+  SDK::SettingMap settings;
+  for (const Change& change : plan.changes) {
+    const bool isOfBmc = change.path.starts_with("/BMC/");
+    if (isOfBmc && TellsNothing(change.to)) settings.emplace(change.path, change.to);
+  }
+  if (settings.empty()) return;
+  for (SDK::WriteForesight& foreseen : server.Foresee(settings)) {
+    if (foreseen.kind == SDK::WriteForesight::Kind::Keeps) Keep(plan, foreseen);
+  }
+}
+
 /// Takes out of `plan.changes` what cannot be written.
 void FindObstacles(Plan& plan) {
-  plan.obstacles = ObstaclesTo(plan.changes, plan.request.wanted, plan.present);
-  for (const Obstacle& obstacle : plan.obstacles) {
+  const std::vector<Obstacle> found = ObstaclesTo(plan.changes, plan.request.wanted, plan.present);
+  plan.obstacles.insert(plan.obstacles.end(), found.begin(), found.end());
+  for (const Obstacle& obstacle : found) {
     std::erase_if(plan.changes,
                   [&](const Change& change) { return change.path == obstacle.change.path; });
-    if (obstacle.kind != Obstacle::Kind::ReadOnly) {
+    if (obstacle.kind != Obstacle::Kind::ReadOnly && obstacle.kind != Obstacle::Kind::Kept) {
       plan.findings.push_back(FindingOf(obstacle, plan.request));
     }
   }
@@ -74,6 +97,10 @@ void Foresee(Plan& plan, const Server& server) {
     if (isChange) settings.insert_or_assign(write.path, write.value);
   }
   for (SDK::WriteForesight& foreseen : server.Foresee(settings)) {
+    if (foreseen.kind == SDK::WriteForesight::Kind::Keeps) {
+      Keep(plan, foreseen);
+      continue;
+    }
     if (foreseen.kind == SDK::WriteForesight::Kind::Unfit) {
       plan.findings.push_back({Finding::Weight::Unknown, 0, foreseen.text});
       continue;
@@ -90,6 +117,32 @@ void Foresee(Plan& plan, const Server& server) {
   }
 }
 
+/// What keeps the file from being restored on the mounted server: every key that the restore needs
+/// and the file lacks, whatever else would end it, and, unless skipped, what of [SYSTEM] does not
+/// fit.
+void CheckAgainstServer(const Rehearsal& rehearsal, const Server& server, Plan& plan) {
+  const Request& request = plan.request;
+  std::vector<Finding> findings = CheckBootEntries(request);
+  for (const std::string& key : rehearsal.missingKeys) {
+    findings.push_back({Finding::Weight::Error, 0, key + " is missing, and a restore needs it"});
+  }
+  for (const ResultStatus& failure : rehearsal.failures) {
+    const std::string refused = rehearsal.refused.empty() ? "" : rehearsal.refused + "; ";
+    findings.push_back(
+        {Finding::Weight::Error, 0,
+         WithDetail(failure.message(), refused + "error " + std::to_string(failure.getval()))});
+  }
+  if (!request.skipSystemCheck) {
+    for (const SystemMismatch& mismatch :
+         SystemMismatches(request.file, request.mode, server.Providers())) {
+      const auto weight = mismatch.error == 0 ? Finding::Weight::Warning : Finding::Weight::Error;
+      findings.push_back({weight, 0, mismatch.text});
+      if (mismatch.isUncompared) plan.uncompared.push_back(mismatch.text);
+    }
+  }
+  std::ranges::move(findings, std::back_inserter(plan.findings));
+}
+
 }  // namespace
 
 std::size_t Plan::NeedingRestart() const {
@@ -97,10 +150,12 @@ std::size_t Plan::NeedingRestart() const {
       std::ranges::count(obstacles, Obstacle::Kind::NeedsRestart, &Obstacle::kind));
 }
 
-Request RequestOfFile(const std::string& path, std::optional<Mode> mode) {
-  const ConfigurationFile file(path);
+Request RequestOfFile(const std::string& path, std::optional<Mode> mode, const std::string& name) {
   Request request;
-  request.name = request.file = path;
+  request.files = {SourceOf(path, name)};  // before it is read: a change meanwhile must show
+  const ConfigurationFile file(path);
+  request.name = name.empty() ? path : name;
+  request.file = path;
   request.wanted = file.Content();
   request.findings = CheckFile(file);
   request.lost = LostPositions(file);
@@ -117,16 +172,15 @@ Plan MakePlan(const Request& request, const Server& server) {
   Plan plan;
   plan.request = request;
   plan.findings = request.findings;
-  std::vector<Finding> more = CheckAgainstServer(request, rehearsal);
+  CheckAgainstServer(rehearsal, server, plan);
   server.ThrowIfSilent();  // what it has not told is no fault of the file
-  std::move(more.begin(), more.end(), std::back_inserter(plan.findings));
   plan.present = request.present ? *request.present : ConfigurationOfTarget(request.mode);
   plan.taken = std::move(rehearsal.taken);
   Request asRead = request;
   asRead.wanted = WithTakenValues(request.wanted, plan.present, plan.taken);
   if (HasSeenTheMenus(rehearsal)) {
-    more = UnknownOnServer(asRead, plan.present);
-    std::move(more.begin(), more.end(), std::back_inserter(plan.findings));
+    std::ranges::move(UnknownOnServer(asRead, plan.present, rehearsal.writes),
+                      std::back_inserter(plan.findings));
   }
   plan.changes = ChangesOf(rehearsal.writes, plan.present, WaitingOn(server));
   plan.writes = std::move(rehearsal.writes);
@@ -134,29 +188,11 @@ Plan MakePlan(const Request& request, const Server& server) {
   plan.skipped = plan.lost;
   // Of a part, the file is ours: what it lacks says nothing to anybody.
   if (!request.isPart) std::ranges::move(rehearsal.skipped, std::back_inserter(plan.skipped));
+  LeaveAlone(plan, server);
   FindObstacles(plan);
   Foresee(plan, server);
   server.ThrowIfSilent();
   return plan;
-}
-
-std::vector<Finding> CheckAgainstServer(const Request& request, const Rehearsal& rehearsal) {
-  std::vector<Finding> findings = CheckBootEntries(request);
-  for (const std::string& key : rehearsal.missingKeys) {
-    findings.push_back({Finding::Weight::Error, 0, key + " is missing, and a restore needs it"});
-  }
-  for (const ResultStatus& failure : rehearsal.failures) {
-    const std::string refused = rehearsal.refused.empty() ? "" : rehearsal.refused + "; ";
-    findings.push_back(
-        {Finding::Weight::Error, 0,
-         WithDetail(failure.message(), refused + "error " + std::to_string(failure.getval()))});
-  }
-  if (request.skipSystemCheck) return findings;
-  for (const SystemMismatch& mismatch : SystemMismatches(request.file)) {
-    const auto weight = mismatch.error == 0 ? Finding::Weight::Warning : Finding::Weight::Error;
-    findings.push_back({weight, 0, mismatch.text});
-  }
-  return findings;
 }
 
 }  // namespace Planning

@@ -33,6 +33,9 @@ struct Plan {
   std::vector<std::string> skipped;            ///< what the restore says about items it passes over
   std::vector<std::string> lost;  ///< what of the file it cannot keep; also in `skipped`
   std::vector<TakenValue> taken;  ///< values that it takes from other keys
+  /// What of [SYSTEM] cannot be compared and need not be, also in `findings`. The plan has compared
+  /// the rest; the module would want all of it.
+  std::vector<std::string> uncompared;
 
   [[nodiscard]] bool IsRefused() const {
     return HasErrors(findings) || (HasUnknown(findings) && !request.ignoresUnknown);
@@ -45,11 +48,5 @@ struct Plan {
 /// \throws Failure       the server has no such part, or the file's name is too long.
 /// \throws ResultStatus  the server has fallen silent, or the file's name has another form.
 [[nodiscard]] Plan MakePlan(const Request& request, const Server& server);
-
-/// What keeps a file from being restored on the mounted server: every key that the restore needs
-/// and the file lacks, whatever else would end it, and, unless skipped, what of [SYSTEM] does not
-/// fit.
-[[nodiscard]] std::vector<Finding> CheckAgainstServer(const Request& request,
-                                                      const Rehearsal& rehearsal);
 
 }  // namespace Planning

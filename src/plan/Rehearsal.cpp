@@ -6,6 +6,7 @@
 
 #include "modules/save/SaveRestore.h"
 #include "modules/save/SerialPorts.h"
+#include "plan/Layers.h"
 
 namespace Planning {
 namespace {
@@ -40,12 +41,22 @@ std::string BothValues(const std::string& key, const std::string& ofFile,
 /// The module's comparison of [SYSTEM], one item at a time so that none hides another.
 class SystemComparison final : public SDK::SaveRestore {
  public:
-  std::vector<SystemMismatch> Compare(const std::string& file) {
+  /// `whyNoBmc` is a part of a sentence, empty where the BMC takes part.
+  std::vector<SystemMismatch> Compare(const std::string& file, const std::string& whyNoBmc) {
     DefineSections(ModeBios);
     std::vector<SystemMismatch> mismatches;
     const std::vector<SDK::Data> items = sections.front().items;
     for (const SDK::Data& item : items) {
       sections.front().items = {item};
+      if (!whyNoBmc.empty() && item.query.starts_with("/BMC/")) {
+        mismatches.push_back({0,
+                              item.key +
+                                  " is not compared, since only the BIOS is written and the BMC "
+                                  "cannot be asked: " +
+                                  whyNoBmc,
+                              true});
+        continue;
+      }
       std::map<std::string, std::string> ofMachine;
       std::map<std::string, std::string> ofFile;
       try {
@@ -132,21 +143,30 @@ Configuration WithTakenValues(const Configuration& file, const Configuration& ma
   return asRead;
 }
 
-Configuration AsRead(const std::string& path, const Configuration& file,
-                     const Configuration& machine, Mode mode, const Mounts& target) {
+Configuration AsRead(const Configuration& file, const Configuration& machine, Mode mode,
+                     const Mounts& target) {
   const bool isComplete = std::ranges::all_of(machine.Settings(), [&](const Setting& setting) {
     return !IsBiosSection(setting.section) || file.Find(setting.section, setting.key) != nullptr;
   });
   if (isComplete) return file;
+  const TransientFile text(file);
   Request restore;
-  restore.file = path;
+  restore.file = text.Path();
   restore.mode = mode;
   restore.skipBootOrder = true;
   return WithTakenValues(file, machine, Rehearse(restore, target).taken);
 }
 
-std::vector<SystemMismatch> SystemMismatches(const std::string& file) {
-  return SystemComparison().Compare(file);
+std::vector<SystemMismatch> SystemMismatches(const std::string& file, Mode mode,
+                                             const Mounts& mounts) {
+  const auto bmc = mounts.find("BMC");
+  std::string whyNoBmc;
+  if (mode == ModeBios && bmc == mounts.end()) {
+    whyNoBmc = "the target has none";
+  } else if (mode == ModeBios && bmc->second.refusal) {
+    whyNoBmc = bmc->second.refusal->message();
+  }
+  return SystemComparison().Compare(file, whyNoBmc);
 }
 
 }  // namespace Planning

@@ -45,18 +45,20 @@ void AddOnce(std::vector<std::string>& lines, const std::string& line);
 [[nodiscard]] Configuration WithTakenValues(const Configuration& file, const Configuration& machine,
                                             const std::vector<TakenValue>& taken);
 
-/// The same for the file at `path`, whose settings are `file`, where the machine behind `target`
-/// has BIOS settings that it does not name: a restore finds them under other keys, or not at all.
-[[nodiscard]] Configuration AsRead(const std::string& path, const Configuration& file,
-                                   const Configuration& machine, Mode mode, const Mounts& target);
+/// The same for a file with the settings `file`, where the machine behind `target` has BIOS
+/// settings that it does not name: a restore finds them under other keys, or not at all.
+[[nodiscard]] Configuration AsRead(const Configuration& file, const Configuration& machine,
+                                   Mode mode, const Mounts& target);
 
 /// One way in which the [SYSTEM] section of a file does not fit the mounted target.
 struct SystemMismatch {
   int error;  ///< 1042 to 1045; 0: a restore goes on all the same
   std::string text;
+  bool isUncompared = false;  ///< nobody can compare it, and the restore does not need to
 };
 
-/// All of them.
-[[nodiscard]] std::vector<SystemMismatch> SystemMismatches(const std::string& file);
+/// All of them. A restore in mode bios does not depend on the version of a BMC that is not mounted.
+[[nodiscard]] std::vector<SystemMismatch> SystemMismatches(const std::string& file, Mode mode,
+                                                           const Mounts& mounts);
 
 }  // namespace Planning

@@ -6,6 +6,7 @@
 
 #include "plan/Configuration.h"
 #include "plan/FileCheck.h"
+#include "plan/SourceFile.h"
 
 namespace Planning {
 
@@ -15,6 +16,7 @@ struct Request {
   std::string file;               ///< a configuration file of either form, for the restore to read
   std::string target;             ///< the server for people who have not named it; else empty
   Configuration wanted;           ///< what that file holds
+  std::vector<SourceFile> files;  ///< where it is from
   std::vector<Finding> findings;  ///< what it tells by itself
   std::vector<std::string> lost;  ///< what of it no restore can keep, a sentence each
   Mode mode = ModeAll;
@@ -28,8 +30,10 @@ struct Request {
   std::optional<Configuration> present;  ///< what the server has, where that is known already
 };
 
-/// The request for a file as it is. Without a mode it is the one that covers what the file holds.
+/// The request for a file as it is; people call it `name`, or by its path. Without a mode it is the
+/// one that covers what the file holds.
 /// \throws Failure, ResultStatus  as ConfigurationFile.
-[[nodiscard]] Request RequestOfFile(const std::string& path, std::optional<Mode> mode);
+[[nodiscard]] Request RequestOfFile(const std::string& path, std::optional<Mode> mode,
+                                    const std::string& name = "");
 
 }  // namespace Planning

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "plan/Failure.h"
+
 namespace Planning {
 namespace {
 
@@ -32,6 +34,19 @@ Configuration Selection::Of(const Configuration& whole) const {
     part.Add(setting);
   }
   return part;
+}
+
+void Selection::ThrowIfIdle(const Configuration& whole) const {
+  for (const std::string& pattern : only) {
+    const bool isBusy = std::ranges::any_of(whole.Settings(), [&](const Setting& setting) {
+      return Matches({pattern}, setting.section, setting.Name());
+    });
+    if (isBusy) continue;
+    throw Failure(Failure::Kind::Usage,
+                  "\"" + pattern +
+                      "\" fits no setting; patterns are of SECTION::KEY, for example "
+                      "\"POWER::*\" or \"BIOS::Main*\"");
+  }
 }
 
 }  // namespace Planning

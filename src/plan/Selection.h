@@ -19,6 +19,10 @@ struct Selection {
   /// The settings that are covered. Sections that lose all of theirs go with them; [SYSTEM] stays
   /// unless it is taken out by name, since it says where the file is from.
   [[nodiscard]] Configuration Of(const Configuration& whole) const;
+
+  /// A pattern that selects nothing is a mistyped one, and what it was meant for would pass for
+  /// looked at. \throws Failure  `only` has one that fits no setting of `whole`.
+  void ThrowIfIdle(const Configuration& whole) const;
 };
 
 }  // namespace Planning

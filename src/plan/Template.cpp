@@ -59,6 +59,8 @@ std::string FilledLine(std::string_view line, const Variables& variables, const 
   return filled;
 }
 
+}  // namespace
+
 bool IsBaseline(std::string_view text) {
   constexpr std::string_view kMark = "\xEF\xBB\xBF";
   if (text.starts_with(kMark)) text.remove_prefix(kMark.size());
@@ -66,8 +68,6 @@ bool IsBaseline(std::string_view text) {
   while (first.ends_with('\r') || first.ends_with(' ')) first.remove_suffix(1);
   return first == kBaselineLine;
 }
-
-}  // namespace
 
 std::string Filled(const std::string& text, const std::string& name, const Variables& variables) {
   if (!IsBaseline(text)) return text;
@@ -81,6 +81,17 @@ std::string Filled(const std::string& text, const std::string& name, const Varia
     start = end + 1;
   }
   return filled;
+}
+
+std::string AsBaseline(const std::string& text) {
+  std::string baseline = std::string(kBaselineLine) + "\n";
+  bool isComment = false;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (at == 0 || text[at - 1] == '\n') isComment = text[at] == ';';
+    if (text[at] == '$' && !isComment) baseline += '$';
+    baseline += text[at];
+  }
+  return baseline;
 }
 
 void AddVariables(const std::vector<std::string>& texts, Variables& variables) {

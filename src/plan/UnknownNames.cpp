@@ -1,6 +1,7 @@
 #include "plan/UnknownNames.h"
 
 #include <algorithm>
+#include <cctype>
 #include <set>
 #include <string>
 
@@ -71,6 +72,26 @@ std::vector<std::string> KeysOf(const Configuration& present, const std::string&
   return keys;
 }
 
+/// The name of a section without its numbers: the same for all instances.
+std::string Unnumbered(std::string section) {
+  std::erase_if(section, [](unsigned char byte) { return std::isdigit(byte) != 0; });
+  return section;
+}
+
+/// True when another instance of the setting's section has its key.
+bool AnotherHas(const Configuration& present, const Setting& setting) {
+  const std::string section = Unnumbered(setting.section);
+  return std::ranges::any_of(present.Settings(), [&](const Setting& other) {
+    return other.key == setting.key && Unnumbered(other.section) == section;
+  });
+}
+
+bool IsInCatalogue(const std::string& section) {
+  return std::ranges::any_of(SDK::CatalogueTable(), [&](const SDK::CatalogueSection& known) {
+    return IsInstanceOf("[" + section + "]", known.name);
+  });
+}
+
 std::uint32_t LineOf(const Configuration& file, const std::string& section) {
   const auto first = std::ranges::find(file.Settings(), section, &Setting::section);
   return first == file.Settings().end() ? 0 : first->line;
@@ -83,11 +104,7 @@ std::vector<Finding> UnknownAnywhere(const Configuration& file) {
   std::set<std::string> unknown;
   for (const std::string& section : file.Sections()) {
     if (section.empty() || IsBiosSection(section)) continue;
-    const bool isKnown =
-        std::ranges::any_of(SDK::CatalogueTable(), [&](const SDK::CatalogueSection& known) {
-          return IsInstanceOf("[" + section + "]", known.name);
-        });
-    if (isKnown) continue;
+    if (IsInCatalogue(section)) continue;
     unknown.insert(section);
     findings.push_back(Unknown(LineOf(file, section),
                                UnknownSection(section, "to every server", SectionsLike(section))));
@@ -103,22 +120,44 @@ std::vector<Finding> UnknownAnywhere(const Configuration& file) {
   return findings;
 }
 
-std::vector<Finding> UnknownOnServer(const Request& request, const Configuration& present) {
-  if (request.mode == ModeBmc) return {};
-  std::vector<Finding> findings;
-  for (const std::string& section : request.wanted.Sections()) {
-    if (!IsBiosSection(section) || IsBootOrder(section) || present.HasSection(section)) continue;
-    findings.push_back(Unknown(LineOf(request.wanted, section),
-                               UnknownSection(section, "to this server", present.Sections())));
+std::vector<Finding> UnknownOnServer(const Request& request, const Configuration& present,
+                                     const std::vector<RecordedWrite>& writes) {
+  std::set<std::string> written;
+  for (const RecordedWrite& write : writes) {
+    if (const auto name = NameOfBmcPath(write.path)) written.insert(name->Text());
   }
+  const auto isAsked = [&](const std::string& section) {
+    if (section == "SYSTEM" || IsBootOrder(section)) return false;
+    if (IsBiosSection(section)) return request.mode != ModeBmc;
+    // What no server has is told already.
+    return request.isPart && request.mode != ModeBios && IsInCatalogue(section);
+  };
+  const auto isKnown = [&](const Setting& setting) {
+    const bool isTold =
+        !IsBiosSection(setting.section) && SDK::FormOf(setting.section, setting.key) == nullptr;
+    return isTold || present.Find(setting.section, setting.key) != nullptr ||
+           written.contains(setting.Name()) ||
+           (setting.isOfWildcard && AnotherHas(present, setting));
+  };
+  std::vector<Finding> findings;
+  std::set<std::string> told;
   for (const Setting& setting : request.wanted.Settings()) {
     const std::string& section = setting.section;
-    if (!IsBiosSection(section) || IsBootOrder(section) || !present.HasSection(section) ||
-        present.Find(section, setting.key) != nullptr) {
+    if (!isAsked(section) || isKnown(setting)) continue;
+    if (present.HasSection(section)) {
+      findings.push_back(
+          Unknown(setting.line, UnknownKey(setting, "to this server", KeysOf(present, section))));
+    } else if (told.insert(section).second) {
+      findings.push_back(
+          Unknown(setting.line, UnknownSection(section, "to this server", present.Sections())));
+    }
+  }
+  for (const std::string& section : request.wanted.Sections()) {
+    // Also one without any key.
+    if (!isAsked(section) || present.HasSection(section) || !request.wanted.Of(section).empty()) {
       continue;
     }
-    findings.push_back(
-        Unknown(setting.line, UnknownKey(setting, "to this server", KeysOf(present, section))));
+    findings.push_back(Unknown(0, UnknownSection(section, "to this server", present.Sections())));
   }
   return findings;
 }

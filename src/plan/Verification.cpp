@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 #include "plan/Change.h"
 #include "plan/Compare.h"
+#include "plan/HostsOwn.h"
 #include "plan/Rehearsal.h"
 
 namespace Planning {
@@ -20,33 +22,54 @@ bool IsWritten(const Setting& setting, Mode mode) {
   return mode != ModeBios;
 }
 
+/// What of the file tells nothing, and the server therefore keeps as it is, by path.
+std::set<std::string> KeptOf(const Configuration& file, const Configuration& present,
+                             const Server& server) {
+  SDK::SettingMap settings;
+  for (const Setting& wanted : file.Settings()) {
+    const Setting* now = present.Find(wanted.section, wanted.key);
+    const bool isAsked = now != nullptr && TellsNothing(wanted.value) && !SameValue(wanted, *now);
+    if (isAsked && now->path.starts_with("/BMC/")) settings.emplace(now->path, wanted.value);
+  }
+  std::set<std::string> kept;
+  if (settings.empty()) return kept;
+  for (const SDK::WriteForesight& foreseen : server.Foresee(settings)) {
+    if (foreseen.kind == SDK::WriteForesight::Kind::Keeps) kept.insert(foreseen.path);
+  }
+  return kept;
+}
+
 }  // namespace
 
 bool Verification::IsAsWanted() const {
   return std::ranges::all_of(missed, &Missed::isReadOnly);
 }
 
-Verification Verify(const Configuration& file, Mode mode, const Server& server,
-                    const std::string& path) {
+Verification Verify(const Configuration& wanted, Configuration present, Mode mode,
+                    const Server& server) {
   Verification verification;
-  verification.present = ConfigurationOfTarget(mode);
-  const Configuration asRead = AsRead(path, file, verification.present, mode, server.Providers());
+  verification.present = std::move(present);
+  const Configuration asRead = AsRead(wanted, verification.present, mode, server.Providers());
   server.ThrowIfSilent();
   if (mode != ModeBmc) verification.messages = server.BootMessages();
   std::set<std::string> waiting;
   for (const SDK::BootMessage& message : verification.messages) {
     if (message.isWaiting) waiting.insert(message.path);
   }
-  for (const Setting& wanted : asRead.Settings()) {
-    if (!IsWritten(wanted, mode)) continue;
-    ++verification.compared;
-    const Setting* present = verification.present.Find(wanted.section, wanted.key);
-    const bool waits = present != nullptr && waiting.contains(present->path);
-    if (present != nullptr && !waits && SameValue(wanted, *present)) continue;
-    verification.missed.push_back({wanted.section, wanted.key, wanted.value, std::nullopt});
-    if (present == nullptr) continue;
-    verification.missed.back().present = present->value;
-    verification.missed.back().isReadOnly = !waits && IsReadOnly(present->path);
+  const std::set<std::string> kept = KeptOf(asRead, verification.present, server);
+  const Configuration own = HostsOwn(asRead, verification.present);
+  for (const Setting& setting : asRead.Settings()) {
+    const Setting* now = verification.present.Find(setting.section, setting.key);
+    if (!IsWritten(setting, mode) || (now != nullptr && kept.contains(now->path))) continue;
+    const bool isOwn = own.Find(setting.section, setting.key) != nullptr;
+    if (!isOwn) ++verification.compared;
+    const bool waits = now != nullptr && waiting.contains(now->path);
+    if (now != nullptr && !waits && SameValue(setting, *now)) continue;
+    auto& list = isOwn ? verification.own : verification.missed;
+    list.push_back({setting.section, setting.key, setting.value, std::nullopt});
+    if (now == nullptr) continue;
+    list.back().present = now->value;
+    list.back().isReadOnly = !waits && IsReadOnly(now->path);
   }
   return verification;
 }

@@ -24,6 +24,7 @@ struct Verification {
   };
   std::size_t compared = 0;
   std::vector<Missed> missed;
+  std::vector<Missed> own;  ///< likewise, of what a restore never writes
   /// True when nothing is missed that a restore could have written.
   [[nodiscard]] bool IsAsWanted() const;
 
@@ -31,10 +32,8 @@ struct Verification {
   Configuration present;                   ///< what the server has
 };
 
-/// Compares what a restore of `file` in `mode` writes with the server. `path` is where the file is:
-/// what a restore takes from other keys of it is compared under those that the server has.
-/// \throws ResultStatus  the server cannot be read.
-[[nodiscard]] Verification Verify(const Configuration& file, Mode mode, const Server& server,
-                                  const std::string& path);
+/// Compares what a restore of `wanted` in `mode` writes with the server, which has `present`.
+[[nodiscard]] Verification Verify(const Configuration& wanted, Configuration present, Mode mode,
+                                  const Server& server);
 
 }  // namespace Planning

@@ -24,10 +24,11 @@ class ReportedRestore final : public SDK::SaveRestore {
 };
 
 /// Runs the module's restore. \throws what it throws; the password is wiped in any case.
-void RestoreNow(const Request& request, Mode mode, const std::string& password,
+void RestoreNow(const Plan& plan, Mode mode, const std::string& password,
                 std::vector<std::string>& skipped) {
+  const Request& request = plan.request;
   SDK::SavenRestoreOptions options = OptionsFor(request.file, mode);
-  options.skipSystemCheck = request.skipSystemCheck;
+  options.skipSystemCheck = request.skipSystemCheck || !plan.uncompared.empty();
   options.skipBootOrder = request.skipBootOrder;
   password.copy(options.password, sizeof options.password - 1);
   struct Wipe {
@@ -41,10 +42,10 @@ bool IsOfBios(const SDK::WriteNote& note) {
   return note.path.starts_with("/BIOS/");
 }
 
-void RestoreKeepingFailure(const Request& request, Mode mode, const std::string& password,
+void RestoreKeepingFailure(const Plan& plan, Mode mode, const std::string& password,
                            const Server& server, Written& written) {
   try {
-    RestoreNow(request, mode, password, written.skipped);
+    RestoreNow(plan, mode, password, written.skipped);
   } catch (const ResultStatus& thrown) {
     written.failure = thrown;
   }
@@ -53,7 +54,7 @@ void RestoreKeepingFailure(const Request& request, Mode mode, const std::string&
                               written.failure->getval() == ErrorManager::WritesRefused &&
                               std::ranges::none_of(written.notes, IsOfBios);
   if (mode != ModeAll || !onlyBmcRefused) return;
-  RestoreKeepingFailure(request, ModeBios, password, server, written);
+  RestoreKeepingFailure(plan, ModeBios, password, server, written);
 }
 
 /// Mounts the server itself when the scope ends, however it ends.
@@ -77,7 +78,7 @@ Written Write(const Plan& plan, const std::string& password, const Server& serve
   }));
   const MountedAgain again{server.Providers()};
   const AheadView ahead(server.Providers());
-  RestoreKeepingFailure(plan.request, plan.request.mode, password, server, written);
+  RestoreKeepingFailure(plan, plan.request.mode, password, server, written);
   if (plan.request.isPart) written.skipped.clear();
   return written;
 }

@@ -46,6 +46,7 @@ struct WriteForesight {
     Locked,         ///< nobody can change it while others have the values that they will have
     NeedsRestart,   ///< the server takes it once it has restarted with the rest, and not before
     Unfit,          ///< what a file says of the settings below the path cannot be told
+    Keeps,          ///< it is not written, whatever the value; no fault of whoever wants it
   };
   std::string path;
   Kind kind;

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <functional>
 
 #include "common/Wipe.h"
 #include "plan/Failure.h"
@@ -81,12 +82,24 @@ void ReadKey(const std::string& file, const Frontend& frontend, std::string& key
   }
 }
 
+std::function<void()> CheckpointOf(const OpenRequest& request) {
+  return [&frontend = request.frontend] { frontend.ThrowIfInterrupted(); };
+}
+
+/// Opens the BMC of the machine that the program runs on.
+Planning::Mounts OpenDevice(const OpenRequest& request) {
+  Ipmi::LocalAddress address;
+  address.device = request.place;
+  if (request.patience) address.patience = *request.patience;
+  address.checkpoint = CheckpointOf(request);
+  const auto provider = std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenLocal(address));
+  return {{"BMC", {provider}}, {"SMBIOS", {provider, true}}};
+}
+
 Planning::Mounts Open(const OpenRequest& request) {
-  if (request.place.starts_with('/')) {  // a device of the kernel
-    const auto provider = std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenLocal(request.place));
-    return {{"BMC", {provider}}, {"SMBIOS", {provider, true}}};
-  }
+  if (request.place.starts_with('/')) return OpenDevice(request);
   Ipmi::RemoteAddress address = AddressOf(request.place);
+  address.checkpoint = CheckpointOf(request);
   address.workarounds = request.options.ValuesOf(kWorkaround);
   CheckWorkarounds(address.workarounds);
   if (request.options.Has(kCipherSuite)) {
@@ -100,9 +113,7 @@ Planning::Mounts Open(const OpenRequest& request) {
     ReadKey(request.options.ValueOf(kKeyFile), request.frontend, address.bmcKey);
   }
   request.frontend.ReadPassword(address.user, Ipmi::kLongestPassword, address.password);
-  Ipmi::Patience patience;
-  patience.checkpoint = [&frontend = request.frontend] { frontend.ThrowIfInterrupted(); };
-  const auto provider = std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address), patience);
+  const auto provider = std::make_shared<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address));
   return {{"BMC", {provider}}, {"SMBIOS", {provider, true}}};
 }
 

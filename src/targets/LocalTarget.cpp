@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "common/ErrorManager.h"
 #include "common/Logger.h"
 #include "common/ResultStatus.h"
 #include "plan/Failure.h"
@@ -39,6 +40,8 @@ Planning::Mounts Open(const OpenRequest& request) {
   try {
     mounts["BMC"] = request.frontend.Open(LocalBmc()).at("BMC");
   } catch (const ResultStatus& failure) {
+    const bool isRefused = failure.getval() == ErrorManager::NotPermitted;
+    if (isRefused) mounts["BMC"] = Planning::Refused(failure);
     WarnOfNoBmc(failure.message());
   } catch (const Planning::Failure& failure) {
     WarnOfNoBmc(failure.what());

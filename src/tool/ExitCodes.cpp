@@ -12,6 +12,8 @@ constexpr auto kExitTable = std::to_array<ExitRow>({
     {ExitDone, "done, and all is as wanted"},
     {ExitDifferent, "some setting differs, was not applied, or needs a look"},
     {ExitFailed, "failed; a save has then written nothing"},
+    {ExitTakenBack, "nobody kept the write, or it cut the way: all is as before"},
+    {ExitNotTakenBack, "it was to be taken back, and that has failed"},
     {ExitUsage, "the command line is wrong"},
     {ExitBadInput, "an input file is malformed"},
     {ExitNoInput, "an input file does not exist"},

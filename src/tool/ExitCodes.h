@@ -14,6 +14,8 @@ enum ExitCode : int {
   ExitDone = 0,
   ExitDifferent = 1,
   ExitFailed = 2,
+  ExitTakenBack = 3,
+  ExitNotTakenBack = 4,
   ExitUsage = 64,
   ExitBadInput = 65,
   ExitNoInput = 66,

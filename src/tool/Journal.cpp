@@ -80,7 +80,7 @@ JournalRecord JournalRecordOf(const HistoryRecord& write, bool withValues) {
     record.push_back("SAVERESTORE_SUDO_USER=" + before);
   }
   if (write.number != 0) record.push_back("SAVERESTORE_NUMBER=" + std::to_string(write.number));
-  for (const HistoryRecord::File& file : write.files) {
+  for (const Planning::SourceFile& file : write.files) {
     record.push_back("SAVERESTORE_FILE=" + file.name);
   }
   if (!withValues) return record;

@@ -20,15 +20,15 @@ function expect(holds, what) {
 // --- Fleets: a list of [server, document]
 
 const system = (at) => ({ BIOSVersion: at % 9 ? "C41200.04.17.0031" : "C41200.04.12.0004", FWBootVersion: "0.18" });
-const setting = (section, key, wanted, found) => ({ section, key, file: wanted, machine: found });
+const setting = (section, key, file, machine, file_text = "", machine_text = "") => ({ section, key, file, file_text, machine, machine_text });
 const verified = (at, different, messages = []) => ({
   schema: "saverestore-verify/1", file: "base.ini", mode: "all", compared: 48, system: system(at), different, messages,
 });
 
 function fleet() {
-  const quiet = setting("BIOS::Main", "Quiet Boot", "1", "0");
+  const quiet = setting("BIOS::Main", "Quiet Boot", "1", "0", "Enabled", "Disabled");
   const power = setting("POWER", "PowerRestorePolicy", "RESTORE", "OFF");
-  const threads = setting("BIOS::Processor Configuration", "Hyper-Threading Tech", "1", "0");
+  const threads = setting("BIOS::Processor Configuration", "Hyper-Threading Tech", "1", "0", "Enabled", "Disabled");
   const waits = { setting: "POWER::PowerRestorePolicy", time: "", fault: false, waiting: true, text: "waits for the boot" };
   return Array.from({ length: 40 }, (_, at) => {
     const name = `web-${String(at + 1).padStart(2, "0")}`;
@@ -46,7 +46,7 @@ function fleet() {
 function large(servers) {
   return Array.from({ length: servers }, (_, at) => [`node-${at + 1}`, verified(at, Array.from({ length: 6 }, (_, n) => {
     const which = (at * 7 + n * 97) % 600;
-    return setting(`BIOS::Menu ${which % 24}`, `Setting ${which}`, "1", "0");
+    return setting(`BIOS::Menu ${which % 24}`, `Setting ${which}`, "1", "0", "Enabled", "Disabled");
   }))]);
 }
 

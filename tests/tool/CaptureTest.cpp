@@ -17,6 +17,7 @@ namespace Test {
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::AllOf;
 using ::testing::AnyOf;
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -269,12 +270,32 @@ TEST_F(LocalTest, AUserWhoMayNotReadASettingGetsNoFile) {
   fs::permissions(PathOf(""), fs::perms::all);
   const std::string nobody =
       "env " + Environment() + " setpriv --reuid=65534 --regid=65534 --clear-groups";
-  for (const char* command : {"save x.ini", "machine capture x.json"}) {
-    const Outcome outcome = Run(std::string("--target local ") + command, nobody);
-    EXPECT_EQ(outcome.exitCode, 77) << outcome.err;
-    EXPECT_THAT(outcome.err, HasSubstr("Tag/current_value"));
-  }
+  const auto expectRefused = [&](const std::string& command, const char* file) {
+    const Outcome outcome = Run("--target local " + command, nobody);
+    EXPECT_EQ(outcome.exitCode, 77) << command << outcome.err;
+    EXPECT_THAT(outcome.err, HasSubstr(file)) << command;
+  };
+  expectRefused("save x.ini", "Tag/current_value");
+  expectRefused("machine capture x.json", "Tag/current_value");
   EXPECT_FALSE(fs::exists(PathOf("x.ini")) || fs::exists(PathOf("x.json")));
+
+  // Who may use all but the BMC has the BIOS, and nothing that passes for the whole.
+  ASSERT_EQ(Run("--target local save x.ini", Environment()).exitCode, 0);
+  fs::permissions(host_.ValueFile("board", "Tag"), fs::perms::all);
+  fs::permissions(PathOf("x.ini"), fs::perms::all);
+  const std::string device = (host_.Sysfs() / "ipmi0").string();
+  WriteText(device, "");
+  fs::permissions(device, fs::perms::none);
+  for (const char* command : {"save y.ini", "save --mode bmc y.ini", "machine capture y.json",
+                              "restore --yes --mode all x.ini"}) {
+    expectRefused(command, device.c_str());
+  }
+  ASSERT_EQ(Run("--target local save --mode bios y.ini", nobody).exitCode, 0);
+  const Outcome restored =
+      Run("--target local restore --yes --no-backup --mode bios y.ini", nobody);
+  EXPECT_EQ(restored.exitCode, 0) << restored.err;
+  EXPECT_THAT(restored.err, AllOf(HasSubstr("FWOpcodeVersion is not compared"),
+                                  HasSubstr("run the command as root")));
 }
 
 TEST_F(LocalTest, AMachineWithoutFirmwareFilesIsSavedAndCapturedWithAWarning) {

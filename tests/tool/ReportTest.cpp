@@ -41,8 +41,10 @@ TEST_F(ReportTest, TheFirstLineCountsWhatThereIs) {
         "present": "OFF", "reason": "the machine keeps its value"},
        {"section": "POWER", "key": "Delay", "outcome": "applied", "wanted": "1", "present": "1",
         "reason": ""}])");
+  Document("i", "verify/1", R"("messages": [], "different":
+      [{"section": "POWER", "key": "Model", "file": "1", "machine": "2", "read_only": true}])");
   EXPECT_EQ(Run("report out.html run").out,
-            "2 of 8 servers are as wanted; 1 did not answer; 1 failed; 4 differ in 3 ways; 2 wait "
+            "3 of 9 servers are as wanted; 1 did not answer; 1 failed; 4 differ in 3 ways; 2 wait "
             "for a boot.\n");
   EXPECT_EQ(ModeBits(PathOf("out.html")), 0600U);
   const std::string page = ReadText(PathOf("out.html"));
@@ -55,6 +57,20 @@ TEST_F(ReportTest, TheFirstLineCountsWhatThereIs) {
   std::filesystem::create_directory(PathOf("then"));
   std::filesystem::copy_file(PathOf("run/a.json"), PathOf("then/b.json"));
   EXPECT_EQ(Run("report two.html run/b.json then/b.json").out, "b is as wanted.\n");
+}
+
+TEST_F(ReportTest, WhatTheToolPrintsHasTextsAndVersions) {
+  const std::string target = "--target " + Example("caldra") + " ";
+  WriteText(PathOf("base.ini"), "[BIOS::Main]\nQuiet Boot=0\n");
+  std::filesystem::create_directory(PathOf("run"));
+  WriteText(PathOf("run/a.json"), Run(target + "verify --json base.ini").out);
+  EXPECT_EQ(Run("report out.html run").out, "a differs in 1 setting.\n");
+  const std::string page = ReadText(PathOf("out.html"));
+  EXPECT_THAT(page, HasSubstr("<bdi>Enabled (1)</bdi> → <bdi>Disabled (0)</bdi>"));
+  EXPECT_THAT(page, HasSubstr("BIOSVersion"));
+  EXPECT_THAT(Run(target + "diff --json base.ini").out, HasSubstr("\"file_text\": \"Disabled\""));
+  EXPECT_THAT(Run(target + "save --json x.ini").out,
+              HasSubstr("\"platform\": \"CALDRA_PLATFORM\""));
 }
 
 TEST_F(ReportTest, NoTextOfAServerBecomesMarkup) {

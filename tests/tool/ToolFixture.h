@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -16,6 +17,8 @@
 #include "support/Paths.h"
 #include "support/TestEngine.h"
 #include "support/ToolRun.h"
+#include "tool/ExitCodes.h"
+#include "tool/commands/RestoreCommand.h"
 
 /// The real program, run as a script or a person runs it.
 namespace Test {
@@ -98,6 +101,22 @@ inline std::string TerminalOutput(const std::vector<std::string>& arguments,
     execl("/bin/sh", "sh", "-c", (command + redirection).c_str(), nullptr);
   };
   return OnTerminal(program, typed, exitCode, meanwhile);
+}
+
+/// Ends the process as the tool does.
+[[noreturn]] inline void RestoreAndExit(const Tool::RestoreRequest& request) {
+  try {
+    _exit(RunRestore(request, Tool::Messages(Tool::Verbosity::Quiet)));
+  } catch (const Tool::ToolError& fault) {
+    std::fputs(fault.what(), stderr);
+    _exit(fault.code);
+  }
+}
+
+/// As a script does, which has no terminal.
+[[noreturn]] inline void RestoreAsAScript(const Tool::RestoreRequest& request) {
+  setsid();
+  RestoreAndExit(request);
 }
 
 }  // namespace Test

@@ -241,7 +241,7 @@ TEST_F(ToolTest, EveryExitCodeStandsInHelpReadmeAndManual) {
     EXPECT_THAT(readme, HasSubstr("| " + code + " | " + line)) << "README";
     EXPECT_THAT(manual, HasSubstr("\n.B " + code + "\n" + line)) << "manual page";
   }
-  EXPECT_EQ(rows, 8);
+  EXPECT_EQ(rows, 10);
 }
 
 TEST_F(ToolTest, QuietSaysNothingAndVerboseNamesEveryQuery) {

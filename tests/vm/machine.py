@@ -13,6 +13,12 @@ FIRMWARE = "/usr/share/OVMF/OVMF_CODE.fd"
 EMPTY_VARIABLES = "/usr/share/OVMF/OVMF_VARS.fd"
 
 
+def expect(what, is_so):
+    print(f"- {what}: {is_so}", flush=True)
+    if not is_so:
+        raise AssertionError(f"not so: {what}")
+
+
 def free_port(kind):
     with socket.socket(socket.AF_INET, kind) as probe:
         probe.bind(("127.0.0.1", 0))
@@ -65,6 +71,13 @@ set_working_mc 0x20
             emu.write("mc_setbmc 0x20\nmc_add 0x20 0 no-device-sdrs 0x23 9 8 0x9f 0x1291 0xf02\nmc_enable 0x20\n")
         self.start(["ipmi_sim", "-c", "lan.conf", "-f", "bmc.emu", "-s", "bmc", "-n"], folder, "bmc.log")
 
+    def lets_in(self):
+        """Whether an administrator outside gets in over the network."""
+        try:
+            return bool(self.ask("mc", "info"))
+        except subprocess.CalledProcessError:
+            return False
+
     def ask(self, *command):
         """What ipmitool reads over the network, as an administrator outside does."""
         return subprocess.run(["ipmitool", "-I", "lanplus", "-H", "127.0.0.1", "-p", str(self.lan), "-U", "admin",
@@ -72,14 +85,14 @@ set_working_mc 0x20
 
 
 class Machine(Process):
-    """A server with a disk, and UEFI variables in the file `variables`, if it has a BMC, too."""
+    """A server with a disk, and if it has a BMC, with systemd and UEFI variables in the file `variables`, too."""
 
     def __init__(self, folder, bmc=None, disk=("-drive", "if=virtio,format=raw,file=disk")):
         self.folder = folder
         self.variables = f"{folder}/variables"
         command = ["qemu-system-x86_64", "-accel", "tcg", "-machine", "q35", "-m", "512", "-nodefaults",
                    "-no-user-config", "-display", "none", "-kernel", "../vmlinuz", "-initrd", "../initrd",
-                   "-append", "console=ttyS0 loglevel=4 panic=-1",
+                   "-append", "console=ttyS0 loglevel=4 panic=-1" + (" systemd.unit=shell.service" if bmc else ""),
                    "-smbios", "type=0,vendor=Firmware in a box,version=VM.1.2.3",
                    "-smbios", "type=11,value=Dell System",  # for its driver
                    "-acpitable", "file=../think-lmi.aml", "-acpitable", "file=../dell-wmi-sysman.aml",

@@ -7,8 +7,10 @@ import os
 import struct
 import sys
 
+import drivers
 import machine
 import powercut
+from machine import expect
 
 LOCAL = "saverestore --target local"
 EFIVARS = "/sys/firmware/efi/efivars"
@@ -28,12 +30,6 @@ def set_variable(vm, name, data):
 def boot_order(vm):
     data = vm.variable("BootOrder")
     return list(struct.unpack(f"<{len(data) // 2}H", data))
-
-
-def expect(what, is_so):
-    print(f"- {what}: {is_so}", flush=True)
-    if not is_so:
-        raise AssertionError(f"not so: {what}")
 
 
 def without_a_bmc(vm, _):
@@ -71,7 +67,7 @@ def edit_and_restore(vm, bmc):
            " -e s/^AccessMode=ALWAYS/AccessMode=SHARED/ -e s/^WakeOnLAN=Enable/WakeOnLAN=Disable/"
            " -e s/^Auto-On.Hour=6/Auto-On\\ Hour=17/ -e s/^Asset.Tag=rack.7/Asset\\ Tag=rack\\ 9/"
            " -e 's/^UiApp=1/UiApp=4/' -e 's/^Network=4/Network=1/' before.ini >wanted.ini")
-    vm.run(f"{LOCAL} restore --yes wanted.ini", says=["86 unchanged, 5 applied, 3 pending", " 0 not applied"])
+    vm.run(f"{LOCAL} restore --yes wanted.ini", says=["88 unchanged, 5 applied, 3 pending", " 0 not applied"])
     vm.run(f"{LOCAL} verify wanted.ini")
     expect("ipmitool reads the power policy", "always-on" in bmc.ask("chassis", "status"))
     expect("ipmitool reads the retry interval", "300" in bmc.ask("sol", "info", "1"))
@@ -89,8 +85,8 @@ def after_a_reboot(vm, bmc):
     vm.reboot()
     load_drivers(vm)
     # These firmware settings are as new after a boot; the BMC and the UEFI variables keep theirs.
-    vm.run(f"{LOCAL} verify wanted.ini", code=1, says=["Asset Tag", "Auto-On Hour", "WakeOnLAN", "91 of 94"])
-    vm.run(f"{LOCAL} restore --yes before.ini", says="89 unchanged, 5 applied, 0 pending")
+    vm.run(f"{LOCAL} verify wanted.ini", code=1, says=["Asset Tag", "Auto-On Hour", "WakeOnLAN", "93 of 96"])
+    vm.run(f"{LOCAL} restore --yes before.ini", says="91 unchanged, 5 applied, 0 pending")
     vm.run(f"{LOCAL} verify before.ini")
     expect("ipmitool reads the power policy", "previous" in bmc.ask("chassis", "status"))
     expect("the flash has the boot order", boot_order(vm) == [0, 1, 2, 3])
@@ -108,8 +104,21 @@ def administrator_password(vm, _):
     vm.run(f"{LOCAL} verify wanted.ini")
 
 
-# Here comes what takes a restore back ("undo"), and a restore whose network side is cut while it waits
-# for a confirmation: the BMC's LAN port is `bmc.lan`.
+def a_write_that_cuts_the_network(vm, bmc):
+    write = f"{LOCAL} apply --yes --allow-lockout --set USERS::USER2::GlobalUserStatus=DISABLE --confirm 20 >told 2>&1"
+    vm.run(f"echo '{write}' >login && systemctl start login")
+    vm.run("until grep unless told; do sleep 1; done", says="unless within 20 seconds")
+    expect("nobody gets in over the network", not bmc.lets_in())
+    vm.run("systemctl list-units --no-legend 'saverestore*'", says="Takes a configuration back unless it is kept")
+    vm.run("systemctl stop login && ! systemctl is-active login && cat told", says="interrupted")
+    vm.run(f"until {LOCAL} history | grep ', taken back:'; do sleep 1; done", says="nobody kept it within 20 seconds")
+    expect("an administrator gets in again", bmc.lets_in())
+    vm.run("journalctl -t saverestore -o cat | tail -n 1", says="apply of local by root: 1 change, taken back")
+
+
+def second_reboot(vm, _):
+    vm.reboot()
+    load_drivers(vm)
 
 
 def main():
@@ -120,7 +129,9 @@ def main():
             machine.Machine(f"{folder}/server", bmc) as vm:
         powercut.keep_busy(busy)
         for scenario in (without_a_bmc, without_efi_variables, first_save, not_root, edit_and_restore,
-                         read_only_efi_variables, after_a_reboot, administrator_password):
+                         read_only_efi_variables, after_a_reboot, administrator_password,
+                         a_write_that_cuts_the_network,
+                         *drivers.BEFORE_A_BOOT, second_reboot, *drivers.AFTER_A_BOOT):
             print(f"\n== {scenario.__name__.replace('_', ' ')}", flush=True)
             scenario(vm, bmc)
         powercut.cut_power(busy, after_round=12)

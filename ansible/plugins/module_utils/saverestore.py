@@ -100,7 +100,6 @@ class Tool:
         words += self.flags("insecure")
         for name in self.params["ipmi_workarounds"] or []:
             words += ["--ipmi-workaround", name]
-        # A tool that may not ask a person must have an answer, also where there is no password.
         if self.params["bmc_password"] is not None:
             words += ["--bmc-password-fd", str(self.secret(self.params["bmc_password"] + "\n"))]
         if self.params["kg"] is not None:

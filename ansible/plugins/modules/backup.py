@@ -62,7 +62,7 @@ def main():
     tool = Tool(module)
     suffix = os.path.splitext(module.params["dest"])[1]
     path = os.path.join(module.tmpdir, "server" + suffix)
-    outcome = tool.run("save", tool.values("mode") + ["--overwrite", path])
+    outcome = tool.run("save", ["--json"] + tool.values("mode") + ["--overwrite", path])
     if outcome.exit != 0:
         outcome.fail()
     with open(path, "rb") as stream:

@@ -66,15 +66,15 @@ def main():
         supports_check_mode=True)
     tool = Tool(module)
     path = os.path.join(module.tmpdir, "server.ini")
-    outcome = tool.run("save", tool.values("mode") + ["--overwrite", path])
+    outcome = tool.run("save", ["--json"] + tool.values("mode") + ["--overwrite", path])
     if outcome.exit != 0:
         outcome.fail()
     with open(path, "rb") as stream:
         settings = settings_of(stream.read())
     os.unlink(path)
     system = settings.pop("SYSTEM", {})
-    module.exit_json(changed=False, exit=outcome.exit,
-                     ansible_facts=dict(saverestore=dict(system=system, settings=settings)))
+    facts = dict(platform=outcome.document["platform"], system=system, settings=settings)
+    module.exit_json(changed=False, exit=outcome.exit, ansible_facts=dict(saverestore=facts))
 
 
 if __name__ == "__main__":

@@ -53,6 +53,10 @@ different:
       description: The value that the server has; null where it has no such setting.
       type: str
       returned: always
+    read_only:
+      description: Whether nobody can change it. Such a one is no difference for I(as_wanted).
+      type: bool
+      returned: always
 messages:
   description: What the server has left of its last boot, with C(setting), C(time), C(fault) and C(text).
   returned: success or difference
@@ -90,12 +94,14 @@ def main():
     outcome = tool.run("verify", ["--json"] + tool.layer_words())
     if not outcome.has("saverestore-verify"):
         outcome.fail()
-    different = [dict(setting=named(one), wanted=one["file"], present=one["machine"])
+    different = [dict(setting=named(one), wanted=one["file"], present=one["machine"],
+                      read_only=one.get("read_only", False))
                  for one in outcome.document["different"]]
     result = outcome.result(changed=False, as_wanted=outcome.exit == 0, different=different,
                             messages=outcome.document["messages"])
     if outcome.exit != 0 and module.params["fail_on_difference"]:
-        told = ["%(setting)s is %(present)s, wanted is %(wanted)s" % one for one in different]
+        told = ["%(setting)s is %(present)s, wanted is %(wanted)s" % one for one in different
+                if not one["read_only"]]
         module.fail_json(msg="; ".join(told) or outcome.reason(), **result)
     module.exit_json(**result)
 

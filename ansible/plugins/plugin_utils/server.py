@@ -23,6 +23,8 @@ from ansible_collections.saverestore.firmware.plugins.module_utils.saverestore i
 
 # Options that name files which the tool reads.
 FILES = ("cacert", "layers")
+# Documents that tell how a server stands.
+TOLD = ("saverestore-verify", "saverestore-dry-run", "saverestore-restore", "saverestore-failure")
 
 
 class ServerAction(ActionBase):
@@ -36,8 +38,9 @@ class ServerAction(ActionBase):
         self._moved = {}  # the names of files on the controller by those that the host has for them
         task_vars = dict(task_vars or {})
         args = self._with_variables(task_vars)
-        targets = args.get("target", [])
-        if "local" not in (targets if isinstance(targets, list) else str(targets).split(",")):
+        if isinstance(args.get("target"), str):
+            args["target"] = [args["target"]]  # a comma in a name of a file is no list
+        if "local" not in args.get("target", []):
             self._move_to_controller(task_vars)
         result = super().run(tmp, task_vars)
         for option in FILES:
@@ -103,12 +106,12 @@ class ServerAction(ActionBase):
         return wrap_var(json.loads(text))  # texts of a server are no templates
 
     def _keep_document(self, folder, result, task_vars):
-        document = result.get("document")
-        if not document and not result.get("failed"):
+        document = result.get("document") or {}
+        if result.get("failed") and not document:
+            document = {"schema": "saverestore-failure/1", "exit": result.get("exit", 2),
+                        "text": result.get("msg") or "the module did not run"}
+        if document.get("schema", "").split("/")[0] not in TOLD:
             return  # nothing that a report is about
-        document = document or {
-            "schema": "saverestore-failure/1", "exit": result.get("exit", 2),
-            "text": result.get("msg") or "the module did not run"}
         name = quote(task_vars["inventory_hostname"], safe=" ") + ".json"
         write(os.path.join(folder, name),
               json.dumps(document, indent=1).encode())

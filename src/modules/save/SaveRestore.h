@@ -161,8 +161,10 @@ class SaveRestore {
 
   // --- BMC set rules: SetRules.cpp
 
-  /// Decides what becomes of a BMC value that was read from a file: dropped (this product, or LAN
-  /// fail-over, keeps the path to itself), written at once (event filters), or queued.
+  /// True for a path that this product, or LAN fail-over, keeps to itself.
+  [[nodiscard]] bool IsNeverSet(const std::string& path) const;
+  /// Decides what becomes of a BMC value that was read from a file: dropped, written at once (event
+  /// filters), or queued.
   void ExecuteSetQuery(const char* path, const char* value);
   /// Writes the event filter that the status path belongs to, whole, with a new status.
   void ExecuteSetPefFilterQuery(std::string path, std::string value);

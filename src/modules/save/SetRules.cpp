@@ -125,10 +125,13 @@ std::string NodeOf(const std::string& path) {
 
 }  // namespace
 
+bool SaveRestore::IsNeverSet(const std::string& path) const {
+  return IsDropped(path, productName, lanFailOver);
+}
+
 void SaveRestore::ExecuteSetQuery(const char* path, const char* value) {
-  const std::string_view query = path;
-  if (IsDropped(query, productName, lanFailOver)) return;
-  if (Contains(query, "/BMC/PEF/FILTER")) {
+  if (IsNeverSet(path)) return;
+  if (Contains(path, "/BMC/PEF/FILTER")) {
     ExecuteSetPefFilterQuery(path, value);
   } else {
     bmcSetMap.insert_or_assign(path, value);

@@ -31,9 +31,23 @@ bool IsNumberIn(const ValueForm& form, const std::string& value) {
          number <= form.high;
 }
 
+/// Bytes of a text in which a byte that is no printable character is "%" and two hexadecimal
+/// digits.
+std::size_t BytesOf(const std::string& value) {
+  const auto isDigit = [&](std::size_t at) {
+    return at < value.size() && std::isxdigit(static_cast<unsigned char>(value[at])) != 0;
+  };
+  std::size_t bytes = 0;
+  for (std::size_t at = 0; at < value.size(); ++at, ++bytes) {
+    if (value[at] == '%' && isDigit(at + 1) && isDigit(at + 2)) at += 2;
+  }
+  return bytes;
+}
+
 bool IsPrintable(const ValueForm& form, const std::string& value) {
   const unsigned char first = form.kind == ValueForm::Kind::Word ? 0x21 : 0x20;
-  return value.size() <= static_cast<std::size_t>(form.high) &&
+  const std::size_t bytes = form.kind == ValueForm::Kind::Word ? BytesOf(value) : value.size();
+  return bytes <= static_cast<std::size_t>(form.high) &&
          std::ranges::all_of(value,
                              [&](unsigned char byte) { return byte >= first && byte <= 0x7E; });
 }

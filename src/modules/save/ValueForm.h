@@ -13,7 +13,7 @@ struct ValueForm {
     Words,           ///< one of `words`, in any case
     Number,          ///< decimal digits, from `low` to `high`
     Text,            ///< printable ASCII with blanks, at most `high` bytes
-    Word,            ///< printable ASCII without blanks, at most `high` bytes
+    Word,            ///< printable ASCII without blanks, at most `high` bytes; %XX is one
     Ipv4Address,     ///< dotted decimal
     IpAddress,       ///< the same, or IPv6
     HardwareAddress  ///< six bytes in hexadecimal

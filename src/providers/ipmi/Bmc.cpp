@@ -23,6 +23,7 @@ constexpr int kBusyForGood = 3;
 }  // namespace
 
 Answer Bmc::SendPatiently(const Request& request) {
+  if (!busyForGood_.empty()) ErrorManager::Raise(ErrorManager::Unreachable, busyForGood_);
   const auto start = Clock::now();
   for (auto pause = kFirstPause;; pause = std::min(2 * pause, kLongestPause)) {
     Answer answer = transport_->Send(request);
@@ -35,12 +36,12 @@ Answer Bmc::SendPatiently(const Request& request) {
     if (Clock::now() - start + pause > patience_.busy / part) {
       wornOut_.insert(answer.completion);
       if (verdict == Verdict::Busy && ++busyInARow_ == kBusyForGood) {
-        ErrorManager::Raise(
-            ErrorManager::Unreachable,
-            transport_->Name() + ": " + Describe(answer.completion, request.command));
+        busyForGood_ = transport_->Name() + ": " + Describe(answer.completion, request.command);
+        ErrorManager::Raise(ErrorManager::Unreachable, busyForGood_);
       }
       return answer;
     }
+    transport_->Checkpoint();
     std::this_thread::sleep_for(pause);
   }
 }

@@ -17,7 +17,6 @@ namespace Ipmi {
 struct Patience {
   std::chrono::milliseconds busy = std::chrono::seconds(15);   ///< while it says "not now"
   std::chrono::milliseconds settle = std::chrono::seconds(6);  ///< until it shows what it has taken
-  std::function<void()> checkpoint = [] {};  ///< called while a restart lasts; may throw to stop
 };
 
 /// A BMC with the memory of its answers: a request that was asked before costs nothing, until a
@@ -74,6 +73,7 @@ class Bmc {
   std::string subject_;
   std::set<std::uint8_t> wornOut_;  ///< codes that a whole wait has not ended
   int busyInARow_ = 0;              ///< requests for which the BMC stayed busy
+  std::string busyForGood_;         ///< why nothing is asked any more; empty while something is
 };
 
 }  // namespace Ipmi

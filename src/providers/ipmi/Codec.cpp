@@ -123,30 +123,73 @@ bool IsPhrase(std::string_view text) {
   return following == 0;
 }
 
-/// A text ends at its first NUL byte. What cannot be shown has no text.
-std::optional<std::string> DecodeText(const FieldRow& field, const Bytes& page) {
+/// A text ends at its first NUL byte.
+std::string RawText(const FieldRow& field, const Bytes& page) {
   const std::size_t from = field.offset;
   const std::size_t to = field.length == 0 ? page.size() : from + field.length;
   std::string text;
   for (std::size_t i = from; i < std::min(to, page.size()) && page[i] != 0; ++i) {
     text += static_cast<char>(page[i]);
   }
-  const bool isAscii = std::ranges::all_of(text, [](char c) { return c >= 0x20 && c <= 0x7E; });
-  if (!isAscii && (field.codec != Codec::Phrase || !IsPhrase(text))) return std::nullopt;
+  return text;
+}
+
+/// What cannot be shown has no text.
+std::optional<std::string> DecodePhrase(const FieldRow& field, const Bytes& page) {
+  const std::string text = RawText(field, page);
+  return IsPhrase(text) ? std::optional(text) : std::nullopt;
+}
+
+bool IsPlain(char character) {
+  return character >= 0x21 && character <= 0x7E;
+}
+
+/// The byte that "%" and two hexadecimal digits at `at` stand for; nothing when none do.
+std::optional<std::uint8_t> HexByteAt(std::string_view text, std::size_t at) {
+  if (text.size() < at + 3 || text[at] != '%') return std::nullopt;
+  std::uint8_t byte = 0;
+  const char* end = text.data() + at + 3;
+  const auto [stop, error] = std::from_chars(end - 2, end, byte, 16);
+  return error == std::errc() && stop == end ? std::optional(byte) : std::nullopt;
+}
+
+std::string InHex(char byte) {
+  std::array<char, 4> text = {};
+  std::snprintf(text.data(), text.size(), "%%%02X", static_cast<unsigned char>(byte));
+  return text.data();
+}
+
+/// BMCs hold texts that nobody can type. Such bytes become "%" and two hexadecimal digits, so that
+/// a file brings back what was saved.
+std::string DecodeText(const FieldRow& field, const Bytes& page) {
+  const std::string raw = RawText(field, page);
+  if (raw == kNotTold) return InHex(raw.front()) + raw.substr(1);
+  std::string text;
+  for (std::size_t at = 0; at < raw.size(); ++at) {
+    const bool isAsItStands = IsPlain(raw[at]) && !HexByteAt(raw, at);
+    text += isAsItStands ? std::string(1, raw[at]) : InHex(raw[at]);
+  }
   return text;
 }
 
 std::string EncodeText(const FieldRow& field, const std::string& text, Bytes& page) {
-  if (text.size() > field.length) {
-    return "it must be at most " + std::to_string(field.length) + " bytes long";
+  if (text == kNotTold) return "it stands for a text that a BMC has not told";
+  Bytes raw;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const std::optional<std::uint8_t> byte = HexByteAt(text, at);
+    if (byte ? *byte == 0 : !IsPlain(text[at])) {
+      return "it must be printable ASCII without blanks, or %XX for a byte that is not";
+    }
+    raw.push_back(byte.value_or(static_cast<std::uint8_t>(text[at])));
+    if (byte) at += 2;
   }
-  if (std::ranges::any_of(text, [](char c) { return c < 0x21 || c > 0x7E; })) {
-    return "it must be printable ASCII without blanks";
+  if (raw.size() > field.length) {
+    return "it must be at most " + std::to_string(field.length) + " bytes long";
   }
   page.resize(std::max<std::size_t>(page.size(), std::size_t{field.offset} + field.length));
   const auto begin = page.begin() + field.offset;
   std::fill_n(begin, field.length, std::uint8_t{0});
-  std::ranges::copy(text, begin);
+  std::ranges::copy(raw, begin);
   return {};
 }
 
@@ -181,8 +224,9 @@ std::optional<std::string> Decode(const FieldRow& field, const Bytes& page) {
     case Codec::Mac:
       return DecodeMac(field, page);
     case Codec::Text:
-    case Codec::Phrase:
       return DecodeText(field, page);
+    case Codec::Phrase:
+      return DecodePhrase(field, page);
     case Codec::Version:
       return DecodeVersion(field, page);
     case Codec::Product:
@@ -225,8 +269,8 @@ Query::Limits LimitsOf(const FieldRow& field) {
     limits.form = Query::Limits::Form::Whole;
     limits.range = {field.least, field.most};
   } else if (field.codec == Codec::Text) {
-    limits.length = {0, field.length};
-    limits.pattern = "[!-~]*";
+    limits.pattern =
+        "(%[0-9A-Fa-f][0-9A-Fa-f]|[!-~]){0," + std::to_string(unsigned{field.length}) + "}";
   }
   return limits;
 }

@@ -103,7 +103,7 @@ enum class Codec : std::uint8_t {
   Ipv4,     ///< 192.0.2.1
   Ipv6,     ///< 2001:DB8::1
   Mac,      ///< 00-00-5E-00-53-01
-  Text,     ///< printable ASCII without blanks, padded with NUL
+  Text,     ///< printable ASCII without blanks, other bytes as %XX; padded with NUL
   Phrase,   ///< UTF-8, read-only
   Version,  ///< of Get Device ID
   Product,  ///< of Get Device ID

@@ -47,6 +47,8 @@ class Transport {
   [[nodiscard]] virtual const std::string& User() const = 0;
   /// True when requests travel over a network channel of the BMC, which settings can cut off.
   [[nodiscard]] virtual bool IsRemote() const = 0;
+  /// To be called again and again by whoever waits between requests; may throw to stop.
+  virtual void Checkpoint() const {}
 };
 
 }  // namespace Ipmi

@@ -110,6 +110,7 @@ bool IsThere(Bmc& bmc, const FieldRow& field, const std::string& path) {
 NodeMap ReadTree(Bmc& bmc, const std::string& path, Depth depth) {
   NodeMap leaves;
   NodeMap inner;
+  std::vector<std::string> untold;
   const auto isListed = [&](const std::string& child) {
     const auto node = inner.find(path);
     return node != inner.end() &&
@@ -123,6 +124,7 @@ NodeMap ReadTree(Bmc& bmc, const std::string& path, Depth depth) {
         if (IsSurelyThere(child)) return ListWithParents(child, inner);
       }
       std::optional<std::string> text = ReadField(bmc, field, place, leaf);
+      if (!text && MayBeEmpty(field)) untold.push_back(leaf);
       if (!text) return;
       _XNode& node = leaves[leaf];
       node.values = {std::move(*text)};
@@ -130,6 +132,11 @@ NodeMap ReadTree(Bmc& bmc, const std::string& path, Depth depth) {
       node.limits = LimitsOf(field);
       ListWithParents(leaf, inner);
     });
+  }
+  for (const std::string& leaf : untold) {
+    if (leaf != path && !inner.contains(ParentOf(leaf))) continue;
+    leaves[leaf].values = {kNotTold};
+    ListWithParents(leaf, inner);
   }
   for (auto& [parent, node] : inner) ListInstancesAlone(parent, node);
   leaves.merge(inner);

@@ -9,7 +9,8 @@
 
 namespace Ipmi {
 
-/// The text of one setting, or nothing when the BMC does not have it. Warnings name `path`.
+/// The text of one setting, or nothing when the BMC does not have or not tell it. Warnings name
+/// `path`.
 /// \throws ResultStatus  as `Bmc::Ask`.
 [[nodiscard]] std::optional<std::string> ReadField(Bmc& bmc, const FieldRow& field, Place place,
                                                    const std::string& path);
@@ -26,7 +27,8 @@ enum class Depth : std::uint8_t {
 };
 
 /// The nodes at `path` and below it, and inner nodes that list their children: a collection its
-/// instances. Asks for nothing else.
+/// instances. Asks for nothing else. A text that can be empty reads `kNotTold` where the BMC does
+/// not tell it, but tells others beside it.
 /// \throws ResultStatus  as `Bmc::Ask`.
 [[nodiscard]] NodeMap ReadTree(Bmc& bmc, const std::string& path, Depth depth = Depth::Whole);
 

@@ -43,7 +43,7 @@ bool IsOn(Bmc& bmc) {
 bool WaitForPower(Bmc& bmc, bool isOn, Clock::time_point end) {
   while (IsOn(bmc) != isOn) {
     if (Clock::now() >= end) return false;
-    bmc.HowPatient().checkpoint();
+    bmc.Session().Checkpoint();
     std::this_thread::sleep_for(kPause);
   }
   return true;

@@ -1,15 +1,11 @@
 #include "providers/ipmi/Session.h"
 
-#include <fcntl.h>
 #include <freeipmi/freeipmi.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <system_error>
 #include <utility>
 
-#include "common/Descriptor.h"
 #include "common/ErrorManager.h"
 #include "common/Wipe.h"
 #include "providers/ipmi/CompletionCode.h"
@@ -41,7 +37,6 @@ struct FailureRow {
 };
 
 constexpr auto kFailures = std::to_array<FailureRow>({
-    {IPMI_ERR_PERMISSION, ErrorManager::NotPermitted, "the permission is missing"},
     {IPMI_ERR_USERNAME_INVALID, ErrorManager::LoginRefused, "it has no such user"},
     {IPMI_ERR_PASSWORD_INVALID, ErrorManager::LoginRefused, "the password is wrong"},
     {IPMI_ERR_PASSWORD_VERIFICATION_TIMEOUT, ErrorManager::LoginRefused,
@@ -61,7 +56,6 @@ constexpr auto kFailures = std::to_array<FailureRow>({
     {IPMI_ERR_CONNECTION_TIMEOUT, ErrorManager::Unreachable, "no answer"},
     {IPMI_ERR_SESSION_TIMEOUT, ErrorManager::Unreachable, "the session is lost"},
     {IPMI_ERR_MESSAGE_TIMEOUT, ErrorManager::Unreachable, "no answer"},
-    {IPMI_ERR_DRIVER_TIMEOUT, ErrorManager::Unreachable, "no answer from the driver"},
     {IPMI_ERR_HOSTNAME_INVALID, ErrorManager::Unreachable, "there is no host of that name"},
 });
 
@@ -94,7 +88,7 @@ Context MakeContext() {
 }
 
 /// What a login that has failed means for the next try.
-enum class Login { Done, Refused, NoSuite, Silent, Doubtful };
+enum class Login { Done, Refused, NoSuite, Silent, Doubtful, Muddled };
 
 Login Judge(int number) {
   switch (number) {
@@ -147,13 +141,12 @@ class RemoteSession final : public Transport {
     auto sent = Clock::now();
     while (!SendOver(context_.get(), request, answer)) {
       const bool isSilent = Judge(ipmi_ctx_errnum(context_.get())) == Login::Silent;
-      if (!isSilent || ++slowness_ == kResendAfter.size()) Lose(request);
-      const auto left = address_.patience - way_.patience;
-      LogInAgain({way_.suite, std::max(left, way_.patience), kResendAfter.at(slowness_)});
+      if (!isSilent || ++slowness_ == kSlowness.size()) Lose(request);
+      LogInAgain({way_.suite, address_.patience / 2, ResendAfter(slowness_)});
       sent = Clock::now();
     }
     // It is the network that has lost something, and not the BMC that is slow.
-    if (Clock::now() - sent < kResendAfter.front()) slowness_ = 0;
+    if (Clock::now() - sent < address_.resendAfter) slowness_ = 0;
     lastAnswer_ = Clock::now();
     return answer;
   }
@@ -161,6 +154,7 @@ class RemoteSession final : public Transport {
   [[nodiscard]] const std::string& Name() const override { return address_.host; }
   [[nodiscard]] const std::string& User() const override { return address_.user; }
   [[nodiscard]] bool IsRemote() const override { return true; }
+  void Checkpoint() const override { address_.checkpoint(); }
 
  private:
   /// How a login is tried, and the session then kept.
@@ -171,9 +165,16 @@ class RemoteSession final : public Transport {
     /// counts then, so it must be longer than the BMC takes.
     std::chrono::milliseconds resendAfter;
   };
-  static constexpr auto kResendAfter = std::to_array<std::chrono::milliseconds>(
-      {std::chrono::milliseconds(500), std::chrono::seconds(1), std::chrono::seconds(3)});
+  /// How much longer than at first a datagram is waited for, the slower a BMC seems to be. A
+  /// session that is lost once is no sign of that.
+  static constexpr auto kSlowness = std::to_array<int>({1, 1, 2, 6});
+  /// Logins in which the BMC said something are tried so often: a lost message has many faces.
+  static constexpr int kMostLogins = 4;
   static constexpr std::chrono::milliseconds kBrief{3000};
+
+  [[nodiscard]] std::chrono::milliseconds ResendAfter(std::size_t slowness) const {
+    return kSlowness.at(slowness) * address_.resendAfter;
+  }
 
   /// Every suite gets a short time, and when the BMC was silent, once more what is left of its
   /// patience.
@@ -181,33 +182,42 @@ class RemoteSession final : public Transport {
     const auto end = Clock::now() + address_.patience;
     std::vector<std::uint8_t> suites(kCipherSuites.begin(), kCipherSuites.end());
     if (address_.cipherSuite != 0) suites = {address_.cipherSuite};
-    for (const bool isSecond : {false, true}) {
+    for (int round = 0; round < kMostLogins; ++round) {
+      const bool isSecond = round > 0;
       bool wasSilent = false;
+      isHeard_ = false;
       for (const std::uint8_t suite : suites) {
+        address_.checkpoint();
         auto patience = std::min(kBrief, address_.patience / 3);
         if (isSecond) {
           const auto left =
               std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
-          patience = std::max(left, patience);
+          // The library looks at the clock when it sends again, and the pauses before that grow.
+          patience = std::max(left - ResendAfter(2), patience);
         }
-        const Login login = Try({suite, patience, kResendAfter.at(isSecond ? 1 : 0)});
+        const Login login = Try({suite, patience, ResendAfter(isSecond ? 2 : 0)});
         if (login == Login::Done) return;
         if (login == Login::Refused || (login == Login::Doubtful && isSecond)) {
           RaiseFailure(address_.host, number_, detail_);
         }
         wasSilent |= login != Login::NoSuite;
-        if (login == Login::Doubtful || (wasSilent && suite == kCipherSuites[1])) break;
-        if (isSecond && Clock::now() > end) break;
+        if (login == Login::Muddled || login == Login::Doubtful) break;
+        if (wasSilent && suite == kCipherSuites[1]) break;
+        if (isSecond && !isHeard_ && Clock::now() > end) break;
       }
-      if (!wasSilent) break;
+      if (isSecond && !(wasSilent && isHeard_)) break;
     }
     RaiseFailure(address_.host, number_, detail_);
   }
 
   /// \throws ResultStatus  Unreachable, whatever the reason: the session is lost.
   void LogInAgain(const Way& way) {
+    isHeard_ = false;
     Login login = Try(way);
-    if (login == Login::Doubtful || login == Login::NoSuite) login = Try(way);
+    for (int tries = 1; tries < kMostLogins && login != Login::Done; ++tries) {
+      if (login == Login::Refused || !isHeard_) break;
+      login = Try(way);
+    }
     if (login == Login::Done) return;
     ErrorManager::Raise(ErrorManager::Unreachable,
                         address_.host +
@@ -244,9 +254,10 @@ class RemoteSession final : public Transport {
     }
     number_ = ipmi_ctx_errnum(context.get());
     detail_ = ipmi_ctx_errormsg(context.get());
+    isHeard_ |= number_ != IPMI_ERR_CONNECTION_TIMEOUT && number_ != IPMI_ERR_HOSTNAME_INVALID;
     if (number_ != 0) return Judge(number_);
     number_ = IPMI_ERR_SESSION_TIMEOUT;  // the library names no fault when it gets a message twice
-    return Login::Doubtful;
+    return Login::Muddled;
   }
 
   [[noreturn]] void Lose(const Request& request) {
@@ -261,58 +272,11 @@ class RemoteSession final : public Transport {
   Common::WipeOnExit<std::string> wipeKey_{address_.bmcKey};
   Context context_;
   Way way_ = {};
-  std::size_t slowness_ = 0;  ///< which of `kResendAfter` a BMC seems to need
+  std::size_t slowness_ = 0;  ///< which of `kSlowness` the BMC seems to need
+  bool isHeard_ = false;      ///< the BMC has said something to a login
   int number_ = 0;            ///< of the library, for the last login that has failed
   std::string detail_;
   Clock::time_point lastAnswer_;
-};
-
-class LocalSession final : public Transport {
- public:
-  explicit LocalSession(const std::string& device) : device_(device) {
-    CheckAccess();
-    context_ = MakeContext();
-    if (ipmi_ctx_open_inband(context_.get(), IPMI_DEVICE_OPENIPMI, 0, 0, 0, device.c_str(), 0,
-                             IPMI_FLAGS_DEFAULT) < 0) {
-      RaiseFailure(device_, ipmi_ctx_errnum(context_.get()), ipmi_ctx_errormsg(context_.get()));
-    }
-  }
-
-  Answer Send(const Request& request) override {
-    Answer answer;
-    if (!SendOver(context_.get(), request, answer)) {
-      RaiseFailure(device_, ipmi_ctx_errnum(context_.get()), ipmi_ctx_errormsg(context_.get()));
-    }
-    return answer;
-  }
-
-  [[nodiscard]] const std::string& Name() const override { return device_; }
-  [[nodiscard]] const std::string& User() const override { return user_; }
-  [[nodiscard]] bool IsRemote() const override { return false; }
-
- private:
-  /// The library says the same of all that can be wrong with the device.
-  void CheckAccess() const {
-    const Common::Descriptor device(open(device_.c_str(), O_RDWR | O_CLOEXEC));
-    if (device.IsOpen()) return;
-    const int error = errno;
-    if (error == EACCES || error == EPERM) {
-      ErrorManager::Raise(ErrorManager::NotPermitted, device_,
-                          "run the command as root, or as a user who may read and write it");
-    }
-    if (error == ENOENT || error == ENXIO || error == ENODEV) {
-      ErrorManager::Raise(ErrorManager::Unreachable,
-                          "there is no " + device_ +
-                              "; load the kernel modules ipmi_devintf and ipmi_si (or ipmi_ssif), "
-                              "or the machine has no BMC");
-    }
-    ErrorManager::Raise(ErrorManager::Unreachable,
-                        device_ + ": " + std::generic_category().message(error));
-  }
-
-  std::string device_;
-  std::string user_;
-  Context context_;
 };
 
 }  // namespace
@@ -327,10 +291,6 @@ std::span<const std::uint8_t> CipherSuites() {
 
 std::unique_ptr<Transport> OpenRemote(const RemoteAddress& address) {
   return std::make_unique<RemoteSession>(address);
-}
-
-std::unique_ptr<Transport> OpenLocal(const std::string& device) {
-  return std::make_unique<LocalSession>(device);
 }
 
 }  // namespace Ipmi

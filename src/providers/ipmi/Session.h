@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -36,6 +37,9 @@ struct RemoteAddress {
   std::uint8_t cipherSuite = 0;
   /// A BMC that is silent for so long has gone.
   std::chrono::milliseconds patience = std::chrono::seconds(10);
+  /// A datagram without an answer is sent again after that, at first.
+  std::chrono::milliseconds resendAfter{500};
+  std::function<void()> checkpoint = [] {};  ///< called while a busy BMC is waited for; may throw
 };
 
 /// What can be chosen, best first. All of them encrypt.
@@ -44,9 +48,9 @@ struct RemoteAddress {
 /// Logs in to a BMC over the network, with the privilege ADMIN. The session ends with the
 /// transport, which wipes password and key.
 ///
-/// A session that falls silent is opened again, twice at most, and what was asked is asked again.
-/// Each time datagrams get more time before they are sent again: a slow BMC looks like one that
-/// loses them.
+/// A session that falls silent is opened again, three times in a row at most, and what was asked is
+/// asked again. From the second time on datagrams get more time before they are sent again: a slow
+/// BMC looks like one that loses them.
 /// \throws ResultStatus  Unreachable; LoginRefused (user, password, key, privilege); BadAnswer
 ///                       (it does not speak IPMI 2.0).
 [[nodiscard]] std::unique_ptr<Transport> OpenRemote(const RemoteAddress& address);
@@ -54,9 +58,17 @@ struct RemoteAddress {
 /// The device of the kernel's IPMI driver.
 inline constexpr const char* kLocalDevice = "/dev/ipmi0";
 
-/// Opens the BMC of the machine that the program runs on.
-/// \throws ResultStatus  Unreachable, with the kernel modules to load when `device` is missing;
-///                       NotPermitted.
-[[nodiscard]] std::unique_ptr<Transport> OpenLocal(const std::string& device = kLocalDevice);
+/// How to reach the BMC of the machine that the program runs on.
+struct LocalAddress {
+  std::string device = kLocalDevice;
+  /// A BMC that says nothing for so long has gone: then every request fails at once. The driver
+  /// gives answers of its own for one that is silent; they count as silence.
+  std::chrono::milliseconds patience = std::chrono::seconds(10);
+  std::function<void()> checkpoint = [] {};  ///< called again and again while waiting; may throw
+};
+
+/// Opens that BMC. \throws ResultStatus  Unreachable, with the kernel modules to load when the
+/// device is missing; NotPermitted.
+[[nodiscard]] std::unique_ptr<Transport> OpenLocal(const LocalAddress& address = {});
 
 }  // namespace Ipmi

@@ -117,21 +117,20 @@ void WritePlan::Add(const std::string& path, const std::string& value) {
 
 void WritePlan::AddKnown(Change change) {
   const FieldRow& field = *change.field;
-  if (change.wanted.empty() && !MayBeEmpty(field)) return;
   if (field.page == Page::UserEnable) change.place.channel = UserChannel(bmc_);
   std::optional<Bytes> page;
   if (IsThere(bmc_, field, change.path)) page = ReadOwnPage(bmc_, field.page, change.place);
+  const bool saysNothing =
+      change.wanted.empty() || (MayBeEmpty(field) && change.wanted == kNotTold);
   if (!page) {
-    if (!change.wanted.empty()) Refuse(change.path, "the BMC does not have it");
+    if (!saysNothing) Refuse(change.path, "the BMC does not have it");
     return;
   }
   change.wanted = Canonical(field, change.wanted);
   const std::optional<std::string> present = ReadField(bmc_, field, change.place, change.path);
-  // What cannot be shown was saved as empty, which must not erase it.
-  if (present == change.wanted || (!present && change.wanted.empty())) return;
-  if (IsOwnAddress(field)) {
-    result_.notes.push_back(
-        {change.path, WriteNote::Fate::Skipped, "a BMC keeps its own addresses"});
+  if (present == change.wanted || (!present && saysNothing)) return;
+  if (std::string why = WhyKept(change); !why.empty()) {
+    result_.notes.push_back({change.path, WriteNote::Fate::Skipped, std::move(why)});
     return;
   }
   if (RowOf(field.page).writeSize == 0) return Refuse(change.path, "it is read-only");
@@ -143,6 +142,22 @@ void WritePlan::AddKnown(Change change) {
     changes_.push_back(std::move(change));
     ++result_.changes;
   }
+}
+
+/// Why the BMC keeps what it has, whatever the value; empty when it does not. An empty value is
+/// what a save writes for all that it could not read, and must not erase what a restore can read.
+std::string WritePlan::WhyKept(const Change& change) const {
+  const FieldRow& field = *change.field;
+  if (change.wanted == kNotTold) return "the file does not tell it";
+  if (change.wanted.empty() && !MayBeEmpty(field)) return "an empty value leaves it as it is";
+  if (change.wanted.empty() && field.page == Page::UserName) {
+    const std::string status = UserPath(change.place, "STATUS");
+    const auto inFile = settings_.find(status);
+    if (inFile != settings_.end() && inFile->second.empty() && Status(change.place)) {
+      return "the file tells nothing of this user";
+    }
+  }
+  return IsOwnAddress(field) ? "a BMC keeps its own addresses" : "";
 }
 
 void WritePlan::Refuse(const std::string& path, std::string reason) {
@@ -203,7 +218,12 @@ std::string WritePlan::WantedStatus(const Place& place) const {
   const auto row = std::ranges::find(FieldTable(), Page::UserEnable, &FieldRow::page);
   const auto later = settings_.find(path);
   if (later != settings_.end() && !later->second.empty()) return Canonical(*row, later->second);
-  return ReadField(bmc_, *row, place, path).value_or("");
+  return Status(place).value_or("");
+}
+
+std::optional<std::string> WritePlan::Status(const Place& place) const {
+  const auto row = std::ranges::find(FieldTable(), Page::UserEnable, &FieldRow::page);
+  return ReadField(bmc_, *row, place, UserPath(place, "STATUS"));
 }
 
 std::string WritePlan::FinalName(const Place& place) const {
@@ -212,8 +232,7 @@ std::string WritePlan::FinalName(const Place& place) const {
 }
 
 bool WritePlan::IsOpenNow(const Place& place) const {
-  const auto row = std::ranges::find(FieldTable(), Page::UserEnable, &FieldRow::page);
-  return ReadField(bmc_, *row, place, UserPath(place, "STATUS")) != kDisable;
+  return Status(place) != kDisable;
 }
 
 bool WritePlan::WillBeOpen(const Place& place) const {
@@ -231,9 +250,9 @@ std::vector<WriteForesight> ForeseeWrites(Bmc& bmc, const SDK::SettingMap& setti
   WriteResult result;
   const WritePlan plan(bmc, settings, result);
   for (const WriteNote& note : result.notes) {
-    if (note.fate == WriteNote::Fate::Refused) {
-      all.push_back({note.path, WriteForesight::Kind::CannotTake, note.reason, ""});
-    }
+    const auto kind = note.fate == WriteNote::Fate::Refused ? WriteForesight::Kind::CannotTake
+                                                            : WriteForesight::Kind::Keeps;
+    all.push_back({note.path, kind, note.reason, ""});
   }
   for (const Change& change : plan.Ordered()) {
     if (std::string how = HowItLocksOut(bmc, change); !how.empty()) {

@@ -66,10 +66,12 @@ class WritePlan {
   void Add(const std::string& path, const std::string& value);
   void AddKnown(Change change);
   void Refuse(const std::string& path, std::string reason);
+  [[nodiscard]] std::string WhyKept(const Change& change) const;
   [[nodiscard]] std::string NoWay(const Change& change) const;
   [[nodiscard]] Stage StageOf(const Change& change) const;
   [[nodiscard]] bool IsOwnUser(const Place& place) const;
   [[nodiscard]] std::string WantedStatus(const Place& place) const;
+  [[nodiscard]] std::optional<std::string> Status(const Place& place) const;
 
   Bmc& bmc_;
   const SDK::SettingMap& settings_;

@@ -34,7 +34,7 @@ class LanTransaction {
   ~LanTransaction() {
     try {
       Commit();
-    } catch (const ResultStatus&) {  // the session that it was about is lost
+    } catch (...) {  // the session that it was about is lost, or somebody wants to stop
     }
   }
 
@@ -201,6 +201,7 @@ class Execution {
     for (;;) {
       std::erase_if(late_, [&](const Change* change) { return IsKept(*change); });
       if (late_.empty() || Clock::now() > end) break;
+      bmc_.Session().Checkpoint();
       std::this_thread::sleep_for(kPause);
       for (const Change* change : late_) Forget(*change);
     }

@@ -97,8 +97,8 @@ int LookForHurry(void* endpoint, curl_off_t /*toGet*/, curl_off_t /*got*/, curl_
   return static_cast<const Endpoint*>(endpoint)->isHurried() ? 1 : 0;
 }
 
-long Milliseconds(std::chrono::seconds time) {
-  return static_cast<long>(std::chrono::milliseconds(time).count());
+long Milliseconds(std::chrono::milliseconds time) {
+  return static_cast<long>(time.count());
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ namespace Redfish {
 struct TimeLimits {
   std::chrono::seconds connect{10};
   std::chrono::seconds stall{30};  ///< without a byte in either direction
-  std::chrono::seconds total{180};
+  std::chrono::milliseconds total{180'000};
 };
 
 /// Whom a client trusts. Without any of these the certificates of the system.

@@ -180,7 +180,8 @@ void RedfishProvider::CheckDependencies(Batch& batch) {
   // What was taken out because of another that is taken out too can be made after all.
   for (const auto& [name, change] : all) {
     if (batch.changes.contains(name) || ObstacleTo(name, change, later)) continue;
-    std::erase_if(batch.kept, [&](const Kept& kept) { return kept.path == change.path; });
+    const std::string& path = change.path;
+    std::erase_if(batch.kept, [&](const Kept& kept) { return kept.path == path; });
     batch.changes.emplace(name, change);
   }
   keepBackAll();

@@ -1,11 +1,16 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "plan/KeptPlan.h"
 #include "plan/Layers.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
+#include "tool/commands/LayerOptions.h"
 #include "tool/commands/Writing.h"
 
 namespace Tool {
@@ -13,36 +18,27 @@ namespace {
 
 /// What `saverestore apply` is asked to do.
 struct ApplyRequest : WriteOptions {
-  std::vector<std::string> sets;
-  std::vector<std::string> variables;
-  std::string variablesFile;
+  LayerOptions layers;
   Planning::Selection selection;
   bool requireFirmware = false;
+  std::string planFile;  ///< a plan to carry out, in the place of all that
 };
 
-std::vector<Planning::Layer> LayersOf(const ApplyRequest& request) {
-  Planning::Variables variables;
-  if (!request.variablesFile.empty()) {
-    Planning::AddVariablesOfFile(request.variablesFile, variables);
-  }
-  Planning::AddVariables(request.variables, variables);
-  std::vector<Planning::Layer> layers;
-  for (const std::string& file : request.files) {
-    layers.push_back(Planning::ReadLayer(file, variables));
-  }
-  if (!request.sets.empty()) layers.push_back(Planning::LayerOfTexts(request.sets));
-  if (layers.empty()) throw ToolError(ExitUsage, "apply needs a FILE or --set");
-  return layers;
+/// All that the target has. \throws ResultStatus
+Planning::State WholeOf(const Planning::Server& server) {
+  return StateOf(server, ModeOf(server.Providers()));
 }
 
-int RunApply(const ApplyRequest& request, const Messages& messages) {
-  const std::vector<Planning::Layer> layers = LayersOf(request);
+int ApplyLayers(const ApplyRequest& request, const Messages& messages) {
+  if (request.layers.files.empty() && request.layers.settings.empty()) {
+    throw ToolError(ExitUsage, "apply needs a FILE, --set or --plan");
+  }
+  const std::vector<Planning::SourceFile> sources = VariablesSources(request.layers);
+  const std::vector<Planning::Layer> layers = ReadLayers(request.layers);
   Planning::LaidRequest laid;  // its file outlives the writing
   const auto make = [&](const Planning::Server& server) {
-    const Planning::Configuration present =
-        Planning::ConfigurationOfTarget(ModeOf(server.Providers()));
-    server.ThrowIfSilent();
-    laid = Planning::RequestOfLayers(layers, request.selection, present);
+    laid = Planning::RequestOfLayers(layers, request.selection, WholeOf(server));
+    std::ranges::copy(sources, std::back_inserter(laid.request.files));
     if (request.requireFirmware && laid.request.wanted.Of("SYSTEM").empty()) {
       throw ToolError(ExitBadInput,
                       "no file has a [SYSTEM] section, which --require-firmware "
@@ -53,34 +49,45 @@ int RunApply(const ApplyRequest& request, const Messages& messages) {
   return CarryOut(request, make, messages);
 }
 
+/// Carries out what was shown when the plan was made, and nothing else.
+int ApplyPlan(const ApplyRequest& request, const Messages& messages) {
+  if (request.skipSystemCheck || request.skipBootOrder || request.keepsGoing ||
+      request.ignoresUnknown) {
+    throw ToolError(ExitUsage, "a plan says by itself what is skipped or passed over");
+  }
+  const Planning::KeptPlan kept = Planning::ReadPlan(request.planFile);
+  ApplyRequest options = request;
+  options.keptPlan = &kept;
+  options.keepsGoing = kept.keepsGoing;
+  options.ignoresUnknown = kept.ignoresUnknown;
+  Planning::LaidRequest laid;  // its file outlives the writing
+  const auto make = [&](const Planning::Server& server) {
+    laid = RequestOfPlan(kept, request.planFile, WholeOf(server));
+    return laid.request;
+  };
+  return CarryOut(options, make, messages);
+}
+
 }  // namespace
 
 void AddApply(CLI::App& command, Command& chosen) {
   auto request = std::make_shared<ApplyRequest>();
   request->command = "apply";
-  command.add_option("FILES", request->files, "Files of what is wanted, later ones over earlier")
-      ->type_name("");
-  command
-      .add_option("--set", request->sets,
-                  "A setting over all files; repeatable, for example POWER::PowerRestorePolicy=off")
-      ->type_name("SECTION::KEY=VALUE")
-      ->allow_extra_args(false);
-  command.add_option("--var", request->variables, "The value of a placeholder; repeatable")
-      ->type_name("NAME=VALUE")
-      ->allow_extra_args(false);
-  command.add_option("--vars", request->variablesFile, "A JSON object with more of them")
-      ->type_name("FILE");
-  command
-      .add_option("--only", request->selection.only,
-                  "Only settings that this pattern of SECTION::KEY fits; repeatable")
-      ->type_name("GLOB")
-      ->allow_extra_args(false);
-  command.add_option("--except", request->selection.except, "None that this one fits; repeatable")
-      ->type_name("GLOB")
-      ->allow_extra_args(false);
-  command.add_flag("--require-firmware", request->requireFirmware,
-                   "Refuse files without a [SYSTEM] section");
+  CLI::Option* plan = command.add_option("--plan", request->planFile,
+                                         "Carry out a plan of --plan-out, on the target that it "
+                                         "was made for and if nothing has changed since");
+  plan->type_name("PLAN.json");
+  AddLayers(command, request->layers, "Files of what is wanted, later ones over earlier")
+      ->required(false);
+  AddSelection(command, request->selection);
+  CLI::Option* firmware = command.add_flag("--require-firmware", request->requireFirmware,
+                                           "Refuse files without a [SYSTEM] section");
+  plan->excludes(firmware);
+  for (const char* other : {"FILE", "--set", "--var", "--vars", "--only", "--except"}) {
+    plan->excludes(command.get_option(other));
+  }
   AddWriteOptions(command, *request);
+  firmware->excludes(command.get_option("--skip-system-check"));
   command.footer(
       "What no FILE names stays as it is, and nothing is written that is as wanted\n"
       "already. A section name may hold \"*\" for all instances that the target has.\n\n"
@@ -89,7 +96,8 @@ void AddApply(CLI::App& command, Command& chosen) {
   command.callback([request, &chosen] {
     chosen = [request](const Globals& globals, const Messages& messages) {
       TakeTargets(globals, *request);
-      return RunApply(*request, messages);
+      return request->planFile.empty() ? ApplyLayers(*request, messages)
+                                       : ApplyPlan(*request, messages);
     };
   });
 }

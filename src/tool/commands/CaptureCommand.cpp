@@ -210,6 +210,9 @@ void RunCapture(const CaptureRequest& request, const Messages& messages) {
           return std::make_shared<KeepingProvider>(provider, answers);
         });
     const Planning::Server server(kept, Watching(messages, &progress));
+    for (const auto& [tree, mount] : kept) {
+      if (mount.refusal) throw ResultStatus(*mount.refusal);  // a part must not pass for the whole
+    }
     progress.Begin("reading the target");
     image.platform = SDK::XDirectorImpl::CreateInstance()->PlatformName();
     saved = Planning::ConfigurationOfTarget(Planning::ModeAll);

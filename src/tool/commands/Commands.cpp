@@ -11,6 +11,7 @@ constexpr auto kCommandRows = std::to_array<CommandRow>({
     {"restore", "Write a file back into the target", AddRestore},
     {"apply", "Write what short files want, and leave the rest as it is", AddApply},
     {"undo", "Take back what was written last", AddUndo},
+    {"confirm", "Keep what was written with --confirm", AddConfirm},
     {"history", "Show what was written to the target", AddHistory},
     {"diff", "Show how a file differs from the target or a file", AddDiff},
     {"verify", "Show what of a restored file has taken effect at the boot", AddVerify},
@@ -21,6 +22,7 @@ constexpr auto kCommandRows = std::to_array<CommandRow>({
     {"show", "Show what a file is", AddShow},
     {"machine", "Make machine files", AddMachine},
     {"convert", "Turn a text file into a stream file, or back", AddConvert},
+    {"extract", "Take a part of a file, or what several files share", AddExtract},
     {"targets", "List the kinds of target of this build", AddTargets},
 });
 

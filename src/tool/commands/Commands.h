@@ -51,6 +51,7 @@ void AddSave(CLI::App& command, Command& chosen);
 void AddRestore(CLI::App& command, Command& chosen);
 void AddApply(CLI::App& command, Command& chosen);
 void AddUndo(CLI::App& command, Command& chosen);
+void AddConfirm(CLI::App& command, Command& chosen);
 void AddHistory(CLI::App& command, Command& chosen);
 void AddDiff(CLI::App& command, Command& chosen);
 void AddVerify(CLI::App& command, Command& chosen);
@@ -63,6 +64,7 @@ void AddMachine(CLI::App& command, Command& chosen);
 void AddCapture(CLI::App& command, Command& chosen);
 void AddFromRegistry(CLI::App& command, Command& chosen);
 void AddConvert(CLI::App& command, Command& chosen);
+void AddExtract(CLI::App& command, Command& chosen);
 void AddTargets(CLI::App& command, Command& chosen);
 
 // --- What several of them share: Options.cpp
@@ -73,6 +75,9 @@ void AddFile(CLI::App& command, std::string& file, const std::string& descriptio
 /// The option --mode. `mode` outlives the parse.
 void AddMode(CLI::App& command, std::optional<Planning::Mode>& mode,
              const std::string& description);
+
+/// The option --backup-dir of what reads a history.
+void AddBackupDir(CLI::App& command, std::string& folder);
 
 /// How --mode reads where a file decides.
 inline constexpr const char* kModeOfFile =

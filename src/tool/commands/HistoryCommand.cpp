@@ -28,14 +28,17 @@ struct HistoryRequest {
   bool json = false;
 };
 
-/// \throws ToolError  there is no such record.
+/// The record with a number, or the last one of a write. \throws ToolError  there is none.
 HistoryRecord Chosen(const std::vector<HistoryRecord>& records, std::optional<unsigned> number,
                      const std::string& folder) {
-  if (records.empty()) {
+  const auto last = std::ranges::find_if(
+      records.rbegin(), records.rend(),
+      [](const HistoryRecord& record) { return record.outcome != Planning::kNothingWritten; });
+  if (!number && last != records.rend()) return *last;
+  if (!number || records.empty()) {
     throw ToolError(ExitNoInput,
                     "nothing was written to this target that \"" + folder + "\" has a record of");
   }
-  if (!number) return records.back();
   const auto record = std::ranges::find(records, *number, &HistoryRecord::number);
   if (record == records.end()) {
     throw ToolError(ExitNoInput, "the history has no number " + std::to_string(*number) +
@@ -49,7 +52,11 @@ int RunHistory(const HistoryRequest& request, const std::vector<std::string>& ta
   if (targets.empty()) throw ToolError(ExitUsage, "no --target is given: whose history?");
   const Planning::History history(HistoryFolderOf(targets, request.backupDir));
   const std::string target = JoinedTargets(targets);
-  if (request.keep) history.Prune(target, *request.keep);
+  if (request.keep) {
+    // Its state before is what it goes back to.
+    ThrowIfGuarded(history, target, "confirm");
+    history.Prune(target, *request.keep);
+  }
   std::vector<HistoryRecord> records = history.RecordsOf(target);
   if (request.number) records = {Chosen(records, request.number, history.Folder())};
   if (request.json) {
@@ -71,27 +78,16 @@ int RunUndo(UndoRequest request, const Messages& messages) {
   const Planning::History history(HistoryFolderOf(request.targets, request.backupDir));
   const HistoryRecord record =
       Chosen(history.RecordsOf(JoinedTargets(request.targets)), request.number, history.Folder());
-  request.files = {record.backup};
-  const std::vector<Planning::Layer> layers = {Planning::ReadLayer(record.backup, {})};
-  Planning::LaidRequest laid;  // its file outlives the writing
+  const std::vector<Planning::Layer> layers = Planning::StateBefore(record);
+  request.ignoresUnknown = true;  // what the server has no more is told, and keeps nothing back
+  Planning::LaidRequest laid;     // its file outlives the writing
   const auto make = [&](const Planning::Server& server) {
-    const Planning::Configuration present =
-        Planning::ConfigurationOfTarget(ModeOf(layers.front().content));
-    server.ThrowIfSilent();
-    laid = Planning::RequestOfLayers(layers, {}, present);
+    laid = Planning::RequestOfLayers(layers, {}, StateOf(server, ModeOf(layers.front().content)));
     return laid.request;
   };
   messages.Note("Back to the state before " + record.command + " " + std::to_string(record.number) +
                 " of " + record.time + ".");
   return CarryOut(request, make, messages);
-}
-
-void AddBackupDir(CLI::App& command, std::string& folder) {
-  command
-      .add_option("--backup-dir", folder,
-                  "Where the history is kept; default: below $XDG_STATE_HOME, of root below "
-                  "/var/lib")
-      ->type_name("DIR");
 }
 
 }  // namespace

@@ -29,6 +29,14 @@ void AddMode(CLI::App& command, std::optional<Planning::Mode>& mode,
       ->each([&mode](const std::string& name) { mode = ModeOf(name); });
 }
 
+void AddBackupDir(CLI::App& command, std::string& folder) {
+  command
+      .add_option("--backup-dir", folder,
+                  "Where the history is kept; default: below $XDG_STATE_HOME, of root below "
+                  "/var/lib")
+      ->type_name("DIR");
+}
+
 TargetOpener OpenerOf(const Globals& globals) {
   return [&globals] { return globals.targets.Open(); };
 }

@@ -6,6 +6,7 @@
 #include "plan/Document.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
+#include "tool/commands/Writing.h"
 
 namespace Tool {
 namespace {
@@ -59,6 +60,11 @@ void AddPending(CLI::App& command, Command& chosen) {
   command.callback([request, &chosen] {
     chosen = [request](const Globals& globals, const Messages& messages) {
       request->openTarget = OpenerOf(globals);
+      const std::vector<std::string> targets = globals.targets.Names();
+      if (request->clear) {
+        ThrowIfGuarded(Planning::History(HistoryFolderOf(targets, "")), JoinedTargets(targets),
+                       "confirm");
+      }
       return RunPending(*request, messages);
     };
   });

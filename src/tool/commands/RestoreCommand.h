@@ -4,6 +4,7 @@
 #include <string>
 
 #include "plan/Configuration.h"
+#include "plan/Selection.h"
 #include "tool/commands/Writing.h"
 
 namespace Tool {
@@ -12,9 +13,10 @@ namespace Tool {
 struct RestoreRequest : WriteOptions {
   std::string file;
   std::optional<Planning::Mode> mode;  ///< without one, the mode of the file
+  Planning::Selection selection;       ///< which of its settings
 };
 
-/// Writes a whole file back. \return, \throws  as CarryOut.
+/// Writes a file back, or a part of it. \return, \throws  as CarryOut.
 int RunRestore(const RestoreRequest& request, const Messages& messages);
 
 }  // namespace Tool

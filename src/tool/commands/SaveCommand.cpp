@@ -3,11 +3,16 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
-#include "common/AtomicFile.h"
 #include "plan/Backup.h"
-#include "tool/Destination.h"
+#include "plan/ConfigurationFile.h"
+#include "plan/Document.h"
+#include "plan/Layers.h"
+#include "query/XDirector.h"
 #include "tool/ExitCodes.h"
+#include "tool/InputFile.h"
+#include "tool/OutputFile.h"
 #include "tool/commands/Commands.h"
+#include "tool/commands/LayerOptions.h"
 #include "tool/terminal/Interrupt.h"
 #include "tool/terminal/Progress.h"
 
@@ -18,6 +23,7 @@ namespace {
 struct Outcome {
   Planning::Mode mode;
   unsigned queries;
+  std::string platform;
 };
 
 /// A save holds the present values, and a restart may change them.
@@ -40,32 +46,61 @@ Outcome SaveTo(Common::AtomicFile& file, const SaveRequest& request, const Messa
   Planning::SaveInto(file, mode, server, [&](const std::string& name) { progress.Section(name); });
   const unsigned queries = server.Queries();
   if (mode != Planning::ModeBmc) WarnOfWaiting(server, messages);
-  return {mode, queries};
+  return {mode, queries, SDK::XDirectorImpl::CreateInstance()->PlatformName()};
+}
+
+/// Leaves in a saved text file what the selection covers.
+void KeepSelected(const std::string& path, const Planning::Selection& selection) {
+  const Planning::ConfigurationFile whole(path);
+  selection.ThrowIfIdle(whole.Content());
+  Planning::WriteTextFile(path, selection.Of(whole.Content()));
 }
 
 }  // namespace
 
 void RunSave(const SaveRequest& request, const Messages& messages) {
-  CheckDestination(request.file, request.overwrite);
-  Common::AtomicFile file(request.file);
-  const Outcome outcome = SaveTo(file, request, messages);
-  const Planning::Saved saved = Planning::ReviewSaved(file.TemporaryPath(), outcome.mode);
+  const bool isPart = !request.selection.IsAll();
+  if (isPart && Planning::IsStreamName(request.file)) {
+    throw ToolError(ExitUsage,
+                    "a stream file holds all of a server; a part goes into a text file, .ini");
+  }
+  if (request.json && request.file == kStandardStream) {
+    throw ToolError(ExitUsage, "standard output has room for the file or for the document");
+  }
+  OutputFile output(request.file, request.overwrite);
+  const std::string& path = output.File().TemporaryPath();
+  const Outcome outcome = SaveTo(output.File(), request, messages);
+  Planning::Saved saved = Planning::ReviewSaved(path, outcome.mode);
   for (const std::string& text : saved.warnings) messages.Warning(text);
+  if (isPart) {
+    KeepSelected(path, request.selection);
+    const Planning::ConfigurationFile part(path);
+    saved.sections = part.Content().Sections().size();
+    saved.keys = part.Content().Settings().size();
+  }
   ThrowIfInterrupted();
-  file.Commit(request.overwrite ? Common::AtomicFile::Existing::Replace
-                                : Common::AtomicFile::Existing::Keep);
-  messages.Result("Saved " + request.file + ": " + Counted(saved.sections, "section") + ", " +
-                  Counted(saved.keys, "key") + ", " + std::to_string(outcome.queries) +
-                  " queries.");
+  output.Commit();
+  if (request.json) {
+    saved.file = request.file;
+    messages.Document(Planning::SaveDocument(saved, outcome.mode, outcome.platform));
+    return;
+  }
+  output.Tell("Saved " + std::string(isPart ? "a part into " : "") + output.Name() + ": " +
+                  Counted(saved.sections, "section") + ", " + Counted(saved.keys, "key") + ", " +
+                  std::to_string(outcome.queries) + " queries.",
+              messages);
 }
 
 void AddSave(CLI::App& command, Command& chosen) {
   auto request = std::make_shared<SaveRequest>();
   AddFile(command, request->file,
-          "The file to write; its name ends in .ini, or in .scf for a stream file");
+          "The file to write; its name ends in .ini, or in .scf for a stream file;\n"
+          "- writes a text file to standard output");
   AddMode(command, request->mode,
           "What to save: bios (with the boot order), bmc, or all; default: what the target has");
+  AddSelection(command, request->selection);
   command.add_flag("--overwrite", request->overwrite, "Replace FILE when it exists");
+  command.add_flag("--json", request->json, "Print JSON");
   command.footer(
       "The file is written whole or not at all, readable by its owner alone.\n\n"
       "Example:\n"

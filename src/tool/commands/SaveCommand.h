@@ -4,6 +4,7 @@
 #include <string>
 
 #include "plan/Configuration.h"
+#include "plan/Selection.h"
 #include "tool/targets/Targets.h"
 #include "tool/terminal/Messages.h"
 
@@ -12,9 +13,11 @@ namespace Tool {
 /// What `saverestore save` is asked to do.
 struct SaveRequest {
   TargetOpener openTarget;
-  std::string file;
+  std::string file;                    ///< "-": standard output
   std::optional<Planning::Mode> mode;  ///< without one, what the target has
+  Planning::Selection selection;       ///< of a part
   bool overwrite = false;              ///< replace an existing file
+  bool json = false;
 };
 
 /// Saves the target's configuration into a file, whole or not at all.

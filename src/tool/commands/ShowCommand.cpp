@@ -6,20 +6,22 @@
 #include "plan/Document.h"
 #include "plan/FileCheck.h"
 #include "tool/ExitCodes.h"
+#include "tool/InputFile.h"
 #include "tool/commands/Commands.h"
 
 namespace Tool {
 namespace {
 
 /// Prints what a file is: its [SYSTEM] values, its sections and how many keys each has.
-int RunShow(const std::string& file, bool json, const Messages& messages) {
-  const Planning::ConfigurationFile read = Planning::WellFormed(file);
+int RunShow(const std::string& given, bool json, const Messages& messages) {
+  const InputFile file(given);
+  const Planning::ConfigurationFile read = Planning::WellFormed(file.Path(), file.Name());
   const Planning::Configuration& content = read.Content();
   if (json) {
-    messages.Document(Planning::ShowDocument(content, file));
+    messages.Document(Planning::ShowDocument(content, file.Name()));
     return ExitDone;
   }
-  messages.Result(file + ": " + Counted(content.Sections().size(), "section") + ", " +
+  messages.Result(file.Name() + ": " + Counted(content.Sections().size(), "section") + ", " +
                   Counted(content.Settings().size(), "key") + ", to restore with --mode " +
                   NameOf(ModeOf(content)));
   for (const Planning::Setting& setting : content.Settings()) {

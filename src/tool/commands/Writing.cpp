@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -12,13 +13,19 @@
 #include "plan/Backup.h"
 #include "plan/Document.h"
 #include "plan/History.h"
+#include "plan/KeptPlan.h"
+#include "plan/Layers.h"
 #include "plan/PasswordCheck.h"
 #include "plan/Plan.h"
 #include "plan/Report.h"
 #include "plan/Verification.h"
 #include "plan/Write.h"
+#include "tool/Destination.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Consent.h"
+#include "tool/commands/FurtherCommands.h"
+#include "tool/commands/Keeping.h"
+#include "tool/commands/LayerOptions.h"
 #include "tool/render/TextDifference.h"
 #include "tool/render/TextPlan.h"
 #include "tool/render/TextReport.h"
@@ -31,35 +38,6 @@ namespace {
 
 using Planning::Plan;
 using Planning::Server;
-
-/// `text` as a word of a shell command.
-std::string ShellWord(const std::string& text) {
-  constexpr const char* kPlain =
-      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_./:,@%+=";
-  if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) return text;
-  std::string word = "'";
-  for (const char character : text) word += character == '\'' ? "'\\''" : std::string(1, character);
-  return word + "'";
-}
-
-/// The command that takes back what the options write.
-std::string CommandBack(const WriteOptions& options, unsigned number) {
-  std::string command = "saverestore";
-  for (const std::string& text : options.targets) command += " --target " + ShellWord(text);
-  for (const std::string& word : options.targetWords) command += " " + ShellWord(word);
-  command += " undo";
-  if (!options.backupDir.empty()) command += " --backup-dir " + ShellWord(options.backupDir);
-  if (options.skipSystemCheck) command += " --skip-system-check";
-  if (!options.password.file.empty()) {
-    command += " --password-file " + ShellWord(options.password.file);
-  } else if (options.password.ask || options.password.descriptor >= 0) {
-    command += " --ask-password";
-  }
-  if (!options.userPasswordFile.empty()) {
-    command += " --user-password-file " + ShellWord(options.userPasswordFile);
-  }
-  return command + " " + std::to_string(number);
-}
 
 /// What a restore knows and must not leave behind.
 struct Secrets {
@@ -112,6 +90,16 @@ void ThrowIfRefused(const Plan& plan, const Messages& messages) {
                   "them; nothing was written");
 }
 
+/// Refuses to carry out what was shown to somebody when it is no longer what would be done.
+void ThrowIfStale(const WriteOptions& options, const Plan& plan, const Messages& messages) {
+  if (options.keptPlan == nullptr) return;
+  const std::vector<std::string> differences =
+      DifferencesSince(*options.keptPlan, plan, JoinedTargets(options.targets));
+  for (const std::string& text : differences) messages.Error(plan.request.name + ": " + text);
+  if (differences.empty()) return;
+  throw ToolError(ExitBadInput, "the plan does not hold any more; nothing was written");
+}
+
 /// One write, stage by stage.
 class Stages {
  public:
@@ -125,7 +113,11 @@ class Stages {
     Plan plan = Planning::MakePlan(make(server_), server_);
     queriesOfPlan_ = server_.Queries();
     progress_.End();
+    ThrowIfStale(options_, plan, messages_);
     ThrowIfRefused(plan, messages_);
+    if (options_.confirm.IsWanted() && !plan.changes.empty()) {
+      CheckRescue(options_.confirm, plan, server_, messages_);
+    }
     if (options_.dryRun) return ShowDryRun(plan);
     const bool isMoreLater = options_.reboot && plan.NeedingRestart() > 0;
     if (plan.changes.empty() && !isMoreLater) return SayThatNothingChanges(make, plan, secrets);
@@ -134,18 +126,16 @@ class Stages {
     const Consent consent(plan, {options_.yes, options_.allowLockout, isPlanShown});
     Planning::CheckAdminPassword(plan, secrets.password, server_);
     RequireAccounts(plan, server_, secrets);
+    keeping_.ThrowIfAnotherWaits();
     Planning::Saved backup;
     if (!options_.noBackup) backup = Backup(plan);
     if (!options_.json) ShowPlan(plan, false, messages_);  // the report will be the one document
-    consent.Ask(messages_);
-    server_.Refresh();  // the answer may have taken long
-    const std::vector<Planning::Change> changed = Planning::ChangedSince(plan.changes);
-    server_.ThrowIfSilent();
-    consent.AskAgain(changed, messages_);
-    ThrowIfInterrupted();
+    keeping_.Warn(plan);
+    GetReady(plan, consent, secrets);
     try {
       return WriteAndReport(make, plan, backup, secrets);
     } catch (const Interrupted&) {
+      if (keeping_.IsOn()) return keeping_.Tell(keeping_.TakeBack());
       Record("interrupted");
       throw ToolError(ExitFailed, "interrupted; what was written before stays written");
     }
@@ -157,12 +147,24 @@ class Stages {
   }
 
   int ShowDryRun(const Plan& plan) {
+    if (!options_.planOut.empty()) KeepPlan(plan);
     if (options_.json) {
       messages_.Document(Planning::DryRunDocument(plan));
     } else {
       ShowPlan(plan, true, messages_);
     }
+    if (!options_.planOut.empty()) {
+      messages_.Note("The plan is kept as " + options_.planOut + "; apply --plan carries it out.");
+    }
     return ExitDone;
+  }
+
+  void KeepPlan(const Plan& plan) {
+    Common::AtomicFile file(options_.planOut);
+    file.Write(Planning::PlanDocument(Planning::KeptPlanOf(plan, JoinedTargets(options_.targets),
+                                                           SAVERESTORE_VERSION)) +
+               "\n");
+    file.Commit(Common::AtomicFile::Existing::Keep);
   }
 
   int SayThatNothingChanges(const RequestMaker& make, const Plan& plan, const Secrets& secrets) {
@@ -179,10 +181,24 @@ class Stages {
     record_.command = options_.command;
     record_.target = JoinedTargets(options_.targets);
     record_.version = SAVERESTORE_VERSION;
+    record_.files = plan.request.files;
     record_.changes = plan.changes;
-    for (const std::string& file : options_.files) {
-      record_.files.push_back({file, Planning::Sha256OfFile(file)});
+    record_.waiting = StateOf(server_, plan.present).Waiting();
+  }
+
+  /// The command that goes back, and a warning of what may keep it from working.
+  std::string WayBack(const Plan& plan) const {
+    std::string command = CommandBack(options_, record_);
+    for (const SDK::WriteForesight& foreseen : plan.foresight) {
+      if (foreseen.kind != SDK::WriteForesight::Kind::LocksOut) continue;
+      if (foreseen.path.ends_with("/NAME")) {
+        command = CommandBackAs(foreseen.account, options_, record_);
+      } else {
+        messages_.Warning("the way back may not work from here: " +
+                          plan.present.NameOf(foreseen.path) + ": " + foreseen.text);
+      }
     }
+    return command;
   }
 
   /// Saves the present configuration as what a new record of the history goes back to, and says
@@ -196,17 +212,44 @@ class Stages {
     history_.Keep(record_);
     queriesOfSave_ = server_.Queries() - before;
     for (const std::string& text : backup.warnings) messages_.Warning(text);
-    ThrowIfInterrupted();
     messages_.Note("The present configuration is saved as " + backup.file + ". To go back:\n  " +
-                   CommandBack(options_, record_.number));
+                   WayBack(plan));
     return backup;
   }
 
-  /// Says in journal and history how it ended.
+  /// The last that keeps a write from beginning.
+  void GetReady(const Plan& plan, const Consent& consent, const Secrets& secrets) {
+    try {
+      ThrowIfInterrupted();
+      consent.Ask(messages_);
+      server_.Refresh();  // the answer may have taken long
+      const std::vector<Planning::Change> changed = Planning::ChangedSince(plan.changes);
+      server_.ThrowIfSilent();
+      consent.AskAgain(changed, messages_);
+      ThrowIfInterrupted();
+      keeping_.ThrowIfAnotherWaits();
+      if (options_.confirm.IsWanted()) Watch(secrets);
+    } catch (...) {
+      Note(Planning::kNothingWritten, false);
+      throw;
+    }
+  }
+
+  void Watch(const Secrets& secrets) {
+    keeping_.Start(Planning::StateBefore(record_), secrets.password, secrets.accounts,
+                   [this](const std::string& outcome, bool isOver) { Note(outcome, isOver); });
+  }
+
+  /// Says how it ended, where no guard does.
   void Record(const std::string& outcome) {
+    if (!keeping_.IsOn()) Note(outcome, true);
+  }
+
+  /// Says in the history how it goes, and in the journal how it ended.
+  void Note(const std::string& outcome, bool isOver) {
     if (record_.command.empty()) return;  // nothing was to be written
     record_.outcome = outcome;
-    options_.journal(JournalRecordOf(record_, options_.tellsValues));
+    if (isOver) options_.journal(JournalRecordOf(record_, options_.tellsValues));
     KeepRecord();
   }
 
@@ -227,6 +270,7 @@ class Stages {
     progress_.Begin("writing", queriesOfSave_ == 0 ? 0 : queriesOfPlan_ - queriesOfSave_);
     const Planning::Written written = Planning::Write(plan, secrets.password, server_);
     const int exitCode = ReportFirst(plan, backup, written);
+    if (isTakenBack_) return exitCode;
     if (options_.reboot && (isPending_ || plan.NeedingRestart() > 0)) {
       return RestartAndVerify(make, plan, secrets);
     }
@@ -237,7 +281,7 @@ class Stages {
   int ReportFirst(const Plan& plan, const Planning::Saved& backup,
                   const Planning::Written& written) {
     return Report(plan, written, [&](const Planning::Report& report) {
-      messages_.Document(Planning::RestoreDocument(plan, backup, written, report));
+      messages_.Document(Planning::RestoreDocument(plan, backup, written, report, confirmation_));
     });
   }
 
@@ -248,17 +292,24 @@ class Stages {
     const Planning::Report report = Planning::ReportOf(plan, written, server_);
     const std::vector<SDK::BootMessage> waiting = Planning::WaitingFromBefore(plan, server_);
     progress_.End();
-    if (options_.json) {
-      document(report);
-    } else {
-      ShowReport(plan, written, report, messages_);
-    }
+    const std::string end =
+        report.silence ? "the target could not be read afterwards" : OutcomeOf(report.IsAsWanted());
+    keeping_.Written(end);
+    if (!options_.json) ShowReport(plan, written, report, messages_);
     for (const SDK::BootMessage& message : waiting) {
       messages_.Warning("from an earlier change, of " + report.present.NameOf(message.path) + ", " +
                         message.text);
     }
-    Record(report.silence ? "the target could not be read afterwards"
-                          : OutcomeOf(report.IsAsWanted()));
+    if (keeping_.IsOn()) {
+      confirmation_ = keeping_.Settle(plan, report, progress_, queriesOfSave_);
+    }
+    if (options_.json) document(report);
+    Record(end);
+    if (confirmation_) {
+      const int exitCode = keeping_.Tell(*confirmation_);
+      isTakenBack_ = exitCode != ExitDone;
+      if (isTakenBack_) return exitCode;
+    }
     if (report.silence) throw ResultStatus(*report.silence);
     if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
       throw ResultStatus(*written.failure);
@@ -291,9 +342,9 @@ class Stages {
       ThrowIfInterrupted();
       WriteAfterRestart(plan, secrets);
     } while (isPending_ || later > 0);
-    const Planning::Verification verification =
-        Planning::Verify(plan.request.wanted, plan.request.mode, server_, plan.request.file);
-    if (!options_.json) ShowVerification(verification, messages_);
+    const Planning::Verification verification = Planning::Verify(
+        plan.request.wanted, ReadTarget(server_, plan.request.mode), plan.request.mode, server_);
+    if (!options_.json) ShowVerification(verification, false, messages_);
     record_.outcome = OutcomeOf(verification.IsAsWanted());
     KeepRecord();
     return verification.IsAsWanted() ? ExitDone : ExitDifferent;
@@ -310,9 +361,12 @@ class Stages {
   const WriteOptions& options_;
   const Planning::History history_{HistoryFolderOf(options_.targets, options_.backupDir)};
   Planning::HistoryRecord record_;  ///< its number is 0 until the present state is saved
+  std::optional<Planning::Confirmation> confirmation_;  ///< what that has come to
+  bool isTakenBack_ = false;                            ///< or was to be
   const Server& server_;
   Progress& progress_;
   const Messages& messages_;
+  Keeping keeping_{options_, history_, record_, messages_};
   unsigned queriesOfPlan_ = 0;
   unsigned queriesOfSave_ = 0;  ///< 0 without a backup
   bool isPending_ = false;      ///< something of what was written waits for a boot
@@ -326,8 +380,9 @@ std::string JoinedTargets(const std::vector<std::string>& targets) {
     constexpr std::string_view kFile = "machine:";
     const bool isFile = target.starts_with(kFile);
     joined += (joined.empty() ? "" : "+") +
-              (isFile ? std::string(kFile) +
-                            std::filesystem::absolute(target.substr(kFile.size())).string()
+              (isFile ? std::string(kFile) + std::filesystem::absolute(target.substr(kFile.size()))
+                                                 .lexically_normal()
+                                                 .string()
                       : target);
   }
   return joined;
@@ -342,9 +397,18 @@ void TakeTargets(const Globals& globals, WriteOptions& options) {
   options.targets = globals.targets.Names();
   options.announcement = globals.targets.Announcement();
   options.targetWords = globals.targets.GivenOptions();
+  if (options.confirm.IsWanted() && options.confirm.rescue.empty() &&
+      !globals.targets.Rescue().empty()) {
+    options.confirm.rescue = {globals.targets.Rescue()};
+  }
+  options.confirm.openRescue = [&globals, &options] {
+    return globals.targets.Open(options.confirm.rescue);
+  };
 }
 
 int CarryOut(const WriteOptions& options, const RequestMaker& make, const Messages& messages) {
+  if (options.confirm.IsWanted()) CheckThatAWayStays(options.confirm, options.targets);
+  if (!options.planOut.empty()) CheckReplaceable(options.planOut, false);
   Secrets secrets;
   if (!options.dryRun) {
     ReadPassword(options.password, Planning::kLongestAdminPassword, secrets.password);
@@ -390,8 +454,15 @@ void AddWriteOptions(CLI::App& command, WriteOptions& options) {
                    "Write the rest where the target cannot take some values");
   command.add_flag("--ignore-unknown", options.ignoresUnknown,
                    "Pass over sections and keys that the target does not know");
-  command.add_flag("--dry-run", options.dryRun, "Show what would be written, and write nothing");
-  command.add_flag("--no-backup", options.noBackup, "Do not save the present configuration first");
+  CLI::Option* dryRun = command.add_flag("--dry-run", options.dryRun,
+                                         "Show what would be written, and write nothing");
+  command
+      .add_option("--plan-out", options.planOut,
+                  "Keep what the dry run shows, for apply --plan to carry out just that")
+      ->type_name("PLAN.json")
+      ->needs(dryRun);
+  CLI::Option* noBackup = command.add_flag("--no-backup", options.noBackup,
+                                           "Do not save the present configuration first");
   command
       .add_option("--backup-dir", options.backupDir,
                   "Where the history with the present configuration is kept; default: below "
@@ -403,8 +474,12 @@ void AddWriteOptions(CLI::App& command, WriteOptions& options) {
   command.add_flag("--json", options.json, "Report as JSON");
   command.add_flag("--journal-values", options.tellsValues,
                    "Tell the journal each change with its values; never passwords and the like");
-  auto* reboot = command.add_flag("--reboot", options.reboot,
-                                  "Restart the server where settings wait for that, and verify");
+  CLI::Option* confirm = AddConfirmOptions(command, options.confirm);
+  confirm->excludes(noBackup);
+  auto* reboot = command
+                     .add_flag("--reboot", options.reboot,
+                               "Restart the server where settings wait for that, and verify")
+                     ->excludes(confirm);
   command
       .add_flag("--force", options.force,
                 "That restart ends an operating system that does not end when asked")

@@ -4,10 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "plan/KeptPlan.h"
 #include "plan/Request.h"
 #include "plan/Server.h"
 #include "tool/Journal.h"
 #include "tool/commands/Commands.h"
+#include "tool/commands/Confirming.h"
 #include "tool/targets/Targets.h"
 #include "tool/terminal/Messages.h"
 #include "tool/terminal/Password.h"
@@ -23,7 +25,6 @@ struct WriteOptions {
   std::vector<std::string> targets;      ///< as given, for the command that goes back
   std::vector<std::string> targetWords;  ///< the options that reach them, likewise
   std::string announcement;              ///< what the first line of a plan calls the server
-  std::vector<std::string> files;        ///< what is wanted stands in them
   bool skipSystemCheck = false;
   bool skipBootOrder = false;
   PasswordSource password;
@@ -32,13 +33,16 @@ struct WriteOptions {
   bool ignoresUnknown = false;   ///< pass over names that the target does not know
   bool allowLockout = false;     ///< cut off the way to the target without asking
   bool dryRun = false;
+  std::string planOut;  ///< where the plan of a dry run is kept; empty for nowhere
+  const Planning::KeptPlan* keptPlan = nullptr;  ///< what was shown and must still hold
   bool noBackup = false;
   std::string backupDir;  ///< empty: where the history of the target is kept
   bool yes = false;
   bool json = false;
-  bool reboot = false;       ///< restart the server where something waits for that, and verify
-  bool force = false;        ///< that restart ends an operating system that does not end when asked
-  bool tellsValues = false;  ///< tell the journal from what to what
+  bool reboot = false;  ///< restart the server where something waits for that, and verify
+  bool force = false;   ///< that restart ends an operating system that does not end when asked
+  ConfirmOptions confirm;
+  bool tellsValues = false;             ///< tell the journal from what to what
   JournalSink journal = SendToJournal;  ///< where what was written is told
 };
 
@@ -61,7 +65,9 @@ using RequestMaker = std::function<Planning::Request(const Planning::Server& ser
 /// Checks what is wanted and the password, saves the present configuration, shows what will change,
 /// asks for consent, writes, reads the server again and reports what became of each setting. What
 /// would change nothing writes nothing, and no backup.
-/// \return ExitDone when all is as wanted, ExitDifferent when some setting is not.
+/// With --confirm it then waits until somebody keeps that, or takes it back.
+/// \return ExitDone when all is as wanted, ExitDifferent when some setting is not; ExitTakenBack,
+///         ExitNotTakenBack.
 /// \throws ToolError, Failure, ResultStatus, Interrupted  it is refused (nothing is written then),
 ///                                                        or has failed.
 int CarryOut(const WriteOptions& options, const RequestMaker& make, const Messages& messages);

@@ -242,9 +242,9 @@ void AddOthers(Page& page, const FleetReport& report, const FleetRow& row, std::
 }
 
 void AddMatrixRow(Page& page, const FleetReport& report, const FleetRow& row, std::size_t columns) {
-  page << "<tr><th scope=\"row\"><bdi>" << row.first->section;
-  if (!row.first->key.empty()) page << "::" << row.first->key;
-  page << "</bdi></th><td>";
+  page << "<tr><th scope=\"row\"><bdi>" << row.first->section << "</bdi>";
+  if (!row.first->key.empty()) page << "::<bdi>" << row.first->key << "</bdi>";
+  page << "</th><td>";
   if (row.isWantedAlike) {
     AddValue(page, row.first->wanted);
   } else {

@@ -19,13 +19,24 @@ std::string ShownOf(const std::string& value, const Setting& setting, const Sett
   return Shown(value, text.empty() ? Planning::OptionText(other.comment, value) : text);
 }
 
-ListedSetting RowOf(const Planning::Comparison::Difference& difference, bool isOfRestore) {
+constexpr const char* kOwn = "the host's own";
+
+/// How many differences are no fault, and not shown.
+std::string OwnLine(std::size_t count) {
+  if (count == 0) return "";
+  return Counted(count, "difference") +
+         " in what is the host's own, which a restore never writes; --all shows " +
+         (count == 1 ? "it.\n" : "them.\n");
+}
+
+ListedSetting RowOf(const Planning::Comparison::Difference& difference, bool isOfRestore,
+                    const char* remark = "") {
   const Setting& left = *difference.left;
   const Setting& right = *difference.right;
   const std::string ofLeft = ShownOf(left.value, left, right);
   const std::string ofRight = ShownOf(right.value, right, left);
   return {left.section, left.key,    isOfRestore ? Arrow(ofRight, ofLeft) : Arrow(ofLeft, ofRight),
-          "",           Tone::Plain, right.path};
+          remark,       Tone::Plain, right.path};
 }
 
 void AddOneSided(const char* side, const std::vector<std::string>& sections,
@@ -41,7 +52,7 @@ void AddOneSided(const char* side, const std::vector<std::string>& sections,
 }
 
 ListedSetting RowOf(const Planning::Verification::Missed& missed,
-                    const Planning::Configuration& present) {
+                    const Planning::Configuration& present, const char* remark = "") {
   const Setting* now = present.Find(missed.section, missed.key);
   if (now == nullptr) {
     return {missed.section, missed.key, Shown(missed.wanted), "the machine has no such setting",
@@ -50,18 +61,23 @@ ListedSetting RowOf(const Planning::Verification::Missed& missed,
   return {missed.section,
           missed.key,
           Arrow(ShownOf(now->value, *now, *now), ShownOf(missed.wanted, *now, *now)),
-          missed.isReadOnly ? "read-only" : "",
+          missed.isReadOnly ? "read-only" : remark,
           missed.isReadOnly ? Tone::Open : Tone::Plain,
           now->path};
 }
 
 }  // namespace
 
-void ShowComparison(const Planning::Comparison& comparison, const Sides& sides,
+void ShowComparison(const Planning::Comparison& comparison, const Sides& sides, bool showsOwn,
                     const Messages& messages) {
   std::vector<ListedSetting> rows;
   for (const auto& difference : comparison.different) {
     rows.push_back(RowOf(difference, sides.isOfRestore));
+  }
+  if (showsOwn) {
+    for (const auto& difference : comparison.own) {
+      rows.push_back(RowOf(difference, sides.isOfRestore, kOwn));
+    }
   }
   AddOneSided(sides.left, comparison.onlyLeftSections, comparison.onlyLeftKeys, rows);
   AddOneSided(sides.right, comparison.onlyRightSections, comparison.onlyRightKeys, rows);
@@ -72,13 +88,19 @@ void ShowComparison(const Planning::Comparison& comparison, const Sides& sides,
             (sides.isOfRestore ? Arrow(sides.right, sides.left) : Arrow(sides.left, sides.right)) +
             ").\n";
   }
-  messages.Lines(text);
+  messages.Lines(text + (showsOwn ? "" : OwnLine(comparison.own.size())));
 }
 
-void ShowVerification(const Planning::Verification& verification, const Messages& messages) {
+void ShowVerification(const Planning::Verification& verification, bool showsOwn,
+                      const Messages& messages) {
   std::vector<ListedSetting> rows;
   for (const Planning::Verification::Missed& missed : verification.missed) {
     rows.push_back(RowOf(missed, verification.present));
+  }
+  if (showsOwn) {
+    for (const Planning::Verification::Missed& missed : verification.own) {
+      rows.push_back(RowOf(missed, verification.present, kOwn));
+    }
   }
   std::string text = Listing(rows, StyleFor(STDOUT_FILENO, messages.IsVerbose()));
   for (const SDK::BootMessage& message : verification.messages) {
@@ -88,7 +110,8 @@ void ShowVerification(const Planning::Verification& verification, const Messages
             "\n";
   }
   messages.Lines(text + std::to_string(verification.compared - verification.missed.size()) +
-                 " of " + Counted(verification.compared, "setting") + " as in the file.\n");
+                 " of " + Counted(verification.compared, "setting") + " as in the file.\n" +
+                 (showsOwn ? "" : OwnLine(verification.own.size())));
 }
 
 }  // namespace Tool

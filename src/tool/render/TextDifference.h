@@ -14,10 +14,13 @@ struct Sides {
   bool isOfRestore = false;
 };
 
-void ShowComparison(const Planning::Comparison& comparison, const Sides& sides,
+/// Shows how two sides differ. What differs in settings that a restore never writes is shown with
+/// `showsOwn`, and else counted.
+void ShowComparison(const Planning::Comparison& comparison, const Sides& sides, bool showsOwn,
                     const Messages& messages);
 
 /// Shows what of a restored file has not taken effect, and what the server says of that.
-void ShowVerification(const Planning::Verification& verification, const Messages& messages);
+void ShowVerification(const Planning::Verification& verification, bool showsOwn,
+                      const Messages& messages);
 
 }  // namespace Tool

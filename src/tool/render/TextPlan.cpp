@@ -34,7 +34,8 @@ std::string TextOf(const Planning::Plan& plan, bool isAll, const Style& style) {
   for (const Planning::Obstacle& obstacle : plan.obstacles) {
     const Planning::Change& change = obstacle.change;
     const bool isLater = obstacle.kind == Planning::Obstacle::Kind::NeedsRestart;
-    const bool isFault = !isLater && obstacle.kind != Planning::Obstacle::Kind::ReadOnly;
+    const bool isFault = !isLater && obstacle.kind != Planning::Obstacle::Kind::ReadOnly &&
+                         obstacle.kind != Planning::Obstacle::Kind::Kept;
     rows.push_back({change.section, change.key, ValuesOf(change),
                     (isLater ? "needs another restart: " : "stays as it is: ") + obstacle.reason,
                     isFault ? Tone::Bad : Tone::Open, change.path});
@@ -64,7 +65,9 @@ void ShowPlan(const Planning::Plan& plan, bool isAll, const Messages& messages) 
 void ShowRefusal(const Planning::Plan& plan, const Messages& messages) {
   for (const Planning::Finding& finding : plan.findings) {
     const std::string text = Describe(finding, plan.request.name);
-    if (finding.weight == Planning::Finding::Weight::Warning) {
+    if (std::ranges::find(plan.uncompared, finding.text) != plan.uncompared.end()) {
+      messages.Warning(plan.request.name + ": " + finding.text);
+    } else if (finding.weight == Planning::Finding::Weight::Warning) {
       messages.Detail(text);
     } else {
       messages.Error(text);

@@ -18,6 +18,7 @@ namespace {
 using Targets::TargetRow;
 
 constexpr std::string_view kTarget = "--target";
+constexpr std::string_view kRescue = "--rescue";
 constexpr const char* kUsualTarget = "SAVERESTORE_TARGET";
 constexpr std::string_view kFileValue = "FILE";
 constexpr unsigned kLongestPatience = 600;
@@ -64,11 +65,13 @@ std::vector<std::string> KindsNamed(const std::vector<std::string>& words) {
   std::vector<std::string> kinds;
   for (std::size_t at = 0; at < words.size(); ++at) {
     const std::string& word = words[at];
-    if (!word.starts_with(kTarget)) continue;
-    if (word.size() > kTarget.size() && word[kTarget.size()] == '=') {
-      kinds.push_back(KindOf(word.substr(kTarget.size() + 1)));
-    } else if (word == kTarget && at + 1 < words.size()) {
-      kinds.push_back(KindOf(words[at + 1]));
+    for (const std::string_view option : {kTarget, kRescue}) {
+      if (!word.starts_with(option)) continue;
+      if (word.size() > option.size() && word[option.size()] == '=') {
+        kinds.push_back(KindOf(word.substr(option.size() + 1)));
+      } else if (word == option && at + 1 < words.size()) {
+        kinds.push_back(KindOf(words[at + 1]));
+      }
     }
   }
   return kinds;
@@ -222,6 +225,7 @@ void TargetChoice::ReadPassword(const std::string& user, std::size_t longest,
   PasswordSource source = Chosen().bmcPassword;
   const bool isGiven = !source.file.empty() || source.descriptor >= 0;
   source.ask = !isGiven && !user.empty();
+  source.kept = KeptOf("target " + opening_);
   Tool::ReadPassword(source, longest, out);
 }
 
@@ -229,7 +233,14 @@ void TargetChoice::ReadSecret(const std::string& file, std::size_t longest,
                               std::string& out) const {
   PasswordSource source;
   source.file = file;
+  source.kept = KeptOf("file " + file);
   Tool::ReadPassword(source, longest, out);
+}
+
+std::shared_ptr<KeptPassword> TargetChoice::KeptOf(const std::string& origin) const {
+  auto& kept = kept_[origin];
+  if (!kept) kept = std::make_shared<KeptPassword>();
+  return kept;
 }
 
 void TargetChoice::ThrowIfInterrupted() const {
@@ -254,6 +265,7 @@ Planning::Mounts TargetChoice::Open(const std::string& target) const {
     throw Planning::Failure(Planning::Failure::Kind::Usage,
                             "\"" + target + "\" is no target" + where + ". " + HowToChoose(kinds_));
   }
+  opening_ = target;
   Targets::OpenRequest request{place, {}, Chosen().patience, *this};
   for (const Given& given : Chosen().options) {
     for (const std::string& value : given.values) request.options.Add(given.option->name, value);

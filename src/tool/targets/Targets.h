@@ -2,6 +2,8 @@
 
 #include <deque>
 #include <functional>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -80,12 +82,17 @@ class TargetChoice final : private Targets::Frontend {
   [[nodiscard]] bool IsHurried() const override;
   [[nodiscard]] Planning::Mounts Open(const std::string& target) const override;
 
+  [[nodiscard]] std::shared_ptr<KeptPassword> KeptOf(const std::string& origin) const;
+
   Kinds& kinds_;
   std::vector<std::string> names_;
   PasswordSource bmcPassword_;
   std::optional<std::chrono::seconds> patience_;
   std::deque<Given> given_;               ///< the parser keeps to their addresses
   mutable std::optional<Choice> choice_;  ///< once it has been asked for
+  /// By origin, so that none is asked for twice when a target is opened anew.
+  mutable std::map<std::string, std::shared_ptr<KeptPassword>> kept_;
+  mutable std::string opening_;  ///< the target that asks
 };
 
 /// The kinds of target that the words of a command line name, before they are parsed.

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <csignal>
+#include <vector>
 
 #include "tool/ExitCodes.h"
 
@@ -71,11 +72,19 @@ bool IsHurried() {
 }
 
 void WaitForInput(int descriptor) {
+  static_cast<void>(WaitForInput(std::span(&descriptor, 1)));
+}
+
+int WaitForInput(std::span<const int> descriptors) {
   const SignalsHeld held;
+  std::vector<pollfd> wanted;
+  for (const int descriptor : descriptors) wanted.push_back({descriptor, POLLIN, 0});
   for (;;) {
     ThrowIfInterrupted();
-    pollfd wanted = {descriptor, POLLIN, 0};
-    if (ppoll(&wanted, 1, nullptr, &held.Before()) > 0) return;
+    if (ppoll(wanted.data(), wanted.size(), nullptr, &held.Before()) <= 0) continue;
+    for (const pollfd& one : wanted) {
+      if (one.revents != 0) return one.fd;
+    }
   }
 }
 

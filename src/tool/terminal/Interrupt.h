@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <stdexcept>
 
 namespace Tool {
@@ -27,5 +28,9 @@ void ThrowIfInterrupted();
 /// Waits until `descriptor` has something to read, or its end. \throws Interrupted  a signal came
 /// first; none is missed between the look and the wait.
 void WaitForInput(int descriptor);
+
+/// Waits for one of several, and says which; those that are negative are passed over.
+/// \throws Interrupted
+[[nodiscard]] int WaitForInput(std::span<const int> descriptors);
 
 }  // namespace Tool

@@ -67,9 +67,7 @@ void ReadLine(int descriptor, std::size_t longest, const std::string& name, std:
   if (out.ends_with('\r')) out.pop_back();  // a file with the line ends of another system
 }
 
-}  // namespace
-
-void ReadPassword(const PasswordSource& source, std::size_t longest, std::string& out) {
+void ReadAnew(const PasswordSource& source, std::size_t longest, std::string& out) {
   if (!source.file.empty()) {
     const Common::Descriptor file(open(source.file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file.IsOpen()) RaiseErrno("the password file \"" + source.file + "\" cannot be opened");
@@ -86,6 +84,17 @@ void ReadPassword(const PasswordSource& source, std::size_t longest, std::string
     terminal->Say(source.prompt);
     ReadLine(terminal->Descriptor(), longest, "the terminal", out);
   }
+}
+
+}  // namespace
+
+void ReadPassword(const PasswordSource& source, std::size_t longest, std::string& out) {
+  if (source.kept && source.kept->text) {
+    out = *source.kept->text;
+    return;
+  }
+  ReadAnew(source, longest, out);
+  if (source.kept) source.kept->text = out;
 }
 
 }  // namespace Tool

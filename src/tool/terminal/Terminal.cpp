@@ -11,25 +11,6 @@
 #include "tool/terminal/Interrupt.h"
 
 namespace Tool {
-namespace {
-
-/// The line that is typed, without its end and the blanks around it, in lower case; empty at the
-/// end of the input.
-std::string ReadAnswer(int terminal) {
-  std::string answer;
-  for (char character = 0; character != '\n';) {
-    WaitForInput(terminal);
-    const ssize_t got = read(terminal, &character, 1);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) break;
-    answer += static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-  }
-  constexpr const char* kBlanks = " \t\r\n";
-  answer.erase(answer.find_last_not_of(kBlanks) + 1);
-  return answer.substr(std::min(answer.find_first_not_of(kBlanks), answer.size()));
-}
-
-}  // namespace
 
 std::unique_ptr<Terminal> Terminal::Open() {
   const int descriptor = open("/dev/tty", O_RDWR | O_CLOEXEC);
@@ -46,9 +27,24 @@ void Terminal::Say(const std::string& text) const {
   }
 }
 
+std::optional<std::string> Terminal::Answer() const {
+  std::string answer;
+  for (char character = 0; character != '\n';) {
+    WaitForInput(descriptor_.Get());
+    const ssize_t got = read(descriptor_.Get(), &character, 1);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0 && answer.empty()) return std::nullopt;
+    if (got <= 0) break;
+    answer += static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  }
+  constexpr const char* kBlanks = " \t\r\n";
+  answer.erase(answer.find_last_not_of(kBlanks) + 1);
+  return answer.substr(std::min(answer.find_first_not_of(kBlanks), answer.size()));
+}
+
 bool Terminal::Confirms(const std::string& question) const {
   Say(question + " [y/N] ");
-  const std::string answer = ReadAnswer(descriptor_.Get());
+  const std::string answer = Answer().value_or("");
   return answer == "y" || answer == "yes";
 }
 

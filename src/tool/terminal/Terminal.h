@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "common/Descriptor.h"
@@ -17,6 +18,9 @@ class Terminal {
   [[nodiscard]] int Descriptor() const { return descriptor_.Get(); }
   /// Shows `text` as it is. A terminal that is gone has nobody to tell.
   void Say(const std::string& text) const;
+  /// The line that is typed, without the blanks around it, in lower case; nothing at the end of the
+  /// input. \throws Interrupted
+  [[nodiscard]] std::optional<std::string> Answer() const;
   /// Asks a question. \return true when the answer is yes. \throws Interrupted
   [[nodiscard]] bool Confirms(const std::string& question) const;
 

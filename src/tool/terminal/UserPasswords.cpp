@@ -17,7 +17,7 @@
 namespace Tool {
 namespace {
 
-constexpr std::size_t kLongestPassword = 20;  // that IPMI has room for
+constexpr std::size_t kLongestUserPassword = 20;  // that IPMI has room for
 constexpr std::size_t kLargestFile = 65536;
 
 [[noreturn]] void Refuse(ExitCode code, const std::string& file, const std::string& why) {
@@ -59,10 +59,10 @@ void AddLine(std::string_view line, unsigned number, const std::string& file,
     Refuse(ExitBadInput, file, "has no NAME:PASSWORD in " + where);
   }
   const std::string_view password = line.substr(colon + 1);
-  if (password.empty() || password.size() > kLongestPassword ||
+  if (password.empty() || password.size() > kLongestUserPassword ||
       password.find('\0') != std::string_view::npos) {
     Refuse(ExitBadInput, file,
-           "has no password of 1 to " + std::to_string(kLongestPassword) +
+           "has no password of 1 to " + std::to_string(kLongestUserPassword) +
                " bytes without NUL in " + where);
   }
   passwords[std::string(line.substr(0, colon))].assign(password);
@@ -93,9 +93,9 @@ void AskUserPasswords(const std::set<std::string>& names, SDK::SettingMap& passw
     std::string& password = passwords[name];
     std::string again;
     const Common::WipeOnExit wipe(again);
-    ReadPassword(source, kLongestPassword, password);
+    ReadPassword(source, kLongestUserPassword, password);
     source.prompt = "The same again: ";
-    ReadPassword(source, kLongestPassword, again);
+    ReadPassword(source, kLongestUserPassword, again);
     if (password.empty() || password != again) {
       throw ToolError(ExitFailed, password.empty()
                                       ? "the password is empty; nothing was written"

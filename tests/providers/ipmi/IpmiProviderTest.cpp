@@ -8,6 +8,7 @@
 #include <array>
 #include <chrono>
 #include <map>
+#include <set>
 #include <thread>
 
 #include "Simulator.h"
@@ -34,7 +35,9 @@ class IpmiLocalTest : public EngineTest {};
 TEST_F(IpmiLocalTest, AMissingDeviceNamesTheModulesAndAForbiddenOneThePermission) {
   const auto messageOf = [](const std::string& device, int code) {
     try {
-      static_cast<void>(Ipmi::OpenLocal(device));
+      Ipmi::LocalAddress address;
+      address.device = device;
+      static_cast<void>(Ipmi::OpenLocal(address));
     } catch (const ResultStatus& failure) {
       EXPECT_EQ(failure.getval(), code);
       return failure.message();
@@ -66,13 +69,18 @@ class IpmiProviderTest : public EngineTest {
 
   static std::unique_ptr<Ipmi::IpmiProvider> Login(std::uint16_t port,
                                                    std::chrono::milliseconds patience = 10s,
-                                                   const Ipmi::Patience& slow = {200ms, 600ms}) {
+                                                   const Ipmi::Patience& slow = {600ms, 1s},
+                                                   std::uint8_t suite = 0,
+                                                   const std::string& key = "") {
     Ipmi::RemoteAddress address;
     address.host = "127.0.0.1:" + std::to_string(port);
     address.user = "admin";
     address.password = "secret";
     address.workarounds = {"opensesspriv"};
     address.patience = patience;
+    address.resendAfter = 100ms;
+    address.cipherSuite = suite;
+    address.bmcKey = key;
     return std::make_unique<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address), slow);
   }
 
@@ -199,6 +207,7 @@ TEST_F(IpmiProviderTest, WhatIsRefusedOrIgnoredOrUnknownStopsNothingElse) {
   EXPECT_THAT(notes, SizeIs(6));
   EXPECT_THAT(notes["/BMC/USER[4]/NAME"].reason, HasSubstr("CCh"));
   EXPECT_EQ(notes["/BMC/LAN[2]/ARPINTERVAL"].fate, Fate::Ignored);
+  EXPECT_THAT(notes["/BMC/LAN[2]/ARPINTERVAL"].reason, HasSubstr("and kept another value"));
   EXPECT_THAT(notes["/BMC/LAN/FAILOVERMODE"].reason, HasSubstr("no standard command"));
   EXPECT_THAT(notes["/BMC/LAN[3]/ARPINTERVAL"].reason, HasSubstr("does not have it"));
   EXPECT_THAT(notes["/BMC/INFO/VERSION"].reason, HasSubstr("read-only"));
@@ -284,14 +293,17 @@ TEST_F(IpmiProviderTest, AnOddAnswerCostsNoMoreThanItsOwnSetting) {
   for (const OddAnswer& row : std::to_array<OddAnswer>({
            {"06 46 04: answer CC", kName, "", ""},  // a slot whose name nobody has set
            {"06 46 04: answer 00 66 6F 75", kName, "fou", ""},
-           {"06 46 04: answer 00 4D FC 6C", kName, "(none)", ""},
+           {"06 46 04: answer 00 4D FC 6C", kName, "M%FCl", ""},
+           {"06 46 04: answer FF", kName, "N.A.", "NAME is left out"},
            {"0C 02 01 10: answer 00 11 70 75", kCommunity, "pu", ""},
-           {"0C 02 01 10: answer 00 11 70 FF 75", kCommunity, "(none)", ""},
+           {"0C 02 01 10: answer 00 11 70 FF 75", kCommunity, "p%FFu", ""},
+           {"0C 02 01 10: answer 80", kCommunity, "N.A.", ""},
            {"0C 02 01 0B: answer D6", kInterval, "(none)", ""},
            {"0C 02 01 0B: answer FF", kInterval, "(none)", "ARPINTERVAL is left out: to command "},
            {"0C 02 01 0B: answer D4", kInterval, "(none)", "with 01 0B 00 00, the privilege"},
            {"0C 02 01 0B: answer C0", kInterval, "(none)", "busy (completion code C0h)"},
            {"0C 02 01 0B x2: answer C3", kInterval, "4", ""},
+           {"0C 02 01 0B x2: answer D2", kInterval, "4", ""},
            {"0C 02 01 0B x2: answer D5", kInterval, "4", ""},
            {"0C 02 01 0B x1: drop", kInterval, "4", ""},
            {"0C 02 01 0D: short 3", "/BMC/LAN[1]/DEFAULTGATEWAYMAC", "(none)",
@@ -312,6 +324,9 @@ TEST_F(IpmiProviderTest, AnOddAnswerCostsNoMoreThanItsOwnSetting) {
   simulator->Misbehave("0C: answer C3");  // it is not one setting that it is too busy for
   NodeMap nodes;
   EXPECT_EQ(CodeOf([&] { provider->Read("/BMC/LAN[1]", nodes); }), ErrorManager::Unreachable);
+  simulator->TakeRequests();
+  EXPECT_EQ(CodeOf([&] { provider->Read("/BMC/PEF", nodes); }), ErrorManager::Unreachable);
+  EXPECT_THAT(simulator->TakeRequests(), IsEmpty());
   LOGGER::Logger::CreateInstance()->SetSink(before);
 }
 
@@ -329,7 +344,19 @@ TEST_F(IpmiProviderTest, AWriteCopesWithWhatBmcsMakeOfIt) {
   const std::vector<std::string> lan = {"0C 01 02 00", "0C 01 02 0B", "0C 01 02 00", "0C 01 02 00"};
   const std::vector<std::string> lanTwice = {lan[0], lan[1], lan[2], lan[3], lan[3]};
   for (const OddWrite& row : {
-           OddWrite{"0C 02 02 10: answer 00 11 FF", {{"/BMC/LAN[2]/COMMUNITYSTRING", ""}}, {}},
+           OddWrite{"",
+                    {{"/BMC/LAN[2]/COMMUNITYSTRING", "N.A."},  // a save could not read them
+                     {interval, ""},
+                     {"/BMC/USER[5]/NAME", ""},
+                     {"/BMC/USER[5]/STATUS", ""}},
+                    {},
+                    {{"/BMC/LAN[2]/COMMUNITYSTRING", Fate::Skipped},
+                     {interval, Fate::Skipped},
+                     {"/BMC/USER[5]/NAME", Fate::Skipped},
+                     {"/BMC/USER[5]/STATUS", Fate::Skipped}}},
+           {"0C 02 02 10 x1: answer 00 11 FF",
+            {{"/BMC/LAN[2]/COMMUNITYSTRING", ""}},
+            {lan[0], "0C 01 02 10", lan[2], lan[3]}},
            {"06 46 04: answer CC",
             {{user + "NAME", "vier"}},
             {"06 45 04 76"},
@@ -451,11 +478,46 @@ TEST_F(IpmiProviderTest, RestartsGentlyAndResetsOnlyWhereItMay) {
 TEST_F(IpmiProviderTest, ALoginSurvivesALostOrDoubledDatagram) {
   for (unsigned at = 1; at <= 10; ++at) {
     for (const unsigned copies : {0U, 2U}) {
-      Relay relay(simulator->Port(), [&](unsigned number) { return number == at ? copies : 1; });
-      EXPECT_EQ(CodeOf([&] { provider = Login(relay.Port(), 6s); }), 0) << at << " x" << copies;
+      Relay relay(simulator->Port(),
+                  [&](unsigned number, auto) { return number == at ? copies : 1; });
+      EXPECT_EQ(CodeOf([&] { provider = Login(relay.Port(), 3s); }), 0) << at << " x" << copies;
       EXPECT_EQ(Value("/BMC/PEF/STATUS"), "DISABLE") << at << " x" << copies;
     }
   }
+}
+
+TEST_F(IpmiProviderTest, TheLoginTriesOneSuiteAfterTheOtherAndTakesTheKeyOfTheBmc) {
+  struct Row {
+    std::uint8_t suite;       ///< that was asked for
+    std::set<char> silent;    ///< to which algorithms the BMC says nothing
+    std::vector<char> tried;  ///< IPMI 2.0, table 13-17: 3 is suite 17, 1 is suite 3, 2 is 8 and 12
+    int code = 0;
+  };
+  const auto login = [](std::uint16_t port, const Row& row, const std::string& key = "") {
+    return CodeOf([&] { static_cast<void>(Login(port, 1200ms, {}, row.suite, key)); });
+  };
+  for (const Row& row :
+       {Row{0, {}, {3, 1}},  // it refuses the first Row{0, {3}, {3, 1}}, Row{3, {3}, {1}},
+        Row{17, {3}, {3}, ErrorManager::Unreachable},
+        Row{0, {1, 3}, {3, 1, 3, 1, 3, 1, 3, 1}, ErrorManager::Unreachable}}) {
+    std::vector<char> tried;
+    {
+      Relay relay(simulator->Port(), [&](unsigned /*number*/, std::string_view datagram) {
+        const bool isOpening = datagram.size() > 28 && datagram[4] == 6 && datagram[5] == 0x10;
+        if (!isOpening) return 1U;
+        const char algorithm = datagram[28];
+        // What is sent again is of the same try.
+        if (tried.empty() || tried.back() != algorithm) tried.push_back(algorithm);
+        return row.silent.contains(algorithm) ? 0U : 1U;
+      });
+      EXPECT_EQ(login(relay.Port(), row), row.code);
+    }
+    EXPECT_EQ(tried, row.tried) << int{row.suite};
+  }
+  Simulator keyed(PathOf("keyed"), Simulator::Commands::All, "    bmc_key \"a-key-of-the-BMC\"\n");
+  EXPECT_EQ(login(keyed.Port(), {}), ErrorManager::LoginRefused);
+  EXPECT_EQ(login(keyed.Port(), {}, "another-key"), ErrorManager::LoginRefused);
+  EXPECT_EQ(login(keyed.Port(), {}, "a-key-of-the-BMC"), 0);
 }
 
 TEST_F(IpmiProviderTest, PausesAndLostDatagramsCostTimeOnly) {
@@ -466,9 +528,9 @@ TEST_F(IpmiProviderTest, PausesAndLostDatagramsCostTimeOnly) {
   Mount(std::move(provider));
   const std::string direct = save("direct.ini");
   EXPECT_THAT(direct, HasSubstr("UserName=oper"));
-  Relay relay(simulator->Port(), [](unsigned number) { return number % 10 == 0 ? 0 : 1; });
-  std::shared_ptr<Ipmi::IpmiProvider> lossy = Login(relay.Port(), 2s);
-  std::this_thread::sleep_for(1200ms);
+  Relay relay(simulator->Port(), [](unsigned number, auto) { return number % 10 == 0 ? 0 : 1; });
+  std::shared_ptr<Ipmi::IpmiProvider> lossy = Login(relay.Port(), 1500ms);
+  std::this_thread::sleep_for(800ms);
   Mount(lossy);
   EXPECT_EQ(save("lossy.ini"), direct);
   EXPECT_GT(relay.Requests(), 110U);  // some of them again

@@ -46,14 +46,15 @@ int BoundSocket(std::uint16_t& port) {
   return descriptor;
 }
 
-std::string LanChannel(int channel, std::uint16_t port) {
+std::string LanChannel(int channel, std::uint16_t port, const std::string& more = "") {
   return "  startlan " + std::to_string(channel) + "\n    addr 127.0.0.1 " + std::to_string(port) +
          "\n    priv_limit admin\n"
          "    allowed_auths_callback none md2 md5 straight\n"
          "    allowed_auths_user none md2 md5 straight\n"
          "    allowed_auths_operator none md2 md5 straight\n"
          "    allowed_auths_admin none md2 md5 straight\n"
-         "    guid a123456789abcdefa123456789abcdef\n  endlan\n";
+         "    guid a123456789abcdefa123456789abcdef\n" +
+         more + "  endlan\n";
 }
 
 constexpr const char* kUsers =
@@ -91,7 +92,8 @@ bool Simulator::IsUsable() {
   return isInstalled;
 }
 
-Simulator::Simulator(std::string folder, Commands commands) : folder_(std::move(folder)) {
+Simulator::Simulator(std::string folder, Commands commands, std::string ofChannel)
+    : folder_(std::move(folder)), ofChannel_(std::move(ofChannel)) {
   fs::create_directories(folder_ + "/state");
   // Another process may take the free ports first.
   for (int tries = 0; tries < 5; ++tries) {
@@ -114,7 +116,8 @@ bool Simulator::Start(Commands commands) {
   if (commands == Commands::All) {
     lan << "loadlib \"" << SAVERESTORE_SIMULATOR_MODULE << "\" \"" << folder_ << "\"\n";
   }
-  lan << "set_working_mc 0x20\n" << LanChannel(1, port_) << LanChannel(2, second) << kUsers;
+  lan << "set_working_mc 0x20\n"
+      << LanChannel(1, port_, ofChannel_) << LanChannel(2, second) << kUsers;
   lan.close();
   std::ofstream(folder_ + "/sim.emu") << kController;
 
@@ -187,7 +190,8 @@ void Relay::Pass(int from, const std::function<std::pair<int, std::uint16_t>(std
   if (from == front_) ++requests_;
   const auto [out, port] = way(ntohs(sender.sin_port));
   const sockaddr_in receiver = Loopback(port);
-  for (unsigned copies = copies_ ? copies_(++datagrams_) : 1; copies > 0; --copies) {
+  const std::string_view datagram(data.data(), static_cast<std::size_t>(got));
+  for (unsigned copies = copies_ ? copies_(++datagrams_, datagram) : 1; copies > 0; --copies) {
     sendto(out, data.data(), static_cast<std::size_t>(got), 0,
            reinterpret_cast<const sockaddr*>(&receiver), sizeof receiver);
   }

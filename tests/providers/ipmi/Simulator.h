@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -24,8 +25,9 @@ class Simulator {
   /// False where ipmi_sim is not installed; fails the test where that must not be.
   static bool IsUsable();
 
-  /// Starts it and waits until it answers; fails the test when it does not.
-  Simulator(std::string folder, Commands commands);
+  /// Starts it and waits until it answers; fails the test when it does not. `ofChannel` are lines
+  /// for the configuration of its first LAN channel.
+  Simulator(std::string folder, Commands commands, std::string ofChannel = "");
   Simulator(const Simulator&) = delete;
   Simulator& operator=(const Simulator&) = delete;
   ~Simulator();
@@ -43,6 +45,7 @@ class Simulator {
   void Stop();
 
   std::string folder_;
+  std::string ofChannel_;
   std::uint16_t port_ = 0;
   pid_t pid_ = -1;
   std::size_t seen_ = 0;
@@ -54,7 +57,7 @@ class Relay {
  public:
   /// How often the datagram of this number is passed on, counted from 1 in both directions: 0 loses
   /// it, 2 doubles it.
-  using Copies = std::function<unsigned(unsigned number)>;
+  using Copies = std::function<unsigned(unsigned number, std::string_view datagram)>;
 
   explicit Relay(std::uint16_t target, Copies copies = {});
   Relay(const Relay&) = delete;

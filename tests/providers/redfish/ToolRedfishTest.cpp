@@ -37,6 +37,14 @@ class ToolRedfishTest : public RedfishTest {
                " --bmc-password-file password --timeout 2 " + arguments);
   }
 
+  /// "SECTION::KEY=VALUE" for a "KEY=VALUE", in the section that a file has the key in.
+  [[nodiscard]] std::string NameIn(const std::string& file, const std::string& setting) const {
+    const std::string text = ReadText(PathOf(file));
+    const std::string key = setting.substr(0, setting.find('=') + 1);
+    const std::size_t open = text.rfind("\n[", text.find("\n" + key)) + 2;
+    return text.substr(open, text.find(']', open) - open) + "::" + setting;
+  }
+
   /// Replaces the value of a key of a file, wherever the key stands.
   void Edit(const std::string& file, const std::string& key, const std::string& value) const {
     std::string text = ReadText(PathOf(file));
@@ -162,6 +170,28 @@ TEST_F(ToolRedfishTest, ARestoreTakesBackWhatWaits) {
   service->Restart();
   EXPECT_EQ(service->Attributes().at("ProcTurbo"), "On");
   EXPECT_EQ(service->BootOrder().at(0), "Boot0001");
+}
+
+TEST_F(ToolRedfishTest, AnUndoBringsBackWhatWaitedBefore) {
+  ASSERT_EQ(RunRemote("save x.ini").exitCode, 0);
+  const auto apply = [&](const std::string& setting) {
+    return RunRemote("apply --yes --set '" + NameIn("x.ini", setting) + "'").exitCode;
+  };
+  const auto waiting = [&] { return RunRemote("pending").out; };
+  EXPECT_EQ(apply("Turbo Mode=Off"), 0);
+  EXPECT_EQ(apply("Asset Tag=new"), 0);
+  EXPECT_THAT(waiting(), AllOf(HasSubstr("\"Off\""), HasSubstr("\"new\"")));
+  EXPECT_EQ(RunRemote("undo --yes").exitCode, 0);
+  EXPECT_THAT(waiting(), AllOf(HasSubstr("\"Off\""), Not(HasSubstr("\"new\""))));
+  EXPECT_EQ(RunRemote("undo --yes 1").exitCode, 0);
+  EXPECT_THAT(waiting(), Not(HasSubstr("\"Off\"")));
+  EXPECT_EQ(RunRemote("undo --yes 2").exitCode, 0);  // before which Turbo Mode was to be off
+  EXPECT_THAT(waiting(), HasSubstr("\"Off\""));
+  const std::string port = service->Host().substr(service->Host().find(':'));
+  const ToolOutcome unkept = RunRemote("apply --yes --confirm 1 --rescue redfish:admin@localhost" +
+                                       port + " --set '" + NameIn("x.ini", "Asset Tag=new") + "'");
+  EXPECT_EQ(unkept.exitCode, 3) << unkept.err;
+  EXPECT_THAT(waiting(), AllOf(HasSubstr("\"Off\""), Not(HasSubstr("\"new\""))));
 }
 
 TEST_F(ToolRedfishTest, ListsWhatWaitsTakesItBackAndRestarts) {

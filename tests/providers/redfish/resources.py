@@ -40,7 +40,7 @@ KNOBS = {
     "stall-body": "the answer to REQUEST stops in its middle",
     "close": "the connection closes in the middle of the answer to REQUEST",
     "garbage": "the answer to REQUEST is no JSON",
-    "flood": "the answer to REQUEST is 10 MB of what is no JSON",
+    "flood": "the answer to REQUEST is 1 MB of what is no JSON",
 }
 
 HERE = pathlib.Path(__file__).parent

@@ -125,7 +125,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.send_bytes(200, {}, b'<html>\x00\xff{"Attributes": {')
 
     def send_flood(self):
-        self.send_bytes(200, {}, b'["junk",' * (10 * 1024 * 1024 // 8))
+        self.send_bytes(200, {}, b'["junk",' * (1024 * 1024 // 8))
 
     FAILURES = (("stall", stall), ("garbage", send_garbage), ("flood", send_flood))
 

@@ -16,7 +16,9 @@ DefinitionBlock ("", "SSDT", 2, "SVREST", "SETUP2", 1)
                    0, 2, "Disabled", "Enabled" },
       Package () { "AcPwrRcvry", "en", "AC Recovery", "Last", "Last", "", 0, 3, "Off", "On", "Last" },
       Package () { "AcDelay", "en", "AC Recovery Delay", "None", "None", "[SuppressIf:AcPwrRcvry=Off]",
-                   0, 2, "None", "Random" }
+                   0, 2, "None", "Random" },
+      // takes every value and keeps its own
+      Package () { "Deaf", "en", "Wake on AC", "Off", "Off", "", 0, 2, "Off", "On" }
     })
     // - least, greatest, step
     Name (NUMB, Package () { Package () { "AutoOnHr", "en", "Auto-On Hour", 0, 6, "", 0, 23, 1 } })
@@ -26,7 +28,7 @@ DefinitionBlock ("", "SSDT", 2, "SVREST", "SETUP2", 1)
 
     // GUID, object, instances, flags (2: method)
     Method (_WDG) {
-      Local0 = Concatenate (ToUUID ("F1DDEE52-063C-4784-A11E-8A06684B9BF5"), Buffer () {0x42, 0x41, 3, 0})
+      Local0 = Concatenate (ToUUID ("F1DDEE52-063C-4784-A11E-8A06684B9BF5"), Buffer () {0x42, 0x41, 4, 0})
       Local1 = Concatenate (ToUUID ("F1DDEE52-063C-4784-A11E-8A06684B9BFA"), Buffer () {0x42, 0x42, 1, 0})
       Local2 = Concatenate (ToUUID ("F1DDEE52-063C-4784-A11E-8A06684B9BF9"), Buffer () {0x42, 0x43, 1, 0})
       Local3 = Concatenate (ToUUID ("0894B8D6-44A6-4719-97D7-6AD24108BFD4"), Buffer () {0x42, 0x44, 1, 0})
@@ -78,6 +80,7 @@ DefinitionBlock ("", "SSDT", 2, "SVREST", "SETUP2", 1)
       If (Local0 == 0) { Return (3) }
       Local1 = TEXT (Arg2, Local0)
       Local2 = TEXT (Arg2, Local0 + 2 + 2 * SizeOf (Local1))
+      If (Local1 == "Deaf") { Return (0) }
       If (SETV (CHOI, Local1, Local2) || SETV (TXTS, Local1, Local2)) { Return (0) }
       If (SETV (NUMB, Local1, ToInteger (Local2))) { Return (0) }
       Return (2)

@@ -13,13 +13,15 @@ DefinitionBlock ("", "SSDT", 2, "SVREST", "SETUP1", 1)
     Name (ITEM, Package () {
       Package () { "WakeOnLAN", "Enable", "Disable,Enable" },
       Package () { "BootMode", "Quick", "Quick,Diagnostics" },
-      Package () { "USBPortAccess", "Enable", "Disable,Enable" }
+      Package () { "USBPortAccess", "Enable", "Disable,Enable" },
+      // locked: nobody may change it
+      Package () { "LockedPort", "Enable", "Disable,Enable" }
     })
     Name (PASS, "")
 
     // GUID, object, instances, flags (2: method, 4: text)
     Method (_WDG) {
-      Local0 = Concatenate (ToUUID ("51F5230E-9677-46CD-A1CF-C0B23EE34DB7"), Buffer () {0x41, 0x41, 3, 4})
+      Local0 = Concatenate (ToUUID ("51F5230E-9677-46CD-A1CF-C0B23EE34DB7"), Buffer () {0x41, 0x41, 4, 4})
       Local1 = Concatenate (ToUUID ("98479A64-33F5-4E33-A707-8E251EBBC3A1"), Buffer () {0x41, 0x42, 1, 6})
       Local2 = Concatenate (ToUUID ("6A4B54EF-A5ED-4D33-9455-B0D9B48DF4B3"), Buffer () {0x41, 0x43, 1, 6})
       Local3 = Concatenate (ToUUID ("7364651A-132F-4FE7-ADAA-40C6C7EE2E3B"), Buffer () {0x41, 0x44, 1, 6})
@@ -69,6 +71,7 @@ DefinitionBlock ("", "SSDT", 2, "SVREST", "SETUP1", 1)
       Local1 = FIND (PART (Local0, 0))
       If (Local1 == Ones) { Return ("Invalid Parameter") }
       If (!MAY (PART (Local0, 2))) { Return ("Access Denied") }
+      If (PART (Local0, 0) == "LockedPort") { Return ("Access Denied") }
       Local2 = Concatenate (DerefOf (DerefOf (ITEM [Local1]) [2]), ",")
       For (Local3 = 0, Local3 < 8, Local3++) {
         If (PART (Local2, Local3) == PART (Local0, 1)) {
@@ -91,9 +94,10 @@ DefinitionBlock ("", "SSDT", 2, "SVREST", "SETUP1", 1)
       If (PASS != "") { Local0 [4] = 2 }
       Return (Local0)
     }
-    // Sets a password: "kind,old,new,encoding,keyboard;".
+    // Sets a password: "kind,old,new,encoding,keyboard;". What is done is called once more by the driver.
     Method (WMAF, 3) {
       Local0 = ToString (Arg2)
+      If (PASS == PART (Local0, 2)) { Return ("Success") }
       If (!MAY (PART (Local0, 1))) { Return ("Access Denied") }
       PASS = PART (Local0, 2)
       Return ("Success")

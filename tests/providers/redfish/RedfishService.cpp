@@ -123,8 +123,7 @@ void RedfishTest::SetUp() {
   service->Renew();
 }
 
-void RedfishTest::GiveTheSystemSettings() const {
-  const std::string settings = RedfishService::kSystem + std::string("/Settings");
+void RedfishTest::GiveTheSystemSettings(const std::string& settings) const {
   service->Edit(settings, {{"Boot", {{"BootOrder", service->BootOrder()}}}});
   service->Edit(
       RedfishService::kSystem,

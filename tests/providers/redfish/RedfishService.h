@@ -88,8 +88,8 @@ class RedfishService {
 class RedfishTest : public EngineTest {
  protected:
   void SetUp() override;
-  /// From now on a new boot order waits for the boot.
-  void GiveTheSystemSettings() const;
+  /// From now on a new boot order waits for the boot, in this resource.
+  void GiveTheSystemSettings(const std::string& settings = "/redfish/v1/Systems/1/Settings") const;
 
   RedfishService* service = nullptr;
 };

@@ -138,6 +138,7 @@ TEST_F(ToolRedfishTest, ThePasswordIsNowhereToBeSeen) {
   service->Unset("status");
   const ToolOutcome refused = RunRemote("-v save y.ini");
   EXPECT_EQ(refused.exitCode, 77);
+  EXPECT_THAT(refused.err, HasSubstr("\"admin\""));
   for (const ToolOutcome& outcome : {saved, restored, failed, refused}) {
     for (const char* secret : {RedfishService::kPassword, "wrong-password"}) {
       EXPECT_THAT(outcome.out + outcome.err, Not(HasSubstr(secret)));

@@ -205,8 +205,13 @@ class Service:
         link = self.tree[path].get("@Redfish.Settings", {}).get("SettingsObject", {})
         return link.get("@odata.id")
 
-    def owner_of(self, path):
-        return next((owner for owner in self.tree if self.settings_of(owner) == path), None)
+    def owner_of(self, path, member="Id"):
+        return next((owner for owner in self.tree
+                     if self.settings_of(owner) == path and member in self.tree[owner]), None)
+
+    def owned(self, path, member):
+        """What a change of the settings object at `path`, or of the resource, is held against."""
+        return self.tree[self.owner_of(path, member) or path][member]
 
     def is_changeable(self, path):
         if self.settings_of(path):
@@ -250,10 +255,10 @@ class Service:
         if "Boot" in body and body["Boot"].keys() != {"BootOrder"}:
             faults.append(self.message("PropertyUnknown", "Boot"))
         elif "Boot" in body and (sorted(map(str, body["Boot"]["BootOrder"]))
-                                 != sorted(owner["Boot"]["BootOrder"])):
+                                 != sorted(self.owned(path, "Boot")["BootOrder"])):
             faults.append(self.message("PropertyValueNotInList", "it", "BootOrder"))
         if "Attributes" in body:
-            faults += self.attribute_faults(owner["Attributes"], body["Attributes"])
+            faults += self.attribute_faults(self.owned(path, "Attributes"), body["Attributes"])
         return faults
 
     def attribute_faults(self, current, changes):

@@ -158,9 +158,14 @@ class Execution {
       NoteAll(page, Fate::Refused, "the password was not taken, so the account is not opened");
       return false;
     }
-    Bytes data = ReadOwnPage(bmc_, first.field->page, first.place).value_or(Bytes{});
-    for (const Change& change : page) static_cast<void>(Apply(change, data));
-    const WriteOutcome outcome = WritePage(bmc_, first.field->page, first.place, data);
+    std::optional<Bytes> data = ReadOwnPage(bmc_, first.field->page, first.place);
+    if (!data && RowOf(first.field->page).size != 0) {  // what stands beside it would be lost
+      NoteAll(page, Fate::Refused, "the BMC has stopped telling its value");
+      return false;
+    }
+    if (!data) data.emplace();  // a text that it has not had yet
+    for (const Change& change : page) static_cast<void>(Apply(change, *data));
+    const WriteOutcome outcome = WritePage(bmc_, first.field->page, first.place, *data);
     if (outcome.completion == 0) {
       if (first.PageKind() == Kind::ChannelAccess) PutInForce(page);
       return true;

@@ -1,5 +1,8 @@
 // --confirm and confirm: a write that somebody has to keep, and what becomes of it when nobody
 // does.
+#include <sys/socket.h>
+
+#include <array>
 #include <csignal>
 #include <nlohmann/json.hpp>
 #include <utility>
@@ -10,6 +13,7 @@
 #include "support/FileEdit.h"
 #include "support/Paths.h"
 #include "tool/ToolFixture.h"
+#include "tool/guard/Channel.h"
 #include "tool/terminal/Interrupt.h"
 
 namespace Test {
@@ -87,6 +91,19 @@ TEST_F(ConfirmTest, WhatIsKeptAtTheTerminalStays) {
   EXPECT_TRUE(IsUntouched());
   EXPECT_THAT(TerminalOutput(command, "y\n Keep\n"), HasSubstr("Kept."));
   EXPECT_FALSE(IsUntouched());
+}
+
+TEST(ChannelTest, TheLastWordIsHeardAlthoughSomethingWasUnread) {
+  std::array<int, 2> ends = {};
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends.data()), 0);
+  EXPECT_TRUE(Tool::SendPacket(ends[0], {"answers"}));
+  EXPECT_TRUE(Tool::SendPacket(ends[1], {"settled"}));
+  close(ends[1]);
+  const auto heard = Tool::ReceivePacket(ends[0]);
+  ASSERT_TRUE(heard.has_value());
+  EXPECT_EQ(*heard, Tool::Packet{"settled"});
+  EXPECT_FALSE(Tool::ReceivePacket(ends[0]).has_value());
+  close(ends[0]);
 }
 
 TEST_F(ConfirmTest, WhatIsKeptOrTakenBackFromElsewhereIsMeanwhileNotMixedUp) {

@@ -66,7 +66,9 @@ std::optional<Packet> ReceivePacket(int channel) {
   ssize_t got = 0;
   do {
     got = recv(channel, bytes.data(), bytes.size(), 0);
-  } while (got < 0 && errno == EINTR);
+    // Of an end that went away with something unread the kernel tells first, once, and only then
+    // hands out what that end had sent: its last word, whether the write was kept.
+  } while (got < 0 && (errno == EINTR || errno == ECONNRESET));
   if (got <= 0) return std::nullopt;
   Packet packet;
   for (std::size_t at = 0, size = static_cast<std::size_t>(got); at < size;) {

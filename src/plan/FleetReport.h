@@ -29,7 +29,7 @@ struct FleetItem {
   struct Value {
     std::string value;
     std::string text;
-    auto operator<=>(const Value&) const = default;
+    auto operator<=>(const Value&) const = default;  // NOLINT(modernize-use-nullptr)
   };
   std::string section;
   std::string key;                   ///< empty for a section as a whole
@@ -38,7 +38,7 @@ struct FleetItem {
   Verdict verdict = Verdict::Differs;
   std::string reason = {};  ///< a part of a sentence; empty where the verdict says it all
 
-  auto operator<=>(const FleetItem&) const = default;
+  auto operator<=>(const FleetItem&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
 /// What people read for a verdict.

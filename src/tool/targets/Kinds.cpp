@@ -14,12 +14,13 @@ using Targets::TargetRow;
 
 Kinds::Kinds() {
   for (const auto& rows : {
+           // in the order of the modules' names, as loading them has it
            Targets::MachineRows(),
-#ifdef SAVERESTORE_LOCAL
-           Targets::LocalRows(),
-#endif
 #ifdef SAVERESTORE_IPMI
            Targets::IpmiRows(),
+#endif
+#ifdef SAVERESTORE_LOCAL
+           Targets::LocalRows(),
 #endif
 #ifdef SAVERESTORE_REDFISH
            Targets::RedfishRows(),

@@ -196,7 +196,8 @@ class Peers {
 
   std::string folder_;
   std::atomic<unsigned> loss_ = 0;  ///< of 100 datagrams
-  std::mt19937 random_{1};          ///< the same losses in each run of this program
+  /// The same losses in each run of this program.
+  std::mt19937 random_{1};  // NOLINT(cert-msc51-cpp): repeatable
   Test::Simulator simulator_;
   Test::Relay relay_;
   std::string ours_;

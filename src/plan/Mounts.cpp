@@ -24,7 +24,8 @@ bool Covers(const Mounts& mounts, const char* tree) {
 /// The provider of a tree that may not be used.
 class NoAccess final : public SDK::QueryProvider {
  public:
-  explicit NoAccess(const ResultStatus& refusal) : refusal_(refusal) {}
+  explicit NoAccess(const ResultStatus& refusal)
+      : refusal_(refusal) {}  // NOLINT(bugprone-throw-keyword-missing): kept
 
   void Read(const std::string& path, NodeMap& /*results*/) override {
     ErrorManager::Raise(ErrorManager::NoSuchNode, path);

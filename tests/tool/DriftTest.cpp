@@ -54,7 +54,7 @@ class DriftTest : public ToolTest {
 };
 
 TEST_F(DriftTest, WhatFilesShareIsInEachAndNothingElseIs) {
-  std::mt19937 random(7);
+  std::mt19937 random(7);  // NOLINT(cert-msc51-cpp): repeatable
   for (int round = 0; round < 20; ++round) {
     std::vector<Configuration> files;
     for (int count = 2; count < 5; ++count) files.push_back(Changed(random));
@@ -96,7 +96,7 @@ TEST_F(DriftTest, ASelectionAndItsComplementAreTheWhole) {
 }
 
 TEST_F(DriftTest, ABaselineHasNoPlaceholderThatItWasNotGiven) {
-  std::mt19937 random(11);
+  std::mt19937 random(11);  // NOLINT(cert-msc51-cpp): repeatable
   for (int round = 0; round < 200; ++round) {
     std::string text;
     for (int length = 0; length < 40; ++length) text += "$${};=\nA"[random() % 8];

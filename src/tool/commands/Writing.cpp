@@ -187,7 +187,7 @@ class Stages {
   }
 
   /// The command that goes back, and a warning of what may keep it from working.
-  std::string WayBack(const Plan& plan) const {
+  [[nodiscard]] std::string WayBack(const Plan& plan) const {
     std::string command = CommandBack(options_, record_);
     for (const SDK::WriteForesight& foreseen : plan.foresight) {
       if (foreseen.kind != SDK::WriteForesight::Kind::LocksOut) continue;

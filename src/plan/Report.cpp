@@ -122,7 +122,7 @@ void Judge(const Setting& wanted, const Setting& now, const Sent& sent, ReportRo
     if (obstacle->second->kind == Obstacle::Kind::NeedsRestart) row.reason += ", " + kNeedsRestart;
   } else if (isSame && was != nullptr && SameValue(wanted, *was) && !IsRefusal(note)) {
     row.outcome = Outcome::Unchanged;
-  } else if (const auto said = OutcomeOf(note)) {
+  } else if (const auto said = OutcomeOf(note); note != nullptr && said) {
     row.outcome = *said;  // whichever value the machine shows
     row.reason = note->reason;
   } else if (isSame) {

@@ -497,8 +497,8 @@ TEST_F(IpmiProviderTest, TheLoginTriesOneSuiteAfterTheOtherAndTakesTheKeyOfTheBm
     return CodeOf([&] { static_cast<void>(Login(port, 1200ms, {}, row.suite, key)); });
   };
   for (const Row& row :
-       {Row{0, {}, {3, 1}},  // it refuses the first Row{0, {3}, {3, 1}}, Row{3, {3}, {1}},
-        Row{17, {3}, {3}, ErrorManager::Unreachable},
+       {Row{0, {}, {3, 1}},  // it refuses the first
+        Row{0, {3}, {3, 1}}, Row{3, {3}, {1}}, Row{17, {3}, {3}, ErrorManager::Unreachable},
         Row{0, {1, 3}, {3, 1, 3, 1, 3, 1, 3, 1}, ErrorManager::Unreachable}}) {
     std::vector<char> tried;
     {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 
 namespace Common {
 namespace {
@@ -62,6 +63,14 @@ std::string Printable(std::string_view text) {
     }
   }
   return printable;
+}
+
+std::optional<std::uint8_t> PercentByteAt(std::string_view text, std::size_t at) {
+  if (text.size() < at + 3 || text[at] != '%') return std::nullopt;
+  std::uint8_t byte = 0;
+  const char* end = text.data() + at + 3;
+  const auto [stop, error] = std::from_chars(end - 2, end, byte, 16);
+  return error == std::errc() && stop == end ? std::optional(byte) : std::nullopt;
 }
 
 }  // namespace Common

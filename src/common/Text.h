@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,5 +24,8 @@ namespace Common {
 /// characters become `\xNN`, those of U+0080 to U+009F and bytes that continue no UTF-8 character
 /// as well; so does a "\" that could be taken for the start of such a form.
 [[nodiscard]] std::string Printable(std::string_view text);
+
+/// The byte that "%" and two hexadecimal digits at `at` stand for; nothing when none do.
+[[nodiscard]] std::optional<std::uint8_t> PercentByteAt(std::string_view text, std::size_t at);
 
 }  // namespace Common

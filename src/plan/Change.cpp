@@ -126,7 +126,7 @@ std::vector<Change> ChangesOf(const std::vector<RecordedWrite>& writes,
 }
 
 bool TellsNothing(const std::string& value) {
-  return value.empty() || value == "N.A.";
+  return value.empty() || value == kNotTold;
 }
 
 std::vector<Change> ChangedSince(const std::vector<Change>& changes) {

@@ -36,7 +36,8 @@ struct Change {
 /// \throws ResultStatus  the server cannot be asked.
 [[nodiscard]] std::vector<Change> ChangedSince(const std::vector<Change>& changes);
 
-/// True for what a save writes where a server does not tell a value: an empty text, or "N.A.".
+/// True for what a save writes where a server does not tell a value: an empty text, or
+/// `kNotTold`.
 [[nodiscard]] bool TellsNothing(const std::string& value);
 
 /// Why a change cannot be made.

@@ -7,6 +7,7 @@
 #include "modules/save/BootOrder.h"
 #include "modules/save/Expansion.h"
 #include "modules/save/SectionCatalogue.h"
+#include "plan/Change.h"
 #include "plan/Failure.h"
 #include "plan/UnknownNames.h"
 
@@ -39,7 +40,7 @@ struct Key {
 /// options that its comment lists, a BMC key by its form. Empty when it can.
 std::string ObjectionTo(const Key& key) {
   constexpr std::string_view kBiosOptions = ";Options: ";
-  if (key.value.empty() || key.value == "N.A.") return "";
+  if (TellsNothing(key.value)) return "";
   if (key.comment.starts_with(kBiosOptions)) {
     return IsAmongBiosOptions(key.comment, key.value)
                ? ""

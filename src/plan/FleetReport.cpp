@@ -143,6 +143,10 @@ std::size_t FleetReport::Waiting() const {
       servers, [](const FleetServer& server) { return server.Last().waits; }));
 }
 
+std::size_t FleetReport::Ways() const {
+  return static_cast<std::size_t>(std::ranges::count(groups, true, &FleetGroup::isDifference));
+}
+
 std::vector<FleetRow> FleetReport::Rows() const {
   std::vector<FleetRow> rows;
   std::map<std::pair<std::string, std::string>, std::size_t> places;
@@ -163,8 +167,6 @@ FleetReport MakeFleetReport(std::vector<FleetServer> servers) {
   report.facts = FactsOf(servers);
   report.groups = GroupsOf(servers);
   report.servers = std::move(servers);
-  report.ways =
-      static_cast<std::size_t>(std::ranges::count(report.groups, true, &FleetGroup::isDifference));
   Sort(report);
   return report;
 }
@@ -178,7 +180,7 @@ std::string Headline(const FleetReport& report) {
   text += Clause(report.Count(Standing::Silent), "did not answer", "did not answer");
   text += Clause(report.Count(Standing::Failed), "failed", "failed");
   text += Clause(differing, "differs", "differ");
-  if (differing != 0) text += " in " + Counted(report.ways, "way");
+  if (differing != 0) text += " in " + Counted(report.Ways(), "way");
   return text + Clause(report.Waiting(), "waits for a boot", "wait for a boot") + ".";
 }
 

@@ -100,10 +100,11 @@ struct FleetReport {
   std::vector<FleetServer> servers;  ///< in the order given; their items are in the groups
   std::vector<FleetGroup> groups;    ///< those that differ first, then the largest first
   std::vector<FleetFact> facts;
-  std::size_t ways = 0;  ///< groups that are differences
 
   [[nodiscard]] std::size_t Count(Standing standing) const;
   [[nodiscard]] std::size_t Waiting() const;
+  /// How many groups are differences.
+  [[nodiscard]] std::size_t Ways() const;
   /// The settings that the groups are about, in the order of the documents; points into the groups.
   [[nodiscard]] std::vector<FleetRow> Rows() const;
 };

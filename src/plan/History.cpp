@@ -15,7 +15,9 @@
 #include <optional>
 
 #include "common/AtomicFile.h"
+#include "common/LocalTime.h"
 #include "plan/Failure.h"
+#include "plan/ValueJson.h"
 
 namespace Planning {
 namespace {
@@ -26,12 +28,7 @@ using nlohmann::ordered_json;
 constexpr const char* kSchema = "saverestore-record/1";
 
 std::string TimeText(const char* format) {
-  std::array<char, 32> text = {};
-  const std::time_t now = std::time(nullptr);
-  std::tm parts = {};
-  localtime_r(&now, &parts);
-  std::strftime(text.data(), text.size(), format, &parts);
-  return text.data();
+  return Common::LocalTime(std::time(nullptr), format);
 }
 
 ordered_json ToJson(const HistoryRecord& record) {
@@ -40,18 +37,9 @@ ordered_json ToJson(const HistoryRecord& record) {
     files.push_back({{"name", file.name}, {"sha256", file.sha256}});
   }
   ordered_json changes = ordered_json::array();
-  for (const Change& change : record.changes) {
-    changes.push_back({{"section", change.section},
-                       {"key", change.key},
-                       {"path", change.path},
-                       {"from", change.from},
-                       {"to", change.to}});
-  }
+  for (const Change& change : record.changes) changes.push_back(JsonOf(change));
   ordered_json waiting = ordered_json::array();
-  for (const Setting& setting : record.waiting) {
-    waiting.push_back(
-        {{"section", setting.section}, {"key", setting.key}, {"value", setting.value}});
-  }
+  for (const Setting& setting : record.waiting) waiting.push_back(JsonOf(setting));
   return {{"schema", kSchema},         {"number", record.number}, {"time", record.time},
           {"command", record.command}, {"target", record.target}, {"files", files},
           {"changes", changes},        {"waiting", waiting},      {"outcome", record.outcome},
@@ -70,15 +58,10 @@ HistoryRecord FromJson(const ordered_json& json) {
         {file.at("name").get<std::string>(), "", file.at("sha256").get<std::string>()});
   }
   for (const ordered_json& change : json.at("changes")) {
-    record.changes.push_back(
-        {change.at("path").get<std::string>(), change.at("section").get<std::string>(),
-         change.at("key").get<std::string>(), change.at("from").get<std::string>(),
-         change.at("to").get<std::string>(), "", ""});
+    record.changes.push_back(ChangeOf(change));
   }
   for (const ordered_json& setting : json.value("waiting", ordered_json::array())) {
-    record.waiting.push_back({setting.at("section").get<std::string>(),
-                              setting.at("key").get<std::string>(),
-                              setting.at("value").get<std::string>(), "", ""});
+    record.waiting.push_back(SettingOf(setting));
   }
   record.outcome = json.at("outcome").get<std::string>();
   record.version = json.at("version").get<std::string>();

@@ -8,6 +8,7 @@
 
 #include "plan/Compare.h"
 #include "plan/Failure.h"
+#include "plan/ValueJson.h"
 
 namespace Planning {
 namespace {
@@ -16,41 +17,21 @@ using nlohmann::ordered_json;
 
 constexpr const char* kPlanSchema = "saverestore-plan/1";
 
-ordered_json ToJson(const Setting& setting) {
-  return {{"section", setting.section}, {"key", setting.key}, {"value", setting.value}};
-}
-
-Setting SettingOf(const ordered_json& json) {
-  return {json.at("section").get<std::string>(), json.at("key").get<std::string>(),
-          json.at("value").get<std::string>(), "", ""};
-}
-
-ordered_json ToJson(const Change& change) {
-  ordered_json json = {{"path", change.path},
-                       {"section", change.section},
-                       {"key", change.key},
-                       {"from", change.from},
-                       {"to", change.to}};
+ordered_json Kept(const Change& change) {
+  ordered_json json = JsonOf(change);
   if (change.waiting) json["waiting"] = *change.waiting;
   return json;
 }
 
-Change ChangeOf(const ordered_json& json) {
-  Change change = {json.at("path").get<std::string>(),
-                   json.at("section").get<std::string>(),
-                   json.at("key").get<std::string>(),
-                   json.at("from").get<std::string>(),
-                   json.at("to").get<std::string>(),
-                   "",
-                   ""};
+Change KeptChange(const ordered_json& json) {
+  Change change = ChangeOf(json);
   if (json.contains("waiting")) change.waiting = json.at("waiting").get<std::string>();
   return change;
 }
 
-template <typename Range>
-ordered_json ListOf(const Range& values) {
+ordered_json ListOf(const std::vector<Setting>& settings) {
   ordered_json list = ordered_json::array();
-  for (const auto& value : values) list.push_back(ToJson(value));
+  for (const Setting& setting : settings) list.push_back(JsonOf(setting));
   return list;
 }
 
@@ -60,6 +41,8 @@ ordered_json BodyOf(const KeptPlan& kept) {
   for (const SourceFile& file : kept.files) {
     files.push_back({{"name", file.name}, {"path", file.path}, {"sha256", file.sha256}});
   }
+  ordered_json changes = ordered_json::array();
+  for (const Change& change : kept.changes) changes.push_back(Kept(change));
   return {{"schema", kPlanSchema},
           {"version", kept.version},
           {"target", kept.target},
@@ -68,7 +51,7 @@ ordered_json BodyOf(const KeptPlan& kept) {
           {"firmware", ListOf(kept.firmware)},
           {"keep_going", kept.keepsGoing},
           {"ignore_unknown", kept.ignoresUnknown},
-          {"changes", ListOf(kept.changes)},
+          {"changes", changes},
           {"wanted", ListOf(kept.wanted.Settings())}};
 }
 
@@ -87,7 +70,7 @@ KeptPlan PlanOf(const ordered_json& json) {
   }
   kept.keepsGoing = json.at("keep_going").get<bool>();
   kept.ignoresUnknown = json.at("ignore_unknown").get<bool>();
-  for (const ordered_json& change : json.at("changes")) kept.changes.push_back(ChangeOf(change));
+  for (const ordered_json& change : json.at("changes")) kept.changes.push_back(KeptChange(change));
   for (const ordered_json& setting : json.at("wanted")) {
     kept.wanted.AddSection(SettingOf(setting).section);
     kept.wanted.Add(SettingOf(setting));

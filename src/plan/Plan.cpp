@@ -50,14 +50,8 @@ bool HasSeenTheMenus(const Rehearsal& rehearsal) {
 /// mean that nobody knew it: such a value need not be one that the setting takes.
 void LeaveAlone(Plan& plan, const Server& server) {
   SDK::SettingMap settings;
-  for (const Change& change : plan.changes) {
-    const bool isOfBmc = change.path.starts_with("/BMC/");
-    if (isOfBmc && TellsNothing(change.to)) settings.emplace(change.path, change.to);
-  }
-  if (settings.empty()) return;
-  for (SDK::WriteForesight& foreseen : server.Foresee(settings)) {
-    if (foreseen.kind == SDK::WriteForesight::Kind::Keeps) Keep(plan, foreseen);
-  }
+  for (const Change& change : plan.changes) settings.emplace(change.path, change.to);
+  for (SDK::WriteForesight& foreseen : KeptOf(settings, server)) Keep(plan, foreseen);
 }
 
 /// Takes out of `plan.changes` what cannot be written.
@@ -67,7 +61,7 @@ void FindObstacles(Plan& plan) {
   for (const Obstacle& obstacle : found) {
     std::erase_if(plan.changes,
                   [&](const Change& change) { return change.path == obstacle.change.path; });
-    if (obstacle.kind != Obstacle::Kind::ReadOnly && obstacle.kind != Obstacle::Kind::Kept) {
+    if (obstacle.kind != Obstacle::Kind::ReadOnly) {
       plan.findings.push_back(FindingOf(obstacle, plan.request));
     }
   }
@@ -144,6 +138,19 @@ void CheckAgainstServer(const Rehearsal& rehearsal, const Server& server, Plan& 
 }
 
 }  // namespace
+
+std::vector<SDK::WriteForesight> KeptOf(const SDK::SettingMap& settings, const Server& server) {
+  SDK::SettingMap untold;
+  for (const auto& [path, value] : settings) {
+    if (path.starts_with("/BMC/") && TellsNothing(value)) untold.emplace(path, value);
+  }
+  if (untold.empty()) return {};
+  std::vector<SDK::WriteForesight> kept = server.Foresee(untold);
+  std::erase_if(kept, [](const SDK::WriteForesight& foreseen) {
+    return foreseen.kind != SDK::WriteForesight::Kind::Keeps;
+  });
+  return kept;
+}
 
 std::size_t Plan::NeedingRestart() const {
   return static_cast<std::size_t>(

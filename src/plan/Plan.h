@@ -44,6 +44,11 @@ struct Plan {
   [[nodiscard]] std::size_t NeedingRestart() const;
 };
 
+/// What of `settings`, BMC values that tell nothing, the server keeps as it is.
+/// \throws ResultStatus  it cannot be asked.
+[[nodiscard]] std::vector<SDK::WriteForesight> KeptOf(const SDK::SettingMap& settings,
+                                                      const Server& server);
+
 /// Works out what a restore would do, by rehearsing it. Writes nothing.
 /// \throws Failure       the server has no such part, or the file's name is too long.
 /// \throws ResultStatus  the server has fallen silent, or the file's name has another form.

@@ -14,11 +14,19 @@ std::vector<Setting> State::Waiting() const {
   return waiting;
 }
 
-State StateOf(const Server& server, Mode mode) {
+Configuration PresentOf(const Server& server, Mode mode) {
   CheckMode(server.Providers(), mode);
   Configuration present = ConfigurationOfTarget(mode);
   server.ThrowIfSilent();
-  return StateOf(server, std::move(present));
+  return present;
+}
+
+State StateOf(const Server& server) {
+  return StateOf(server, ModeOf(server.Providers()));
+}
+
+State StateOf(const Server& server, Mode mode) {
+  return StateOf(server, PresentOf(server, mode));
 }
 
 State StateOf(const Server& server, Configuration present) {

@@ -16,9 +16,16 @@ struct State {
   [[nodiscard]] std::vector<Setting> Waiting() const;
 };
 
-/// Reads the part of the mounted server that `mode` says.
+/// What the mounted server has of the part that `mode` says.
 /// \throws Failure         the server has no such part.
 /// \throws ResultStatus  it cannot be read.
+[[nodiscard]] Configuration PresentOf(const Server& server, Mode mode);
+
+/// All of the mounted server. \throws ResultStatus  it cannot be read.
+[[nodiscard]] State StateOf(const Server& server);
+
+/// Reads the part of the mounted server that `mode` says.
+/// \throws as PresentOf.
 [[nodiscard]] State StateOf(const Server& server, Mode mode);
 
 /// The state of a server that has `present`. \throws ResultStatus  it cannot be read.

@@ -7,6 +7,7 @@
 #include "plan/Change.h"
 #include "plan/Compare.h"
 #include "plan/HostsOwn.h"
+#include "plan/Plan.h"
 #include "plan/Rehearsal.h"
 
 namespace Planning {
@@ -23,19 +24,15 @@ bool IsWritten(const Setting& setting, Mode mode) {
 }
 
 /// What of the file tells nothing, and the server therefore keeps as it is, by path.
-std::set<std::string> KeptOf(const Configuration& file, const Configuration& present,
-                             const Server& server) {
+std::set<std::string> KeptPaths(const Configuration& file, const Configuration& present,
+                                const Server& server) {
   SDK::SettingMap settings;
   for (const Setting& wanted : file.Settings()) {
     const Setting* now = present.Find(wanted.section, wanted.key);
-    const bool isAsked = now != nullptr && TellsNothing(wanted.value) && !SameValue(wanted, *now);
-    if (isAsked && now->path.starts_with("/BMC/")) settings.emplace(now->path, wanted.value);
+    if (now != nullptr && !SameValue(wanted, *now)) settings.emplace(now->path, wanted.value);
   }
   std::set<std::string> kept;
-  if (settings.empty()) return kept;
-  for (const SDK::WriteForesight& foreseen : server.Foresee(settings)) {
-    if (foreseen.kind == SDK::WriteForesight::Kind::Keeps) kept.insert(foreseen.path);
-  }
+  for (const SDK::WriteForesight& foreseen : KeptOf(settings, server)) kept.insert(foreseen.path);
   return kept;
 }
 
@@ -56,7 +53,7 @@ Verification Verify(const Configuration& wanted, Configuration present, Mode mod
   for (const SDK::BootMessage& message : verification.messages) {
     if (message.isWaiting) waiting.insert(message.path);
   }
-  const std::set<std::string> kept = KeptOf(asRead, verification.present, server);
+  const std::set<std::string> kept = KeptPaths(asRead, verification.present, server);
   const Configuration own = HostsOwn(asRead, verification.present);
   for (const Setting& setting : asRead.Settings()) {
     const Setting* now = verification.present.Find(setting.section, setting.key);

@@ -14,6 +14,10 @@ enum NodeKind : int { NODE_SETTING = 0, NODE_MENU = 1 };
 /// files of a server that calls it something else: this, and the name.
 inline constexpr std::string_view kAttributeRemark = "attribute ";
 
+/// What a text reads that a server has not told, so that a file tells it from an empty one. No back
+/// end writes it.
+inline constexpr const char* kNotTold = "N.A.";
+
 /// One node of a query result. Texts are UTF-8 and hold no NUL byte.
 struct _XNode {  // NOLINT(bugprone-reserved-identifier): the name callers know
   int kind = NODE_SETTING;

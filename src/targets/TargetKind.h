@@ -36,10 +36,10 @@ class GivenOptions {
     const auto found = values_.find(name);
     return found == values_.end() ? std::vector<std::string>() : found->second;
   }
-  /// The value of an option, or `otherwise` when it is not given.
-  [[nodiscard]] std::string ValueOf(std::string_view name, const char* otherwise = "") const {
+  /// The value of an option; empty when it is not given.
+  [[nodiscard]] std::string ValueOf(std::string_view name) const {
     const auto found = values_.find(name);
-    return found == values_.end() ? otherwise : found->second.back();
+    return found == values_.end() ? std::string() : found->second.back();
   }
 
  private:

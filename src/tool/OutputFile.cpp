@@ -6,6 +6,7 @@
 
 #include "common/WholeFile.h"
 #include "ini/IniDocument.h"
+#include "plan/ConfigurationFile.h"
 #include "tool/Destination.h"
 #include "tool/ExitCodes.h"
 #include "tool/InputFile.h"
@@ -28,6 +29,12 @@ void CopyToStandardOutput(const std::string& path) {
 }
 
 }  // namespace
+
+void CheckHoldsPart(const std::string& given) {
+  if (!Planning::IsStreamName(given)) return;
+  throw ToolError(ExitUsage,
+                  "a stream file holds all of a server; a part goes into a text file, .ini");
+}
 
 OutputFile::OutputFile(const std::string& given, bool overwrite)
     : overwrite_(overwrite), path_(given) {

@@ -9,6 +9,9 @@
 
 namespace Tool {
 
+/// A stream file holds all of a server. \throws ToolError  `given` is the name of one.
+void CheckHoldsPart(const std::string& given);
+
 /// A configuration file that a command writes whole or not at all, to a path or, as text, to
 /// standard output.
 class OutputFile {

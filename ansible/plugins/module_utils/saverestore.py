@@ -53,6 +53,10 @@ WRITE_OPTIONS = dict(
 )
 
 
+# What the modules that save take; described where they are.
+SAVE_OPTIONS = dict(mode=dict(type="str", choices=["bios", "bmc", "all"]))
+
+
 class Tool:
     """The tool, as the options of a module want it. Secrets reach it through descriptors of memory
     that no other process of another user can open; nothing of them is in its arguments."""
@@ -165,6 +169,18 @@ class Tool:
                 os.close(descriptor)
             self.descriptors = []
         return Outcome(self, done)
+
+    def save(self, suffix):
+        """Saves the server, or ends the module. \\return what has become of it, and the bytes of the
+        file, whose name ends in `suffix`."""
+        path = os.path.join(self.module.tmpdir, "server" + suffix)
+        outcome = self.run("save", ["--json"] + self.values("mode") + ["--overwrite", path])
+        if outcome.exit != 0:
+            outcome.fail()
+        with open(path, "rb") as stream:
+            content = stream.read()
+        os.unlink(path)
+        return outcome, content
 
 
 def escaped(text, first=""):

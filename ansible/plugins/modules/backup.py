@@ -49,6 +49,7 @@ import os
 
 from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.saverestore.firmware.plugins.module_utils.saverestore import (
+    SAVE_OPTIONS,
     SERVER_OPTIONS,
     Tool,
 )
@@ -56,18 +57,9 @@ from ansible_collections.saverestore.firmware.plugins.module_utils.saverestore i
 
 def main():
     module = AnsibleModule(
-        argument_spec=dict(SERVER_OPTIONS, dest=dict(type="path", required=True),
-                           mode=dict(type="str", choices=["bios", "bmc", "all"])),
+        argument_spec=dict(SERVER_OPTIONS, **SAVE_OPTIONS, dest=dict(type="path", required=True)),
         supports_check_mode=True)
-    tool = Tool(module)
-    suffix = os.path.splitext(module.params["dest"])[1]
-    path = os.path.join(module.tmpdir, "server" + suffix)
-    outcome = tool.run("save", ["--json"] + tool.values("mode") + ["--overwrite", path])
-    if outcome.exit != 0:
-        outcome.fail()
-    with open(path, "rb") as stream:
-        content = stream.read()
-    os.unlink(path)
+    outcome, content = Tool(module).save(os.path.splitext(module.params["dest"])[1])
     # The controller keeps it: the server may be another machine. A line for each character, since
     # Ansible puts stars where a result happens to hold the text of a password.
     module.exit_json(content="\n".join(base64.b64encode(content).decode()),

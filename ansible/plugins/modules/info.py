@@ -50,10 +50,9 @@ exit:
   type: int
 """
 
-import os
-
 from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.saverestore.firmware.plugins.module_utils.saverestore import (
+    SAVE_OPTIONS,
     SERVER_OPTIONS,
     Tool,
     settings_of,
@@ -62,16 +61,9 @@ from ansible_collections.saverestore.firmware.plugins.module_utils.saverestore i
 
 def main():
     module = AnsibleModule(
-        argument_spec=dict(SERVER_OPTIONS, mode=dict(type="str", choices=["bios", "bmc", "all"])),
-        supports_check_mode=True)
-    tool = Tool(module)
-    path = os.path.join(module.tmpdir, "server.ini")
-    outcome = tool.run("save", ["--json"] + tool.values("mode") + ["--overwrite", path])
-    if outcome.exit != 0:
-        outcome.fail()
-    with open(path, "rb") as stream:
-        settings = settings_of(stream.read())
-    os.unlink(path)
+        argument_spec=dict(SERVER_OPTIONS, **SAVE_OPTIONS), supports_check_mode=True)
+    outcome, content = Tool(module).save(".ini")
+    settings = settings_of(content)
     system = settings.pop("SYSTEM", {})
     facts = dict(platform=outcome.document["platform"], system=system, settings=settings)
     module.exit_json(changed=False, exit=outcome.exit, ansible_facts=dict(saverestore=facts))

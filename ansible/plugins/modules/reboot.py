@@ -21,7 +21,7 @@ options:
     type: bool
     default: false
   force:
-    description: Do not ask the operating system to end first.
+    description: End an operating system that does not end in time when it is asked to.
     type: bool
     default: false
   wait:

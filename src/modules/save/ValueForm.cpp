@@ -7,6 +7,8 @@
 #include <cctype>
 #include <charconv>
 
+#include "common/Text.h"
+
 namespace SDK {
 namespace {
 
@@ -34,12 +36,9 @@ bool IsNumberIn(const ValueForm& form, const std::string& value) {
 /// Bytes of a text in which a byte that is no printable character is "%" and two hexadecimal
 /// digits.
 std::size_t BytesOf(const std::string& value) {
-  const auto isDigit = [&](std::size_t at) {
-    return at < value.size() && std::isxdigit(static_cast<unsigned char>(value[at])) != 0;
-  };
   std::size_t bytes = 0;
   for (std::size_t at = 0; at < value.size(); ++at, ++bytes) {
-    if (value[at] == '%' && isDigit(at + 1) && isDigit(at + 2)) at += 2;
+    if (Common::PercentByteAt(value, at)) at += 2;
   }
   return bytes;
 }

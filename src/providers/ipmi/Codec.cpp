@@ -9,6 +9,9 @@
 #include <charconv>
 #include <cstdio>
 
+#include "common/Text.h"
+#include "query/XNode.h"
+
 namespace Ipmi {
 namespace {
 
@@ -144,15 +147,6 @@ bool IsPlain(char character) {
   return character >= 0x21 && character <= 0x7E;
 }
 
-/// The byte that "%" and two hexadecimal digits at `at` stand for; nothing when none do.
-std::optional<std::uint8_t> HexByteAt(std::string_view text, std::size_t at) {
-  if (text.size() < at + 3 || text[at] != '%') return std::nullopt;
-  std::uint8_t byte = 0;
-  const char* end = text.data() + at + 3;
-  const auto [stop, error] = std::from_chars(end - 2, end, byte, 16);
-  return error == std::errc() && stop == end ? std::optional(byte) : std::nullopt;
-}
-
 std::string InHex(char byte) {
   std::array<char, 4> text = {};
   std::snprintf(text.data(), text.size(), "%%%02X", static_cast<unsigned char>(byte));
@@ -166,7 +160,7 @@ std::string DecodeText(const FieldRow& field, const Bytes& page) {
   if (raw == kNotTold) return InHex(raw.front()) + raw.substr(1);
   std::string text;
   for (std::size_t at = 0; at < raw.size(); ++at) {
-    const bool isAsItStands = IsPlain(raw[at]) && !HexByteAt(raw, at);
+    const bool isAsItStands = IsPlain(raw[at]) && !Common::PercentByteAt(raw, at);
     text += isAsItStands ? std::string(1, raw[at]) : InHex(raw[at]);
   }
   return text;
@@ -176,7 +170,7 @@ std::string EncodeText(const FieldRow& field, const std::string& text, Bytes& pa
   if (text == kNotTold) return "it stands for a text that a BMC has not told";
   Bytes raw;
   for (std::size_t at = 0; at < text.size(); ++at) {
-    const std::optional<std::uint8_t> byte = HexByteAt(text, at);
+    const std::optional<std::uint8_t> byte = Common::PercentByteAt(text, at);
     if (byte ? *byte == 0 : !IsPlain(text[at])) {
       return "it must be printable ASCII without blanks, or %XX for a byte that is not";
     }

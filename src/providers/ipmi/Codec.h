@@ -26,8 +26,4 @@ namespace Ipmi {
 /// True when an empty text is a value of its own, and not just none.
 [[nodiscard]] bool MayBeEmpty(const FieldRow& field);
 
-/// What stands for a text that the BMC has not told, so that a file tells it from an empty one. It
-/// is never written; a text that reads so has a byte of it in hexadecimal.
-inline constexpr const char* kNotTold = "N.A.";
-
 }  // namespace Ipmi

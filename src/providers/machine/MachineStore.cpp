@@ -16,6 +16,7 @@
 
 #include "common/AtomicFile.h"
 #include "common/ErrorManager.h"
+#include "common/LocalTime.h"
 #include "common/WholeFile.h"
 
 namespace Machine {
@@ -64,12 +65,9 @@ class WriteLock {
 
 /// How people tell one state of a file from another.
 std::string Words(const struct stat& facts) {
-  std::array<char, 32> seconds = {};
-  std::tm parts = {};
-  localtime_r(&facts.st_mtim.tv_sec, &parts);
-  std::strftime(seconds.data(), seconds.size(), "%Y-%m-%d %H:%M:%S", &parts);
+  const std::string seconds = Common::LocalTime(facts.st_mtim.tv_sec, "%Y-%m-%d %H:%M:%S");
   std::array<char, 128> text = {};
-  std::snprintf(text.data(), text.size(), "%s.%03ld (inode %ju, %jd bytes)", seconds.data(),
+  std::snprintf(text.data(), text.size(), "%s.%03ld (inode %ju, %jd bytes)", seconds.c_str(),
                 facts.st_mtim.tv_nsec / 1'000'000, static_cast<std::uintmax_t>(facts.st_ino),
                 static_cast<std::intmax_t>(facts.st_size));
   return text.data();

@@ -34,6 +34,11 @@ std::string Seconds(std::chrono::seconds duration) {
   return std::to_string(duration.count()) + " seconds";
 }
 
+/// Ends a restart that the server refuses for that reason; nothing is none.
+void ThrowIfRefused(const std::string& refusal) {
+  if (!refusal.empty()) ErrorManager::Raise(ErrorManager::WriteFailed, "The restart", refusal);
+}
+
 bool IsSameOrder(const std::vector<BootEntry>& one, const std::vector<BootEntry>& other) {
   return std::ranges::equal(one, other, {}, &BootEntry::reference, &BootEntry::reference);
 }
@@ -277,7 +282,7 @@ void RedfishProvider::ClearWaiting() {
 void RedfishProvider::AskForRestart(bool mayForce) {
   std::string refusal = service_.Restart(Service::RestartKind::Graceful);
   if (!refusal.empty() && mayForce) refusal = service_.Restart(Service::RestartKind::Forced);
-  if (!refusal.empty()) ErrorManager::Raise(ErrorManager::WriteFailed, "The restart", refusal);
+  ThrowIfRefused(refusal);
 }
 
 /// True when the server is up again. `isRestarted` becomes true with the first sign that it has
@@ -318,8 +323,7 @@ void RedfishProvider::Restart(bool mayForce, std::chrono::seconds limit) {
     }
     if (!isForced && !isRestarted && passed > limit / 3) {
       isForced = true;
-      const std::string refusal = service_.Restart(Service::RestartKind::Forced);
-      if (!refusal.empty()) ErrorManager::Raise(ErrorManager::WriteFailed, "The restart", refusal);
+      ThrowIfRefused(service_.Restart(Service::RestartKind::Forced));
     }
   } while (service_.Wait("", start + limit));
   ErrorManager::Raise(

@@ -24,11 +24,6 @@ struct ApplyRequest : WriteOptions {
   std::string planFile;  ///< a plan to carry out, in the place of all that
 };
 
-/// All that the target has. \throws ResultStatus
-Planning::State WholeOf(const Planning::Server& server) {
-  return StateOf(server, ModeOf(server.Providers()));
-}
-
 int ApplyLayers(const ApplyRequest& request, const Messages& messages) {
   if (request.layers.files.empty() && request.layers.settings.empty()) {
     throw ToolError(ExitUsage, "apply needs a FILE, --set or --plan");
@@ -37,7 +32,7 @@ int ApplyLayers(const ApplyRequest& request, const Messages& messages) {
   const std::vector<Planning::Layer> layers = ReadLayers(request.layers);
   Planning::LaidRequest laid;  // its file outlives the writing
   const auto make = [&](const Planning::Server& server) {
-    laid = Planning::RequestOfLayers(layers, request.selection, WholeOf(server));
+    laid = Planning::RequestOfLayers(layers, request.selection, StateOf(server));
     std::ranges::copy(sources, std::back_inserter(laid.request.files));
     if (request.requireFirmware && laid.request.wanted.Of("SYSTEM").empty()) {
       throw ToolError(ExitBadInput,
@@ -62,7 +57,7 @@ int ApplyPlan(const ApplyRequest& request, const Messages& messages) {
   options.ignoresUnknown = kept.ignoresUnknown;
   Planning::LaidRequest laid;  // its file outlives the writing
   const auto make = [&](const Planning::Server& server) {
-    laid = RequestOfPlan(kept, request.planFile, WholeOf(server));
+    laid = RequestOfPlan(kept, request.planFile, StateOf(server));
     return laid.request;
   };
   return CarryOut(options, make, messages);

@@ -48,7 +48,7 @@ int RunCheck(const CheckRequest& request, const Messages& messages) {
     const Planning::Server server(request.openTarget(), Watching(messages, &progress));
     progress.Begin("reading the target");
     Planning::State state;
-    if (!request.selection.IsAll()) state = StateOf(server, ModeOf(server.Providers()));
+    if (!request.selection.IsAll()) state = StateOf(server);
     const Planning::LaidRequest wanted = WantedOf(request, file, state);
     findings = Planning::MakePlan(wanted.request, server).findings;
   }

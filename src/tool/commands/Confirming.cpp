@@ -68,6 +68,11 @@ std::optional<Failed> TakeBackOnce(const TargetOpener& open, const WayBack& way,
 
 }  // namespace
 
+std::vector<std::chrono::seconds> UsualPauses() {
+  using namespace std::chrono_literals;
+  return {2s, 5s, 10s, 20s, 40s, 60s, 60s, 60s};
+}
+
 CLI::Option* AddConfirmOptions(CLI::App& command, ConfirmOptions& options) {
   CLI::Option* confirm =
       command

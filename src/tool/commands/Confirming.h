@@ -23,7 +23,8 @@ class Option;
 
 namespace Tool {
 
-using namespace std::chrono_literals;
+/// Between the tries to take a write back: a server that restarts comes back.
+[[nodiscard]] std::vector<std::chrono::seconds> UsualPauses();
 
 /// How a write is to be kept.
 struct ConfirmOptions {
@@ -31,8 +32,7 @@ struct ConfirmOptions {
   std::vector<std::string> rescue;  ///< other targets that lead to the same server
   TargetOpener openRescue;
   std::chrono::seconds longestWrite{15 * 60};  ///< a tool that takes longer stands still
-  /// Between the tries to take it back: a server that restarts comes back.
-  std::vector<std::chrono::seconds> pauses{2s, 5s, 10s, 20s, 40s, 60s, 60s, 60s};
+  std::vector<std::chrono::seconds> pauses = UsualPauses();
 
   [[nodiscard]] bool IsWanted() const { return seconds != 0; }
 };

@@ -8,6 +8,7 @@
 #include "plan/Document.h"
 #include "plan/HostsOwn.h"
 #include "plan/Rehearsal.h"
+#include "plan/State.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
 #include "tool/commands/LayerOptions.h"
@@ -64,7 +65,7 @@ int CompareWithTarget(const DiffRequest& request, const Messages& messages) {
   Progress progress(messages);
   const Planning::Server server(request.openTarget(), Watching(messages, &progress));
   progress.Begin("reading the target");
-  const Configuration present = ReadTarget(server, layers.Mode());
+  const Configuration present = PresentOf(server, layers.Mode());
   Configuration left = layers.On(present);
   if (!request.isBaseline) left = AsRead(left, present, layers.Mode(), server.Providers());
   server.ThrowIfSilent();

@@ -39,10 +39,7 @@ void CheckUsage(const ExtractRequest& request) {
   if (!request.common && request.selection.IsAll()) {
     throw ToolError(ExitUsage, "say what to take: --only, --except, or --common of several files");
   }
-  if (Planning::IsStreamName(request.to)) {
-    throw ToolError(ExitUsage,
-                    "a stream file holds all of a server; a part goes into a text file, .ini");
-  }
+  CheckHoldsPart(request.to);
 }
 
 Configuration Extracted(const ExtractRequest& request) {

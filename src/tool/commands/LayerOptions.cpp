@@ -79,13 +79,6 @@ Planning::Configuration WantedLayers::On(const Planning::Configuration& present)
   return selection_.Of(whole);
 }
 
-Planning::Configuration ReadTarget(const Planning::Server& server, Planning::Mode mode) {
-  CheckMode(server.Providers(), mode);
-  Planning::Configuration present = Planning::ConfigurationOfTarget(mode);
-  server.ThrowIfSilent();
-  return present;
-}
-
 void AddSelection(CLI::App& command, Planning::Selection& selection) {
   AddRepeatable(command, "--only", selection.only,
                 "Keep to settings that fit this pattern, for example \"POWER::*\"; repeatable",

@@ -6,7 +6,6 @@
 
 #include "plan/Layers.h"
 #include "plan/Selection.h"
-#include "plan/Server.h"
 
 namespace CLI {
 class App;
@@ -55,10 +54,6 @@ class WantedLayers {
   const Planning::Selection& selection_;
   Planning::Mode mode_;
 };
-
-/// What the server has of the part that `mode` says. \throws Failure, ResultStatus
-[[nodiscard]] Planning::Configuration ReadTarget(const Planning::Server& server,
-                                                 Planning::Mode mode);
 
 /// The options --only and --except. `selection` outlives the parse.
 void AddSelection(CLI::App& command, Planning::Selection& selection);

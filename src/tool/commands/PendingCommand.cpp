@@ -60,11 +60,7 @@ void AddPending(CLI::App& command, Command& chosen) {
   command.callback([request, &chosen] {
     chosen = [request](const Globals& globals, const Messages& messages) {
       request->openTarget = OpenerOf(globals);
-      const std::vector<std::string> targets = globals.targets.Names();
-      if (request->clear) {
-        ThrowIfGuarded(Planning::History(HistoryFolderOf(targets, "")), JoinedTargets(targets),
-                       "confirm");
-      }
+      if (request->clear) ThrowIfGuarded(globals.targets.Names());
       return RunPending(*request, messages);
     };
   });

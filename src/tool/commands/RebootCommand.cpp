@@ -69,8 +69,7 @@ void AddReboot(CLI::App& command, Command& chosen) {
     chosen = [request](const Globals& globals, const Messages& messages) {
       request->openTarget = OpenerOf(globals);
       request->target = JoinedTargets(globals.targets.Names());
-      ThrowIfGuarded(Planning::History(HistoryFolderOf(globals.targets.Names(), "")),
-                     request->target, "confirm");
+      ThrowIfGuarded(globals.targets.Names());
       return RunReboot(*request, messages);
     };
   });

@@ -1,11 +1,11 @@
 #include <CLI/CLI.hpp>
-#include <array>
 #include <ctime>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "common/AtomicFile.h"
+#include "common/LocalTime.h"
 #include "plan/FleetReport.h"
 #include "tool/Destination.h"
 #include "tool/ExitCodes.h"
@@ -22,24 +22,15 @@ struct ReportRequest {
   bool overwrite = false;
 };
 
-std::string Now() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local = {};
-  localtime_r(&now, &local);
-  std::array<char, 32> text = {};
-  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M %Z", &local);
-  return text.data();
-}
-
 int RunReport(const ReportRequest& request, const Messages& messages) {
   CheckReplaceable(request.out, request.overwrite);
   const Planning::FleetReport report =
       Planning::MakeFleetReport(Planning::ReadFleet(request.documents));
   std::size_t documents = 0;
   for (const Planning::FleetServer& server : report.servers) documents += server.documents.size();
+  const std::string now = Common::LocalTime(std::time(nullptr), "%Y-%m-%d %H:%M %Z");
   Common::AtomicFile file(request.out);
-  file.Write(
-      HtmlReport(report, "Made on " + Now() + " of " + Counted(documents, "document") + "."));
+  file.Write(HtmlReport(report, "Made on " + now + " of " + Counted(documents, "document") + "."));
   file.Commit(request.overwrite ? Common::AtomicFile::Existing::Replace
                                 : Common::AtomicFile::Existing::Keep);
   messages.Result(Headline(report));

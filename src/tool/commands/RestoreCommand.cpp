@@ -16,8 +16,8 @@ namespace {
 int RestorePart(const RestoreRequest& request, const InputFile& file, const Messages& messages) {
   Planning::LaidRequest laid;  // its file outlives the writing
   const auto make = [&](const Planning::Server& server) {
-    laid = RequestOfPart(file.Path(), file.Name(), request.mode, request.selection,
-                         StateOf(server, ModeOf(server.Providers())));
+    laid =
+        RequestOfPart(file.Path(), file.Name(), request.mode, request.selection, StateOf(server));
     const bool comparesSystem = request.selection.Covers("SYSTEM", "") && !request.skipSystemCheck;
     if (comparesSystem && laid.request.wanted.Of("SYSTEM").empty()) {
       throw ToolError(ExitBadInput, file.Name() +

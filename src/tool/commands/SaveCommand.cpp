@@ -49,21 +49,21 @@ Outcome SaveTo(Common::AtomicFile& file, const SaveRequest& request, const Messa
   return {mode, queries, SDK::XDirectorImpl::CreateInstance()->PlatformName()};
 }
 
-/// Leaves in a saved text file what the selection covers.
-void KeepSelected(const std::string& path, const Planning::Selection& selection) {
+/// Leaves in a saved text file what the selection covers. \return that.
+Planning::Configuration KeepSelected(const std::string& path,
+                                     const Planning::Selection& selection) {
   const Planning::ConfigurationFile whole(path);
   selection.ThrowIfIdle(whole.Content());
-  Planning::WriteTextFile(path, selection.Of(whole.Content()));
+  Planning::Configuration part = selection.Of(whole.Content());
+  Planning::WriteTextFile(path, part);
+  return part;
 }
 
 }  // namespace
 
 void RunSave(const SaveRequest& request, const Messages& messages) {
   const bool isPart = !request.selection.IsAll();
-  if (isPart && Planning::IsStreamName(request.file)) {
-    throw ToolError(ExitUsage,
-                    "a stream file holds all of a server; a part goes into a text file, .ini");
-  }
+  if (isPart) CheckHoldsPart(request.file);
   if (request.json && request.file == kStandardStream) {
     throw ToolError(ExitUsage, "standard output has room for the file or for the document");
   }
@@ -73,10 +73,9 @@ void RunSave(const SaveRequest& request, const Messages& messages) {
   Planning::Saved saved = Planning::ReviewSaved(path, outcome.mode);
   for (const std::string& text : saved.warnings) messages.Warning(text);
   if (isPart) {
-    KeepSelected(path, request.selection);
-    const Planning::ConfigurationFile part(path);
-    saved.sections = part.Content().Sections().size();
-    saved.keys = part.Content().Settings().size();
+    const Planning::Configuration part = KeepSelected(path, request.selection);
+    saved.sections = part.Sections().size();
+    saved.keys = part.Settings().size();
   }
   ThrowIfInterrupted();
   output.Commit();

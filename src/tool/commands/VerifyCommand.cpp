@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "plan/Document.h"
+#include "plan/State.h"
 #include "plan/Verification.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
@@ -34,7 +35,7 @@ int RunVerify(const VerifyRequest& request, const Messages& messages) {
   Progress progress(messages);
   const Planning::Server server(request.openTarget(), Watching(messages, &progress));
   progress.Begin("reading the target");
-  Planning::Configuration present = ReadTarget(server, layers.Mode());
+  Planning::Configuration present = PresentOf(server, layers.Mode());
   const Planning::Configuration wanted = layers.On(present);
   const Planning::Verification verification =
       Planning::Verify(wanted, std::move(present), layers.Mode(), server);

@@ -1,11 +1,8 @@
 #include "tool/commands/Writing.h"
 
-#include <CLI/CLI.hpp>
 #include <chrono>
-#include <filesystem>
 #include <optional>
 #include <set>
-#include <string_view>
 #include <utility>
 
 #include "common/ErrorManager.h"
@@ -18,6 +15,7 @@
 #include "plan/PasswordCheck.h"
 #include "plan/Plan.h"
 #include "plan/Report.h"
+#include "plan/State.h"
 #include "plan/Verification.h"
 #include "plan/Write.h"
 #include "tool/Destination.h"
@@ -25,7 +23,6 @@
 #include "tool/commands/Consent.h"
 #include "tool/commands/FurtherCommands.h"
 #include "tool/commands/Keeping.h"
-#include "tool/commands/LayerOptions.h"
 #include "tool/render/TextDifference.h"
 #include "tool/render/TextPlan.h"
 #include "tool/render/TextReport.h"
@@ -170,7 +167,8 @@ class Stages {
   int SayThatNothingChanges(const RequestMaker& make, const Plan& plan, const Secrets& secrets) {
     Planning::Written nothing;
     nothing.skipped = plan.skipped;
-    const int exitCode = ReportFirst(plan, {}, nothing);
+    const Planning::Saved noBackup = {};
+    const int exitCode = Report(plan, nothing, &noBackup);
     if (!options_.json) messages_.Result("Nothing would change, so nothing was written.");
     if (options_.reboot && isPending_) return RestartAndVerify(make, plan, secrets);
     return exitCode;
@@ -269,25 +267,22 @@ class Stages {
     // A restore asks what its rehearsal has asked; reading again asks what a save does.
     progress_.Begin("writing", queriesOfSave_ == 0 ? 0 : queriesOfPlan_ - queriesOfSave_);
     const Planning::Written written = Planning::Write(plan, secrets.password, server_);
-    const int exitCode = ReportFirst(plan, backup, written);
-    if (isTakenBack_) return exitCode;
+    const int exitCode = Report(plan, written, &backup);
+    if (IsTakenBack()) return exitCode;
     if (options_.reboot && (isPending_ || plan.NeedingRestart() > 0)) {
       return RestartAndVerify(make, plan, secrets);
     }
     return exitCode;
   }
 
-  /// The report of what is written before any restart: with --json the one document.
-  int ReportFirst(const Plan& plan, const Planning::Saved& backup,
-                  const Planning::Written& written) {
-    return Report(plan, written, [&](const Planning::Report& report) {
-      messages_.Document(Planning::RestoreDocument(plan, backup, written, report, confirmation_));
-    });
+  /// True when what was written was taken back, or was to be.
+  [[nodiscard]] bool IsTakenBack() const {
+    return confirmation_ && confirmation_->outcome != Planning::Confirmation::Outcome::Kept;
   }
 
-  /// Reads the machine again and reports; `document` does it with --json.
-  template <typename Document>
-  int Report(const Plan& plan, const Planning::Written& written, Document document) {
+  /// Reads the machine again and reports. Before any restart it is told what the `backup` is: with
+  /// --json that report is the one document.
+  int Report(const Plan& plan, const Planning::Written& written, const Planning::Saved* backup) {
     progress_.Begin("reading the target again", queriesOfSave_);
     const Planning::Report report = Planning::ReportOf(plan, written, server_);
     const std::vector<SDK::BootMessage> waiting = Planning::WaitingFromBefore(plan, server_);
@@ -303,12 +298,13 @@ class Stages {
     if (keeping_.IsOn()) {
       confirmation_ = keeping_.Settle(plan, report, progress_, queriesOfSave_);
     }
-    if (options_.json) document(report);
+    if (options_.json && backup != nullptr) {
+      messages_.Document(Planning::RestoreDocument(plan, *backup, written, report, confirmation_));
+    }
     Record(end);
     if (confirmation_) {
       const int exitCode = keeping_.Tell(*confirmation_);
-      isTakenBack_ = exitCode != ExitDone;
-      if (isTakenBack_) return exitCode;
+      if (IsTakenBack()) return exitCode;
     }
     if (report.silence) throw ResultStatus(*report.silence);
     if (written.failure && written.failure->getval() != ErrorManager::WritesRefused) {
@@ -342,8 +338,9 @@ class Stages {
       ThrowIfInterrupted();
       WriteAfterRestart(plan, secrets);
     } while (isPending_ || later > 0);
-    const Planning::Verification verification = Planning::Verify(
-        plan.request.wanted, ReadTarget(server_, plan.request.mode), plan.request.mode, server_);
+    const Planning::Verification verification =
+        Planning::Verify(plan.request.wanted, Planning::PresentOf(server_, plan.request.mode),
+                         plan.request.mode, server_);
     if (!options_.json) ShowVerification(verification, false, messages_);
     record_.outcome = OutcomeOf(verification.IsAsWanted());
     KeepRecord();
@@ -354,7 +351,7 @@ class Stages {
   void WriteAfterRestart(const Plan& plan, const Secrets& secrets) {
     const std::vector<Planning::Change> before = std::exchange(record_.changes, plan.changes);
     const Planning::Written written = Planning::Write(plan, secrets.password, server_);
-    Report(plan, written, [](const Planning::Report&) {});
+    Report(plan, written, nullptr);
     record_.changes.insert(record_.changes.begin(), before.begin(), before.end());
   }
 
@@ -362,7 +359,6 @@ class Stages {
   const Planning::History history_{HistoryFolderOf(options_.targets, options_.backupDir)};
   Planning::HistoryRecord record_;  ///< its number is 0 until the present state is saved
   std::optional<Planning::Confirmation> confirmation_;  ///< what that has come to
-  bool isTakenBack_ = false;                            ///< or was to be
   const Server& server_;
   Progress& progress_;
   const Messages& messages_;
@@ -373,38 +369,6 @@ class Stages {
 };
 
 }  // namespace
-
-std::string JoinedTargets(const std::vector<std::string>& targets) {
-  std::string joined;
-  for (const std::string& target : targets) {
-    constexpr std::string_view kFile = "machine:";
-    const bool isFile = target.starts_with(kFile);
-    joined += (joined.empty() ? "" : "+") +
-              (isFile ? std::string(kFile) + std::filesystem::absolute(target.substr(kFile.size()))
-                                                 .lexically_normal()
-                                                 .string()
-                      : target);
-  }
-  return joined;
-}
-
-std::string HistoryFolderOf(const std::vector<std::string>& targets, const std::string& backupDir) {
-  return backupDir.empty() ? Planning::HistoryFolder(JoinedTargets(targets)) : backupDir;
-}
-
-void TakeTargets(const Globals& globals, WriteOptions& options) {
-  options.openTarget = OpenerOf(globals);
-  options.targets = globals.targets.Names();
-  options.announcement = globals.targets.Announcement();
-  options.targetWords = globals.targets.GivenOptions();
-  if (options.confirm.IsWanted() && options.confirm.rescue.empty() &&
-      !globals.targets.Rescue().empty()) {
-    options.confirm.rescue = {globals.targets.Rescue()};
-  }
-  options.confirm.openRescue = [&globals, &options] {
-    return globals.targets.Open(options.confirm.rescue);
-  };
-}
 
 int CarryOut(const WriteOptions& options, const RequestMaker& make, const Messages& messages) {
   if (options.confirm.IsWanted()) CheckThatAWayStays(options.confirm, options.targets);
@@ -429,61 +393,6 @@ int CarryOut(const WriteOptions& options, const RequestMaker& make, const Messag
     return wanted;
   };
   return Stages(options, server, progress, messages).Run(makeWithOptions, secrets);
-}
-
-void AddWriteOptions(CLI::App& command, WriteOptions& options) {
-  CLI::Option* file =
-      command.add_option("--password-file", options.password.file,
-                         "Read the BIOS administrator password from the first line of this file");
-  CLI::Option* descriptor = command.add_option("--password-fd", options.password.descriptor,
-                                               "Read it from this open file descriptor");
-  CLI::Option* ask =
-      command.add_flag("--ask-password", options.password.ask, "Ask for it on the terminal");
-  file->type_name("FILE")->excludes(descriptor)->excludes(ask);
-  descriptor->type_name("N")->excludes(ask);
-  command
-      .add_option("--user-password-file", options.userPasswordFile,
-                  "Passwords of accounts that are opened, as lines NAME:PASSWORD; default: ask on "
-                  "the terminal")
-      ->type_name("FILE");
-  command.add_flag("--skip-system-check", options.skipSystemCheck,
-                   "Do not compare [SYSTEM] with the target");
-  command.add_flag("--skip-boot-order", options.skipBootOrder,
-                   "Leave the boot order and the hard-disk order alone");
-  command.add_flag("--keep-going", options.keepsGoing,
-                   "Write the rest where the target cannot take some values");
-  command.add_flag("--ignore-unknown", options.ignoresUnknown,
-                   "Pass over sections and keys that the target does not know");
-  CLI::Option* dryRun = command.add_flag("--dry-run", options.dryRun,
-                                         "Show what would be written, and write nothing");
-  command
-      .add_option("--plan-out", options.planOut,
-                  "Keep what the dry run shows, for apply --plan to carry out just that")
-      ->type_name("PLAN.json")
-      ->needs(dryRun);
-  CLI::Option* noBackup = command.add_flag("--no-backup", options.noBackup,
-                                           "Do not save the present configuration first");
-  command
-      .add_option("--backup-dir", options.backupDir,
-                  "Where the history with the present configuration is kept; default: below "
-                  "$XDG_STATE_HOME, of root below /var/lib")
-      ->type_name("DIR");
-  command.add_flag("--yes", options.yes, "Do not ask; without a terminal it must be given");
-  command.add_flag("--allow-lockout", options.allowLockout,
-                   "Write also what cuts off the way to the target, without asking");
-  command.add_flag("--json", options.json, "Report as JSON");
-  command.add_flag("--journal-values", options.tellsValues,
-                   "Tell the journal each change with its values; never passwords and the like");
-  CLI::Option* confirm = AddConfirmOptions(command, options.confirm);
-  confirm->excludes(noBackup);
-  auto* reboot = command
-                     .add_flag("--reboot", options.reboot,
-                               "Restart the server where settings wait for that, and verify")
-                     ->excludes(confirm);
-  command
-      .add_flag("--force", options.force,
-                "That restart ends an operating system that does not end when asked")
-      ->needs(reboot);
 }
 
 }  // namespace Tool

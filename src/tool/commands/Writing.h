@@ -59,6 +59,9 @@ void TakeTargets(const Globals& globals, WriteOptions& options);
 [[nodiscard]] std::string HistoryFolderOf(const std::vector<std::string>& targets,
                                           const std::string& backupDir);
 
+/// \throws ToolError  what was written to these targets waits to be kept.
+void ThrowIfGuarded(const std::vector<std::string>& targets);
+
 /// Works out what is wanted, once the server is open.
 using RequestMaker = std::function<Planning::Request(const Planning::Server& server)>;
 

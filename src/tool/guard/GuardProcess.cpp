@@ -22,6 +22,7 @@
 #include <system_error>
 #include <vector>
 
+#include "common/LocalTime.h"
 #include "tool/guard/Channel.h"
 #include "tool/terminal/Messages.h"
 
@@ -35,19 +36,10 @@ using Planning::Confirmation;
 constexpr std::chrono::seconds kTimeToRead{120};
 constexpr int kChannel = 3;  ///< where the descriptor of the channel is put
 
-/// A time of today for people.
-std::string TimeText(std::chrono::seconds fromNow, const char* format) {
-  std::array<char, 32> text = {};
-  const std::time_t time = std::time(nullptr) + fromNow.count();
-  std::tm parts = {};
-  localtime_r(&time, &parts);
-  std::strftime(text.data(), text.size(), format, &parts);
-  return text.data();
-}
-
 /// A line of the log, which nobody may see before it is needed.
 void Log(const std::string& text) {
-  std::printf("%s  %s\n", TimeText({}, "%Y-%m-%d %H:%M:%S").c_str(), text.c_str());
+  std::printf("%s  %s\n", Common::LocalTime(std::time(nullptr), "%Y-%m-%d %H:%M:%S").c_str(),
+              text.c_str());
   std::fflush(stdout);
 }
 
@@ -224,7 +216,8 @@ class Watcher {
   void Begin(std::chrono::seconds time) {
     isWaiting_ = true;
     deadline_ = Clock::now() + time;
-    const std::string until = "waits to be kept until " + TimeText(time, "%H:%M:%S");
+    const std::string until = "waits to be kept until " +
+                              Common::LocalTime(std::time(nullptr) + time.count(), "%H:%M:%S");
     Log(until);
     Record(*outcome_ + ", " + until, false);
   }

@@ -158,7 +158,7 @@ void AddItems(Page& page, const std::vector<FleetItem>& items) {
 
 std::string GroupName(const FleetReport& report, std::size_t at) {
   return report.groups[at].isDifference ? "Group " + std::to_string(at + 1)
-                                        : "Change " + std::to_string(at + 1 - report.ways);
+                                        : "Change " + std::to_string(at + 1 - report.Ways());
 }
 
 void AddGroup(Page& page, const FleetReport& report, std::size_t at) {

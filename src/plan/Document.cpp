@@ -109,7 +109,8 @@ std::string RestoreDocument(const Plan& plan, const Saved& backup, const Written
                         {"wanted", row.wanted},
                         {"present", row.present},
                         {"reason", row.reason},
-                        {"read_only", row.isReadOnly}});
+                        {"read_only", row.isReadOnly},
+                        {"needs_restart", row.needsRestart}});
   }
   ordered_json document = {{"schema", "saverestore-restore/1"},
                            {"file", plan.request.name},

@@ -119,7 +119,8 @@ void Judge(const Setting& wanted, const Setting& now, const Sent& sent, ReportRo
         obstacle->second->kind == Obstacle::Kind::Kept ? Outcome::Skipped : Outcome::NotApplied;
     row.reason = obstacle->second->reason;
     row.isReadOnly = obstacle->second->kind == Obstacle::Kind::ReadOnly;
-    if (obstacle->second->kind == Obstacle::Kind::NeedsRestart) row.reason += ", " + kNeedsRestart;
+    row.needsRestart = obstacle->second->kind == Obstacle::Kind::NeedsRestart;
+    if (row.needsRestart) row.reason += ", " + kNeedsRestart;
   } else if (isSame && was != nullptr && SameValue(wanted, *was) && !IsRefusal(note)) {
     row.outcome = Outcome::Unchanged;
   } else if (const auto said = OutcomeOf(note); note != nullptr && said) {

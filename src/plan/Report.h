@@ -36,10 +36,11 @@ struct ReportRow {
   std::string section;
   std::string key;
   Outcome outcome;
-  std::string wanted;       ///< the file's value
-  std::string present;      ///< the machine's value afterwards
-  std::string reason;       ///< for NotApplied and Skipped, sometimes for Pending
-  bool isReadOnly = false;  ///< nobody could have applied it: no fault of the restore
+  std::string wanted;         ///< the file's value
+  std::string present;        ///< the machine's value afterwards
+  std::string reason;         ///< for NotApplied and Skipped, sometimes for Pending
+  bool isReadOnly = false;    ///< nobody could have applied it: no fault of the restore
+  bool needsRestart = false;  ///< the server takes it once it has restarted with the rest
 };
 
 /// What has become of a plan, setting by setting, in the order of the file.

@@ -266,8 +266,9 @@ class Outcome:
             after="".join("%s  %s\n" % (one["setting"], shown(one["after"], one["after_text"]))
                           for one in changes))
 
-    def end_of_write(self):
-        """Ends a module that has written, or in check mode would have."""
+    def end_of_write(self, **members):
+        """Ends a module that has written, or in check mode would have. What the server takes only after
+        a restart is no failure where the module returns its names: `after_restart`, a list."""
         if not self.has("saverestore-restore") and not self.has("saverestore-dry-run"):
             self.fail()
         changes = self.changes()
@@ -275,18 +276,24 @@ class Outcome:
         pending = [named(one) for one in settings if one["outcome"] == "pending until the next boot"]
         # What nobody could read back may have been written.
         touched = {"applied", "pending until the next boot", "not read back"}
+        after_restart = members.get("after_restart", [])
+        after_restart += [named(one) for one in settings if one.get("needs_restart")]
         result = self.result(
+            **members,
             changed=self.document.get("changed", any(
                 one["outcome"] in touched or one["outcome"] == "would change" for one in changes)),
             changes=changes, settings={named(one): one["outcome"] for one in settings},
             pending=pending, backup_file=self.document.get("backup", ""),
             pending_reboot=bool(pending or self.document.get("waiting_from_before")))
+        left = [one for one in settings if one["outcome"] in ("not applied", "not read back")]
         if self.module._diff:
             result["diff"] = self.difference()
-        if self.exit != 0:
+        only_later = self.exit == 1 and left and members and all(
+            named(one) in after_restart for one in left)
+        if self.exit != 0 and not only_later:
             missed = ["%s: %s%s" % (named(one), one["outcome"],
                                     " (%s)" % one["reason"] if one["reason"] else "")
-                      for one in settings if one["outcome"] in ("not applied", "not read back")]
+                      for one in left]
             said = self.reason() if self.exit != 1 or not missed else "not as wanted"
             self.module.fail_json(msg="; ".join([said] + missed), **result)
         self.module.exit_json(**result)

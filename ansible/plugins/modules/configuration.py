@@ -14,7 +14,7 @@ description:
     of it. What is as wanted already is not written, so a second run changes nothing.
   - Before it writes it saves the present state, which M(saverestore.firmware.undo) brings back.
   - The task fails when a setting is not as wanted afterwards. What waits for the next boot is not a
-    failure.
+    failure, nor is what the server takes only after that boot, see I(after_restart).
 author: The saverestore developers (@saverestore)
 extends_documentation_fragment:
   - saverestore.firmware.server
@@ -94,6 +94,12 @@ pending_reboot:
   description: Whether something waits for the next boot. Not known in check mode, and false there.
   returned: always
   type: bool
+after_restart:
+  description: The settings that the server takes only once it has restarted with the others. The same task
+    writes them then.
+  returned: always
+  type: list
+  elements: str
 backup_file:
   description: The file with the state before; empty when nothing was to write.
   returned: always
@@ -128,7 +134,7 @@ def main():
         supports_check_mode=True)
     tool = Tool(module)
     words = tool.write_words() + tool.flags("require_firmware") + tool.layer_words()
-    tool.run("apply", ["--json"] + words).end_of_write()
+    tool.run("apply", ["--json"] + words).end_of_write(after_restart=[])
 
 
 if __name__ == "__main__":

@@ -14,7 +14,7 @@
 namespace Planning {
 namespace {
 
-using json = nlohmann::ordered_json;  // firmware facts in the order of the document
+using nlohmann::ordered_json;  // firmware facts in the order of the document
 using Verdict = FleetItem::Verdict;
 
 constexpr std::size_t kLargestDocument = std::size_t{64} * 1024 * 1024;
@@ -26,105 +26,107 @@ struct Malformed {
 };
 
 /// A member of the kind that its reader wants.
-const json& Member(const json& object, const char* name, json::value_t kind) {
+const ordered_json& Member(const ordered_json& object, const char* name,
+                           ordered_json::value_t kind) {
   const auto member = object.is_object() ? object.find(name) : object.end();
   if (member == object.end() || member->type() != kind) {
     throw Malformed{std::string("\"") + name + "\" is missing or is no " +
-                    (kind == json::value_t::array    ? "list"
-                     : kind == json::value_t::object ? "object"
-                                                     : "text")};
+                    (kind == ordered_json::value_t::array    ? "list"
+                     : kind == ordered_json::value_t::object ? "object"
+                                                             : "text")};
   }
   return *member;
 }
 
-const json& List(const json& object, const char* name) {
-  return Member(object, name, json::value_t::array);
+const ordered_json& List(const ordered_json& object, const char* name) {
+  return Member(object, name, ordered_json::value_t::array);
 }
 
-const std::string& Text(const json& object, const char* name) {
-  return Member(object, name, json::value_t::string).get_ref<const std::string&>();
+const std::string& Text(const ordered_json& object, const char* name) {
+  return Member(object, name, ordered_json::value_t::string).get_ref<const std::string&>();
 }
 
 /// A member that documents of earlier versions of the tool do not have.
-std::string TextIfAny(const json& object, const char* name) {
+std::string TextIfAny(const ordered_json& object, const char* name) {
   const auto member = object.find(name);
   return member != object.end() && member->is_string() ? member->get<std::string>() : "";
 }
 
-bool IsTrue(const json& object, const char* name) {
+bool IsTrue(const ordered_json& object, const char* name) {
   const auto member = object.find(name);
   return member != object.end() && member->is_boolean() && member->get<bool>();
 }
 
-const json& ListIfAny(const json& object, const char* name) {
-  static const json kNone = json::array();
+const ordered_json& ListIfAny(const ordered_json& object, const char* name) {
+  static const ordered_json kNone = ordered_json::array();
   return object.contains(name) ? List(object, name) : kNone;
 }
 
 /// The value of `name` with the text of `name` + "_text"; nothing for null.
-std::optional<FleetItem::Value> ValueOf(const json& object, const std::string& name) {
+std::optional<FleetItem::Value> ValueOf(const ordered_json& object, const std::string& name) {
   if (object.is_object() && object.contains(name) && object[name].is_null()) return std::nullopt;
   return FleetItem::Value{Text(object, name.c_str()), TextIfAny(object, (name + "_text").c_str())};
 }
 
-FleetItem ItemOf(const json& entry, const char* found, const char* wanted, Verdict verdict) {
+FleetItem ItemOf(const ordered_json& entry, const char* found, const char* wanted,
+                 Verdict verdict) {
   return {Text(entry, "section"), Text(entry, "key"), ValueOf(entry, found), ValueOf(entry, wanted),
           verdict};
 }
 
-void AddTexts(const json& list, std::vector<std::string>& texts) {
-  for (const json& text : list) {
+void AddTexts(const ordered_json& list, std::vector<std::string>& texts) {
+  for (const ordered_json& text : list) {
     if (!text.is_string()) throw Malformed{"\"messages\" has an entry that is no text"};
     texts.push_back(text.get<std::string>());
   }
 }
 
-void ReadVerify(const json& content, FleetDocument& document) {
+void ReadVerify(const ordered_json& content, FleetDocument& document) {
   std::set<std::string> waiting;
-  for (const json& message : List(content, "messages")) {
+  for (const ordered_json& message : List(content, "messages")) {
     const std::string& setting = Text(message, "setting");
     if (IsTrue(message, "waiting")) waiting.insert(setting);
     document.messages.push_back((setting.empty() ? "" : setting + ": ") + Text(message, "text"));
   }
-  for (const json& entry : List(content, "different")) {
+  for (const ordered_json& entry : List(content, "different")) {
     FleetItem item = ItemOf(entry, "machine", "file", Verdict::Differs);
     if (waiting.contains(item.section + "::" + item.key)) item.verdict = Verdict::WaitsForBoot;
     auto& items = IsTrue(entry, "read_only") ? document.own : document.items;
     items.push_back(std::move(item));
   }
-  for (const json& entry : ListIfAny(content, "own")) {
+  for (const ordered_json& entry : ListIfAny(content, "own")) {
     document.own.push_back(ItemOf(entry, "machine", "file", Verdict::LeftAlone));
   }
   document.waits = !waiting.empty();
 }
 
-void AddOneSided(const json& sides, bool isOfServer, FleetDocument& document) {
-  for (const json& section : List(sides, "sections")) {
+void AddOneSided(const ordered_json& sides, bool isOfServer, FleetDocument& document) {
+  for (const ordered_json& section : List(sides, "sections")) {
     if (!section.is_string()) throw Malformed{"\"sections\" has an entry that is no text"};
     FleetItem item{section.get<std::string>(), ""};
     (isOfServer ? item.found : item.wanted) = FleetItem::Value{};
     document.items.push_back(std::move(item));
   }
-  for (const json& entry : List(sides, "keys")) {
+  for (const ordered_json& entry : List(sides, "keys")) {
     FleetItem item{Text(entry, "section"), Text(entry, "key")};
     (isOfServer ? item.found : item.wanted) = ValueOf(entry, "value");
     document.items.push_back(std::move(item));
   }
 }
 
-void ReadDiff(const json& content, FleetDocument& document) {
-  for (const json& entry : List(content, "different")) {
+void ReadDiff(const ordered_json& content, FleetDocument& document) {
+  for (const ordered_json& entry : List(content, "different")) {
     document.items.push_back(ItemOf(entry, "other", "file", Verdict::Differs));
   }
-  for (const json& entry : ListIfAny(content, "own")) {
+  for (const ordered_json& entry : ListIfAny(content, "own")) {
     document.own.push_back(ItemOf(entry, "other", "file", Verdict::LeftAlone));
   }
-  AddOneSided(Member(content, "only_file", json::value_t::object), false, document);
-  AddOneSided(Member(content, "only_other", json::value_t::object), true, document);
+  AddOneSided(Member(content, "only_file", ordered_json::value_t::object), false, document);
+  AddOneSided(Member(content, "only_other", ordered_json::value_t::object), true, document);
 }
 
-void ReadDryRun(const json& content, FleetDocument& document) {
-  for (const json& entry : List(content, "changes")) {
+void ReadDryRun(const ordered_json& content, FleetDocument& document) {
+  for (const ordered_json& entry : List(content, "changes")) {
     FleetItem item = ItemOf(entry, "from", "to", Verdict::WouldChange);
     if (const std::string value = TextIfAny(entry, "waiting"); entry.contains("waiting")) {
       item.reason = "\"" + value + "\" waits for the boot";
@@ -132,12 +134,12 @@ void ReadDryRun(const json& content, FleetDocument& document) {
     }
     document.items.push_back(std::move(item));
   }
-  for (const json& entry : List(content, "obstacles")) {
+  for (const ordered_json& entry : List(content, "obstacles")) {
     if (IsTrue(entry, "read_only")) continue;  // nobody can change it: no fault of the file
     document.items.push_back(ItemOf(entry, "from", "to", Verdict::CannotChange));
     document.items.back().reason = Text(entry, "reason");
   }
-  for (const json& foreseen : List(content, "foresight")) {
+  for (const ordered_json& foreseen : List(content, "foresight")) {
     document.messages.push_back(Text(foreseen, "path") + ": " + Text(foreseen, "text"));
   }
   AddTexts(List(content, "messages"), document.messages);
@@ -155,13 +157,13 @@ constexpr auto kOutcomes = std::to_array<OutcomeRow>({
     {"not read back", Verdict::NotReadBack, true},
 });
 
-void ReadRestore(const json& content, FleetDocument& document) {
+void ReadRestore(const ordered_json& content, FleetDocument& document) {
   std::map<std::pair<std::string, std::string>, FleetItem> changes;
-  for (const json& entry : ListIfAny(content, "changes")) {
+  for (const ordered_json& entry : ListIfAny(content, "changes")) {
     FleetItem item = ItemOf(entry, "from", "to", Verdict::Applied);
     changes.try_emplace({item.section, item.key}, std::move(item));
   }
-  for (const json& entry : List(content, "settings")) {
+  for (const ordered_json& entry : List(content, "settings")) {
     FleetItem item = ItemOf(entry, "present", "wanted", Verdict::LeftAlone);
     item.reason = TextIfAny(entry, "reason");
     const std::string& outcome = Text(entry, "outcome");
@@ -185,7 +187,7 @@ void ReadRestore(const json& content, FleetDocument& document) {
   AddTexts(List(content, "messages"), document.messages);
 }
 
-void ReadFailure(const json& content, FleetDocument& document) {
+void ReadFailure(const ordered_json& content, FleetDocument& document) {
   const auto exit = content.find("exit");
   if (exit == content.end() || !exit->is_number_integer()) {
     throw Malformed{"\"exit\" is missing or is no number"};
@@ -198,7 +200,7 @@ void ReadFailure(const json& content, FleetDocument& document) {
 struct SchemaRow {
   const char* name;
   const char* command;
-  void (*read)(const json& content, FleetDocument& document);
+  void (*read)(const ordered_json& content, FleetDocument& document);
   bool itemsDiffer;  ///< each item is a difference; else its outcome tells
 };
 constexpr auto kSchemas = std::to_array<SchemaRow>({
@@ -209,7 +211,7 @@ constexpr auto kSchemas = std::to_array<SchemaRow>({
     {"saverestore-failure/1", "failure", ReadFailure, false},
 });
 
-FleetDocument DocumentOf(const json& content) {
+FleetDocument DocumentOf(const ordered_json& content) {
   const std::string& schema = Text(content, "schema");
   const auto* row = std::ranges::find(kSchemas, schema, &SchemaRow::name);
   if (row == kSchemas.end()) {
@@ -246,10 +248,10 @@ FleetDocument ReadDocument(const std::string& path) {
   }
   try {
     if (bytes.empty()) throw Malformed{"it is empty: the command that was to write it has not"};
-    return DocumentOf(json::parse(bytes));
+    return DocumentOf(ordered_json::parse(bytes));
   } catch (const Malformed& fault) {
     throw Failure(Failure::Kind::BadInput, "the document \"" + path + "\": " + fault.text);
-  } catch (const json::exception& fault) {
+  } catch (const ordered_json::exception& fault) {
     throw Failure(Failure::Kind::BadInput,
                   "the document \"" + path + "\" is no JSON of this tool: " + fault.what());
   }

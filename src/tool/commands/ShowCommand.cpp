@@ -13,11 +13,11 @@ namespace Tool {
 namespace {
 
 /// Prints what a file is: its [SYSTEM] values, its sections and how many keys each has.
-int RunShow(const std::string& given, bool json, const Messages& messages) {
+int RunShow(const std::string& given, bool asJson, const Messages& messages) {
   const InputFile file(given);
   const Planning::ConfigurationFile read = Planning::WellFormed(file.Path(), file.Name());
   const Planning::Configuration& content = read.Content();
-  if (json) {
+  if (asJson) {
     messages.Document(Planning::ShowDocument(content, file.Name()));
     return ExitDone;
   }

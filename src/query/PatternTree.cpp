@@ -160,6 +160,7 @@ NodeMap PatternTree::Nodes(const std::string& path, Depth depth) {
     });
   }
   for (const std::string& leaf : untold) {
+    if (leaves.contains(leaf)) continue;  // another row tells it
     if (leaf != path && !inner.contains(ParentOf(leaf))) continue;
     leaves[leaf].values = {kNotTold};
     ListWithParents(leaf, inner);

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "providers/redfish/BmcTree.h"
 #include "providers/redfish/BootOrder.h"
 #include "providers/redfish/Dependencies.h"
 #include "providers/redfish/Service.h"
@@ -15,8 +16,8 @@ struct Batch;
 struct Change;
 struct Kept;
 
-/// A server's BIOS as a Redfish service shows it. Mount it for "BIOS" and "SMBIOS"; of "BMC" it
-/// knows the firmware version alone. It is logged in from its construction to its destruction.
+/// A server's BIOS and BMC as a Redfish service shows them. Mount it for "BIOS", "SMBIOS" and "BMC".
+/// It is logged in from its construction to its destruction.
 ///
 /// A read fetches what it needs, and each resource once. Settings change at the next boot, so a
 /// write leaves the values as they are and a note that says pending. What counts for a write is
@@ -51,7 +52,6 @@ class RedfishProvider final : public SDK::QueryProvider {
   void LoadSetup();
   void LoadBootOrder();
   void LoadSystem();
-  void LoadManager();
   void LoadNextSetup();
   void LoadNextOrder();
   void LoadWaiting();
@@ -73,6 +73,7 @@ class RedfishProvider final : public SDK::QueryProvider {
   void CheckUnchanged(const std::string& path, const std::string& value);
 
   Service service_;
+  BmcTree bmc_;
   NodeMap nodes_;
   std::map<std::string, Attribute> attributes_;
   Dependencies dependencies_;

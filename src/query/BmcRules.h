@@ -25,6 +25,9 @@ namespace Query {
 
 [[nodiscard]] std::string Upper(std::string_view text);
 
+/// What a plan and a report say of a setting that only other servers have.
+inline constexpr const char* kNoSuchSetting = "this target has no such setting";
+
 /// Why a setting keeps its value.
 inline constexpr const char* kNotInFile = "the file does not tell it";
 inline constexpr const char* kEmptyKeeps = "an empty value leaves it as it is";

@@ -106,7 +106,7 @@ Planning::Mounts Open(const OpenRequest& request) {
   frontend.ReadPassword(parsed.user, kLongestPassword, credentials.password);
   const auto provider =
       std::make_shared<Redfish::RedfishProvider>(endpoint, credentials, parsed.system);
-  return {{"BIOS", {provider}}, {"SMBIOS", {provider}}, {"BMC", {provider}}};
+  return {{"BIOS", {provider}}, {"SMBIOS", {provider}}, {"BMC", {provider, false, {}, true}}};
 }
 
 constexpr auto kWays = std::to_array<const char*>({"auto", "session", "basic"});

@@ -113,7 +113,9 @@ void WritePlan::Add(const std::string& path, const std::string& value) {
       return AddKnown({path, value, &field, *place});
     }
   }
-  if (!value.empty()) Refuse(path, "IPMI has no standard command for it");
+  if (value.empty() || value == kNotTold) return;
+  result_.notes.push_back({path, WriteNote::Fate::Skipped, Query::kNoSuchSetting});
+  result_.absent.insert(path);
 }
 
 void WritePlan::AddKnown(Change change) {
@@ -250,8 +252,9 @@ std::vector<WriteForesight> ForeseeWrites(Bmc& bmc, const SDK::SettingMap& setti
   WriteResult result;
   const WritePlan plan(bmc, settings, result);
   for (const WriteNote& note : result.notes) {
-    const auto kind = note.fate == WriteNote::Fate::Refused ? WriteForesight::Kind::CannotTake
-                                                            : WriteForesight::Kind::Keeps;
+    const auto kind = result.absent.contains(note.path)         ? WriteForesight::Kind::Absent
+                      : note.fate == WriteNote::Fate::Refused ? WriteForesight::Kind::CannotTake
+                                                              : WriteForesight::Kind::Keeps;
     all.push_back({note.path, kind, note.reason, ""});
   }
   for (const Change& change : plan.Ordered()) {

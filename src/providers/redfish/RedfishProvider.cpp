@@ -15,8 +15,6 @@ namespace {
 constexpr const char* kNextSetup = "next setup";
 constexpr const char* kNextOrder = "next order";
 
-constexpr const char* kBmcRoot = "/BMC";
-
 _XNode MenuNode(std::vector<std::string> children) {
   _XNode node;
   node.kind = NODE_MENU;
@@ -134,7 +132,7 @@ void RedfishProvider::LoadSystem() {
 }
 
 void RedfishProvider::Read(const std::string& path, NodeMap& results) {
-  if (IsAtOrBelow(path, kBmcRoot)) return bmc_.Read(path, results);
+  if (BmcSettings::IsOwn(path)) return bmc_.Read(path, results);
   const bool asksChildren = path.ends_with(Query::kChildrenSuffix);
   Load(asksChildren ? path.substr(0, path.size() - Query::kChildrenSuffix.size()) : path);
   if (isAhead_ && IsAtOrBelow(path, "/BIOS")) LoadWaiting();
@@ -150,7 +148,7 @@ void RedfishProvider::Refresh() {
   Unload(kSetupRoot);
   Unload(kBootOrderPath);
   service_.ForgetValues();
-  bmc_.Resources().Forget();
+  bmc_.Refresh();
 }
 
 std::vector<SDK::WriteNote> RedfishProvider::TakeWriteNotes() {

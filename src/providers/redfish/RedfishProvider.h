@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "providers/redfish/BmcTree.h"
+#include "providers/redfish/BmcSettings.h"
 #include "providers/redfish/BootOrder.h"
 #include "providers/redfish/Dependencies.h"
 #include "providers/redfish/Service.h"
@@ -37,6 +37,7 @@ class RedfishProvider final : public SDK::QueryProvider {
   std::vector<SDK::WriteNote> TakeWriteNotes() override;
   std::vector<SDK::BootMessage> BootMessages() override;
   std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings) override;
+  void UsePasswords(const SDK::SettingMap& passwords) override { bmc_.UsePasswords(passwords); }
   void LookAhead(bool isAhead) override { isAhead_ = isAhead; }
   void ClearWaiting() override;
   void Restart(bool mayForce, std::chrono::seconds limit) override;
@@ -58,6 +59,7 @@ class RedfishProvider final : public SDK::QueryProvider {
   void Load(const std::string& path);
   void Unload(const char* root);
 
+  void WriteBios(const SDK::SettingMap& settings);
   void Apply(const SDK::SettingMap& settings);
   [[nodiscard]] Batch SortOut(const SDK::SettingMap& settings);
   void SortOut(const std::string& path, const std::string& value, Batch& batch);
@@ -73,7 +75,7 @@ class RedfishProvider final : public SDK::QueryProvider {
   void CheckUnchanged(const std::string& path, const std::string& value);
 
   Service service_;
-  BmcTree bmc_;
+  BmcSettings bmc_;
   NodeMap nodes_;
   std::map<std::string, Attribute> attributes_;
   Dependencies dependencies_;

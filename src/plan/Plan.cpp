@@ -54,23 +54,6 @@ void LeaveAlone(Plan& plan, const Server& server) {
   for (SDK::WriteForesight& foreseen : KeptOf(settings, server)) Keep(plan, foreseen);
 }
 
-/// Takes out of `plan.changes` what the server has no setting for: whatever the value, it is none
-/// that it could refuse. \throws ResultStatus  it cannot be asked.
-void FindAbsent(Plan& plan, const Server& server) {
-  SDK::SettingMap settings;
-  for (const Change& change : plan.changes) {
-    if (change.path.starts_with("/BMC/") && TellsNothing(change.from)) {
-      settings.emplace(change.path, change.to);
-    }
-  }
-  if (settings.empty()) return;
-  for (SDK::WriteForesight& foreseen : server.Foresee(settings)) {
-    if (foreseen.kind == SDK::WriteForesight::Kind::Absent) {
-      Keep(plan, foreseen, Obstacle::Kind::Absent);
-    }
-  }
-}
-
 /// Takes out of `plan.changes` what cannot be written.
 void FindObstacles(Plan& plan) {
   const std::vector<Obstacle> found = ObstaclesTo(plan.changes, plan.request.wanted, plan.present);

@@ -76,9 +76,9 @@ SDK::WriteForesight OpensAccount(const std::string& path, const std::string& nam
   using Kind = SDK::WriteForesight::Kind;
   return {path, isPasswordGiven ? Kind::OpensAccount : Kind::NeedsPassword,
           "the account \"" + name + "\" is open then, with " +
-              (isPasswordGiven ? "the password that was given"
-                               : "whatever password user " + std::to_string(slot) +
-                                     " of the BMC had before"),
+              (isPasswordGiven
+                   ? "the password that was given"
+                   : "whatever password user " + std::to_string(slot) + " of the BMC had before"),
           name};
 }
 

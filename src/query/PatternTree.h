@@ -31,8 +31,8 @@ struct Step {
 /// Takes the first step off `pattern`.
 [[nodiscard]] Step TakeStep(std::string_view& pattern);
 
-/// The indexes of `path` when it is one that `pattern` stands for. An index is from 0 to 254, without
-/// leading zeros.
+/// The indexes of `path` when it is one that `pattern` stands for. An index is from 0 to 254,
+/// without leading zeros.
 [[nodiscard]] std::optional<Indexes> IndexesIn(std::string_view pattern, std::string_view path);
 
 /// The value that stands for a letter; 0 without one.
@@ -49,10 +49,10 @@ class PatternTree {
   PatternTree& operator=(const PatternTree&) = delete;
   virtual ~PatternTree() = default;
 
-  /// Adds nodes as `QueryProvider::Read` promises it. An inner node lists its children, a collection
-  /// its instances; asking for the children of a node reads only as many settings as that takes. A
-  /// text that can be empty reads `kNotTold` where the server does not tell it, but tells others
-  /// beside it.
+  /// Adds nodes as `QueryProvider::Read` promises it. An inner node lists its children, a
+  /// collection its instances; asking for the children of a node reads only as many settings as
+  /// that takes. A text that can be empty reads `kNotTold` where the server does not tell it, but
+  /// tells others beside it.
   void Read(const std::string& path, NodeMap& results);
 
   /// True when the server has what `path`, one of the row's, names by its indexes.

@@ -252,7 +252,7 @@ std::vector<WriteForesight> ForeseeWrites(Bmc& bmc, const SDK::SettingMap& setti
   WriteResult result;
   const WritePlan plan(bmc, settings, result);
   for (const WriteNote& note : result.notes) {
-    const auto kind = result.absent.contains(note.path)         ? WriteForesight::Kind::Absent
+    const auto kind = result.absent.contains(note.path)       ? WriteForesight::Kind::Absent
                       : note.fate == WriteNote::Fate::Refused ? WriteForesight::Kind::CannotTake
                                                               : WriteForesight::Kind::Keeps;
     all.push_back({note.path, kind, note.reason, ""});

@@ -57,8 +57,9 @@ std::string PutValue(const BmcRow& row, json value, json& change) {
 // --- Words
 
 Text WordText(const BmcRow& row, const json& content) {
-  const auto word = std::ranges::find(row.words, ToText(ValueOfRow(row, content)),
-                                      [](const BmcWord& known) { return std::string(known.value); });
+  const auto word =
+      std::ranges::find(row.words, ToText(ValueOfRow(row, content)),
+                        [](const BmcWord& known) { return std::string(known.value); });
   return word == row.words.end() ? Text() : Text(word->text);
 }
 
@@ -330,8 +331,7 @@ std::string PutNothing(const BmcRow& /*row*/, const std::string& /*text*/, const
 struct CodecRow {
   BmcCodec codec;
   Text (*get)(const BmcRow& row, const json& content);
-  std::string (*put)(const BmcRow& row, const std::string& text, const json& content,
-                     json& change);
+  std::string (*put)(const BmcRow& row, const std::string& text, const json& content, json& change);
 };
 constexpr auto kCodecs = std::to_array<CodecRow>({
     {BmcCodec::Word, WordText, PutWord},
@@ -364,8 +364,7 @@ bool HasPlace(const json& content, std::string_view pointer) {
   if (pointer.empty()) return false;
   if (content.contains(Pointer(pointer))) return true;
   const std::size_t index = pointer.find("/0/");  // of a list that is there and empty
-  return index != std::string_view::npos &&
-         AtPointer(content, pointer.substr(0, index)).is_array();
+  return index != std::string_view::npos && AtPointer(content, pointer.substr(0, index)).is_array();
 }
 
 }  // namespace

@@ -59,10 +59,9 @@ bool IsStandardRole(const BmcRow& row, const std::string& role) {
 /// The addresses by which an interface can be reached.
 std::set<std::string> AddressesOf(const json& interface) {
   std::set<std::string> addresses;
-  for (const auto& [name, family] : {std::pair{"IPv4Addresses", AF_INET},
-                                     std::pair{"IPv4StaticAddresses", AF_INET},
-                                     std::pair{"IPv6Addresses", AF_INET6},
-                                     std::pair{"IPv6StaticAddresses", AF_INET6}}) {
+  for (const auto& [name, family] :
+       {std::pair{"IPv4Addresses", AF_INET}, std::pair{"IPv4StaticAddresses", AF_INET},
+        std::pair{"IPv6Addresses", AF_INET6}, std::pair{"IPv6StaticAddresses", AF_INET6}}) {
     for (const json& address : At(interface, {name})) {
       addresses.insert(Query::CanonicalAddress(family, TextAt(address, {"Address"})));
     }
@@ -161,14 +160,11 @@ void BmcPlan::AddTo(Wish wish) {
     }
     if (row.access == BmcAccess::ReadOnly) return Refuse(wish.path, "it is read-only");
     json change = json::object();
-    const json content = wish.found.resource.empty()
-                             ? json::object()
-                             : tree_.Of().Get(wish.found.resource).content;
-    std::string fault = row.codec == BmcCodec::Role
-                            ? std::string()
-                            : AddChange(row, wish.value, content, change);
-    const bool isUnset =
-        row.access == BmcAccess::Replaced && wish.value == UnsetDestination(row);
+    const json content =
+        wish.found.resource.empty() ? json::object() : tree_.Of().Get(wish.found.resource).content;
+    std::string fault =
+        row.codec == BmcCodec::Role ? std::string() : AddChange(row, wish.value, content, change);
+    const bool isUnset = row.access == BmcAccess::Replaced && wish.value == UnsetDestination(row);
     if (!fault.empty() && !isUnset) {
       faults_.push_back({wish.path, SDK::WriteNote::Fate::Refused, std::move(fault)});
       return;
@@ -186,8 +182,7 @@ std::string BmcPlan::WhyKept(const Wish& wish) const {
   if (TakesEmpty(row) && wish.value == kNotTold) return Query::kNotInFile;
   if (wish.value.empty() && !TakesEmpty(row)) return Query::kEmptyKeeps;
   if (wish.value.empty() && IsRow(row, "/UserName")) {
-    const auto status =
-        settings_.find(UserPath(Query::ValueOf(wish.found.indexes, 'U'), "STATUS"));
+    const auto status = settings_.find(UserPath(Query::ValueOf(wish.found.indexes, 'U'), "STATUS"));
     if (status != settings_.end() && status->second.empty()) return Query::kUserNotInFile;
   }
   return row.access == BmcAccess::Kept ? Query::kOwnAddresses : "";

@@ -17,9 +17,9 @@ namespace Redfish {
 /// The order of changes. A resource is changed by one request, as late as any of its changes has to
 /// be.
 enum class BmcStage : std::uint8_t {
-  Server,      ///< power policy, serial-over-LAN
-  Account,     ///< that stays open, or is opened
-  Alerts,      ///< e-mail, traps, the serial interface
+  Server,   ///< power policy, serial-over-LAN
+  Account,  ///< that stays open, or is opened
+  Alerts,   ///< e-mail, traps, the serial interface
   Protocol,
   Interface,
   AccountOff,  ///< that nobody can log in with any more
@@ -42,10 +42,10 @@ struct BmcGroup {
   BmcStage stage;
   std::vector<BmcChange> changes;
   unsigned user = 0;         ///< the number of an account
-  std::string name = {};      ///< of an account, once it is changed
-  std::string opening = {};   ///< the path of the change by which somebody can log in who could not,
-                              ///< or by another name; empty for none
-  bool willBeOpen = false;    ///< somebody can log in afterwards
+  std::string name = {};     ///< of an account, once it is changed
+  std::string opening = {};  ///< the path of the change by which somebody can log in who could not,
+                             ///< or by another name; empty for none
+  bool willBeOpen = false;   ///< somebody can log in afterwards
 };
 
 /// Finds out which settings are to change, and keeps those back that cannot. Settings that are one

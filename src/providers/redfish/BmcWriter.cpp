@@ -15,8 +15,7 @@ namespace {
 
 constexpr const char* kNotSent = "it was not sent: the session was lost before";
 constexpr const char* kLostWhileSent = "the session was lost while it was written";
-constexpr const char* kEndsSession =
-    "it was sent, and the session ended, which can be its effect";
+constexpr const char* kEndsSession = "it was sent, and the session ended, which can be its effect";
 constexpr const char* kLostBeforeRead =
     "it was sent, but the session was lost before it could be read back";
 constexpr const char* kOtherKept = "the server accepted it and kept another value";
@@ -57,8 +56,8 @@ bool Touches(const std::vector<BmcChange>& changes, std::string_view pointer) {
 /// fixed one that takes its place.
 void KeepAddresses(const json& interface, json& body) {
   const auto hasAddress = [](const json& list) {
-    return std::ranges::any_of(
-        list, [](const json& one) { return !TextAt(one, {"Address"}).empty(); });
+    return std::ranges::any_of(list,
+                               [](const json& one) { return !TextAt(one, {"Address"}).empty(); });
   };
   if (At(body, {"DHCPv4", "DHCPEnabled"}) != json(false)) return;
   const json& present = At(interface, {"IPv4Addresses"});
@@ -185,8 +184,7 @@ std::size_t BmcWriter::TakeRefused(const HttpAnswer& answer, BmcChanges& changes
     if (!message.isFault) continue;
     std::erase_if(changes, [&](const BmcChange& change) {
       if (!IsAbout(*change.row, message.about)) return false;
-      Note(change, Fate::Refused,
-           message.text.empty() ? service_.ReasonIn(answer) : message.text);
+      Note(change, Fate::Refused, message.text.empty() ? service_.ReasonIn(answer) : message.text);
       return true;
     });
   }
@@ -269,9 +267,8 @@ void BmcWriter::MakeAccount(const BmcGroup& group) {
   std::erase_if(later, [&](const BmcChange& change) { return Shows(change); });
   ReadBack(group.changes, "", answer);
   if (later.empty()) return;
-  std::erase_if(late_, [&](const Late& late) {
-    return late.change.row->codec == BmcCodec::Membership;
-  });
+  std::erase_if(late_,
+                [&](const Late& late) { return late.change.row->codec == BmcCodec::Membership; });
   ChangeResource(made, later);
 }
 
@@ -319,7 +316,9 @@ void BmcWriter::Settle() {
     const std::optional<BmcTree::Found> found = tree_.Find(late.change.paths.front());
     const bool isTold = found && tree_.Text(*found);
     Note(late.change, Fate::Ignored,
-         !late.reason.empty() ? late.reason : isTold ? kOtherKept : kNotShown);
+         !late.reason.empty() ? late.reason
+         : isTold             ? kOtherKept
+                              : kNotShown);
   }
   late_.clear();
 }

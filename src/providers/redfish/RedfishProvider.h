@@ -16,8 +16,8 @@ struct Batch;
 struct Change;
 struct Kept;
 
-/// A server's BIOS and BMC as a Redfish service shows them. Mount it for "BIOS", "SMBIOS" and "BMC".
-/// It is logged in from its construction to its destruction.
+/// A server's BIOS and BMC as a Redfish service shows them. Mount it for "BIOS", "SMBIOS" and
+/// "BMC". It is logged in from its construction to its destruction.
 ///
 /// A read fetches what it needs, and each resource once. Settings change at the next boot, so a
 /// write leaves the values as they are and a note that says pending. What counts for a write is

@@ -46,8 +46,8 @@ class Service {
   /// Sends `change` to the resource at `path`, for the state of it that was fetched. Where it
   /// succeeds the resource is forgotten. A task that the service makes of it is followed to its
   /// end.
-  /// Where others have changed the resource meanwhile (412) it is fetched and the change sent again,
-  /// `attempts` times in all.
+  /// Where others have changed the resource meanwhile (412) it is fetched and the change sent
+  /// again, `attempts` times in all.
   [[nodiscard]] HttpAnswer Patch(const std::string& path, const json& change,
                                  int attempts = kMostConflicts);
   static constexpr int kMostConflicts = 3;

@@ -34,8 +34,8 @@ std::string TextOf(const Planning::Plan& plan, bool isAll, const Style& style) {
   for (const Planning::Obstacle& obstacle : plan.obstacles) {
     const Planning::Change& change = obstacle.change;
     const bool isLater = obstacle.kind == Planning::Obstacle::Kind::NeedsRestart;
-    const bool isFault = !isLater && obstacle.kind != Planning::Obstacle::Kind::ReadOnly &&
-                         !obstacle.IsHarmless();
+    const bool isFault =
+        !isLater && obstacle.kind != Planning::Obstacle::Kind::ReadOnly && !obstacle.IsHarmless();
     const char* what = isLater ? "needs another restart: "
                        : obstacle.kind == Planning::Obstacle::Kind::Absent ? ""
                                                                            : "stays as it is: ";

@@ -210,7 +210,7 @@ TEST_F(ToolRedfishTest, ListsWhatWaitsTakesItBackAndRestarts) {
 
   const ToolOutcome restored = RunRemote("--auth basic restore --yes --reboot --json x.ini");
   EXPECT_EQ(restored.exitCode, 0) << restored.err;
-  EXPECT_EQ(json::parse(restored.out, nullptr, false).value("mode", ""), "bios") << restored.out;
+  EXPECT_EQ(json::parse(restored.out, nullptr, false).value("mode", ""), "all") << restored.out;
   EXPECT_EQ(service->Attributes().at("ProcTurbo"), "Off");
   EXPECT_EQ(service->State("restarts"), 2);
 }
@@ -357,7 +357,7 @@ TEST_F(ToolRedfishTest, ASecondInterruptGivesAStalledRequestUpAndClosesTheSessio
 }
 
 TEST_F(ToolRedfishTest, ACaptureSavesLikeTheServerByteForByte) {
-  ASSERT_EQ(RunRemote("save server.ini").exitCode, 0);
+  ASSERT_EQ(RunRemote("save --mode bios server.ini").exitCode, 0);
   ASSERT_EQ(RunRemote("machine capture m.json").exitCode, 0);
   ASSERT_EQ(Run("--target machine:m.json save --mode bios m.ini").exitCode, 0);
   EXPECT_EQ(ReadText(PathOf("m.ini")), ReadText(PathOf("server.ini")));

@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 
+#include "common/ErrorManager.h"
 #include "common/Logger.h"
 
 namespace Redfish {
@@ -72,8 +73,15 @@ std::string BmcResources::LinkOf(const std::string& path, const char* name) {
 }
 
 std::vector<std::string> BmcResources::MembersOf(const std::string& collection) {
-  if (ContentOf(collection).is_null()) return {};
-  return service_.Members(collection);
+  if (collection.empty()) return {};
+  known_.insert(collection);
+  try {
+    return service_.ExpandedMembers(collection);
+  } catch (const ResultStatus& failure) {
+    if (failure.getval() != ErrorManager::BadAnswer) throw;
+    if (service_.Find(collection) == nullptr) return {};  // a link that leads nowhere
+    throw;
+  }
 }
 
 std::string BmcResources::ManagerPath() {

@@ -152,7 +152,7 @@ std::vector<std::string> Service::ExpandedMembers(const std::string& collection)
       At(Root().content, {"ProtocolFeaturesSupported", "ExpandQuery", "NoLinks"}) == json(true);
   if (expands) {
     try {
-      return MembersIn(collection + "?$expand=.", collection);
+      return MembersIn(collection + kExpand, collection);
     } catch (const ResultStatus& failure) {  // it says so, and does not
       if (failure.getval() != ErrorManager::BadAnswer) throw;
     }

@@ -41,7 +41,10 @@ class Service {
   /// The same for a resource that must be there.
   const Resource& Get(const std::string& path);
   /// Has the resource at `path` fetched again when it is needed the next time.
-  void Forget(const std::string& path) { resources_.erase(path); }
+  void Forget(const std::string& path) {
+    resources_.erase(path);
+    resources_.erase(path + kExpand);
+  }
 
   /// Sends `change` to the resource at `path`, for the state of it that was fetched. Where it
   /// succeeds the resource is forgotten. A task that the service makes of it is followed to its
@@ -108,6 +111,7 @@ class Service {
 
  private:
   static constexpr const char* kRoot = "/redfish/v1/";
+  static constexpr const char* kExpand = "?$expand=.";
 
   std::string RegistryFile(const std::string& id);
   const Resource* TextOfRegistry(const std::string& path);

@@ -7,10 +7,10 @@
 namespace Tool {
 namespace {
 
-constexpr const char* kLibrary = "libsystemd.so.0";
+constexpr const char* kSystemdLibrary = "libsystemd.so.0";
 
-std::optional<Systemd> Load() {
-  void* library = dlopen(kLibrary, RTLD_LAZY | RTLD_LOCAL | RTLD_NODELETE);
+std::optional<Systemd> FindSystemd() {
+  void* library = dlopen(kSystemdLibrary, RTLD_LAZY | RTLD_LOCAL | RTLD_NODELETE);
   if (library == nullptr) return std::nullopt;
   bool isWhole = true;
   const auto find = [&]<typename Function>(Function*& function, const char* name) {
@@ -32,7 +32,7 @@ std::optional<Systemd> Load() {
 }  // namespace
 
 const Systemd* LoadSystemd() {
-  static const std::optional<Systemd> systemd = Load();
+  static const std::optional<Systemd> systemd = FindSystemd();
   return systemd ? &*systemd : nullptr;
 }
 

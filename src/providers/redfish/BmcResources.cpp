@@ -16,6 +16,9 @@ constexpr std::size_t kMostInstances = 254;
 /// The destinations that the files have, as long as the service takes subscriptions at all.
 constexpr std::size_t kTraps = 2;
 
+/// The users that the files have.
+constexpr std::uint8_t kUsers = 5;
+
 /// The number that an id is; 0 when it is none that counts.
 std::uint8_t NumberIn(const std::string& id) {
   std::uint8_t number = 0;
@@ -131,6 +134,13 @@ std::string BmcResources::Account(std::uint8_t user) {
     if (account.number == user) return account.path;
   }
   return {};
+}
+
+bool BmcResources::CanMake(std::uint8_t user) {
+  const std::string collection = AccountCollection();
+  if (user == 0 || user > kUsers || collection.empty() || !Account(user).empty()) return false;
+  const std::string& allow = service_.Get(collection).allow;
+  return allow.empty() || allow.find("POST") != std::string::npos;
 }
 
 std::vector<std::string> BmcResources::Interfaces() {

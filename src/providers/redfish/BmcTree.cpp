@@ -3,8 +3,27 @@
 #include <utility>
 
 #include "providers/redfish/BmcCodec.h"
+#include "query/NodeTree.h"
 
 namespace Redfish {
+
+std::vector<std::uint8_t> BmcTree::ListedAlone(const std::string& collection) {
+  if (collection == "/BMC/PEF/FILTER") return {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+  const auto user = Query::IndexesIn("/BMC/USER[U]/CHANNEL", collection);
+  const bool canBe = user && resources_.CanMake(Query::ValueOf(*user, 'U'));
+  return canBe ? resources_.InstancesOf('C') : std::vector<std::uint8_t>();
+}
+
+void BmcTree::Read(const std::string& path, NodeMap& results) {
+  const std::string collection = path.substr(0, path.find(Query::kChildrenSuffix));
+  const std::vector<std::uint8_t> indexes = ListedAlone(collection);
+  if (indexes.empty()) return PatternTree::Read(path, results);
+  _XNode node;
+  for (const std::uint8_t index : indexes) {
+    node.values.Edit().push_back(collection + "[" + std::to_string(index) + "]");
+  }
+  results.try_emplace(collection, std::move(node));
+}
 
 std::optional<BmcTree::Found> BmcTree::Find(const std::string& path) {
   std::optional<Found> first;

@@ -15,6 +15,11 @@ class BmcTree final : public Query::PatternTree {
  public:
   explicit BmcTree(Service& service) : service_(service), resources_(service) {}
 
+  /// As `PatternTree::Read`, and lists what has no settings here: the event filters, so that a file
+  /// of this BMC can be restored over IPMI too, and the channels of an account that can be made, by
+  /// which a restore knows what else the file tells of it.
+  void Read(const std::string& path, NodeMap& results);
+
   /// The row that counts for a path, and its place; nothing for a path that no row has.
   struct Found {
     const BmcRow* row;
@@ -41,6 +46,8 @@ class BmcTree final : public Query::PatternTree {
   [[nodiscard]] bool MayBeEmpty(std::size_t row) const override;
 
  private:
+  [[nodiscard]] std::vector<std::uint8_t> ListedAlone(const std::string& collection);
+
   Service& service_;
   BmcResources resources_;
 };

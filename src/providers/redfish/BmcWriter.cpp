@@ -81,9 +81,12 @@ void BmcWriter::NoteAll(const BmcChanges& changes, Fate fate, const std::string&
   for (const BmcChange& change : changes) Note(change, fate, reason);
 }
 
-/// Notes on those changes of a group that have none yet.
+/// Notes on those changes of a group that have none yet. What the server has said that it took is
+/// not called unwritten because it could not be read back.
 void BmcWriter::NoteLost(const BmcGroup& group, const char* reason) {
+  const bool isOwn = group.stage >= BmcStage::OwnInterface;
   for (const BmcChange& change : group.changes) {
+    if (!isOwn && taken_.contains(change.paths.front())) continue;
     if (std::ranges::find(notes_, change.paths.front(), &SDK::WriteNote::path) == notes_.end()) {
       Note(change, Fate::Refused, reason);
     }
@@ -287,6 +290,7 @@ bool BmcWriter::Shows(const BmcChange& change) {
 void BmcWriter::ReadBack(const BmcChanges& changes, const std::string& settings,
                          const HttpAnswer& answer) {
   const std::vector<Message> messages = service_.MessagesOf(answer);
+  for (const BmcChange& change : changes) taken_.insert(change.paths.front());
   const Resource* object = settings.empty() ? nullptr : service_.Find(settings);
   for (const BmcChange& change : changes) {
     if (Shows(change)) continue;

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -63,7 +64,8 @@ class BmcWriter {
   const BmcPlan& plan_;
   const SDK::SettingMap& passwords_;
   std::vector<SDK::WriteNote> notes_;
-  std::vector<Late> late_;  ///< sent, and not shown yet
+  std::vector<Late> late_;       ///< sent, and not shown yet
+  std::set<std::string> taken_;  ///< the first paths of changes that the server has accepted
 };
 
 }  // namespace Redfish

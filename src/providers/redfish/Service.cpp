@@ -167,12 +167,13 @@ std::vector<std::string> Service::MembersIn(const std::string& path,
   std::string page = path;
   while (!page.empty()) {
     seen.insert(page);
+    const bool isNew = !resources_.contains(page);  // an old one has members as they were
     const json& content = Get(page).content;
     for (const json& member : At(content, {"Members"})) {
       std::string link = PathOfLink(TextAt(member, {kId}));
       if (link.empty()) continue;
       // Only what was asked for as a whole is one: a plain list may show a part of each member.
-      if (path != collection && member.contains("@odata.type")) {
+      if (isNew && path != collection && member.contains("@odata.type")) {
         const std::string etag = TextAt(member, {"@odata.etag"});
         resources_.try_emplace(link, Resource{member, etag, "", etag.empty()});
       }

@@ -8,9 +8,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "RedfishService.h"
-#include "support/Paths.h"
-#include "support/ToolRun.h"
+#include "ToolFixture.h"
 
 namespace Test {
 namespace {
@@ -21,22 +19,8 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-class ToolRedfishTest : public RedfishTest {
+class ToolRedfishTest : public ToolOnRedfishTest {
  protected:
-  void SetUp() override {
-    RedfishTest::SetUp();
-    WriteText(PathOf("password"), std::string(RedfishService::kPassword) + "\n");
-  }
-
-  [[nodiscard]] ToolOutcome Run(const std::string& arguments) const {
-    return RunTool(ToolProgram(), PathOf(""), arguments);
-  }
-  /// Runs the tool against the service.
-  [[nodiscard]] ToolOutcome RunRemote(const std::string& arguments) const {
-    return Run("--target redfish:admin@" + service->Host() + " --cacert " + service->CaCert() +
-               " --bmc-password-file password --timeout 2 " + arguments);
-  }
-
   /// "SECTION::KEY=VALUE" for a "KEY=VALUE", in the section that a file has the key in.
   [[nodiscard]] std::string NameIn(const std::string& file, const std::string& setting) const {
     const std::string text = ReadText(PathOf(file));

@@ -1,5 +1,6 @@
 // The tool beside other IPMI clients, over the same simulated BMC: how many datagrams each sends to
-// read the same users and LAN channels and to write one changed value, and how long it takes.
+// read the same users and LAN channels and to write one changed value, how many requests the BMC
+// gets with them, and how long it takes.
 //
 //   ipmi_peers [MILLISECONDS]   the time the BMC takes for an answer; 5 when nothing is said
 //   ipmi_peers loss [RUNS]      how many of RUNS reads by each give all that they give without loss
@@ -30,6 +31,7 @@ using Clock = std::chrono::steady_clock;
 constexpr int kRuns = 5;
 
 struct Cost {
+  unsigned requests;  ///< within sessions
   unsigned datagrams;
   double milliseconds;
 };
@@ -172,23 +174,28 @@ class Peers {
 
   /// The median of the runs.
   Cost Measure(const std::function<void()>& act, const std::function<void(int)>& prepare = {}) {
+    std::vector<unsigned> requests;
     std::vector<unsigned> datagrams;
     std::vector<double> times;
     for (int run = 0; run < kRuns; ++run) {
       if (prepare) prepare(run);
+      simulator_.TakeRequests();
       const unsigned before = relay_.Requests();
       const auto start = Clock::now();
       act();
       times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
       datagrams.push_back(relay_.Requests() - before);
+      requests.push_back(static_cast<unsigned>(simulator_.TakeRequests().size()));
     }
+    std::ranges::sort(requests);
     std::ranges::sort(datagrams);
     std::ranges::sort(times);
-    return {datagrams[kRuns / 2], times[kRuns / 2]};
+    return {requests[kRuns / 2], datagrams[kRuns / 2], times[kRuns / 2]};
   }
 
   static void Print(const char* what, const Cost& cost, const Cost& ours) {
-    std::printf("%-62s %5u datagrams %5.2fx %8.1f ms %5.2fx\n", what, cost.datagrams,
+    std::printf("%-60s %4u requests %5.2fx %4u datagrams %5.2fx %8.1f ms %5.2fx\n", what,
+                cost.requests, static_cast<double>(cost.requests) / ours.requests, cost.datagrams,
                 static_cast<double>(cost.datagrams) / ours.datagrams, cost.milliseconds,
                 cost.milliseconds / ours.milliseconds);
     std::fflush(stdout);

@@ -55,7 +55,8 @@ set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_COLLECTION_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_COLLECTION_PACKAGE_DEPENDS "ansible-core | ansible")
 set(CPACK_DEBIAN_COLLECTION_PACKAGE_RECOMMENDS "saverestore (>= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS "saverestore-ipmi, saverestore-redfish, saverestore-local")
+# The tool loads libsystemd on need, to tell the journal; without it, it tells syslog.
+set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS "libsystemd0, saverestore-ipmi, saverestore-redfish, saverestore-local")
 set(CPACK_DEBIAN_LOCAL_PACKAGE_RECOMMENDS "saverestore-ipmi")  # the machine's own BMC
 set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "nlohmann-json3-dev, libcurl4-openssl-dev, libefiboot-dev, libfreeipmi-dev")
 # Who links the library needs this very version.

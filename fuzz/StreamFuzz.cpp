@@ -1,6 +1,5 @@
 // Hostile stream files: as they come, with their lengths and checksums made right so that what lies
 // behind them is reached, and as the payload of a block alone.
-#include <openssl/sha.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -15,6 +14,7 @@
 #include "modules/save/SaveRestore.h"
 #include "modules/save/StreamBlocks.h"
 #include "modules/stream/ScfPayload.h"
+#include "modules/stream/Sha256.h"
 #include "modules/stream/StreamFile.h"
 
 namespace {
@@ -77,7 +77,8 @@ ByteList Sealed(ByteList bytes) {
     bytes[kTotalAt + index] = static_cast<unsigned char>(bytes.size() >> (8 * index));
   }
   const std::size_t content = bytes.size() - Scf::kDigestBytes;
-  SHA256(bytes.data(), content, bytes.data() + content);
+  std::ranges::copy(Scf::Sha256(Scf::Bytes(bytes).first(content)),
+                    bytes.begin() + static_cast<long>(content));
   return bytes;
 }
 

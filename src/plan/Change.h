@@ -46,12 +46,16 @@ struct Obstacle {
     Impossible,    ///< the server cannot take the value
     ReadOnly,      ///< nobody can change it: no fault of the file
     Kept,          ///< the server leaves it alone by a rule of its own, likewise
+    Absent,        ///< the server has no such setting at all, likewise
     Locked,        ///< nobody can while other settings are as they will be
     NeedsRestart,  ///< the server takes it once it has restarted with the rest
   };
   Change change;
   std::string reason;  ///< a part of a sentence that says what is allowed
   Kind kind = Kind::Impossible;
+
+  /// True when it is no fault of the file, and no reason to end with a failure.
+  [[nodiscard]] bool IsHarmless() const { return kind == Kind::Kept || kind == Kind::Absent; }
 };
 
 /// True when the mounted server says that nobody can change the setting at `path`.

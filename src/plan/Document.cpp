@@ -78,6 +78,7 @@ std::string DryRunDocument(const Plan& plan) {
     obstacles.back()["read_only"] = obstacle.kind == Obstacle::Kind::ReadOnly;
     obstacles.back()["needs_restart"] = obstacle.kind == Obstacle::Kind::NeedsRestart;
     obstacles.back()["kept"] = obstacle.kind == Obstacle::Kind::Kept;
+    obstacles.back()["absent"] = obstacle.kind == Obstacle::Kind::Absent;
   }
   ordered_json foresight = ordered_json::array();
   for (const SDK::WriteForesight& foreseen : plan.foresight) {

@@ -71,7 +71,7 @@ Mounts Wrapped(const Mounts& mounts, const Wrapper& wrap) {
   for (const auto& [tree, mount] : mounts) {
     auto& wrapper = wrappers[mount.provider.get()];
     if (!wrapper) wrapper = wrap(mount.provider);
-    wrapped[tree] = {wrapper, mount.isStandIn, mount.refusal};
+    wrapped[tree] = {wrapper, mount.isStandIn, mount.refusal, mount.givesWay};
   }
   return wrapped;
 }

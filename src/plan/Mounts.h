@@ -20,6 +20,8 @@ struct Mount {
   bool isStandIn = false;
   /// Why the tree may not be used, though the machine has it.
   std::optional<ResultStatus> refusal = {};
+  /// It has the whole tree, and gives way to another target that has it too.
+  bool givesWay = false;
 };
 
 /// Stands for a tree that may not be used, while no other target answers for it: it has no nodes.

@@ -22,10 +22,10 @@ SDK::SettingMap WaitingOn(const Server& server) {
 }
 
 /// A change that the back end does not make, by a rule of its own.
-void Keep(Plan& plan, SDK::WriteForesight& foreseen) {
+void Keep(Plan& plan, SDK::WriteForesight& foreseen, Obstacle::Kind kind = Obstacle::Kind::Kept) {
   const auto change = std::ranges::find(plan.changes, foreseen.path, &Change::path);
   if (change == plan.changes.end()) return;
-  plan.obstacles.push_back({std::move(*change), std::move(foreseen.text), Obstacle::Kind::Kept});
+  plan.obstacles.push_back({std::move(*change), std::move(foreseen.text), kind});
   plan.changes.erase(change);
 }
 
@@ -81,18 +81,27 @@ std::optional<Obstacle::Kind> ObstacleIn(const SDK::WriteForesight& foreseen) {
   }
 }
 
-/// What the changes lead to beyond themselves. What a back end has no way to write is an obstacle.
+/// What the writes lead to beyond themselves. What a back end has no way to write is an obstacle.
 void Foresee(Plan& plan, const Server& server) {
-  // As they are sent: a change of a boot order has the device as its key.
+  // As they are sent: a change of a boot order has the device as its key. What is equal is among
+  // them: settings of a file may be one on the server.
   SDK::SettingMap settings;
   for (const RecordedWrite& write : plan.writes) {
+    const bool isObstacle = std::ranges::any_of(plan.obstacles, [&](const Obstacle& obstacle) {
+      return obstacle.change.path == write.path;
+    });
     const bool isChange =
         std::ranges::find(plan.changes, write.path, &Change::path) != plan.changes.end();
-    if (isChange) settings.insert_or_assign(write.path, write.value);
+    const bool isSent = isChange || (write.path.starts_with("/BMC/") && !plan.request.isPart);
+    if (isSent && !isObstacle) settings.insert_or_assign(write.path, write.value);
   }
   for (SDK::WriteForesight& foreseen : server.Foresee(settings)) {
     if (foreseen.kind == SDK::WriteForesight::Kind::Keeps) {
       Keep(plan, foreseen);
+      continue;
+    }
+    if (foreseen.kind == SDK::WriteForesight::Kind::Absent) {
+      Keep(plan, foreseen, Obstacle::Kind::Absent);
       continue;
     }
     if (foreseen.kind == SDK::WriteForesight::Kind::Unfit) {
@@ -101,7 +110,8 @@ void Foresee(Plan& plan, const Server& server) {
     }
     const auto change = std::ranges::find(plan.changes, foreseen.path, &Change::path);
     const std::optional<Obstacle::Kind> kind = ObstacleIn(foreseen);
-    if (!kind || change == plan.changes.end()) {
+    if (kind && change == plan.changes.end()) continue;  // it is as it should be
+    if (!kind) {
       plan.foresight.push_back(std::move(foreseen));
       continue;
     }
@@ -189,7 +199,8 @@ Plan MakePlan(const Request& request, const Server& server) {
     std::ranges::move(UnknownOnServer(asRead, plan.present, rehearsal.writes),
                       std::back_inserter(plan.findings));
   }
-  plan.changes = ChangesOf(rehearsal.writes, plan.present, WaitingOn(server));
+  plan.changes = ChangesOf(rehearsal.writes, plan.present,
+                           request.mode == ModeBmc ? SDK::SettingMap() : WaitingOn(server));
   plan.writes = std::move(rehearsal.writes);
   if (!request.skipBootOrder && request.mode != ModeBmc) plan.lost = request.lost;
   plan.skipped = plan.lost;

@@ -115,8 +115,7 @@ void Judge(const Setting& wanted, const Setting& now, const Sent& sent, ReportRo
   const bool isSame = SameValue(wanted, now);
   const auto path = FindFor(now, sent.paths);
   if (obstacle != sent.obstacles.end() && !IsBootOrder(wanted.section)) {
-    row.outcome =
-        obstacle->second->kind == Obstacle::Kind::Kept ? Outcome::Skipped : Outcome::NotApplied;
+    row.outcome = obstacle->second->IsHarmless() ? Outcome::Skipped : Outcome::NotApplied;
     row.reason = obstacle->second->reason;
     row.isReadOnly = obstacle->second->kind == Obstacle::Kind::ReadOnly;
     row.needsRestart = obstacle->second->kind == Obstacle::Kind::NeedsRestart;

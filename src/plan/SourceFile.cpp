@@ -1,14 +1,11 @@
 #include "plan/SourceFile.h"
 
-#include <openssl/evp.h>
-
-#include <array>
 #include <filesystem>
 #include <vector>
 
 #include "common/WholeFile.h"
 #include "ini/IniDocument.h"
-#include "plan/Failure.h"
+#include "modules/stream/Sha256.h"
 
 namespace Planning {
 
@@ -19,16 +16,12 @@ SourceFile SourceOf(const std::string& path, const std::string& name) {
 }
 
 std::string Sha256(std::string_view bytes) {
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest = {};
-  unsigned length = 0;
-  if (EVP_Digest(bytes.data(), bytes.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1) {
-    throw Failure(Failure::Kind::Failed, "no SHA-256 can be made");
-  }
   std::string text;
-  for (unsigned at = 0; at < length; ++at) {
+  for (const unsigned char byte :
+       Scf::Sha256({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()})) {
     constexpr std::string_view kDigits = "0123456789abcdef";
-    text += kDigits[digest[at] >> 4U];
-    text += kDigits[digest[at] & 0x0FU];
+    text += kDigits[byte >> 4U];
+    text += kDigits[byte & 0x0FU];
   }
   return text;
 }

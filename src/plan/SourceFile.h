@@ -16,7 +16,7 @@ struct SourceFile {
 /// of the moment.
 [[nodiscard]] SourceFile SourceOf(const std::string& path, const std::string& name = "");
 
-/// The SHA-256 of bytes in hexadecimal. \throws Failure  it cannot be had.
+/// The SHA-256 of bytes in hexadecimal.
 [[nodiscard]] std::string Sha256(std::string_view bytes);
 
 /// The SHA-256 of a file in hexadecimal; empty when it cannot be read.

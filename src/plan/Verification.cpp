@@ -4,6 +4,7 @@
 #include <set>
 #include <utility>
 
+#include "plan/Absent.h"
 #include "plan/Change.h"
 #include "plan/Compare.h"
 #include "plan/HostsOwn.h"
@@ -55,9 +56,11 @@ Verification Verify(const Configuration& wanted, Configuration present, Mode mod
   }
   const std::set<std::string> kept = KeptPaths(asRead, verification.present, server);
   const Configuration own = HostsOwn(asRead, verification.present);
+  const SettingNames absent = AbsentOf(asRead, verification.present, server);
   for (const Setting& setting : asRead.Settings()) {
     const Setting* now = verification.present.Find(setting.section, setting.key);
     if (!IsWritten(setting, mode) || (now != nullptr && kept.contains(now->path))) continue;
+    if (absent.contains({setting.section, setting.key})) continue;
     const bool isOwn = own.Find(setting.section, setting.key) != nullptr;
     if (!isOwn) ++verification.compared;
     const bool waits = now != nullptr && waiting.contains(now->path);

@@ -47,6 +47,8 @@ struct WriteForesight {
     NeedsRestart,   ///< the server takes it once it has restarted with the rest, and not before
     Unfit,          ///< what a file says of the settings below the path cannot be told
     Keeps,          ///< it is not written, whatever the value; no fault of whoever wants it
+    Absent,         ///< the server has no such setting at all: there is nothing to write, and
+                    ///< nothing that differs
   };
   std::string path;
   Kind kind;

@@ -106,7 +106,7 @@ Planning::Mounts Open(const OpenRequest& request) {
   frontend.ReadPassword(parsed.user, kLongestPassword, credentials.password);
   const auto provider =
       std::make_shared<Redfish::RedfishProvider>(endpoint, credentials, parsed.system);
-  return {{"BIOS", {provider}}, {"SMBIOS", {provider}}, {"BMC", {provider, true}}};
+  return {{"BIOS", {provider}}, {"SMBIOS", {provider}}, {"BMC", {provider, false, {}, true}}};
 }
 
 constexpr auto kWays = std::to_array<const char*>({"auto", "session", "basic"});
@@ -120,7 +120,7 @@ constexpr auto kOptions = std::to_array<Option>({
 
 constexpr auto kRows = std::to_array<TargetRow>({
     {"redfish", "redfish:[USER@]HOST[:PORT][/SYSTEM]",
-     "the BIOS of a server, over the Redfish service of its BMC", kOptions, Open},
+     "the BIOS and the BMC of a server, over the Redfish service of its BMC", kOptions, Open},
 });
 
 }  // namespace

@@ -45,7 +45,8 @@ std::string VersionText(const Kinds& kinds) {
   return text;
 }
 
-void Describe(CLI::App& app, Globals& globals, Command& chosen) {
+/// `words`: as AddCommands takes them.
+void Describe(CLI::App& app, Globals& globals, Command& chosen, const Words* words = nullptr) {
   app.formatter(MakeHelpFormatter());  // before the commands, which take it over
   app.description(
       "Saves the configuration of a server (BIOS settings, boot order, BMC) to a file and restores "
@@ -57,7 +58,7 @@ void Describe(CLI::App& app, Globals& globals, Command& chosen) {
   app.add_flag("--no-pager", globals.noPager, "Never show long listings through a pager");
   app.require_subcommand(1);
   app.fallthrough();
-  AddCommands(app, CommandRows(), chosen);
+  AddCommands(app, CommandRows(), chosen, words);
   app.footer(
       "Example:\n"
       "  saverestore --target machine:server.json save server.ini\n"
@@ -198,7 +199,8 @@ int Main(int argc, const char* const* argv) {
     Command command;
     CLI::App app;
     app.name("saverestore");
-    Describe(app, globals, command);
+    // Most of the work of a start would be for commands that do not run.
+    Describe(app, globals, command, kinds.AreAllLoaded() ? nullptr : &words);
     int exitCode = ExitDone;
     const Parsed parsed = Parse(app, words, kinds, exitCode);
     if (parsed == Parsed::End) return exitCode;

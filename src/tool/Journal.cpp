@@ -6,13 +6,14 @@
 
 #include <cstdlib>
 #ifdef SAVERESTORE_SYSTEMD
-#define SD_JOURNAL_SUPPRESS_LOCATION  // a place in our sources tells an administrator nothing
 #include <sys/uio.h>
-#include <systemd/sd-journal.h>
 #endif
 
 #include "common/Secrets.h"
 #include "common/Text.h"
+#ifdef SAVERESTORE_SYSTEMD
+#include "tool/Systemd.h"
+#endif
 #include "tool/terminal/Messages.h"
 
 namespace Tool {
@@ -91,13 +92,14 @@ JournalRecord JournalRecordOf(const HistoryRecord& write, bool withValues) {
 void SendToJournal(const JournalRecord& record) {
 #ifdef SAVERESTORE_SYSTEMD
   // The library says nothing when there is no journal.
-  if (access("/run/systemd/journal/socket", W_OK) == 0) {
+  const bool hasJournal = access("/run/systemd/journal/socket", W_OK) == 0;
+  if (const Systemd* systemd = hasJournal ? LoadSystemd() : nullptr; systemd != nullptr) {
     std::vector<iovec> fields;
     fields.reserve(record.size());
     for (const std::string& field : record) {
       fields.push_back({const_cast<char*>(field.data()), field.size()});
     }
-    if (sd_journal_sendv(fields.data(), static_cast<int>(fields.size())) >= 0) return;
+    if (systemd->sendToJournal(fields.data(), static_cast<int>(fields.size())) >= 0) return;
   }
 #endif
   SendToSyslog(record);

@@ -277,6 +277,10 @@ TEST_F(LocalTest, AUserWhoMayNotReadASettingGetsNoFile) {
   };
   expectRefused("save x.ini", "Tag/current_value");
   expectRefused("machine capture x.json", "Tag/current_value");
+  const fs::path choices = host_.ValueFile("board", "Quiet").parent_path() / "possible_values";
+  fs::permissions(choices, fs::perms::owner_read);
+  expectRefused("save x.ini", "Quiet/possible_values");
+  fs::permissions(choices, fs::perms::all);
   EXPECT_FALSE(fs::exists(PathOf("x.ini")) || fs::exists(PathOf("x.json")));
 
   // Who may use all but the BMC has the BIOS, and nothing that passes for the whole.

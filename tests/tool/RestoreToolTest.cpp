@@ -519,12 +519,17 @@ TEST_F(RestoreToolTest, ANameThatNothingHasStopsARestoreUntilItIsToPassOverIt) {
   EXPECT_EQ(Restore(text, "--ignore-unknown").exitCode, 0);
 }
 
-/// A server that takes everything and acts on nothing, as some BMCs do, or says what it will do.
+/// A server that takes everything and acts on nothing, as some BMCs do, or says what it will do, or
+/// shows a name that it has refused.
 class StubbornProvider final : public FakeProvider {
  public:
   std::vector<SDK::WriteNote> notes;
   void Write(const SDK::SettingMap& settings, bool /*isBios*/, bool /*reserved*/) override {
     for (const auto& [path, value] : settings) {
+      if (path.ends_with("/NAME")) {
+        tree[path].values = {value};
+        notes.push_back({path, SDK::WriteNote::Fate::Refused, "it was not saved"});
+      }
       if (path.starts_with("/BIOS/Main")) {
         notes.push_back({path, SDK::WriteNote::Fate::Pending, "at the next boot"});
       }
@@ -544,6 +549,7 @@ TEST_F(RestoreToolTest, EverySettingHasItsOutcome) {
   server->platform = image.platform;
   std::string text = WithValue(saved, "BIOS::Main", "Quiet Boot", "0");
   text = WithValue(text, "POWER", "PowerRestorePolicy", "OFF");
+  text = WithValue(text, "USERS::USER3", "UserName", "Other");
   text = WithValue(text, "BIOS::Main::System Labels", "Asset Tag", std::string(128, 'x'));
   text = WithValue(text, "BIOS::BootOrder", "Internal Shell", "2");
   text = WithValue(text, "BIOS::BootOrder", "Disk A 480 GB", "1");
@@ -568,6 +574,7 @@ TEST_F(RestoreToolTest, EverySettingHasItsOutcome) {
   EXPECT_EQ(outcomes, (std::map<std::string, std::string>{
                           {"Quiet Boot", "pending until the next boot: at the next boot"},
                           {"PowerRestorePolicy", "not applied: the machine keeps its value"},
+                          {"UserName", "not applied: it was not saved"},
                           {"Asset Tag", "skipped: its value is longer than a restore takes"},
                           {"Internal Shell", "skipped: the boot order is left alone"},
                           {"Disk A 480 GB", "skipped: the boot order is left alone"},

@@ -1,11 +1,12 @@
 #include "modules/stream/ScfContainer.h"
 
 #include <isa-l/crc.h>
-#include <openssl/evp.h>
 
 #include <algorithm>
 #include <cstring>
 #include <string>
+
+#include "modules/stream/Sha256.h"
 
 namespace Scf {
 namespace {
@@ -20,8 +21,6 @@ constexpr std::size_t kRowOffsetAt = 16;
 constexpr std::size_t kRowLengthAt = 20;
 constexpr std::size_t kRowCrcAt = 24;
 constexpr std::size_t kRowReservedAt = 28;
-
-using Digest = std::array<unsigned char, kDigestBytes>;
 
 template <typename Number>
 void Put(std::vector<unsigned char>& bytes, std::size_t at, Number number) {
@@ -74,15 +73,6 @@ std::uint32_t Crc32c(Bytes bytes) {
   // The library takes a pointer to what it only reads.
   auto* data = const_cast<unsigned char*>(bytes.data());  // NOLINT
   return crc32_iscsi(data, static_cast<int>(bytes.size()), kAllOnes) ^ kAllOnes;
-}
-
-Digest Sha256(Bytes bytes) {
-  Digest digest = {};
-  unsigned length = digest.size();
-  if (EVP_Digest(bytes.data(), bytes.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1) {
-    throw Damaged("its SHA-256 digest cannot be computed");
-  }
-  return digest;
 }
 
 void CheckHeader(Bytes bytes) {

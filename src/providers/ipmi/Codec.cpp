@@ -5,20 +5,14 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cctype>
 #include <charconv>
 #include <cstdio>
 
-#include "common/Text.h"
+#include "query/BmcRules.h"
 #include "query/XNode.h"
 
 namespace Ipmi {
 namespace {
-
-std::string Upper(std::string text) {
-  std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::toupper(c); });
-  return text;
-}
 
 unsigned MaskOf(const FieldRow& field) {
   return field.mask == 0 ? 0xFFU : field.mask;
@@ -50,7 +44,7 @@ std::optional<std::string> DecodeWord(const FieldRow& field, const Bytes& page) 
 }
 
 std::string EncodeWord(const FieldRow& field, const std::string& text, Bytes& page) {
-  const auto word = std::ranges::find(field.words, Upper(text), &Word::text);
+  const auto word = std::ranges::find(field.words, Query::Upper(text), &Word::text);
   if (word != field.words.end()) {
     PutNumber(field, word->code, page);
     return {};
@@ -78,13 +72,13 @@ std::string EncodeNumber(const FieldRow& field, const std::string& text, Bytes& 
 std::string DecodeAddress(const FieldRow& field, const Bytes& page, int family) {
   std::array<char, INET6_ADDRSTRLEN> text = {};
   inet_ntop(family, page.data() + field.offset, text.data(), text.size());
-  return Upper(text.data());
+  return Query::Upper(text.data());
 }
 
 std::string EncodeAddress(const FieldRow& field, const std::string& text, Bytes& page, int family) {
   std::array<std::uint8_t, 16> address = {};
   if (inet_pton(family, text.c_str(), address.data()) != 1) {
-    return family == AF_INET ? "it must be an IPv4 address" : "it must be an IPv6 address";
+    return Query::ObjectionToAddress(family);
   }
   std::copy_n(address.begin(), field.length, page.begin() + field.offset);
   return {};
@@ -143,40 +137,9 @@ std::optional<std::string> DecodePhrase(const FieldRow& field, const Bytes& page
   return IsPhrase(text) ? std::optional(text) : std::nullopt;
 }
 
-bool IsPlain(char character) {
-  return character >= 0x21 && character <= 0x7E;
-}
-
-std::string InHex(char byte) {
-  std::array<char, 4> text = {};
-  std::snprintf(text.data(), text.size(), "%%%02X", static_cast<unsigned char>(byte));
-  return text.data();
-}
-
-/// BMCs hold texts that nobody can type. Such bytes become "%" and two hexadecimal digits, so that
-/// a file brings back what was saved.
-std::string DecodeText(const FieldRow& field, const Bytes& page) {
-  const std::string raw = RawText(field, page);
-  if (raw == kNotTold) return InHex(raw.front()) + raw.substr(1);
-  std::string text;
-  for (std::size_t at = 0; at < raw.size(); ++at) {
-    const bool isAsItStands = IsPlain(raw[at]) && !Common::PercentByteAt(raw, at);
-    text += isAsItStands ? std::string(1, raw[at]) : InHex(raw[at]);
-  }
-  return text;
-}
-
 std::string EncodeText(const FieldRow& field, const std::string& text, Bytes& page) {
-  if (text == kNotTold) return "it stands for a text that a BMC has not told";
-  Bytes raw;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    const std::optional<std::uint8_t> byte = Common::PercentByteAt(text, at);
-    if (byte ? *byte == 0 : !IsPlain(text[at])) {
-      return "it must be printable ASCII without blanks, or %XX for a byte that is not";
-    }
-    raw.push_back(byte.value_or(static_cast<std::uint8_t>(text[at])));
-    if (byte) at += 2;
-  }
+  std::string raw;
+  if (std::string objection = Query::TakeWord(text, raw); !objection.empty()) return objection;
   if (raw.size() > field.length) {
     return "it must be at most " + std::to_string(field.length) + " bytes long";
   }
@@ -218,7 +181,7 @@ std::optional<std::string> Decode(const FieldRow& field, const Bytes& page) {
     case Codec::Mac:
       return DecodeMac(field, page);
     case Codec::Text:
-      return DecodeText(field, page);
+      return Query::WordOf(RawText(field, page));
     case Codec::Phrase:
       return DecodePhrase(field, page);
     case Codec::Version:

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <utility>
 
 namespace Ipmi {
 namespace {
@@ -158,20 +156,24 @@ bool IsAddress(Page page) {
   }
 }
 
-void PutIndex(Place& place, char letter, std::uint8_t index) {
-  switch (letter) {
-    case 'U':
-      place.user = index;
-      break;
-    case 'F':
-      place.selector = index;
-      break;
-    case 'D':
-      place.selector = static_cast<std::uint8_t>(index + 1);
-      break;
-    default:
-      place.channel = index;
+Place PlaceAt(const Query::Indexes& indexes) {
+  Place place;
+  for (const auto& [letter, index] : indexes) {
+    switch (letter) {
+      case 'U':
+        place.user = index;
+        break;
+      case 'F':
+        place.selector = index;
+        break;
+      case 'D':
+        place.selector = static_cast<std::uint8_t>(index + 1);
+        break;
+      default:
+        place.channel = index;
+    }
   }
+  return place;
 }
 
 bool IsOwnAddress(const FieldRow& field) {
@@ -180,32 +182,9 @@ bool IsOwnAddress(const FieldRow& field) {
              : field.page == Page::LanIpv6Static && field.codec == Codec::Number;
 }
 
-Step TakeStep(std::string_view& pattern) {
-  const std::size_t open = pattern.find('[');
-  if (open == std::string_view::npos) return {std::exchange(pattern, {}), '\0'};
-  const Step step{pattern.substr(0, open), pattern[open + 1]};
-  pattern.remove_prefix(open + 3);
-  return step;
-}
-
 std::optional<Place> PlaceOf(const FieldRow& field, std::string_view path) {
-  Place place;
-  std::string_view pattern = field.path;
-  for (Step step = TakeStep(pattern);; step = TakeStep(pattern)) {
-    if (step.letter == '\0') return path == step.text ? std::optional(place) : std::nullopt;
-    if (!path.starts_with(step.text)) return std::nullopt;
-    path.remove_prefix(step.text.size());
-    if (!path.starts_with('[')) return std::nullopt;
-    path.remove_prefix(1);
-    if (path.starts_with('0') && !path.starts_with("0]")) return std::nullopt;
-    std::uint8_t index = 0;
-    const auto [stop, error] = std::from_chars(path.data(), path.data() + path.size(), index);
-    if (error != std::errc() || index == 255) return std::nullopt;
-    path.remove_prefix(static_cast<std::size_t>(stop - path.data()));
-    if (!path.starts_with(']')) return std::nullopt;
-    path.remove_prefix(1);
-    PutIndex(place, step.letter, index);
-  }
+  const std::optional<Query::Indexes> indexes = Query::IndexesIn(field.path, path);
+  return indexes ? std::optional(PlaceAt(*indexes)) : std::nullopt;
 }
 
 }  // namespace Ipmi

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "providers/ipmi/Message.h"
+#include "query/PatternTree.h"
 
 /// Which query path is which bits of which IPMI command. Reading and writing walk these tables, so
 /// a setting is one row of them.
@@ -132,15 +133,6 @@ struct FieldRow {
 /// True for the addresses by which a BMC is known. They are its own: no file gives them to another.
 [[nodiscard]] bool IsOwnAddress(const FieldRow& field);
 
-/// A path takes its steps one after the other: a text, and the letter that stands for the index
-/// behind it; 0 at the end of the path.
-struct Step {
-  std::string_view text;
-  char letter;
-};
-/// Takes the first step off `pattern`, a path of the table.
-[[nodiscard]] Step TakeStep(std::string_view& pattern);
-
 [[nodiscard]] std::span<const FieldRow> FieldTable();
 [[nodiscard]] const PageRow& RowOf(Page page);
 
@@ -156,9 +148,9 @@ struct Place {
   auto operator<=>(const Place&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 
-/// Puts an index where its letter stands. A destination's set selector is one more than its index:
+/// The place that these indexes name. A destination's set selector is one more than its index:
 /// selector 0 is the destination that a BMC forgets when it restarts.
-void PutIndex(Place& place, char letter, std::uint8_t index);
+[[nodiscard]] Place PlaceAt(const Query::Indexes& indexes);
 
 /// The place that `path` names when it is one of `field`.
 [[nodiscard]] std::optional<Place> PlaceOf(const FieldRow& field, std::string_view path);

@@ -7,7 +7,6 @@
 #include "providers/ipmi/Reader.h"
 #include "providers/ipmi/Restart.h"
 #include "providers/ipmi/Writer.h"
-#include "query/NodeTree.h"
 
 namespace Ipmi {
 namespace {
@@ -33,11 +32,7 @@ class KeepNotes {
 }  // namespace
 
 void IpmiProvider::Read(const std::string& path, NodeMap& results) {
-  const bool asksForChildren = path.ends_with(Query::kChildrenSuffix);
-  const std::string node =
-      asksForChildren ? path.substr(0, path.size() - Query::kChildrenSuffix.size()) : path;
-  const Depth depth = asksForChildren ? Depth::Children : Depth::Whole;
-  Query::ReadNodes(ReadTree(bmc_, node, depth), path, results);
+  FieldTree(bmc_).Read(path, results);
 }
 
 void IpmiProvider::Write(const SDK::SettingMap& settings, bool /*isBios*/, bool /*reserved*/) {

@@ -5,7 +5,7 @@
 
 #include "providers/ipmi/Bmc.h"
 #include "providers/ipmi/FieldTable.h"
-#include "query/XNode.h"
+#include "query/PatternTree.h"
 
 namespace Ipmi {
 
@@ -20,16 +20,25 @@ namespace Ipmi {
 /// \throws ResultStatus  as `Bmc::Ask`.
 [[nodiscard]] bool IsThere(Bmc& bmc, const FieldRow& field, const std::string& path);
 
-/// How much of a tree is asked for.
-enum class Depth : std::uint8_t {
-  Whole,
-  Children,  ///< which children the node has: only as many values as that takes
-};
+/// The table of fields on a BMC. Reads throw as `Bmc::Ask`.
+class FieldTree final : public Query::PatternTree {
+ public:
+  explicit FieldTree(Bmc& bmc) : bmc_(bmc) {}
 
-/// The nodes at `path` and below it, and inner nodes that list their children: a collection its
-/// instances. Asks for nothing else. A text that can be empty reads `kNotTold` where the BMC does
-/// not tell it, but tells others beside it.
-/// \throws ResultStatus  as `Bmc::Ask`.
-[[nodiscard]] NodeMap ReadTree(Bmc& bmc, const std::string& path, Depth depth = Depth::Whole);
+ protected:
+  [[nodiscard]] std::size_t RowCount() const override { return FieldTable().size(); }
+  [[nodiscard]] std::string_view PatternOf(std::size_t row) const override {
+    return FieldTable()[row].path;
+  }
+  [[nodiscard]] std::vector<std::uint8_t> InstancesOf(char letter,
+                                                      const Query::Indexes& before) override;
+  [[nodiscard]] std::optional<_XNode> NodeOf(std::size_t row, const Query::Indexes& indexes,
+                                             const std::string& path) override;
+  [[nodiscard]] bool MayBeEmpty(std::size_t row) const override;
+  [[nodiscard]] bool IsSurelyThere(const std::string& instance) const override;
+
+ private:
+  Bmc& bmc_;
+};
 
 }  // namespace Ipmi

@@ -8,6 +8,7 @@
 #include "providers/ipmi/Instances.h"
 #include "providers/ipmi/PageAccess.h"
 #include "providers/ipmi/Reader.h"
+#include "query/BmcRules.h"
 
 namespace Ipmi {
 namespace {
@@ -47,16 +48,16 @@ std::string HowItLocksOut(Bmc& bmc, const Change& change) {
   const bool isPrivilege = change.path.ends_with("/PRIVILEGE");
   switch (change.stage) {
     case Stage::OwnName:
-      return "the session is logged in with this account; the way back needs the new name";
+      return Query::kRenamesOwn;
     case Stage::OwnAccountOff:
-      return "the session is logged in with this account; nobody can log in with it any more";
+      return Query::kDisablesOwn;
     case Stage::OwnAddress:
       return "the session goes to this channel; the BMC may get another address with it";
     case Stage::OwnAccess:
       if (!isOwnChannel || (isPrivilege && IsAdministrator(change.wanted))) return {};
       if (!isPrivilege && change.wanted != kDisable) return {};
       if (change.PageKind() == Kind::PayloadAccess) return {};
-      return "the session is logged in with this account, and has too little privilege then";
+      return Query::kWeakensOwn;
     case Stage::OwnChannelAccess:
       if (change.path.ends_with("/PRIVILEGE_LIMIT") && !IsAdministrator(change.wanted)) {
         return "the session goes over this channel, and has too little privilege then";
@@ -112,7 +113,9 @@ void WritePlan::Add(const std::string& path, const std::string& value) {
       return AddKnown({path, value, &field, *place});
     }
   }
-  if (!value.empty()) Refuse(path, "IPMI has no standard command for it");
+  if (value.empty() || value == kNotTold) return;
+  result_.notes.push_back({path, WriteNote::Fate::Skipped, Query::kNoSuchSetting});
+  result_.absent.insert(path);
 }
 
 void WritePlan::AddKnown(Change change) {
@@ -148,16 +151,16 @@ void WritePlan::AddKnown(Change change) {
 /// what a save writes for all that it could not read, and must not erase what a restore can read.
 std::string WritePlan::WhyKept(const Change& change) const {
   const FieldRow& field = *change.field;
-  if (change.wanted == kNotTold) return "the file does not tell it";
-  if (change.wanted.empty() && !MayBeEmpty(field)) return "an empty value leaves it as it is";
+  if (change.wanted == kNotTold) return Query::kNotInFile;
+  if (change.wanted.empty() && !MayBeEmpty(field)) return Query::kEmptyKeeps;
   if (change.wanted.empty() && field.page == Page::UserName) {
     const std::string status = UserPath(change.place, "STATUS");
     const auto inFile = settings_.find(status);
     if (inFile != settings_.end() && inFile->second.empty() && Status(change.place)) {
-      return "the file tells nothing of this user";
+      return Query::kUserNotInFile;
     }
   }
-  return IsOwnAddress(field) ? "a BMC keeps its own addresses" : "";
+  return IsOwnAddress(field) ? Query::kOwnAddresses : "";
 }
 
 void WritePlan::Refuse(const std::string& path, std::string reason) {
@@ -168,10 +171,9 @@ void WritePlan::Refuse(const std::string& path, std::string reason) {
 /// Why a value that is right in itself is not written; empty when it is.
 std::string WritePlan::NoWay(const Change& change) const {
   if (change.field->page == Page::UserName && change.wanted.empty()) {
-    if (IsOwnUser(change.place)) return "the session is logged in with this account";
+    if (IsOwnUser(change.place)) return Query::kOwnName;
     if (WantedStatus(change.place) == "ENABLE") {
-      return "an enabled account without a name is open to everybody who knows its password; "
-             "disable it too";
+      return Query::kNamelessAccount;
     }
   }
   if (!change.path.ends_with(kIpv6SourceName) || change.wanted == "STATIC") return {};
@@ -250,8 +252,9 @@ std::vector<WriteForesight> ForeseeWrites(Bmc& bmc, const SDK::SettingMap& setti
   WriteResult result;
   const WritePlan plan(bmc, settings, result);
   for (const WriteNote& note : result.notes) {
-    const auto kind = note.fate == WriteNote::Fate::Refused ? WriteForesight::Kind::CannotTake
-                                                            : WriteForesight::Kind::Keeps;
+    const auto kind = result.absent.contains(note.path)       ? WriteForesight::Kind::Absent
+                      : note.fate == WriteNote::Fate::Refused ? WriteForesight::Kind::CannotTake
+                                                              : WriteForesight::Kind::Keeps;
     all.push_back({note.path, kind, note.reason, ""});
   }
   for (const Change& change : plan.Ordered()) {
@@ -261,15 +264,8 @@ std::vector<WriteForesight> ForeseeWrites(Bmc& bmc, const SDK::SettingMap& setti
     }
     if (!plan.OpensAccount(change)) continue;
     const std::string name = plan.FinalName(change.place);
-    const bool isGiven = passwords.contains(name);
     all.push_back(
-        {change.path,
-         isGiven ? WriteForesight::Kind::OpensAccount : WriteForesight::Kind::NeedsPassword,
-         "the account \"" + name + "\" is open then, with " +
-             (isGiven ? "the password that was given"
-                      : "whatever password user " + std::to_string(change.place.user) +
-                            " of the BMC had before"),
-         name});
+        Query::OpensAccount(change.path, name, change.place.user, passwords.contains(name)));
   }
   return all;
 }

@@ -9,6 +9,7 @@
 #include "providers/ipmi/PageAccess.h"
 #include "providers/ipmi/Reader.h"
 #include "providers/ipmi/WritePlan.h"
+#include "query/BmcRules.h"
 
 namespace Ipmi {
 namespace {
@@ -151,7 +152,7 @@ class Execution {
     const Change& first = page.front();
     const bool isNotOff = first.stage != Stage::UserOff && first.stage != Stage::OwnAccountOff;
     if (isNotOff && closed_.contains(first.place.user)) {
-      NoteAll(page, Fate::Refused, "its name or password was not taken, so it is not opened");
+      NoteAll(page, Fate::Refused, Query::kAccountStaysClosed);
       return false;
     }
     if (!SetPassword(first)) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "providers/ipmi/Bmc.h"
@@ -12,6 +14,7 @@ namespace Ipmi {
 struct WriteResult {
   std::size_t changes = 0;            ///< the settings that were to change
   std::vector<SDK::WriteNote> notes;  ///< on those that did not, in the order of the attempts
+  std::set<std::string> absent;       ///< paths among them that IPMI has no setting for
 };
 
 /// Writes those of `settings` (path to value) that differ from what the BMC has.

@@ -205,6 +205,9 @@ HttpAnswer HttpClient::Exchange(const HttpRequest& request) {
   const CURLcode code = curl_easy_perform(curl);
   if (code == CURLE_OK) {
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &answer.status);
+    const char* peer = nullptr;
+    curl_easy_getinfo(curl, CURLINFO_PRIMARY_IP, &peer);
+    if (peer != nullptr) peer_ = peer;
     return answer;
   }
   const auto* row = std::ranges::find(kFailures, code, &FailureRow::code);

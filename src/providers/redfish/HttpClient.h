@@ -80,6 +80,9 @@ class HttpClient {
   /// Asks whether to go on, see `Endpoint`.
   void Checkpoint() const { endpoint_.checkpoint(); }
 
+  /// The address of the server that the last answer came from; empty before the first one.
+  [[nodiscard]] const std::string& PeerAddress() const { return peer_; }
+
   /// The server as texts name it: "host" or "host:port".
   [[nodiscard]] const std::string& Name() const { return name_; }
 
@@ -90,6 +93,7 @@ class HttpClient {
 
   Endpoint endpoint_;
   std::string name_;
+  std::string peer_;
   std::unique_ptr<Handle> handle_;
 };
 

@@ -38,12 +38,11 @@ const RedfishProvider::Part RedfishProvider::kParts[] = {
     {kSetupRoot, &RedfishProvider::LoadSetup},
     {kBootOrderPath, &RedfishProvider::LoadBootOrder},
     {"/SMBIOS/Type0", &RedfishProvider::LoadSystem},
-    {"/BMC/INFO", &RedfishProvider::LoadManager},
 };
 
 RedfishProvider::RedfishProvider(const Endpoint& endpoint, const Credentials& credentials,
                                  const std::string& system)
-    : service_(endpoint, credentials, system) {
+    : service_(endpoint, credentials, system), bmc_(service_) {
   nodes_["/BIOS"] = MenuNode({kSetupRoot});
   // By this the module knows a BIOS whose menus all hang below "Advanced".
   nodes_["/BIOS/UEFI231Aware"] = Value("True");
@@ -132,26 +131,8 @@ void RedfishProvider::LoadSystem() {
   if (!version.empty()) nodes_["/SMBIOS/Type0/BIOSVersion"] = Value(OneLine(version));
 }
 
-void RedfishProvider::LoadManager() {
-  const json& managedBy = At(service_.System().content, {"Links", "ManagedBy"});
-  std::string path;
-  if (managedBy.is_array() && !managedBy.empty()) {
-    path = PathOfLink(TextAt(managedBy.front(), {"@odata.id"}));
-  }
-  if (path.empty()) {
-    const std::string collection = LinkAt(service_.Root().content, {"Managers"});
-    if (collection.empty()) return;
-    const std::vector<std::string> managers = service_.Members(collection);
-    if (managers.empty()) return;
-    path = managers.front();
-  }
-  const Resource* manager = service_.Find(path);
-  if (manager == nullptr) return;
-  const std::string version = OneLine(TextAt(manager->content, {"FirmwareVersion"}));
-  if (!version.empty()) nodes_["/BMC/INFO/VERSION"] = Value(version);
-}
-
 void RedfishProvider::Read(const std::string& path, NodeMap& results) {
+  if (BmcSettings::IsOwn(path)) return bmc_.Read(path, results);
   const bool asksChildren = path.ends_with(Query::kChildrenSuffix);
   Load(asksChildren ? path.substr(0, path.size() - Query::kChildrenSuffix.size()) : path);
   if (isAhead_ && IsAtOrBelow(path, "/BIOS")) LoadWaiting();
@@ -167,6 +148,7 @@ void RedfishProvider::Refresh() {
   Unload(kSetupRoot);
   Unload(kBootOrderPath);
   service_.ForgetValues();
+  bmc_.Refresh();
 }
 
 std::vector<SDK::WriteNote> RedfishProvider::TakeWriteNotes() {

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "providers/redfish/BmcSettings.h"
 #include "providers/redfish/BootOrder.h"
 #include "providers/redfish/Dependencies.h"
 #include "providers/redfish/Service.h"
@@ -15,8 +16,8 @@ struct Batch;
 struct Change;
 struct Kept;
 
-/// A server's BIOS as a Redfish service shows it. Mount it for "BIOS" and "SMBIOS"; of "BMC" it
-/// knows the firmware version alone. It is logged in from its construction to its destruction.
+/// A server's BIOS and BMC as a Redfish service shows them. Mount it for "BIOS", "SMBIOS" and
+/// "BMC". It is logged in from its construction to its destruction.
 ///
 /// A read fetches what it needs, and each resource once. Settings change at the next boot, so a
 /// write leaves the values as they are and a note that says pending. What counts for a write is
@@ -36,6 +37,7 @@ class RedfishProvider final : public SDK::QueryProvider {
   std::vector<SDK::WriteNote> TakeWriteNotes() override;
   std::vector<SDK::BootMessage> BootMessages() override;
   std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings) override;
+  void UsePasswords(const SDK::SettingMap& passwords) override { bmc_.UsePasswords(passwords); }
   void LookAhead(bool isAhead) override { isAhead_ = isAhead; }
   void ClearWaiting() override;
   void Restart(bool mayForce, std::chrono::seconds limit) override;
@@ -51,13 +53,13 @@ class RedfishProvider final : public SDK::QueryProvider {
   void LoadSetup();
   void LoadBootOrder();
   void LoadSystem();
-  void LoadManager();
   void LoadNextSetup();
   void LoadNextOrder();
   void LoadWaiting();
   void Load(const std::string& path);
   void Unload(const char* root);
 
+  void WriteBios(const SDK::SettingMap& settings);
   void Apply(const SDK::SettingMap& settings);
   [[nodiscard]] Batch SortOut(const SDK::SettingMap& settings);
   void SortOut(const std::string& path, const std::string& value, Batch& batch);
@@ -73,6 +75,7 @@ class RedfishProvider final : public SDK::QueryProvider {
   void CheckUnchanged(const std::string& path, const std::string& value);
 
   Service service_;
+  BmcSettings bmc_;
   NodeMap nodes_;
   std::map<std::string, Attribute> attributes_;
   Dependencies dependencies_;

@@ -43,6 +43,15 @@ bool IsSameOrder(const std::vector<BootEntry>& one, const std::vector<BootEntry>
   return std::ranges::equal(one, other, {}, &BootEntry::reference, &BootEntry::reference);
 }
 
+/// The settings of the BMC, and all others.
+std::pair<SDK::SettingMap, SDK::SettingMap> Parted(const SDK::SettingMap& settings) {
+  std::pair<SDK::SettingMap, SDK::SettingMap> parts;
+  for (const auto& [path, value] : settings) {
+    (BmcSettings::IsOwn(path) ? parts.first : parts.second).emplace(path, value);
+  }
+  return parts;
+}
+
 std::string PresentValue(const _XNode& node) {
   return node.values.empty() ? std::string() : node.values.front();
 }
@@ -58,7 +67,13 @@ std::string ReasonAgainst(const _XNode& node, const std::string& value, const Ef
 
 }  // namespace
 
-void RedfishProvider::Write(const SDK::SettingMap& settings, bool /*isBios*/, bool /*reserved*/) {
+void RedfishProvider::Write(const SDK::SettingMap& settings, bool isBios, bool /*reserved*/) {
+  const auto [ofBmc, others] = Parted(settings);
+  if (!ofBmc.empty() || !isBios) bmc_.Write(ofBmc, notes_);
+  if (!others.empty()) WriteBios(others);
+}
+
+void RedfishProvider::WriteBios(const SDK::SettingMap& settings) {
   const auto check = settings.find(kPasswordPath);
   if (check == settings.end()) return Apply(settings);
   // The password twice, with a hyphen between.
@@ -75,6 +90,7 @@ void RedfishProvider::WriteAuthorised(const SDK::SettingMap& settings,
 }
 
 void RedfishProvider::WriteGroup(const std::string& path, const SDK::SettingMap& settings) {
+  if (BmcSettings::IsOwn(path)) return bmc_.WriteGroup(path, settings);
   if (path == kPasswordPath) {
     for (const auto& [name, value] : settings) {
       if (!value.empty()) ErrorManager::Raise(ErrorManager::PasswordRefused, kNoPasswordCheck);
@@ -210,8 +226,9 @@ Batch RedfishProvider::SortOut(const SDK::SettingMap& settings) {
 }
 
 std::vector<SDK::WriteForesight> RedfishProvider::Foresee(const SDK::SettingMap& settings) {
-  std::vector<SDK::WriteForesight> all;
-  for (Kept& kept : SortOut(settings).kept) {
+  const auto [ofBmc, others] = Parted(settings);
+  std::vector<SDK::WriteForesight> all = bmc_.Foresee(ofBmc);
+  for (Kept& kept : SortOut(others).kept) {
     all.push_back({kept.path, kept.kind, std::move(kept.reason), ""});
   }
   if (const std::string fault = RegistryFault(); !fault.empty()) {

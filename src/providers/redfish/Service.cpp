@@ -6,13 +6,13 @@
 #include <utility>
 
 #include "common/ErrorManager.h"
+#include "common/Wipe.h"
 
 namespace Redfish {
 namespace {
 
 constexpr const char* kId = "@odata.id";
 constexpr const char* kRegistryPrefix = "biosattributeregistry";
-constexpr int kMostConflicts = 3;  ///< others may change a resource at the same time
 
 /// Where services keep the settings object of a BIOS that does not say so, below the BIOS.
 constexpr auto kUsualSettings = std::to_array<const char*>({"/Settings", "/SD"});
@@ -95,17 +95,35 @@ const Resource& Service::Get(const std::string& path) {
   ErrorManager::Raise(ErrorManager::BadAnswer, Name() + path, "there is no such resource");
 }
 
-HttpAnswer Service::Patch(const std::string& path, const json& change) {
+HttpAnswer Service::Patch(const std::string& path, const json& change, int attempts) {
   for (int attempt = 1;; ++attempt) {
     session_.Checkpoint();
     HttpRequest request{"PATCH", path, change.dump(), {}};
+    const Common::WipeOnExit wipe(request.body);  // it may hold a password
+    if (Get(path).isPart) Forget(path);
     const std::string& etag = Get(path).etag;
     if (!etag.empty()) request.headers.push_back("If-Match: " + etag);
     HttpAnswer answer = session_.Exchange(request);
     if (answer.status == 202) answer = FollowTask(std::move(answer));
     if (answer.IsSuccess() || answer.status == 412) Forget(path);
-    if (answer.status != 412 || attempt == kMostConflicts) return answer;
+    if (answer.status != 412 || attempt == attempts) return answer;
   }
+}
+
+HttpAnswer Service::Create(const std::string& collection, const json& content) {
+  session_.Checkpoint();
+  HttpRequest request{"POST", collection, content.dump(), {}};
+  const Common::WipeOnExit wipe(request.body);
+  HttpAnswer answer = session_.Exchange(request);
+  Forget(collection);
+  return answer.status == 202 ? FollowTask(std::move(answer)) : answer;
+}
+
+HttpAnswer Service::Delete(const std::string& path) {
+  session_.Checkpoint();
+  HttpAnswer answer = session_.Exchange({"DELETE", path, "", {}});
+  Forget(path);
+  return answer.status == 202 ? FollowTask(std::move(answer)) : answer;
 }
 
 /// A service answers 202 where it goes on by itself, and says where to ask what has come of it: the
@@ -134,7 +152,7 @@ std::vector<std::string> Service::ExpandedMembers(const std::string& collection)
       At(Root().content, {"ProtocolFeaturesSupported", "ExpandQuery", "NoLinks"}) == json(true);
   if (expands) {
     try {
-      return MembersIn(collection + "?$expand=.", collection);
+      return MembersIn(collection + kExpand, collection);
     } catch (const ResultStatus& failure) {  // it says so, and does not
       if (failure.getval() != ErrorManager::BadAnswer) throw;
     }
@@ -149,13 +167,15 @@ std::vector<std::string> Service::MembersIn(const std::string& path,
   std::string page = path;
   while (!page.empty()) {
     seen.insert(page);
+    const bool isNew = !resources_.contains(page);  // an old one has members as they were
     const json& content = Get(page).content;
     for (const json& member : At(content, {"Members"})) {
       std::string link = PathOfLink(TextAt(member, {kId}));
       if (link.empty()) continue;
       // Only what was asked for as a whole is one: a plain list may show a part of each member.
-      if (path != collection && member.contains("@odata.type")) {
-        resources_.try_emplace(link, Resource{member, TextAt(member, {"@odata.etag"})});
+      if (isNew && path != collection && member.contains("@odata.type")) {
+        const std::string etag = TextAt(member, {"@odata.etag"});
+        resources_.try_emplace(link, Resource{member, etag, "", etag.empty()});
       }
       paths.push_back(std::move(link));
     }

@@ -20,6 +20,7 @@ struct Resource {
   json content;
   std::string etag;        ///< empty without one
   std::string allow = {};  ///< the methods that the service names for it; empty when it does not
+  bool isPart = false;     ///< it came with its collection, without its etag
 };
 
 /// The path that the reference there names by its "@odata.id"; empty without one.
@@ -40,12 +41,22 @@ class Service {
   /// The same for a resource that must be there.
   const Resource& Get(const std::string& path);
   /// Has the resource at `path` fetched again when it is needed the next time.
-  void Forget(const std::string& path) { resources_.erase(path); }
+  void Forget(const std::string& path) {
+    resources_.erase(path);
+    resources_.erase(path + kExpand);
+  }
 
   /// Sends `change` to the resource at `path`, for the state of it that was fetched. Where it
   /// succeeds the resource is forgotten. A task that the service makes of it is followed to its
   /// end.
-  [[nodiscard]] HttpAnswer Patch(const std::string& path, const json& change);
+  /// Where others have changed the resource meanwhile (412) it is fetched and the change sent
+  /// again, `attempts` times in all.
+  [[nodiscard]] HttpAnswer Patch(const std::string& path, const json& change,
+                                 int attempts = kMostConflicts);
+  static constexpr int kMostConflicts = 3;
+  /// Makes a member of a collection, and deletes one. The collection is forgotten.
+  [[nodiscard]] HttpAnswer Create(const std::string& collection, const json& content);
+  [[nodiscard]] HttpAnswer Delete(const std::string& path);
   /// Sends a request that is no change of a resource, such as a restart.
   [[nodiscard]] HttpAnswer Send(const HttpRequest& request) { return session_.Exchange(request); }
   /// Waits for what `Patch` or `Send` has begun, see `WaitToAskAgain`.
@@ -91,10 +102,16 @@ class Service {
   /// The registry that the BIOS names and the service does not give; empty when all is well.
   [[nodiscard]] const std::string& MissingRegistry() const { return missingRegistry_; }
 
+  /// Who is logged in; empty for nobody.
+  [[nodiscard]] const std::string& User() const { return session_.User(); }
+  /// The address that the session goes to; empty before the first answer.
+  [[nodiscard]] const std::string& PeerAddress() const { return session_.PeerAddress(); }
+  [[nodiscard]] const TimeLimits& Limits() const { return session_.Limits(); }
   [[nodiscard]] const std::string& Name() const { return session_.ServerName(); }
 
  private:
   static constexpr const char* kRoot = "/redfish/v1/";
+  static constexpr const char* kExpand = "?$expand=.";
 
   std::string RegistryFile(const std::string& id);
   const Resource* TextOfRegistry(const std::string& path);

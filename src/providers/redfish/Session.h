@@ -42,6 +42,8 @@ class Session {
   [[nodiscard]] HttpAnswer Exchange(const HttpRequest& request);
 
   [[nodiscard]] const std::string& ServerName() const { return client_.Name(); }
+  [[nodiscard]] const std::string& User() const { return credentials_.user; }
+  [[nodiscard]] const std::string& PeerAddress() const { return client_.PeerAddress(); }
   [[nodiscard]] const TimeLimits& Limits() const { return client_.Limits(); }
   void Checkpoint() const { client_.Checkpoint(); }
 

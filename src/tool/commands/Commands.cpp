@@ -1,6 +1,7 @@
 #include "tool/commands/Commands.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
 
 namespace Tool {
@@ -32,9 +33,12 @@ std::span<const CommandRow> CommandRows() {
   return kCommandRows;
 }
 
-void AddCommands(CLI::App& parent, std::span<const CommandRow> rows, Command& chosen) {
+void AddCommands(CLI::App& parent, std::span<const CommandRow> rows, Command& chosen,
+                 const std::vector<std::string>* words) {
   for (const CommandRow& row : rows) {
-    row.add(*parent.add_subcommand(row.name, row.summary), chosen);
+    CLI::App* command = parent.add_subcommand(row.name, row.summary);
+    const bool isWanted = words == nullptr || std::ranges::find(*words, row.name) != words->end();
+    if (isWanted) row.add(*command, chosen);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "plan/Configuration.h"
 #include "tool/Journal.h"
@@ -42,8 +43,10 @@ struct CommandRow {
 /// The commands of this build, in the order of the help.
 [[nodiscard]] std::span<const CommandRow> CommandRows();
 
-/// Makes the commands of `rows` known to `parent`.
-void AddCommands(CLI::App& parent, std::span<const CommandRow> rows, Command& chosen);
+/// Makes the commands of `rows` known to `parent`; with `words`, the options of those alone that
+/// are among them.
+void AddCommands(CLI::App& parent, std::span<const CommandRow> rows, Command& chosen,
+                 const std::vector<std::string>* words = nullptr);
 
 // --- What the rows add: NameCommand.cpp
 

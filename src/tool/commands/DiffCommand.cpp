@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "plan/Absent.h"
 #include "plan/Compare.h"
 #include "plan/Document.h"
 #include "plan/HostsOwn.h"
@@ -72,6 +73,8 @@ int CompareWithTarget(const DiffRequest& request, const Messages& messages) {
   const Configuration right = request.selection.Of(present);
   Planning::Comparison comparison = Compare(left, right);
   SetApart(HostsOwn(left, right), comparison);
+  TakeOut(AbsentOf(left, right, server), comparison);
+  server.ThrowIfSilent();
   if (request.isBaseline) comparison.IgnoreWhatIsOnlyRight();
   return Show(request, comparison, request.layers.Name(), std::nullopt, messages);
 }

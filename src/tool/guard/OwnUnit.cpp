@@ -2,9 +2,6 @@
 
 #include <unistd.h>
 #ifdef SAVERESTORE_SYSTEMD
-#include <systemd/sd-bus.h>
-#include <systemd/sd-daemon.h>
-
 #include <chrono>
 #include <cstdint>
 #include <fstream>
@@ -12,16 +9,14 @@
 #include <memory>
 #include <system_error>
 #include <thread>
+
+#include "tool/Systemd.h"
 #endif
 
 namespace Tool {
 
 #ifdef SAVERESTORE_SYSTEMD
 namespace {
-
-struct CloseBus {
-  void operator()(sd_bus* bus) const { sd_bus_flush_close_unref(bus); }
-};
 
 /// The manager's own socket, which root reaches also where no message bus runs.
 constexpr const char* kManager = "unix:path=/run/systemd/private";
@@ -32,14 +27,14 @@ std::string TextOf(int error) {
 }
 
 /// Asks for the unit. \return as GiveOwnUnit
-std::string Ask(const std::string& unit, pid_t process) {
+std::string Ask(const Systemd& systemd, const std::string& unit, pid_t process) {
   sd_bus* raw = nullptr;
-  if (const int made = sd_bus_new(&raw); made < 0) return TextOf(made);
-  const std::unique_ptr<sd_bus, CloseBus> bus(raw);
-  sd_bus_set_address(raw, kManager);
-  if (const int started = sd_bus_start(raw); started < 0) return TextOf(started);
+  if (const int made = systemd.newBus(&raw); made < 0) return TextOf(made);
+  const std::unique_ptr<sd_bus, decltype(systemd.closeBus)> bus(raw, systemd.closeBus);
+  systemd.setAddress(raw, kManager);
+  if (const int started = systemd.startBus(raw); started < 0) return TextOf(started);
   const int done =
-      sd_bus_call_method(raw, "org.freedesktop.systemd1", "/org/freedesktop/systemd1",
+      systemd.callMethod(raw, "org.freedesktop.systemd1", "/org/freedesktop/systemd1",
                          "org.freedesktop.systemd1.Manager", "StartTransientUnit", nullptr, nullptr,
                          "ssa(sv)a(sa(sv))", unit.c_str(), "fail", 3,                         //
                          "Description", "s", "Takes a configuration back unless it is kept",  //
@@ -58,9 +53,11 @@ bool IsIn(const std::string& unit, pid_t process) {
 }  // namespace
 
 std::string GiveOwnUnit(pid_t process) {
-  if (geteuid() != 0 || sd_booted() <= 0) return "";
+  if (geteuid() != 0) return "";
+  const Systemd* systemd = LoadSystemd();
+  if (systemd == nullptr || systemd->booted() <= 0) return "";
   const std::string unit = "saverestore-confirm-" + std::to_string(process) + ".scope";
-  if (std::string reason = Ask(unit, process); !reason.empty()) return reason;
+  if (std::string reason = Ask(*systemd, unit, process); !reason.empty()) return reason;
   // The answer is that systemd has begun with it.
   const auto end = std::chrono::steady_clock::now() + kTimeToMove;
   while (!IsIn(unit, process)) {

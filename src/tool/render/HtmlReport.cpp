@@ -1,6 +1,6 @@
 #include "tool/render/HtmlReport.h"
 
-#include <openssl/evp.h>
+#include <nettle/base64.h>
 
 #include <algorithm>
 #include <array>
@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "modules/stream/Sha256.h"
 #include "tool/render/HtmlReportParts.h"
 #include "tool/terminal/Messages.h"
 
@@ -83,12 +84,11 @@ class Page {
 
 /// What a content security policy calls the one script or style that it lets through.
 std::string HashSource(std::string_view text) {
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest = {};
-  unsigned size = 0;
-  EVP_Digest(text.data(), text.size(), digest.data(), &size, EVP_sha256(), nullptr);
-  std::array<unsigned char, 4 * EVP_MAX_MD_SIZE / 3 + 8> base64 = {};
-  const int length = EVP_EncodeBlock(base64.data(), digest.data(), static_cast<int>(size));
-  return "sha256-" + std::string(base64.begin(), base64.begin() + length);
+  const Scf::Digest digest =
+      Scf::Sha256({reinterpret_cast<const unsigned char*>(text.data()), text.size()});
+  std::array<char, BASE64_ENCODE_RAW_LENGTH(Scf::Digest{}.size())> base64 = {};
+  base64_encode_raw(base64.data(), digest.size(), digest.data());
+  return "sha256-" + std::string(base64.begin(), base64.end());
 }
 
 const char* NameOf(Standing standing) {

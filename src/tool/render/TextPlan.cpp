@@ -34,10 +34,12 @@ std::string TextOf(const Planning::Plan& plan, bool isAll, const Style& style) {
   for (const Planning::Obstacle& obstacle : plan.obstacles) {
     const Planning::Change& change = obstacle.change;
     const bool isLater = obstacle.kind == Planning::Obstacle::Kind::NeedsRestart;
-    const bool isFault = !isLater && obstacle.kind != Planning::Obstacle::Kind::ReadOnly &&
-                         obstacle.kind != Planning::Obstacle::Kind::Kept;
-    rows.push_back({change.section, change.key, ValuesOf(change),
-                    (isLater ? "needs another restart: " : "stays as it is: ") + obstacle.reason,
+    const bool isFault =
+        !isLater && obstacle.kind != Planning::Obstacle::Kind::ReadOnly && !obstacle.IsHarmless();
+    const char* what = isLater ? "needs another restart: "
+                       : obstacle.kind == Planning::Obstacle::Kind::Absent ? ""
+                                                                           : "stays as it is: ";
+    rows.push_back({change.section, change.key, ValuesOf(change), what + obstacle.reason,
                     isFault ? Tone::Bad : Tone::Open, change.path});
   }
   const std::string& target = plan.request.target;

@@ -19,6 +19,8 @@ using Targets::TargetRow;
 
 constexpr std::string_view kTarget = "--target";
 constexpr std::string_view kRescue = "--rescue";
+constexpr std::string_view kBmcOver = "--bmc-over";
+constexpr const char* kBmcTree = "BMC";
 constexpr const char* kUsualTarget = "SAVERESTORE_TARGET";
 constexpr std::string_view kFileValue = "FILE";
 constexpr unsigned kLongestPatience = 600;
@@ -96,6 +98,10 @@ void TargetChoice::AddOptions(CLI::App& app) {
           app.add_option("--bmc-password-file", bmcPassword_.file,
                          "Read the password of the BMC user from the first line of this file")
               ->type_name("FILE"));
+  app.add_option(std::string(kBmcOver), bmcOver_,
+                 "Which of two targets is for the BMC where both could be; default: ipmi")
+      ->option_text("KIND")
+      ->check(CLI::IsMember(std::vector<std::string>{"redfish", "ipmi"}));
   app.add_option_function<unsigned>(
          "--timeout", [this](unsigned seconds) { patience_ = std::chrono::seconds(seconds); },
          "Seconds to wait for a sign of life of a server; default 10 for ipmi, 30 for redfish")
@@ -211,6 +217,7 @@ void TargetChoice::TakeOption(const NamedTarget& named, const std::string& key,
 std::vector<std::string> TargetChoice::GivenOptions() const {
   std::vector<std::string> words;
   AddWords(words, "--bmc-password-file", Chosen().bmcPassword.file);
+  AddWords(words, "--bmc-over", bmcOver_);
   for (const Given& given : Chosen().options) {
     for (const std::string& value : given.values) {
       words.emplace_back(given.option->name);
@@ -275,11 +282,22 @@ Planning::Mounts TargetChoice::Open(const std::string& target) const {
 
 Planning::Mounts TargetChoice::Open(const std::vector<std::string>& targets) const {
   if (targets.empty()) throw ToolError(ExitUsage, "no --target is given. " + HowToChoose(kinds_));
+  const bool isNamed = std::ranges::any_of(
+      targets, [this](const std::string& target) { return KindOf(target) == bmcOver_; });
+  if (!bmcOver_.empty() && !isNamed) {
+    throw ToolError(ExitUsage, std::string(kBmcOver) + " " + bmcOver_ + " needs a --target " +
+                                   bmcOver_ + ":...");
+  }
   Planning::Mounts mounts;
   for (const std::string& target : targets) {
     for (auto& [tree, opened] : Open(target)) {
+      if (tree == kBmcTree && !bmcOver_.empty() && KindOf(target) != bmcOver_) continue;
       Planning::Mount& mount = mounts[tree];
       if (mount.provider && opened.isStandIn) continue;
+      if (mount.provider && !mount.isStandIn && mount.givesWay != opened.givesWay) {
+        if (mount.givesWay) mount = opened;
+        continue;
+      }
       if (mount.provider && !mount.isStandIn) {
         throw ToolError(ExitUsage, "\"" + target + "\" is for " + tree +
                                        ", which an earlier --target is for already");

@@ -87,6 +87,7 @@ class TargetChoice final : private Targets::Frontend {
   Kinds& kinds_;
   std::vector<std::string> names_;
   PasswordSource bmcPassword_;
+  std::string bmcOver_;  ///< the kind of target that is for the BMC; empty where it does not matter
   std::optional<std::chrono::seconds> patience_;
   std::deque<Given> given_;               ///< the parser keeps to their addresses
   mutable std::optional<Choice> choice_;  ///< once it has been asked for

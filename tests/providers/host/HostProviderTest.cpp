@@ -90,6 +90,13 @@ TEST_F(HostProviderTest, WhatOnlyRootMayIsSaidToOthersBeforeAnythingIsWritten) {
                                  " is not permitted: Permission "
                                  "denied; only root may."));
   EXPECT_EQ(host.Value(kDriver, "Wake"), "Off");
+  if (getuid() != 0) return;
+  fs::permissions(host.ValueFile(kDriver, "Wake"), fs::perms(0644));
+  const AsUser user;
+  EXPECT_THAT(MessageOf([&] {
+                provider->Write({{At("Wake"), "On"}}, true, false);
+              }),
+              HasSubstr("Wake/current_value is not permitted"));
 }
 
 }  // namespace

@@ -67,11 +67,10 @@ class IpmiProviderTest : public EngineTest {
     simulator->TakeRequests();
   }
 
-  static std::unique_ptr<Ipmi::IpmiProvider> Login(std::uint16_t port,
-                                                   std::chrono::milliseconds patience = 10s,
-                                                   const Ipmi::Patience& slow = {600ms, 1s},
-                                                   std::uint8_t suite = 0,
-                                                   const std::string& key = "") {
+  static std::unique_ptr<Ipmi::IpmiProvider> Login(
+      std::uint16_t port, std::chrono::milliseconds patience = 10s,
+      const Ipmi::Patience& slow = {600ms, 1s}, std::uint8_t suite = 0, const std::string& key = "",
+      const std::function<void()>& checkpoint = [] {}) {
     Ipmi::RemoteAddress address;
     address.host = "127.0.0.1:" + std::to_string(port);
     address.user = "admin";
@@ -81,6 +80,7 @@ class IpmiProviderTest : public EngineTest {
     address.resendAfter = 100ms;
     address.cipherSuite = suite;
     address.bmcKey = key;
+    address.checkpoint = checkpoint;
     return std::make_unique<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address), slow);
   }
 
@@ -217,6 +217,8 @@ TEST_F(IpmiProviderTest, WhatIsRefusedOrIgnoredOrUnknownStopsNothingElse) {
   EXPECT_EQ(Value("/BMC/LAN[2]/GRATUITOUSARP"), "DISABLE");
   EXPECT_THAT(Changes(), Contains("0C 01 02 00 00 "));
   EXPECT_EQ(Write({}), 0);
+  simulator->Misbehave("0C 02 02 0B: answer 00 11 09");  // it was late, and not ignored
+  EXPECT_EQ(Value("/BMC/LAN[2]/ARPINTERVAL"), "9") << "whoever reports it looks again";
 }
 
 TEST_F(IpmiProviderTest, WhatCanCutTheSessionOffComesLastAndLanSettingsGoTogether) {
@@ -238,7 +240,8 @@ TEST_F(IpmiProviderTest, WhatCanCutTheSessionOffComesLastAndLanSettingsGoTogethe
                           "06 40 01 42", "06 40 01 82", "06 43 91 02"));
   // ipmi_sim ends the sessions of a user that it disables.
   provider = Login(simulator->Port(), 1s);
-  const int code = Write({{"/BMC/USER[2]/STATUS", "DISABLE"}, {"/BMC/PEF/STATUS", "ENABLE"}});
+  const int code =
+      Write({{"/BMC/USER[2]/STATUS", "DISABLE"}, {"/BMC/LAN[1]/IPTYPE_STATUS", "DISABLE"}});
   EXPECT_THAT(Changes().back(), StartsWith("06 47 02 00"));
   if (code != 0) {
     EXPECT_EQ(code, ErrorManager::Unreachable);
@@ -303,6 +306,7 @@ TEST_F(IpmiProviderTest, AnOddAnswerCostsNoMoreThanItsOwnSetting) {
            {"0C 02 01 0B: answer D4", kInterval, "(none)", "with 01 0B 00 00, the privilege"},
            {"0C 02 01 0B: answer C0", kInterval, "(none)", "busy (completion code C0h)"},
            {"0C 02 01 0B x2: answer C3", kInterval, "4", ""},
+           {"0C 02 01 0B x2: answer CF", kInterval, "4", ""},
            {"0C 02 01 0B x2: answer D2", kInterval, "4", ""},
            {"0C 02 01 0B x2: answer D5", kInterval, "4", ""},
            {"0C 02 01 0B x1: drop", kInterval, "4", ""},
@@ -354,6 +358,7 @@ TEST_F(IpmiProviderTest, AWriteCopesWithWhatBmcsMakeOfIt) {
                      {interval, Fate::Skipped},
                      {"/BMC/USER[5]/NAME", Fate::Skipped},
                      {"/BMC/USER[5]/STATUS", Fate::Skipped}}},
+           {"0C 02 02 10: answer 80", {{"/BMC/LAN[2]/COMMUNITYSTRING", "N.A."}}, {}},
            {"0C 02 02 10 x1: answer 00 11 FF",
             {{"/BMC/LAN[2]/COMMUNITYSTRING", ""}},
             {lan[0], "0C 01 02 10", lan[2], lan[3]}},
@@ -389,6 +394,9 @@ TEST_F(IpmiProviderTest, AWriteCopesWithWhatBmcsMakeOfIt) {
             {{limit, "USER"}},
             {"06 40 02 42", "06 40 02 82"},
             {{limit, Fate::Pending}}},
+           {"",  // the last row: nobody logs in as "admin" afterwards
+            {{"/BMC/USER[2]/NAME", "root"}, {limit, "OPERATOR"}},
+            {"06 40 02 42", "06 40 02 82", "06 45 02 72"}},
        }) {
     simulator->Misbehave(row.rules);
     provider = Login(simulator->Port());
@@ -404,19 +412,35 @@ TEST_F(IpmiProviderTest, AWriteCopesWithWhatBmcsMakeOfIt) {
   }
 }
 
+TEST_F(IpmiProviderTest, WhoStopsAWriteLeavesNoChannelInProgress) {
+  bool isStopped = false;
+  provider = Login(simulator->Port(), 10s, {5s, 5s}, 0, "", [&] {
+    if (isStopped) throw std::runtime_error("stopped");
+  });
+  Value("/BMC/LAN[2]/ARPINTERVAL");
+  simulator->Misbehave("0C 01 02 0B: answer C0");
+  simulator->TakeRequests();
+  isStopped = true;
+  EXPECT_THROW(provider->Write({{"/BMC/LAN[2]/ARPINTERVAL", "9"}}, false, false),
+               std::runtime_error);
+  EXPECT_THAT(Changes(14),
+              ElementsAre("0C 01 02 00 01", "0C 01 02 0B 09", "0C 01 02 00 02", "0C 01 02 00 00"));
+}
+
 TEST_F(IpmiProviderTest, WhatLocksOutOrOpensAnAccountIsForeseenAndPasswordsComeFirst) {
   using Kind = SDK::WriteForesight::Kind;
   const SDK::SettingMap batch = {
       {"/BMC/USER[2]/NAME", "root"},
       {"/BMC/USER[2]/STATUS", "DISABLE"},
       {"/BMC/USER[2]/CHANNEL[1]/PRIVILEGE", "USER"},
+      {"/BMC/USER[2]/CHANNEL[1]/IPMI_AUTHENTICATION", "DISABLE"},
       {"/BMC/USER[2]/CHANNEL[2]/PRIVILEGE", "USER"},  // not the channel of the session
       {"/BMC/USER[3]/NAME", "drei"},
       {"/BMC/USER[4]/NAME", "vier"},
       {"/BMC/USER[4]/STATUS", "ENABLE"},
       {"/BMC/USER[5]/NAME", "shut"},
       {"/BMC/CHANNEL[1]/NONVOLATILE/ACCESS/ACCESS_MODE", "DISABLED"},
-      {"/BMC/CHANNEL[1]/NONVOLATILE/ACCESS/PRIVILEGE_LIMIT", "ADMIN"},
+      {"/BMC/CHANNEL[1]/NONVOLATILE/ACCESS/PRIVILEGE_LIMIT", "OPERATOR"},
       {"/BMC/CHANNEL[1]/NONVOLATILE/ACCESS/PEF_ALERTING", "DISABLE"},
       {"/BMC/LAN[1]/IPTYPE_STATUS", "ENABLE"},
       {"/BMC/LAN[1]/ARPINTERVAL", "8"},
@@ -431,9 +455,11 @@ TEST_F(IpmiProviderTest, WhatLocksOutOrOpensAnAccountIsForeseenAndPasswordsComeF
                           {"/BMC/USER[2]/NAME root", Kind::LocksOut},
                           {"/BMC/USER[2]/STATUS root", Kind::LocksOut},
                           {"/BMC/USER[2]/CHANNEL[1]/PRIVILEGE root", Kind::LocksOut},
+                          {"/BMC/USER[2]/CHANNEL[1]/IPMI_AUTHENTICATION root", Kind::LocksOut},
                           {"/BMC/USER[3]/NAME drei", Kind::NeedsPassword},
                           {"/BMC/USER[4]/STATUS vier", Kind::OpensAccount},
                           {"/BMC/CHANNEL[1]/NONVOLATILE/ACCESS/ACCESS_MODE ", Kind::LocksOut},
+                          {"/BMC/CHANNEL[1]/NONVOLATILE/ACCESS/PRIVILEGE_LIMIT ", Kind::LocksOut},
                           {"/BMC/LAN[1]/IPTYPE_STATUS ", Kind::LocksOut},
                           {"/BMC/LAN/FAILOVERMODE ", Kind::CannotTake}}));
   EXPECT_THAT(Changes(), IsEmpty());
@@ -501,11 +527,13 @@ TEST_F(IpmiProviderTest, TheLoginTriesOneSuiteAfterTheOtherAndTakesTheKeyOfTheBm
         Row{0, {3}, {3, 1}}, Row{3, {3}, {1}}, Row{17, {3}, {3}, ErrorManager::Unreachable},
         Row{0, {1, 3}, {3, 1, 3, 1, 3, 1, 3, 1}, ErrorManager::Unreachable}}) {
     std::vector<char> tried;
+    int asked = 0;
     {
       Relay relay(simulator->Port(), [&](unsigned /*number*/, std::string_view datagram) {
         const bool isOpening = datagram.size() > 28 && datagram[4] == 6 && datagram[5] == 0x10;
         if (!isOpening) return 1U;
         const char algorithm = datagram[28];
+        asked += static_cast<int>(algorithm == 3);
         // What is sent again is of the same try.
         if (tried.empty() || tried.back() != algorithm) tried.push_back(algorithm);
         return row.silent.contains(algorithm) ? 0U : 1U;
@@ -513,6 +541,7 @@ TEST_F(IpmiProviderTest, TheLoginTriesOneSuiteAfterTheOtherAndTakesTheKeyOfTheBm
       EXPECT_EQ(login(relay.Port(), row), row.code);
     }
     EXPECT_EQ(tried, row.tried) << int{row.suite};
+    EXPECT_LT(asked, 20) << "a silent suite has a part of the patience";
   }
   Simulator keyed(PathOf("keyed"), Simulator::Commands::All, "    bmc_key \"a-key-of-the-BMC\"\n");
   EXPECT_EQ(login(keyed.Port(), {}), ErrorManager::LoginRefused);

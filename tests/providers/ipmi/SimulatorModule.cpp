@@ -86,7 +86,7 @@ constexpr auto kParameters = std::to_array<ParameterRow>({
     {kGetLan, 17, "04", true},
     {kGetLan, kDestination, "00 00 00 C0 00 02 32 00 00 5E 00 53 00", false, true},
     {kGetLan, 51, "02"},
-    {kGetLan, 56, "00 80 20 01 0D B8 00 00 00 00 00 00 00 00 00 00 00 ## 40 00", false, true},
+    {kGetLan, 56, "00 80 20 01 0D B8 00 00 00 00 00 00 00 00 00 00 00 ## 40 01", false, true},
     {kGetLan, 59, "00 02 20 01 0D B8 00 00 00 00 00 00 00 00 00 00 DD ## 40 00", true, true},
     {kGetLan, 65, "20 01 0D B8 00 00 00 00 00 00 00 00 00 00 00 ##"},
     {kGetSol, 0, "00"},

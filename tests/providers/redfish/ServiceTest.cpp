@@ -67,6 +67,57 @@ TEST_F(ServiceTest, RefusesAllOfAChangeThatIsPartlyWrong) {
   EXPECT_EQ(Patch(RedfishService::kSettings, {{"Attributes", {{"ProcTurbo", "Off"}}}}), 428);
 }
 
+TEST_F(ServiceTest, RefusesWrongChangesOfTheBmc) {
+  const std::string accounts = "/redfish/v1/AccountService/Accounts";
+  const std::string manager = "/redfish/v1/Managers/BMC/";
+  const std::string targets = "/redfish/v1/EventService/Subscriptions";
+  struct Row {
+    const char* method;
+    std::string path;
+    const char* body;
+    const char* said;  ///< status, message and what that is about
+  };
+  const Row rows[] = {
+      {"PATCH", accounts + "/3", R"({"RoleId": "Nobody"})", "400 PropertyValueNotInList #/RoleId"},
+      {"PATCH", accounts + "/3", R"({"Id": "9"})", "400 PropertyNotWritable #/Id"},
+      {"PATCH", accounts + "/3", R"({"Enabled": 1})", "400 PropertyValueTypeError #/Enabled"},
+      {"PATCH", accounts + "/3", R"({"UserName": "admin"})",
+       "400 PropertyValueConflict #/UserName"},
+      {"PATCH", accounts + "/2", R"({"Enabled": false})", "400 PropertyValueConflict #/Enabled"},
+      {"PATCH", manager + "NetworkProtocol", R"({"IPMI": {"Up": true}})",
+       "400 PropertyUnknown #/IPMI/Up"},
+      {"PATCH", manager + "NetworkProtocol",
+       R"({"SNMP": {"CommunityStrings": [{}, {"CommunityString": ""}]}})",
+       "400 StringValueTooShort #/SNMP/CommunityStrings/1/CommunityString"},
+      {"PATCH", "/redfish/v1/EventService", R"({"SMTP": {"Port": 65536}})",
+       "400 PropertyValueOutOfRange #/SMTP/Port"},
+      {"PATCH", targets + "/2", R"({"Destination": "snmp://192.0.2.1"})",
+       "400 PropertyNotWritable #/Destination"},
+      {"POST", targets, R"({"Protocol": "SNMPv1"})", "400 PropertyMissing #/Destination"},
+      {"POST", accounts, R"({"UserName": "new"})", "405 OperationNotAllowed"},
+      {"DELETE", accounts + "/3", "null", "405 OperationNotAllowed"},
+  };
+  const json before = service->State("tree");
+  for (const Row& row : rows) {
+    const Redfish::HttpAnswer answer =
+        service->Send(row.method, row.path, json::parse(row.body), {kBasic});
+    const json said = json::parse(answer.body).at("error").at("@Message.ExtendedInfo").at(0);
+    std::string text =
+        std::to_string(answer.status) + " " + said.at("MessageId").get<std::string>().substr(10);
+    if (said.contains("RelatedProperties")) {
+      text += " " + said["RelatedProperties"][0].get<std::string>();
+    }
+    EXPECT_EQ(text, row.said) << row.path << row.body;
+  }
+  EXPECT_EQ(service->State("tree"), before);
+  service->Edit(accounts + "/3", {{"RoleId", "ReadOnly"}});  // since the etag was seen
+  EXPECT_EQ(service
+                ->Send("PATCH", accounts + "/3", {{"Enabled", false}},
+                       {kBasic, "If-Match: W/\"00000000\""})
+                .status,
+            412);
+}
+
 TEST(ExtendedInfoTest, ServicesPutTheirMessagesInManyPlaces) {
   const std::pair<const char*, const char*> rows[] = {
       {R"({"A@Message.ExtendedInfo": [{"Message": "Done.", "Severity": "OK"}]})", "Done: A"},

@@ -8,9 +8,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "RedfishService.h"
-#include "support/Paths.h"
-#include "support/ToolRun.h"
+#include "ToolFixture.h"
 
 namespace Test {
 namespace {
@@ -21,22 +19,8 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-class ToolRedfishTest : public RedfishTest {
+class ToolRedfishTest : public ToolOnRedfishTest {
  protected:
-  void SetUp() override {
-    RedfishTest::SetUp();
-    WriteText(PathOf("password"), std::string(RedfishService::kPassword) + "\n");
-  }
-
-  [[nodiscard]] ToolOutcome Run(const std::string& arguments) const {
-    return RunTool(ToolProgram(), PathOf(""), arguments);
-  }
-  /// Runs the tool against the service.
-  [[nodiscard]] ToolOutcome RunRemote(const std::string& arguments) const {
-    return Run("--target redfish:admin@" + service->Host() + " --cacert " + service->CaCert() +
-               " --bmc-password-file password --timeout 2 " + arguments);
-  }
-
   /// "SECTION::KEY=VALUE" for a "KEY=VALUE", in the section that a file has the key in.
   [[nodiscard]] std::string NameIn(const std::string& file, const std::string& setting) const {
     const std::string text = ReadText(PathOf(file));
@@ -210,7 +194,7 @@ TEST_F(ToolRedfishTest, ListsWhatWaitsTakesItBackAndRestarts) {
 
   const ToolOutcome restored = RunRemote("--auth basic restore --yes --reboot --json x.ini");
   EXPECT_EQ(restored.exitCode, 0) << restored.err;
-  EXPECT_EQ(json::parse(restored.out, nullptr, false).value("mode", ""), "bios") << restored.out;
+  EXPECT_EQ(json::parse(restored.out, nullptr, false).value("mode", ""), "all") << restored.out;
   EXPECT_EQ(service->Attributes().at("ProcTurbo"), "Off");
   EXPECT_EQ(service->State("restarts"), 2);
 }
@@ -357,7 +341,7 @@ TEST_F(ToolRedfishTest, ASecondInterruptGivesAStalledRequestUpAndClosesTheSessio
 }
 
 TEST_F(ToolRedfishTest, ACaptureSavesLikeTheServerByteForByte) {
-  ASSERT_EQ(RunRemote("save server.ini").exitCode, 0);
+  ASSERT_EQ(RunRemote("save --mode bios server.ini").exitCode, 0);
   ASSERT_EQ(RunRemote("machine capture m.json").exitCode, 0);
   ASSERT_EQ(Run("--target machine:m.json save --mode bios m.ini").exitCode, 0);
   EXPECT_EQ(ReadText(PathOf("m.ini")), ReadText(PathOf("server.ini")));

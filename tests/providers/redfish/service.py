@@ -47,6 +47,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
             if self.path == "/test":
                 return self.send(*self.guarded(service.for_test))
             self.note(target)
+            if service.is_dead():
+                self.close_connection = True
+                return None
             failure = next((fail for knob, fail in self.FAILURES if self.hit(knob)), None)
             answer = None if failure else self.guarded(self.answer)
         if failure:

@@ -66,7 +66,8 @@ set(CPACK_DEBIAN_TOOL_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/conf
   ${PROJECT_SOURCE_DIR}/packaging/postrm ${PROJECT_SOURCE_DIR}/packaging/triggers
   ${PROJECT_BINARY_DIR}/packaging/shlibs)
 
-install(FILES README.md SECURITY.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/saverestore COMPONENT tool)
+install(FILES README.md SECURITY.md CHANGELOG.md docs/saverestore.profile.json
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/saverestore COMPONENT tool)
 # Outside the prefix: in the package alone, which installs by component.
 install(FILES packaging/targets.ini DESTINATION /etc/saverestore COMPONENT tool EXCLUDE_FROM_ALL)
 install(DIRECTORY DESTINATION /var/lib/saverestore COMPONENT tool EXCLUDE_FROM_ALL

@@ -132,6 +132,8 @@ const std::vector<Row> kRows = {
      json::parse(R"([{"Name": "first", "CommunityString": "Secret-7", "AccessMode": "Limited"},
                      {"Name": "second", "CommunityString": "operators", "AccessMode": "Full"}])")},
     {"CHANNEL::LAN2::DHCPEnable", "ENABLE", "DISABLE", kDedicated, "/DHCPv4/DHCPEnabled", false},
+    {"CHANNEL::LAN2::DHCPEnable", "ENABLE", "DISABLE", kDedicated, "/IPv4StaticAddresses/0/Address",
+     "198.51.100.20"},
     {"CHANNEL::LAN2::IPV6Status", "ENABLE", "DISABLE", kDedicated, "/IPv6Enabled", false},
     {"CHANNEL::LAN1::IPV6Source", "STATIC", "DHCPV6", kShared, "/DHCPv6/OperatingMode", "Stateful"},
     {"CHANNEL::LAN#::AlertIP0", "192.0.2.30", "192.0.2.77", kSubscriptions + "/5", "/Destination",

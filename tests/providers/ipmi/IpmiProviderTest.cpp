@@ -208,7 +208,7 @@ TEST_F(IpmiProviderTest, WhatIsRefusedOrIgnoredOrUnknownStopsNothingElse) {
   EXPECT_THAT(notes["/BMC/USER[4]/NAME"].reason, HasSubstr("CCh"));
   EXPECT_EQ(notes["/BMC/LAN[2]/ARPINTERVAL"].fate, Fate::Ignored);
   EXPECT_THAT(notes["/BMC/LAN[2]/ARPINTERVAL"].reason, HasSubstr("and kept another value"));
-  EXPECT_THAT(notes["/BMC/LAN/FAILOVERMODE"].reason, HasSubstr("no standard command"));
+  EXPECT_THAT(notes["/BMC/LAN/FAILOVERMODE"].reason, HasSubstr("this target has no such setting"));
   EXPECT_THAT(notes["/BMC/LAN[3]/ARPINTERVAL"].reason, HasSubstr("does not have it"));
   EXPECT_THAT(notes["/BMC/INFO/VERSION"].reason, HasSubstr("read-only"));
   EXPECT_THAT(notes["/BMC/PEF/FILTER[2]/STATUS"].reason, HasSubstr("CCh"));
@@ -461,7 +461,7 @@ TEST_F(IpmiProviderTest, WhatLocksOutOrOpensAnAccountIsForeseenAndPasswordsComeF
                           {"/BMC/CHANNEL[1]/NONVOLATILE/ACCESS/ACCESS_MODE ", Kind::LocksOut},
                           {"/BMC/CHANNEL[1]/NONVOLATILE/ACCESS/PRIVILEGE_LIMIT ", Kind::LocksOut},
                           {"/BMC/LAN[1]/IPTYPE_STATUS ", Kind::LocksOut},
-                          {"/BMC/LAN/FAILOVERMODE ", Kind::CannotTake}}));
+                          {"/BMC/LAN/FAILOVERMODE ", Kind::Absent}}));
   EXPECT_THAT(Changes(), IsEmpty());
   EXPECT_EQ(CodeOf([&] {
               provider->Foresee({{"/BMC/LAN[1]/ARPINTERVAL", "300"}});

@@ -137,7 +137,7 @@ TEST_F(IpmiToolTest, WhatABmcLacksOrRefusesIsReportedAndTheRestIsWritten) {
   EXPECT_EQ(restored.exitCode, 1);
   EXPECT_THAT(restored.out,
               AllOf(HasSubstr("Vier  not applied (the privilege of the session is too low"),
-                    HasSubstr("ENABLE  not applied (IPMI has no standard"),
+                    HasSubstr("ENABLE  skipped (this target has no such setting)"),
                     HasSubstr("PEF::PEFEnable  DISABLE → ENABLE  applied")));
 
   Start(Simulator::Commands::Stock);
@@ -147,7 +147,7 @@ TEST_F(IpmiToolTest, WhatABmcLacksOrRefusesIsReportedAndTheRestIsWritten) {
                 "--skip-system-check "
                 "--no-backup y.ini")
                 .exitCode,
-            1);
+            0);
   EXPECT_THAT(Ipmitool("user list 1"), HasSubstr("Vier"));
 }
 

@@ -135,7 +135,8 @@ void ReadDryRun(const ordered_json& content, FleetDocument& document) {
     document.items.push_back(std::move(item));
   }
   for (const ordered_json& entry : List(content, "obstacles")) {
-    if (IsTrue(entry, "read_only")) continue;  // nobody can change it: no fault of the file
+    // Nobody can change it, or the server has no such thing: no fault of the file.
+    if (IsTrue(entry, "read_only") || IsTrue(entry, "absent")) continue;
     document.items.push_back(ItemOf(entry, "from", "to", Verdict::CannotChange));
     document.items.back().reason = Text(entry, "reason");
   }

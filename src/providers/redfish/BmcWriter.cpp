@@ -209,9 +209,9 @@ void BmcWriter::ChangeResource(const BmcGroup& group, BmcChanges changes) {
     const bool isNameless = hadName && !Touches(changes, "/UserName");
     if (group.willBeOpen && (isNameless || (refused == 0 && withPassword))) {
       // Nobody is let in by a name or password that is another than the file's or the given one.
-      const auto closing = std::ranges::stable_partition(changes, IsOfOpenAccount);
-      const BmcChanges left(closing.begin(), closing.end());
-      changes.erase(closing.begin(), closing.end());
+      const auto closing = std::stable_partition(changes.begin(), changes.end(), IsOfOpenAccount);
+      const BmcChanges left(closing, changes.end());
+      changes.erase(closing, changes.end());
       NoteAll(changes, Fate::Refused,
               isNameless ? std::string(Query::kAccountStaysClosed)
                          : std::string(Query::kAccountStaysClosed) + ": " + reason);

@@ -1,13 +1,23 @@
 #include "plan/Document.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "plan/OptionText.h"
 
 namespace Planning {
 namespace {
+
+/// The members that say what kind of obstacle it is.
+constexpr auto kObstacleMembers = std::to_array<std::pair<const char*, Obstacle::Kind>>({
+    {"read_only", Obstacle::Kind::ReadOnly},
+    {"needs_restart", Obstacle::Kind::NeedsRestart},
+    {"kept", Obstacle::Kind::Kept},
+    {"absent", Obstacle::Kind::Absent},
+});
 
 using nlohmann::ordered_json;
 
@@ -75,10 +85,9 @@ std::string DryRunDocument(const Plan& plan) {
   for (const Obstacle& obstacle : plan.obstacles) {
     obstacles.push_back(ChangeObject(obstacle.change));
     obstacles.back()["reason"] = obstacle.reason;
-    obstacles.back()["read_only"] = obstacle.kind == Obstacle::Kind::ReadOnly;
-    obstacles.back()["needs_restart"] = obstacle.kind == Obstacle::Kind::NeedsRestart;
-    obstacles.back()["kept"] = obstacle.kind == Obstacle::Kind::Kept;
-    obstacles.back()["absent"] = obstacle.kind == Obstacle::Kind::Absent;
+    for (const auto& [name, kind] : kObstacleMembers) {
+      obstacles.back()[name] = obstacle.kind == kind;
+    }
   }
   ordered_json foresight = ordered_json::array();
   for (const SDK::WriteForesight& foreseen : plan.foresight) {

@@ -16,7 +16,6 @@ namespace {
 using nlohmann::json;
 using Text = std::optional<std::string>;
 
-constexpr const char* kEnable = "ENABLE";
 constexpr const char* kDisable = "DISABLE";
 constexpr const char* kNoAddress = "0.0.0.0";
 constexpr const char* kNoIpv6Address = "::";
@@ -44,11 +43,6 @@ std::string TextValue(const json& value) {
   return value.is_string() ? value.get<std::string>() : std::string();
 }
 
-/// What a service shows in the place of a secret.
-bool IsMasked(const std::string& text) {
-  return !text.empty() && text.find_first_not_of('*') == std::string::npos;
-}
-
 std::string PutValue(const BmcRow& row, json value, json& change) {
   change[Pointer(row.pointer)] = std::move(value);
   return {};
@@ -57,20 +51,15 @@ std::string PutValue(const BmcRow& row, json value, json& change) {
 // --- Words
 
 Text WordText(const BmcRow& row, const json& content) {
-  const auto word =
-      std::ranges::find(row.words, ToText(ValueOfRow(row, content)),
-                        [](const BmcWord& known) { return std::string(known.value); });
+  const auto word = std::ranges::find(row.words, ToText(ValueOfRow(row, content)), &BmcWord::value);
   return word == row.words.end() ? Text() : Text(word->text);
 }
 
 std::string PutWord(const BmcRow& row, const std::string& text, const json& /*content*/,
                     json& change) {
-  const auto word = std::ranges::find(row.words, Query::Upper(text),
-                                      [](const BmcWord& known) { return std::string(known.text); });
-  if (word != row.words.end()) {
-    const std::string value = word->value;
-    return PutValue(row, row.codec == BmcCodec::Switch ? json(value == "true") : json(value),
-                    change);
+  if (const BmcWord* word = WordFor(row, Query::Upper(text)); word != nullptr) {
+    const bool isSwitch = row.codec == BmcCodec::Switch;
+    return PutValue(row, isSwitch ? json(word->value == "true") : json(word->value), change);
   }
   std::string choices;
   for (const BmcWord& choice : row.words) {
@@ -368,6 +357,10 @@ bool HasPlace(const json& content, std::string_view pointer) {
 }
 
 }  // namespace
+
+bool IsMasked(const std::string& text) {
+  return !text.empty() && text.find_first_not_of('*') == std::string::npos;
+}
 
 bool HasProperty(const BmcRow& row, const json& content) {
   if (!TextAt(content, {"@odata.type"}).starts_with(row.type)) return false;

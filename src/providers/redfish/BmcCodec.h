@@ -28,6 +28,9 @@ namespace Redfish {
 /// What the row takes, for whoever checks a value before it is written.
 [[nodiscard]] Query::Limits LimitsOfRow(const BmcRow& row);
 
+/// True for what a service shows in the place of a secret.
+[[nodiscard]] bool IsMasked(const std::string& text);
+
 /// True when an empty text is a value of its own, and not just none.
 [[nodiscard]] bool TakesEmpty(const BmcRow& row);
 

@@ -3,12 +3,9 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
-#include <array>
-#include <iterator>
 #include <set>
 #include <utility>
 
-#include "common/ErrorManager.h"
 #include "providers/redfish/BmcCodec.h"
 #include "query/BmcRules.h"
 
@@ -17,7 +14,6 @@ namespace {
 
 using Foreseen = SDK::WriteForesight::Kind;
 
-constexpr const char* kEnabled = "ENABLE";
 constexpr const char* kSeveralValues =
     "the server has one value for all channels, and the file has several";
 constexpr const char* kNotAnInstance = "the server does not have it";
@@ -48,12 +44,6 @@ std::string UserPath(unsigned user, const char* leaf) {
 std::string RawWord(const std::string& text) {
   std::string raw;
   return Query::TakeWord(text, raw).empty() ? raw : std::string();
-}
-
-bool IsStandardRole(const BmcRow& row, const std::string& role) {
-  return std::ranges::find(row.words, role, [](const BmcWord& word) {
-           return std::string(word.text);
-         }) != row.words.end();
 }
 
 /// The addresses by which an interface can be reached.
@@ -92,8 +82,8 @@ std::string HowItLocksOut(const BmcGroup& group, const BmcChange& change) {
     return "the session goes to this interface; the BMC may get another address with it";
   }
   if (group.stage != BmcStage::OwnAccount) return {};
-  if (IsRow(*change.row, "/UserName")) return Query::kRenamesOwn;
-  if (IsRow(*change.row, "/Enabled") && change.wanted != kEnabled) return Query::kDisablesOwn;
+  if (IsRow(*change.row, kUserName)) return Query::kRenamesOwn;
+  if (IsRow(*change.row, kIsEnabled) && change.wanted != kEnable) return Query::kDisablesOwn;
   if (change.row->codec == BmcCodec::Role && change.wanted != "ADMIN") return Query::kWeakensOwn;
   return {};
 }
@@ -181,7 +171,7 @@ std::string BmcPlan::WhyKept(const Wish& wish) const {
   const BmcRow& row = *wish.found.row;
   if (TakesEmpty(row) && wish.value == kNotTold) return Query::kNotInFile;
   if (wish.value.empty() && !TakesEmpty(row)) return Query::kEmptyKeeps;
-  if (wish.value.empty() && IsRow(row, "/UserName")) {
+  if (wish.value.empty() && IsRow(row, kUserName)) {
     const auto status = settings_.find(UserPath(Query::ValueOf(wish.found.indexes, 'U'), "STATUS"));
     if (status != settings_.end() && status->second.empty()) return Query::kUserNotInFile;
   }
@@ -228,34 +218,38 @@ bool BmcPlan::IsOwnAccount(const BmcGroup& group) {
 /// What an account is after the changes, and which of them it cannot have.
 void BmcPlan::SortOutAccount(BmcGroup& group) {
   const json& content = tree_.Of().Get(group.resource).content;
-  const BmcChange* name = ChangeOf(group, "/UserName");
-  const BmcChange* status = ChangeOf(group, "/Enabled");
+  const BmcChange* name = ChangeOf(group, kUserName);
+  const BmcChange* status = ChangeOf(group, kIsEnabled);
   const bool isOpen = At(content, {"Enabled"}) != json(false);
-  const bool isEnabled = status == nullptr ? isOpen : status->wanted == kEnabled;
+  const bool isEnabled = status == nullptr ? isOpen : status->wanted == kEnable;
   group.name = name == nullptr ? TextAt(content, {"UserName"}) : RawWord(name->wanted);
   const auto refuseAll = [&](std::string_view pointer, const char* reason, bool isKept) {
     for (const BmcChange& change : group.changes) {
       if (!IsRow(*change.row, pointer)) continue;
       count_ -= change.paths.size();
       for (const std::string& path : change.paths) {
-        isKept ? Keep(path, Foreseen::Keeps, reason) : Refuse(path, reason);
+        if (isKept) {
+          Keep(path, Foreseen::Keeps, reason);
+        } else {
+          Refuse(path, reason);
+        }
       }
     }
     std::erase_if(group.changes,
                   [&](const BmcChange& change) { return IsRow(*change.row, pointer); });
   };
   if (name != nullptr && group.name.empty() && (isEnabled || IsOwnAccount(group))) {
-    refuseAll("/UserName", IsOwnAccount(group) ? Query::kOwnName : Query::kNamelessAccount, false);
+    refuseAll(kUserName, IsOwnAccount(group) ? Query::kOwnName : Query::kNamelessAccount, false);
     group.name = TextAt(content, {"UserName"});
   }
   group.willBeOpen = isEnabled && !group.name.empty();
-  const BmcChange* role = ChangeOf(group, "/RoleId");
-  if (role != nullptr && !IsStandardRole(*role->row, role->wanted)) {
-    refuseAll("/RoleId", group.willBeOpen ? kNoSuchRole : kRoleOfNobody, !group.willBeOpen);
+  const BmcChange* role = ChangeOf(group, kRole);
+  if (role != nullptr && WordFor(*role->row, role->wanted) == nullptr) {
+    refuseAll(kRole, group.willBeOpen ? kNoSuchRole : kRoleOfNobody, !group.willBeOpen);
   }
   if (!group.willBeOpen) return;
-  status = ChangeOf(group, "/Enabled");
-  name = ChangeOf(group, "/UserName");
+  status = ChangeOf(group, kIsEnabled);
+  name = ChangeOf(group, kUserName);
   if (status != nullptr) {
     group.opening = status->paths.front();
   } else if (name != nullptr) {
@@ -265,12 +259,8 @@ void BmcPlan::SortOutAccount(BmcGroup& group) {
 
 /// Why an account is not made; empty when it can be.
 std::string BmcPlan::WhyNoNewUser(const BmcGroup& group, const std::string& role) {
-  const std::string collection = tree_.Resources().AccountCollection();
-  if (collection.empty()) return kNotAnInstance;
-  const std::string& allow = tree_.Of().Get(collection).allow;
-  if (!allow.empty() && allow.find("POST") == std::string::npos) {
-    return "the server makes no accounts";
-  }
+  if (tree_.Resources().AccountCollection().empty()) return kNotAnInstance;
+  if (!tree_.Resources().MakesAccounts()) return "the server makes no accounts";
   if (!passwords_.contains(group.name)) {
     return "the server makes this account only with a password, which --user-password-file gives";
   }
@@ -284,19 +274,23 @@ void BmcPlan::SortOutNewUser(std::uint8_t user, const SDK::SettingMap& settings)
   for (const auto& [path, value] : settings) {
     const BmcTree::Found found = *tree_.Find(path);
     const std::string wanted = CanonicalText(*found.row, value);
-    if (IsRow(*found.row, "/UserName")) group.name = RawWord(wanted);
-    if (found.row->codec == BmcCodec::Role && IsStandardRole(*found.row, wanted)) role = wanted;
+    if (IsRow(*found.row, kUserName)) group.name = RawWord(wanted);
+    if (found.row->codec == BmcCodec::Role && WordFor(*found.row, wanted) != nullptr) role = wanted;
     group.changes.push_back({{path}, wanted, found.row});
   }
   const std::string reason = group.name.empty() ? kNobody : WhyNoNewUser(group, role);
   if (!reason.empty()) {
     for (const auto& [path, value] : settings) {
-      group.name.empty() ? Keep(path, Foreseen::Keeps, reason) : Refuse(path, reason);
+      if (group.name.empty()) {
+        Keep(path, Foreseen::Keeps, reason);
+      } else {
+        Refuse(path, reason);
+      }
     }
     return;
   }
-  const BmcChange* status = ChangeOf(group, "/Enabled");
-  group.willBeOpen = status == nullptr || status->wanted == kEnabled;
+  const BmcChange* status = ChangeOf(group, kIsEnabled);
+  group.willBeOpen = status == nullptr || status->wanted == kEnable;
   if (group.willBeOpen) {
     group.opening = status == nullptr ? UserPath(user, "NAME") : status->paths.front();
   }

@@ -1,7 +1,6 @@
 #include "providers/redfish/BmcResources.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 
 #include "common/ErrorManager.h"
@@ -136,11 +135,15 @@ std::string BmcResources::Account(std::uint8_t user) {
   return {};
 }
 
-bool BmcResources::CanMake(std::uint8_t user) {
+bool BmcResources::MakesAccounts() {
   const std::string collection = AccountCollection();
-  if (user == 0 || user > kUsers || collection.empty() || !Account(user).empty()) return false;
+  if (collection.empty()) return false;
   const std::string& allow = service_.Get(collection).allow;
   return allow.empty() || allow.find("POST") != std::string::npos;
+}
+
+bool BmcResources::CanMake(std::uint8_t user) {
+  return user != 0 && user <= kUsers && Account(user).empty() && MakesAccounts();
 }
 
 std::vector<std::string> BmcResources::Interfaces() {

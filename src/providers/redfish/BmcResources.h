@@ -31,6 +31,8 @@ class BmcResources {
   [[nodiscard]] std::string ManagerPath();
   /// The path of the account with this number; empty without one.
   [[nodiscard]] std::string Account(std::uint8_t user);
+  /// True when the service may be asked to make accounts: it does not say that it does not.
+  [[nodiscard]] bool MakesAccounts();
   /// True for an account that is not there and that the service may be asked to make.
   [[nodiscard]] bool CanMake(std::uint8_t user);
   [[nodiscard]] std::vector<std::string> Interfaces();

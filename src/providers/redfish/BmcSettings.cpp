@@ -7,6 +7,7 @@
 #include "common/ErrorManager.h"
 #include "providers/redfish/BmcPlan.h"
 #include "providers/redfish/BmcWriter.h"
+#include "query/NodeTree.h"
 #include "query/WriteNotes.h"
 
 namespace Redfish {
@@ -24,7 +25,7 @@ void ThrowIfFaulty(const BmcPlan& plan, const SDK::SettingMap& settings) {
 }  // namespace
 
 bool BmcSettings::IsOwn(const std::string& path) {
-  return path.starts_with(kBmcTree) && (path.size() == kBmcTree.size() || path[4] == '/');
+  return path == kBmcTree || Query::IsBelow(path, kBmcTree);
 }
 
 void BmcSettings::Write(const SDK::SettingMap& settings, std::vector<SDK::WriteNote>& notes) {

@@ -30,10 +30,6 @@ struct Subscription {
   bool isGone = false;
 };
 
-bool IsHidden(const std::string& text) {
-  return text.empty() || text.find_first_not_of('*') == std::string::npos;
-}
-
 /// A copy of what a subscription has; null when a part of it cannot be read.
 json CopyOf(const json& content) {
   json copy = json::object();
@@ -48,7 +44,8 @@ json CopyOf(const json& content) {
   }
   const json& community = At(snmp, {"TrapCommunity"});
   if (community.is_string()) {
-    if (IsHidden(community.get<std::string>())) return {};
+    const std::string text = community.get<std::string>();
+    if (text.empty() || IsMasked(text)) return {};
     copy["SNMP"] = {{"TrapCommunity", community}};
   }
   copy["Destination"] = At(content, {"Destination"});

@@ -9,9 +9,9 @@ namespace Redfish {
 /// Gives subscriptions other destinations. A service does not let the destination of one be
 /// changed, so each new one is made, with what the old one has beside, before the old one is
 /// deleted. Since a new one stands last in its collection, those behind it are made anew too. When
-/// one cannot be made, those that were are deleted again. \return why nothing is changed, a part of
-/// a sentence; empty when all is done or is to be read
-///         back. \throws ResultStatus  as `Service::Get`.
+/// one cannot be made, those that were are deleted again.
+/// \return why it is not done, a part of a sentence; empty when it is.
+/// \throws ResultStatus  as `Service::Get`.
 [[nodiscard]] std::string ReplaceSubscriptions(BmcTree& tree, const BmcGroup& group);
 
 }  // namespace Redfish

@@ -1,10 +1,12 @@
 #include "providers/redfish/BmcTable.h"
 
+#include <algorithm>
+
 namespace Redfish {
 namespace {
 
 // A text that is written takes the first row that has it.
-constexpr auto kSwitch = std::to_array<BmcWord>({{"ENABLE", "true"}, {"DISABLE", "false"}});
+constexpr auto kSwitch = std::to_array<BmcWord>({{kEnable, "true"}, {"DISABLE", "false"}});
 // ComputerSystem, PowerRestorePolicyTypes
 constexpr auto kPowerPolicy =
     std::to_array<BmcWord>({{"OFF", "AlwaysOff"}, {"RESTORE", "LastState"}, {"ON", "AlwaysOn"}});
@@ -31,10 +33,9 @@ constexpr auto kRows = std::to_array<BmcRow>({
     {"/BMC/CHASSIS/STATUS/POWERSTATE/RESTOREPOLICY", Holder::System, "/PowerRestorePolicy",
      BmcCodec::Word, Changed, kPowerPolicy},
 
-    {"/BMC/USER[U]/NAME", Holder::Account, "/UserName", BmcCodec::Text},
-    {"/BMC/USER[U]/STATUS", Holder::Account, "/Enabled", BmcCodec::Switch, Changed, kSwitch},
-    {"/BMC/USER[U]/CHANNEL[C]/PRIVILEGE", Holder::Account, "/RoleId", BmcCodec::Role, Changed,
-     kRoles},
+    {"/BMC/USER[U]/NAME", Holder::Account, kUserName, BmcCodec::Text},
+    {"/BMC/USER[U]/STATUS", Holder::Account, kIsEnabled, BmcCodec::Switch, Changed, kSwitch},
+    {"/BMC/USER[U]/CHANNEL[C]/PRIVILEGE", Holder::Account, kRole, BmcCodec::Role, Changed, kRoles},
     {"/BMC/USER[U]/CHANNEL[C]/IPMI_AUTHENTICATION",
      Holder::Account,
      "/AccountTypes",
@@ -149,6 +150,11 @@ constexpr auto kRows = std::to_array<BmcRow>({
 
 std::span<const BmcRow> BmcTable() {
   return kRows;
+}
+
+const BmcWord* WordFor(const BmcRow& row, std::string_view text) {
+  const auto word = std::ranges::find(row.words, text, &BmcWord::text);
+  return word == row.words.end() ? nullptr : &*word;
 }
 
 bool IsOfAddress(const BmcRow& row) {

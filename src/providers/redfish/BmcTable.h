@@ -50,9 +50,16 @@ enum class BmcAccess : std::uint8_t {
   ReadOnly,
 };
 
+// What writing an account hangs on.
+inline constexpr std::string_view kUserName = "/UserName";
+inline constexpr std::string_view kIsEnabled = "/Enabled";
+inline constexpr std::string_view kRole = "/RoleId";
+/// How a switch reads that is on.
+inline constexpr const char* kEnable = "ENABLE";
+
 struct BmcWord {
-  const char* text;
-  const char* value;  ///< as JSON: true and false for a switch, else a text
+  std::string_view text;
+  std::string_view value;  ///< as JSON: true and false for a switch, else a text
 };
 
 struct BmcRow {
@@ -72,6 +79,9 @@ struct BmcRow {
 
 /// Where a path has several rows, the first one counts that the service has.
 [[nodiscard]] std::span<const BmcRow> BmcTable();
+
+/// The word of a row with this text; null when it has none.
+[[nodiscard]] const BmcWord* WordFor(const BmcRow& row, std::string_view text);
 
 /// True for the settings by which an interface is reached. Each can change others of them.
 [[nodiscard]] bool IsOfAddress(const BmcRow& row);

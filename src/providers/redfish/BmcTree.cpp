@@ -60,7 +60,9 @@ std::optional<_XNode> BmcTree::NodeOf(std::size_t row, const Query::Indexes& /*i
   if (!text) return std::nullopt;
   _XNode node;
   node.values = {std::move(*text)};
-  for (const BmcWord& word : found->row->words) node.options.emplace(word.text, word.text);
+  for (const BmcWord& word : found->row->words) {
+    node.options.emplace(std::string(word.text), std::string(word.text));
+  }
   node.limits = LimitsOfRow(*found->row);
   return node;
 }

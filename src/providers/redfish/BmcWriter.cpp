@@ -44,7 +44,7 @@ bool IsAbout(const BmcRow& row, const std::set<std::string>& names) {
 
 /// A property that opens an account to somebody, or says what he may do.
 bool IsOfOpenAccount(const BmcChange& change) {
-  return change.row->pointer != "/Enabled" || change.wanted == "ENABLE";
+  return change.row->pointer != kIsEnabled || change.wanted == kEnable;
 }
 
 bool Touches(const std::vector<BmcChange>& changes, std::string_view pointer) {
@@ -120,12 +120,10 @@ void BmcWriter::Write() {
 }
 
 void BmcWriter::WriteGroup(const BmcGroup& group) {
-  if (group.holder == Holder::Trap || group.holder == Holder::Mail) {
-    const bool isReplaced = std::ranges::any_of(group.changes, [](const BmcChange& change) {
-      return change.row->access == BmcAccess::Replaced;
-    });
-    if (isReplaced) return ReplaceSubscriptions(group);
-  }
+  const bool isReplaced = std::ranges::any_of(group.changes, [](const BmcChange& change) {
+    return change.row->access == BmcAccess::Replaced;
+  });
+  if (isReplaced) return ReplaceSubscriptions(group);
   if (group.resource.empty()) return MakeAccount(group);
   ChangeResource(group, group.changes);
 }
@@ -204,9 +202,9 @@ void BmcWriter::ChangeResource(const BmcGroup& group, BmcChanges changes) {
     }
     const std::string reason = service_.ReasonIn(answer);
     if (!IsOfContent(answer)) return NoteAll(changes, Fate::Refused, reason);
-    const bool hadName = Touches(changes, "/UserName");
+    const bool hadName = Touches(changes, kUserName);
     const std::size_t refused = TakeRefused(answer, changes);
-    const bool isNameless = hadName && !Touches(changes, "/UserName");
+    const bool isNameless = hadName && !Touches(changes, kUserName);
     if (group.willBeOpen && (isNameless || (refused == 0 && withPassword))) {
       // Nobody is let in by a name or password that is another than the file's or the given one.
       const auto closing = std::stable_partition(changes.begin(), changes.end(), IsOfOpenAccount);
@@ -237,7 +235,7 @@ void BmcWriter::ChangeEach(const BmcGroup& group, const BmcChanges& changes,
       ReadBack({change}, "", answer);
     } else {
       Note(change, Fate::Refused, service_.ReasonIn(answer));
-      isClosed = isClosed || (group.willBeOpen && change.row->pointer == "/UserName");
+      isClosed = isClosed || (group.willBeOpen && change.row->pointer == kUserName);
     }
   }
 }

@@ -1,11 +1,16 @@
 #pragma once
 
+#include <algorithm>
 #include <initializer_list>
 #include <map>
 #include <memory>
 #include <set>
+#include <span>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace Query {
@@ -71,18 +76,82 @@ class SharedContainer : public Shared<Container> {
   void clear() { *this = SharedContainer(); }
 };
 
-/// A list of texts.
-class Texts : public SharedContainer<std::vector<std::string>> {
+/// A list of texts. The only text of a list, which nearly every setting has, lies in the object
+/// itself, so that whoever copies or reads a tree of them stays in the memory of its nodes; more
+/// are shared by the copies.
+class Texts {
+ public:
+  using value_type = std::string;
+  using size_type = std::size_t;
+  using iterator = const std::string*;
+  using const_iterator = const std::string*;
+
+  Texts() = default;
+  Texts(std::initializer_list<std::string> texts) : Texts(std::vector(texts)) {}
+  Texts(std::vector<std::string> texts) {  // NOLINT(google-explicit-constructor): it is one
+    if (texts.size() == 1) {
+      texts_ = std::move(texts.front());
+    } else {
+      texts_ = Several(std::move(texts));
+    }
+  }
+  operator std::vector<std::string>() const {  // NOLINT(google-explicit-constructor): it is one
+    return {begin(), end()};
+  }
+
+  [[nodiscard]] const_iterator begin() const { return View().data(); }
+  [[nodiscard]] const_iterator end() const { return begin() + size(); }
+  [[nodiscard]] size_type size() const { return View().size(); }
+  [[nodiscard]] bool empty() const { return View().empty(); }
+  [[nodiscard]] const std::string& front() const { return *begin(); }
+  [[nodiscard]] const std::string& back() const { return View().back(); }
+  const std::string& operator[](size_type index) const { return View()[index]; }
+  /// \throws std::out_of_range
+  [[nodiscard]] const std::string& at(size_type index) const {
+    if (index >= size()) throw std::out_of_range("Query::Texts::at");
+    return View()[index];
+  }
+
+  /// The list, of this object alone, to be changed.
+  [[nodiscard]] std::vector<std::string>& Edit() {
+    if (auto* one = std::get_if<std::string>(&texts_)) {
+      std::vector<std::string> list;
+      list.push_back(std::move(*one));
+      texts_ = Several(std::move(list));
+    }
+    return std::get<Several>(texts_).Edit();
+  }
+  void push_back(std::string text) {
+    if (empty()) {
+      texts_ = std::move(text);
+    } else {
+      Edit().push_back(std::move(text));
+    }
+  }
+  void clear() { texts_ = Several(); }
+
+  bool operator==(const Texts& other) const { return std::ranges::equal(*this, other); }
+
+ private:
+  using Several = Shared<std::vector<std::string>>;
+
+  [[nodiscard]] std::span<const std::string> View() const {
+    if (const auto* one = std::get_if<std::string>(&texts_)) return {one, 1};
+    return std::get<Several>(texts_).Get();
+  }
+
+  std::variant<Several, std::string> texts_;
+};
+
+/// A text that its copies share.
+class Text : public SharedContainer<std::string> {
  public:
   using SharedContainer::SharedContainer;
-  Texts(std::initializer_list<std::string> texts) : SharedContainer(std::vector(texts)) {}
-
-  [[nodiscard]] const std::string& front() const { return Get().front(); }
-  [[nodiscard]] const std::string& back() const { return Get().back(); }
-  [[nodiscard]] const std::string& at(size_type index) const { return Get().at(index); }
-  const std::string& operator[](size_type index) const { return Get()[index]; }
-
-  void push_back(std::string text) { Edit().push_back(std::move(text)); }
+  Text(const char* text)
+      : SharedContainer(std::string(text)) {}  // NOLINT(google-explicit-constructor): it is one
+  operator std::string_view() const {
+    return Get();
+  }  // NOLINT(google-explicit-constructor): it is one
 };
 
 /// An ordered map of texts.

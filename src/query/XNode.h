@@ -33,7 +33,7 @@ struct _XNode {  // NOLINT(bugprone-reserved-identifier): the name callers know
   bool flag = false;
 
   /// What a person who edits the value should know beyond its options; part of a sentence.
-  std::string remark = {};
+  Query::Text remark = {};
 
   /// What a setting takes beyond its options (`Query::Objection` checks a value against both).
   Query::Shared<Query::Limits> limits = {};

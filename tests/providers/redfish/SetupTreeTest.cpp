@@ -24,7 +24,7 @@ std::vector<std::string> Lines(const SetupTree& tree) {
     if (node.kind == NODE_SETTING) {
       line += "=" + (node.values.empty() ? std::string("(none)") : node.values.front());
       for (const auto& [value, text] : node.options) line += " " + value + ":" + text;
-      if (!node.remark.empty()) line += " " + node.remark;
+      if (!node.remark.empty()) line += " " + node.remark.Get();
     }
     if (!line.empty()) lines.push_back(line);
   }

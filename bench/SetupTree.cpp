@@ -96,8 +96,8 @@ void MemoryProvider::WriteAuthorised(const SDK::SettingMap& settings,
 
 void MemoryProvider::WriteGroup(const std::string& /*path*/, const SDK::SettingMap& /*settings*/) {}
 
-MountedMachine::MountedMachine(const NodeMap& tree)
-    : provider_(std::make_shared<MemoryProvider>(tree)) {
+MountedMachine::MountedMachine(NodeMap tree)
+    : provider_(std::make_shared<MemoryProvider>(std::move(tree))) {
   for (const char* name : {"BMC", "BIOS", "SMBIOS"}) {
     SDK::XDirectorImpl::CreateInstance()->Mount(name, provider_);
   }

@@ -20,8 +20,7 @@ namespace Bench {
 /// restore of a file finds the same machine.
 class MemoryProvider final : public SDK::QueryProvider {
  public:
-  /// Copies `tree`: a copy has no spare capacity, which matters where memory is counted.
-  explicit MemoryProvider(const NodeMap& tree) : tree_(tree) {}
+  explicit MemoryProvider(NodeMap tree) : tree_(std::move(tree)) {}
 
   void Read(const std::string& path, NodeMap& results) override;
   void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override;
@@ -40,7 +39,7 @@ class MemoryProvider final : public SDK::QueryProvider {
 /// Makes a machine with this tree the one that the process talks to, as long as it lives.
 class MountedMachine {
  public:
-  explicit MountedMachine(const NodeMap& tree);
+  explicit MountedMachine(NodeMap tree);
   MountedMachine(const MountedMachine&) = delete;
   MountedMachine& operator=(const MountedMachine&) = delete;
   ~MountedMachine();

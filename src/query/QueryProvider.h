@@ -83,6 +83,10 @@ class QueryProvider {
   /// waited, for a person's answer say, and wants to know whether the server is still as it was.
   virtual void Refresh() {}
 
+  /// All of the trees ("BMC", "BIOS", "SMBIOS") is about to be read: a provider to which each
+  /// answer takes its time may ask for several things at once. It reads nothing by itself.
+  virtual void Expect(const std::vector<std::string>& /*trees*/) {}
+
   /// Applies every path-to-value pair as one batch. `isBios` and `reserved` are what the module
   /// passes to the director: (true, false) with BIOS settings, (false, false) with BMC settings.
   ///

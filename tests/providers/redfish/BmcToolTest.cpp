@@ -366,6 +366,38 @@ TEST_F(BmcToolTest, ASaveOfBothHalvesFetchesEachResourceOnce) {
   EXPECT_EQ(ReadText(PathOf("x.ini")), ReadText(PathOf("y.ini")));
 }
 
+TEST_F(BmcToolTest, ASlowServiceIsAskedForSeveralThingsAtOnce) {
+  const std::string failures[] = {"",
+                                  "session-requests=9",
+                                  "status=500 " + kAccounts + "/3",
+                                  "status=403 " + kAccounts + "*",
+                                  "garbage=" + kManager,
+                                  "close=" + kDedicated,
+                                  "stall=" + kProtocols};
+  for (const std::string& failure : failures) {
+    SCOPED_TRACE(failure);
+    const auto save = [&](const std::string& speed) {
+      service->Renew();
+      service->Knobs({speed});
+      if (!failure.empty()) service->Knobs({failure});
+      return RunRemote("-v save --overwrite --mode all x.ini");
+    };
+    const ToolOutcome one = save("slow=0");
+    const std::string file = ReadText(PathOf("x.ini"));
+    const ToolOutcome several = save("slow=40");
+    EXPECT_EQ(several.exitCode, one.exitCode);
+    EXPECT_EQ(several.err, one.err);
+    EXPECT_EQ(ReadText(PathOf("x.ini")), file);
+    EXPECT_GE(service->State("connections"), 4);
+    EXPECT_EQ(service->State("sessions"), 0);
+    if (!failure.empty()) continue;
+    Lines lines = service->TakeLines();
+    std::ranges::sort(lines);
+    EXPECT_EQ(std::ranges::adjacent_find(lines), lines.end());
+    EXPECT_EQ(lines.size(), 36U);
+  }
+}
+
 #ifdef SAVERESTORE_SIMULATOR
 TEST_F(BmcToolTest, TheSameMachineReadsAlikeOverIpmi) {
   if (!Simulator::IsUsable()) GTEST_SKIP() << "ipmi_sim is not installed";

@@ -73,7 +73,8 @@ class QueryProvider {
   /// Adds nodes to `results`; entries already there stay.
   ///
   /// - Path P: the node P and every node below it, that is with a path that starts with P + "/" or
-  ///   P + "[". The keys are full paths.
+  ///   P + "[". The keys are full paths. A back end that asks its server for each node may leave
+  ///   out some that no file has a place for; who asks for one of them, or for its node, gets it.
   /// - `P/@children`: the node P alone, with the full paths of its children as its values.
   ///
   /// \throws ResultStatus  NoSuchNode when the path names nothing; `results` is then unchanged.

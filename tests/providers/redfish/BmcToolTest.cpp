@@ -283,6 +283,15 @@ TEST_F(BmcToolTest, AnAccountIsMadeOrOpenedWithAPasswordAlone) {
   }
 }
 
+TEST_F(BmcToolTest, ASlotThatNobodyUsesIsAsGoodAsNone) {
+  SaveEdited("x.ini", {});
+  service->Knobs({"accounts=made"});
+  EXPECT_EQ(RunRemote("verify x.ini").exitCode, 0);
+  EXPECT_EQ(RunRemote("diff x.ini").exitCode, 0);
+  Change("x.ini", {{"USERS::USER5::UserName", "Five"}});
+  EXPECT_EQ(RunRemote("verify x.ini").exitCode, 1);
+}
+
 TEST_F(BmcToolTest, ASubscriptionIsMadeBeforeTheOldOneGoes) {
   const std::string post = "POST " + kSubscriptions;
   const std::string gone = "DELETE " + kSubscriptions;
@@ -445,6 +454,19 @@ TEST_F(BmcToolTest, TheSameMachineReadsAlikeOverIpmi) {
                                              "ServerAddress",
                                              "PortNumber",
                                              "AuthenticationEncryptMethod"};
+  service->Knobs({"password=secret"});
+  const auto overBoth = [&](const std::string& options) {
+    EXPECT_EQ(overIpmi("--target redfish:admin@" + service->Host() + " --cacert " +
+                       service->CaCert() + options + " save --overwrite --mode bmc b.ini")
+                  .exitCode,
+              0);
+    return ReadText(PathOf("b.ini"));
+  };
+  EXPECT_EQ(overBoth(""), ReadText(PathOf("i.ini")));
+  EXPECT_EQ(overBoth(" --bmc-over ipmi"), ReadText(PathOf("i.ini")));
+  EXPECT_EQ(overBoth(" --bmc-over redfish"), ReadText(PathOf("r.ini")));
+  service->Unset("password");
+
   std::set<std::string> ofOne = onlyIpmi;
   ofOne.insert(onlyRedfish.begin(), onlyRedfish.end());
   EXPECT_EQ(KeysThatDiffer("i.ini", "r.ini"), ofOne);
@@ -454,9 +476,16 @@ TEST_F(BmcToolTest, TheSameMachineReadsAlikeOverIpmi) {
                    {"LANCHANNELS::DHCPHostName", "Rack-7"},
                    {"CHANNEL::LAN#::AlertIP0", "192.0.2.77"},
                    {"CHANNEL::LAN#::SOL::SOLEnable", "DISABLE"}});
+  const auto interval = [&] {
+    return ValuesOf(ReadText(PathOf("i.ini"))).at("CHANNEL::LAN1::SOL::SolRetryInterval");
+  };
+  const std::string before = interval();
+  EXPECT_NE(before, "0");
   EXPECT_EQ(overIpmi("restore --yes --no-backup --mode bmc r.ini").exitCode, 0);
+  EXPECT_EQ(overIpmi("verify --mode bmc r.ini").exitCode, 0);
   EXPECT_EQ(Restore("--mode bmc r.ini").exitCode, 0);
   ASSERT_EQ(overIpmi("save --overwrite --mode bmc i.ini").exitCode, 0);
+  EXPECT_EQ(interval(), before);  // the file of a server without retries does not tell it
   ASSERT_EQ(RunRemote("save --mode bmc s.ini").exitCode, 0);
   EXPECT_EQ(ReadText(PathOf("s.ini")), ReadText(PathOf("r.ini")));
   EXPECT_THAT(KeysThatDiffer("i.ini", "r.ini"), ::testing::IsSubsetOf(ofOne));

@@ -1,8 +1,25 @@
 # Completion of saverestore for bash. What fits, the tool itself says.
+# Sets `words` to those of the line up to the cursor. ":" and "=" belong to a word here: KIND:PLACE,
+# SECTION::KEY=VALUE; bash makes words of their own of them. What stands together in the line is one.
+_saverestore_words() {
+  local rest=${COMP_LINE:0:COMP_POINT} part gap
+  words=()
+  for part in "${COMP_WORDS[@]:0:COMP_CWORD+1}"; do
+    gap=${rest%%[![:space:]]*}
+    rest=${rest#"$gap"}
+    case $rest in
+      "$part"*) ;;
+      *) part=$rest ;; # the cursor stands within it
+    esac
+    rest=${rest#"$part"}
+    if [ -n "$gap" ] || [ ${#words[@]} -eq 0 ]; then words+=("$part"); else words[-1]+=$part; fi
+  done
+}
+
 _saverestore() {
-  local cur words cword line word kept
-  # ":" and "=" belong to a word here: KIND:PLACE, SECTION::KEY=VALUE.
-  _get_comp_words_by_ref -n ':=' cur words cword
+  local cur words line word kept
+  _saverestore_words
+  cur=${words[-1]}
   kept=${cur%"${cur##*[:=]}"} # what bash takes for words of their own, and does not replace
   COMPREPLY=()
   while IFS=$'\t' read -r word line; do
@@ -11,7 +28,7 @@ _saverestore() {
       *) printf -v word %q "$word"; word=${word#"$kept"} ;;
     esac
     COMPREPLY+=("$word")
-  done < <("${words[0]/#\~/$HOME}" --complete=bash "${words[@]:1:cword}" 2>/dev/null)
+  done < <("${words[0]/#\~/$HOME}" --complete=bash "${words[@]:1}" 2>/dev/null)
   case ${COMPREPLY[*]} in
     *[:/=]) [ ${#COMPREPLY[@]} -ne 1 ] || compopt -o nospace ;;
   esac

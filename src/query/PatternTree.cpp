@@ -151,6 +151,10 @@ NodeMap PatternTree::Nodes(const std::string& path, Depth depth) {
         const std::string child = ChildOnTheWay(path, leaf);
         if (isListed(child)) return;
         if (IsSurelyThere(child)) return ListWithParents(child, inner);
+      } else if (PassesBy(row, indexes, path)) {
+        const std::string parent = ParentOf(leaf);
+        if (IsSurelyThere(parent)) ListWithParents(parent, inner);
+        return;
       }
       std::optional<_XNode> node = NodeOf(row, indexes, leaf);
       if (!node && MayBeEmpty(row)) untold.push_back(leaf);

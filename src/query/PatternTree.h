@@ -51,8 +51,8 @@ class PatternTree {
 
   /// Adds nodes as `QueryProvider::Read` promises it. An inner node lists its children, a
   /// collection its instances; asking for the children of a node reads only as many settings as
-  /// that takes. A text that can be empty reads `kNotTold` where the server does not tell it, but
-  /// tells others beside it.
+  /// that takes, and a read of a node passes by what `PassesBy` names. A text that can be empty
+  /// reads `kNotTold` where the server does not tell it, but tells others beside it.
   void Read(const std::string& path, NodeMap& results);
 
   /// True when the server has what `path`, one of the row's, names by its indexes.
@@ -73,6 +73,11 @@ class PatternTree {
   [[nodiscard]] virtual bool MayBeEmpty(std::size_t row) const = 0;
   /// True for an instance that is there even when none of its settings can be read.
   [[nodiscard]] virtual bool IsSurelyThere(const std::string& /*instance*/) const { return false; }
+  /// True for a setting that a read of `path`, a node above it, leaves out.
+  [[nodiscard]] virtual bool PassesBy(std::size_t /*row*/, const Indexes& /*indexes*/,
+                                      const std::string& /*path*/) const {
+    return false;
+  }
 
  private:
   enum class Depth : std::uint8_t { Whole, Children };

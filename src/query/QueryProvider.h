@@ -73,7 +73,8 @@ class QueryProvider {
   /// Adds nodes to `results`; entries already there stay.
   ///
   /// - Path P: the node P and every node below it, that is with a path that starts with P + "/" or
-  ///   P + "[". The keys are full paths.
+  ///   P + "[". The keys are full paths. A back end that asks its server for each node may leave
+  ///   out some that no file has a place for; who asks for one of them, or for its node, gets it.
   /// - `P/@children`: the node P alone, with the full paths of its children as its values.
   ///
   /// \throws ResultStatus  NoSuchNode when the path names nothing; `results` is then unchanged.
@@ -82,6 +83,10 @@ class QueryProvider {
   /// Forgets what earlier reads have brought: the next one asks the server again. For whoever has
   /// waited, for a person's answer say, and wants to know whether the server is still as it was.
   virtual void Refresh() {}
+
+  /// All of the trees ("BMC", "BIOS", "SMBIOS") is about to be read: a provider to which each
+  /// answer takes its time may ask for several things at once. It reads nothing by itself.
+  virtual void Expect(const std::vector<std::string>& /*trees*/) {}
 
   /// Applies every path-to-value pair as one batch. `isBios` and `reserved` are what the module
   /// passes to the director: (true, false) with BIOS settings, (false, false) with BMC settings.

@@ -48,6 +48,7 @@ TEST_F(CompletionTest, OffersWhatCanStandThere) {
            CompletionCase{"--target ''", "machine:\t", "restore"},
            CompletionCase{"--target machine:s", "machine:server.json\t", "site.ini"},
            CompletionCase{"--target redfish:host --auth ''", "session\t", "site.ini"},
+           CompletionCase{"--bmc-over ''", "redfish\t", "site.ini"},
            CompletionCase{"apply site.ini --set ''", "BIOS::Main::Quiet Boot=\t1", "site.ini"},
            CompletionCase{"apply site.ini --only P", "POWER::PowerRestorePolicy\tON", "BIOS"},
        }) {
@@ -61,12 +62,15 @@ TEST_F(CompletionTest, OffersWhatCanStandThere) {
 
 TEST_F(CompletionTest, BashPutsInWhatItTakesApart) {
   WriteText(PathOf("drive"), R"(. "$1/completion/saverestore.bash"
-_get_comp_words_by_ref() { cur=$line_cur words=("${line_words[@]}") cword=$((${#words[@]} - 1)); }
-complete_line() { line_words=("$@") line_cur=${*: -1}; _saverestore; printf '[%s]' "${COMPREPLY[@]}"; echo; }
+complete_line() {
+  COMP_LINE=$1 COMP_POINT=${#1} COMP_WORDS=("${@:2}") COMP_CWORD=$(($# - 2))
+  _saverestore
+  printf '[%s]' "${COMPREPLY[@]}"; echo
+}
 compopt() { printf '(%s %s)' "$@"; }
-complete_line "$2" apply site.ini --set BIOS::Main::Q
-complete_line "$2" restore my
-complete_line "$2" restore 'my\ f'
+complete_line "$2 apply site.ini --set BIOS::Main::Q" "$2" apply site.ini --set BIOS :: Main :: Q
+complete_line "$2 restore my" "$2" restore my
+complete_line "$2 restore my\\ f" "$2" restore 'my\ f'
 )");
   const Outcome outcome = Shell("bash drive '" + kSource + "' " + ToolProgram());
   EXPECT_EQ(outcome.out,

@@ -36,6 +36,8 @@ class FieldTree final : public Query::PatternTree {
                                              const std::string& path) override;
   [[nodiscard]] bool MayBeEmpty(std::size_t row) const override;
   [[nodiscard]] bool IsSurelyThere(const std::string& instance) const override;
+  [[nodiscard]] bool PassesBy(std::size_t row, const Query::Indexes& indexes,
+                              const std::string& path) const override;
 
  private:
   Bmc& bmc_;

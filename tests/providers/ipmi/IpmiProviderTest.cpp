@@ -142,6 +142,17 @@ TEST_F(IpmiProviderTest, AReadKeepsTheContractAndAsksNothingTwice) {
   EXPECT_TRUE(nodes.contains("/BMC/LAN[1]"));
   EXPECT_TRUE(nodes.contains("/BMC/LAN[1]/ALERT/DESTINATION[0]/MAC"));
   for (const auto& [path, node] : nodes) EXPECT_THAT(path, StartsWith("/BMC/LAN[1]"));
+  provider->Read("/BMC/PEF/FILTER", nodes);
+  EXPECT_THAT(nodes.at("/BMC/PEF/FILTER").values.Get(), SizeIs(15));
+  EXPECT_EQ(nodes.at("/BMC/LAN[1]/ALERT/DESTINATION").values.Get(),
+            Children("/BMC/LAN[1]/ALERT/DESTINATION"));
+  for (const char* path : {"/BMC/PEF/FILTER[13]", "/BMC/LAN[1]/ALERT/DESTINATION[2]",
+                           "/BMC/SOL/CHANNEL[1]/BAUDRATESERIAL"}) {
+    EXPECT_FALSE(nodes.contains(path)) << "no file has a place for it";
+    EXPECT_EQ(CodeOf([&] { provider->Read(path, nodes); }), 0) << path;
+    EXPECT_TRUE(nodes.contains(path));
+  }
+  EXPECT_THAT(Children("/BMC/SOL/CHANNEL[1]"), Contains("/BMC/SOL/CHANNEL[1]/BAUDRATESERIAL"));
   for (const char* path : {"/BMC/LAN[3]/IP", "/BMC/LAN[1]/I", "/BMC/LA", "/BMC/LAN/FAILOVERMODE",
                            "/BMC/LAN[3]/@children", "/BMC/LAN[1]/ALERT/DESTINATION[4]/IP",
                            "/BMC/USER[64]/NAME", "/BIOS/Main"}) {
@@ -557,6 +568,7 @@ TEST_F(IpmiProviderTest, PausesAndLostDatagramsCostTimeOnly) {
   Mount(std::move(provider));
   const std::string direct = save("direct.ini");
   EXPECT_THAT(direct, HasSubstr("UserName=oper"));
+  EXPECT_THAT(simulator->TakeRequests(), SizeIs(95)) << "what the file needs, and no more";
   Relay relay(simulator->Port(), [](unsigned number, auto) { return number % 10 == 0 ? 0 : 1; });
   std::shared_ptr<Ipmi::IpmiProvider> lossy = Login(relay.Port(), 1500ms);
   std::this_thread::sleep_for(800ms);

@@ -24,6 +24,22 @@ void RequireSameWhenWritten(const Planning::Configuration& content) {
   }
 }
 
+void WriteBack(SDK::QueryProvider& bmc) {
+  NodeMap tree;
+  if (!Try([&] { bmc.Read("/BMC", tree); })) return;
+  SDK::SettingMap settings;
+  for (const auto& [path, node] : tree) {
+    if (node.values.size() != 1 || node.values.front().starts_with('/')) continue;
+    settings[path] = node.options.empty() ? "1" + node.values.front() : node.options.begin()->first;
+  }
+  bmc.UsePasswords({{"admin", "secret"}, {"root", "secret"}});
+  Try([&] { static_cast<void>(bmc.Foresee(settings)); });
+  Try([&] { bmc.Write(settings, false, false); });
+  for (const SDK::WriteNote& note : bmc.TakeWriteNotes()) {
+    Require(!note.path.empty() || !note.reason.empty(), "a note says something");
+  }
+}
+
 void SaveAll(const std::shared_ptr<SDK::QueryProvider>& provider) {
   const Planning::Server server(Planning::AllTrees(provider));
   for (const Planning::Mode mode : {Planning::ModeBios, Planning::ModeBmc}) {

@@ -58,6 +58,9 @@ class TreeServer final : public SDK::QueryProvider {
 /// or a server starts a line, a key or a section of its own.
 void RequireSameWhenWritten(const Planning::Configuration& content);
 
+/// Writes what a BMC has, and with each value another one that its setting takes.
+void WriteBack(SDK::QueryProvider& bmc);
+
 /// Saves a server and checks what comes of it.
 void SaveAll(const std::shared_ptr<SDK::QueryProvider>& server);
 

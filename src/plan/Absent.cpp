@@ -32,7 +32,8 @@ SettingNames AbsentOf(const Configuration& wanted, const Configuration& present,
   }
   if (settings.empty()) return absent;
   for (const SDK::WriteForesight& foreseen : server.Foresee(settings)) {
-    if (foreseen.kind != SDK::WriteForesight::Kind::Absent) continue;
+    using Kind = SDK::WriteForesight::Kind;
+    if (foreseen.kind != Kind::Absent && foreseen.kind != Kind::Keeps) continue;
     const Setting& setting = *byPath.at(foreseen.path);
     absent.insert({setting.section, setting.key});
   }

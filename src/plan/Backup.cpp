@@ -39,7 +39,7 @@ std::string LongValues(const Configuration& content) {
 void SaveInto(Common::AtomicFile& file, Mode mode, const Server& server,
               const SectionObserver& observer) {
   CheckFileName(file.Destination());
-  ExpectSave(mode);
+  server.Expect(mode);
   try {
     ShownSaveRestore(observer).Save(
         OptionsFor(file.TemporaryPathWithin(SDK::kLongestFileName), mode));

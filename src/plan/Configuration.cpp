@@ -6,7 +6,6 @@
 #include "modules/save/Expansion.h"
 #include "modules/save/SaveRestore.h"
 #include "plan/Failure.h"
-#include "query/XDirector.h"
 
 namespace Planning {
 namespace {
@@ -107,13 +106,7 @@ std::map<std::string, std::size_t> Configuration::KeysPerSection() const {
   return counts;
 }
 
-void ExpectSave(Mode mode) {
-  if (mode == ModeBios) return;  // of the BMC that reads hardly anything
-  SDK::XDirectorImpl::CreateInstance()->Expect({"/SMBIOS/Type0/BIOSVersion", "/BMC"});
-}
-
 Configuration ConfigurationOfTarget(Mode mode) {
-  ExpectSave(mode);
   return CollectingSaveRestore().Collect(mode);
 }
 

@@ -65,9 +65,6 @@ class Configuration {
   std::map<std::pair<std::string, std::string>, std::size_t> index_;
 };
 
-/// Tells the mounted target what a save of `mode` is going to read.
-void ExpectSave(Mode mode);
-
 /// The settings of the mounted target, as a save of `mode` would write them.
 /// \throws ResultStatus  what the save throws.
 [[nodiscard]] Configuration ConfigurationOfTarget(Mode mode);

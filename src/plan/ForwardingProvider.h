@@ -18,8 +18,8 @@ class ForwardingProvider : public SDK::QueryProvider {
       : inner_(std::move(inner)) {}
 
   void Read(const std::string& path, NodeMap& results) override { inner_->Read(path, results); }
-  void Expect(const std::vector<std::string>& paths) override { inner_->Expect(paths); }
   void Refresh() override { inner_->Refresh(); }
+  void Expect(const std::vector<std::string>& trees) override { inner_->Expect(trees); }
   void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override {
     inner_->Write(settings, isBios, reserved);
   }

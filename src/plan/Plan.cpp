@@ -8,6 +8,7 @@
 #include "plan/BootEntries.h"
 #include "plan/ConfigurationFile.h"
 #include "plan/UnknownNames.h"
+#include "query/BmcRules.h"
 
 namespace Planning {
 namespace {
@@ -152,7 +153,8 @@ void CheckAgainstServer(const Rehearsal& rehearsal, const Server& server, Plan& 
 std::vector<SDK::WriteForesight> KeptOf(const SDK::SettingMap& settings, const Server& server) {
   SDK::SettingMap untold;
   for (const auto& [path, value] : settings) {
-    if (path.starts_with("/BMC/") && TellsNothing(value)) untold.emplace(path, value);
+    if (!path.starts_with("/BMC/")) continue;
+    if (TellsNothing(value) || Query::IsIntervalOfNone(path, settings)) untold.emplace(path, value);
   }
   if (untold.empty()) return {};
   std::vector<SDK::WriteForesight> kept = server.Foresee(untold);

@@ -44,6 +44,15 @@ void Server::Refresh() const {
   }
 }
 
+void Server::Expect(Mode mode) const {
+  const std::string without = mode == ModeBios ? "BMC" : mode == ModeBmc ? "BIOS" : "";
+  std::map<SDK::QueryProvider*, std::vector<std::string>> trees;  // one may be for several
+  for (const auto& [tree, mount] : mounts_) {
+    if (tree != without) trees[mount.provider.get()].push_back(tree);
+  }
+  for (const auto& [provider, all] : trees) provider->Expect(all);
+}
+
 std::vector<SDK::WriteForesight> Server::Foresee(const SDK::SettingMap& settings) const {
   std::map<std::string, SDK::SettingMap> byTree;  // a batch goes to one back end
   byTree["BIOS"];                                 // that may have to say something of all files

@@ -30,6 +30,9 @@ class Server {
   /// Has the next reads ask the server again (`QueryProvider::Refresh`). \throws ResultStatus
   void Refresh() const;
 
+  /// All of the part that `mode` says is about to be read (`QueryProvider::Expect`).
+  void Expect(Mode mode) const;
+
   /// What writing `settings` would lead to; nothing is written. \throws ResultStatus
   [[nodiscard]] std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings) const;
 

@@ -16,6 +16,7 @@ std::vector<Setting> State::Waiting() const {
 
 Configuration PresentOf(const Server& server, Mode mode) {
   CheckMode(server.Providers(), mode);
+  server.Expect(mode);
   Configuration present = ConfigurationOfTarget(mode);
   server.ThrowIfSilent();
   return present;

@@ -60,8 +60,8 @@ Verification Verify(const Configuration& wanted, Configuration present, Mode mod
   for (const Setting& setting : asRead.Settings()) {
     const Setting* now = verification.present.Find(setting.section, setting.key);
     if (!IsWritten(setting, mode) || (now != nullptr && kept.contains(now->path))) continue;
-    if (absent.contains({setting.section, setting.key})) continue;
     const bool isOwn = own.Find(setting.section, setting.key) != nullptr;
+    if (!isOwn && absent.contains({setting.section, setting.key})) continue;
     if (!isOwn) ++verification.compared;
     const bool waits = now != nullptr && waiting.contains(now->path);
     if (now != nullptr && !waits && SameValue(setting, *now)) continue;

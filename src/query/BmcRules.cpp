@@ -71,6 +71,13 @@ std::string ObjectionToAddress(int family) {
   return family == AF_INET ? "it must be an IPv4 address" : "it must be an IPv6 address";
 }
 
+bool IsIntervalOfNone(const std::string& path, const SDK::SettingMap& settings) {
+  constexpr std::string_view kInterval = "/RETRY/INTERVAL";
+  if (!path.ends_with(kInterval) || settings.at(path) != "0") return false;
+  const auto count = settings.find(path.substr(0, path.size() - kInterval.size()) + "/RETRY/COUNT");
+  return count != settings.end() && count->second.empty();
+}
+
 SDK::WriteForesight OpensAccount(const std::string& path, const std::string& name, unsigned slot,
                                  bool isPasswordGiven) {
   using Kind = SDK::WriteForesight::Kind;

@@ -25,6 +25,11 @@ namespace Query {
 
 [[nodiscard]] std::string Upper(std::string_view text);
 
+/// True for a retry interval of 0 beside an empty number of retries in `settings`, which hold it:
+/// what a save makes of a server that has neither, since an interval has another unit in a file and
+/// nothing becomes 0. It tells as little as the empty number does.
+[[nodiscard]] bool IsIntervalOfNone(const std::string& path, const SDK::SettingMap& settings);
+
 /// What a plan and a report say of a setting that only other servers have.
 inline constexpr const char* kNoSuchSetting = "this target has no such setting";
 

@@ -80,13 +80,14 @@ class QueryProvider {
   /// \throws ResultStatus  NoSuchNode when the path names nothing; `results` is then unchanged.
   virtual void Read(const std::string& path, NodeMap& results) = 0;
 
-  /// What is going to be read: a back end that can fetch it together, or several things at a time,
-  /// does so now. A hint, which changes no answer; a path may name nothing. It throws only to stop.
-  virtual void Expect(const std::vector<std::string>& /*paths*/) {}
-
   /// Forgets what earlier reads have brought: the next one asks the server again. For whoever has
   /// waited, for a person's answer say, and wants to know whether the server is still as it was.
   virtual void Refresh() {}
+
+  /// All of the trees ("BMC", "BIOS", "SMBIOS") is about to be read: a provider to which each
+  /// answer takes its time may ask for several things at a time, now or with the reads. A hint,
+  /// which changes no answer; it throws only to stop.
+  virtual void Expect(const std::vector<std::string>& /*trees*/) {}
 
   /// Applies every path-to-value pair as one batch. `isBios` and `reserved` are what the module
   /// passes to the director: (true, false) with BIOS settings, (false, false) with BMC settings.

@@ -64,15 +64,6 @@ void XDirectorImpl::ProcessXQuery(std::string path, NodeMap& results) {
   ProviderOf(TreeOf(path), path).Read(path, results);
 }
 
-void XDirectorImpl::Expect(const std::vector<std::string>& paths) const {
-  std::map<QueryProvider*, std::vector<std::string>> parts;  // one may have several trees
-  for (const std::string& path : paths) {
-    const auto mount = mounts_.find(TreeOf(path));
-    if (mount != mounts_.end()) parts[mount->second.get()].push_back(path);
-  }
-  for (const auto& [provider, part] : parts) provider->Expect(part);
-}
-
 void XDirectorImpl::ProcessXQuery(SettingMap settings, bool isBios, bool reserved) {
   if (settings.empty()) {
     const auto mount = mounts_.find(isBios ? kBiosTree : kBmcTree);

@@ -35,10 +35,6 @@ class XDirectorImpl {
   /// Reads the nodes at `path` into `results` (`QueryProvider::Read`).
   void ProcessXQuery(std::string path, NodeMap& results);
 
-  /// Tells each provider which of the paths are going to be read (`QueryProvider::Expect`); those
-  /// without a provider are passed over.
-  void Expect(const std::vector<std::string>& paths) const;
-
   /// Applies a batch (`QueryProvider::Write`): each provider gets the pairs of its trees as one
   /// batch. A pair of a tree without a provider is refused before anything is written. An empty
   /// batch goes to the provider for "BIOS" or "BMC", as `isBios` says: it ends what groups began.

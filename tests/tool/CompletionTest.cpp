@@ -48,6 +48,7 @@ TEST_F(CompletionTest, OffersWhatCanStandThere) {
            CompletionCase{"--target ''", "machine:\t", "restore"},
            CompletionCase{"--target machine:s", "machine:server.json\t", "site.ini"},
            CompletionCase{"--target redfish:host --auth ''", "session\t", "site.ini"},
+           CompletionCase{"--bmc-over ''", "redfish\t", "site.ini"},
            CompletionCase{"apply site.ini --set ''", "BIOS::Main::Quiet Boot=\t1", "site.ini"},
            CompletionCase{"apply site.ini --only P", "POWER::PowerRestorePolicy\tON", "BIOS"},
        }) {

@@ -67,6 +67,8 @@ TEST_F(NamedTargetTest, AKeyIsAnOptionOfItsTargetAndAnythingElseAnError) {
            KeyCase{"bmc-password=secret", 65, "a password stands in a file of its own"},
            KeyCase{"insecure=no", 65, "is \"yes\" or not there"},
            KeyCase{"auth=digest", 65, "is one of auto, session, basic"},
+           KeyCase{"bmc-over=host", 65, "is one of redfish, ipmi"},
+           KeyCase{"bmc-over=ipmi", 64, "--bmc-over ipmi needs a --target ipmi:..."},
            KeyCase{"timeout=0", 65, "is no number of seconds from 1 to 600"},
            KeyCase{"auth=", 65, "has no value"},
            KeyCase{"auth", 65, "in line 3 "},

@@ -35,12 +35,12 @@ void IpmiProvider::Read(const std::string& path, NodeMap& results) {
   FieldTree(bmc_).Read(path, results);
 }
 
-void IpmiProvider::Expect(const std::vector<std::string>& paths) {
+void IpmiProvider::Expect(const std::vector<std::string>& trees) {
   bmc_.FetchAhead([&] {
-    for (const std::string& path : paths) {
+    for (const std::string& tree : trees) {
       try {
         NodeMap ignored;
-        FieldTree(bmc_).Read(path, ignored);
+        FieldTree(bmc_).Read("/" + tree, ignored);
       } catch (const ResultStatus&) {  // a tree of which nothing is known yet has no nodes
       }
     }

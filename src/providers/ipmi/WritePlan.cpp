@@ -151,7 +151,9 @@ void WritePlan::AddKnown(Change change) {
 /// what a save writes for all that it could not read, and must not erase what a restore can read.
 std::string WritePlan::WhyKept(const Change& change) const {
   const FieldRow& field = *change.field;
-  if (change.wanted == kNotTold) return Query::kNotInFile;
+  if (change.wanted == kNotTold || Query::IsIntervalOfNone(change.path, settings_)) {
+    return Query::kNotInFile;
+  }
   if (change.wanted.empty() && !MayBeEmpty(field)) return Query::kEmptyKeeps;
   if (change.wanted.empty() && field.page == Page::UserName) {
     const std::string status = UserPath(change.place, "STATUS");

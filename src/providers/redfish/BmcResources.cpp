@@ -107,7 +107,9 @@ std::vector<BmcResources::Numbered> BmcResources::Accounts() {
     std::string path;
   };
   std::vector<Known> accounts;
-  for (std::string& path : MembersOf(AccountCollection())) {
+  std::vector<std::string> members = MembersOf(AccountCollection());
+  service_.FetchTogether(members);
+  for (std::string& path : members) {
     const json& content = ContentOf(path);
     if (content.is_null()) continue;
     std::string id = IdOf(content, path);
@@ -148,7 +150,9 @@ bool BmcResources::CanMake(std::uint8_t user) {
 
 std::vector<std::string> BmcResources::Interfaces() {
   std::vector<std::string> enabled;
-  for (std::string& path : MembersOf(LinkOf(ManagerPath(), "EthernetInterfaces"))) {
+  std::vector<std::string> members = MembersOf(LinkOf(ManagerPath(), "EthernetInterfaces"));
+  service_.FetchTogether(members);
+  for (std::string& path : members) {
     const json& content = ContentOf(path);
     if (!content.is_null() && IsEnabled(content)) enabled.push_back(std::move(path));
   }
@@ -163,7 +167,9 @@ std::string BmcResources::SubscriptionCollection() {
 
 std::vector<std::string> BmcResources::Subscriptions(Holder holder) {
   std::vector<std::string> wanted;
-  for (std::string& path : MembersOf(SubscriptionCollection())) {
+  std::vector<std::string> members = MembersOf(SubscriptionCollection());
+  service_.FetchTogether(members);
+  for (std::string& path : members) {
     if (Sends(ContentOf(path), holder)) wanted.push_back(std::move(path));
   }
   return wanted;
@@ -218,13 +224,22 @@ std::string BmcResources::PathOf(Holder holder, const Query::Indexes& indexes) {
 
 /// Which of the server's own names has which number, once.
 void BmcResources::TellNumbers(const char* kind, const std::vector<std::string>& paths) {
-  if (!told_.insert(kind).second) return;
+  if (service_.IsLooking() || !told_.insert(kind).second) return;
   for (std::size_t index = 0; index < paths.size(); ++index) {
     const std::string number = std::to_string(index + 1);
     LOGGER::Logger::CreateInstance()->Log(LOGGER::Info, __FILE__, "TellNumbers", __LINE__,
                                           "%s %s of this server is %s", kind, number.c_str(),
                                           paths[index].c_str());
   }
+}
+
+std::vector<Service::Walk> BmcResources::Walks() {
+  return {[this] { ContentOf(ManagerPath()); },
+          [this] { static_cast<void>(Accounts()); },
+          [this] { static_cast<void>(Interfaces()); },
+          [this] { static_cast<void>(Subscriptions(Holder::Trap)); },
+          [this] { ContentOf(PathOf(Holder::Protocol, {})); },
+          [this] { static_cast<void>(FirstSerial()); }};
 }
 
 void BmcResources::Forget() {

@@ -43,6 +43,9 @@ class BmcResources {
   [[nodiscard]] std::string AccountCollection();
   [[nodiscard]] std::string SubscriptionCollection();
 
+  /// What finds all of them.
+  [[nodiscard]] std::vector<Service::Walk> Walks();
+
   /// Has what was found, and may have changed, fetched again when it is needed the next time.
   void Forget();
 

@@ -24,6 +24,7 @@ class BmcSettings {
   void WriteGroup(const std::string& path, const SDK::SettingMap& settings);
   [[nodiscard]] std::vector<SDK::WriteForesight> Foresee(const SDK::SettingMap& settings);
   void UsePasswords(const SDK::SettingMap& passwords);
+  [[nodiscard]] std::vector<Service::Walk> Walks() { return tree_.Resources().Walks(); }
   void Refresh() { tree_.Resources().Forget(); }
 
  private:

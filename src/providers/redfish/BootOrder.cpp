@@ -21,11 +21,13 @@ std::vector<std::string> ReferencesOf(const json& system) {
 }
 
 /// Puts the members that are likely to be named first: a member's address mostly ends in the
-/// reference.
-void SortLikelyFirst(std::vector<std::string>& members, const std::set<std::string>& wanted) {
-  std::stable_partition(members.begin(), members.end(), [&](const std::string& path) {
-    return wanted.contains(path.substr(path.rfind('/') + 1));
-  });
+/// reference. \return those.
+std::vector<std::string> SortLikelyFirst(std::vector<std::string>& members,
+                                         const std::set<std::string>& wanted) {
+  const auto end = std::stable_partition(
+      members.begin(), members.end(),
+      [&](const std::string& path) { return wanted.contains(path.substr(path.rfind('/') + 1)); });
+  return {members.begin(), end};
 }
 
 /// The display texts of the boot options that `wanted` refers to.
@@ -34,7 +36,7 @@ std::map<std::string, std::string> NamesOf(Service& service, std::set<std::strin
   const std::string collection = LinkAt(service.System().content, {"Boot", "BootOptions"});
   if (collection.empty()) return names;
   std::vector<std::string> members = service.ExpandedMembers(collection);
-  SortLikelyFirst(members, wanted);
+  service.FetchTogether(SortLikelyFirst(members, wanted));
   for (const std::string& path : members) {
     if (wanted.empty()) break;
     const Resource* option = service.Find(path);

@@ -1,78 +1,22 @@
 #include "providers/redfish/HttpClient.h"
 
 #include <curl/curl.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <array>
-#include <string_view>
 #include <utility>
 
 #include "common/ErrorManager.h"
+#include "providers/redfish/HttpTransfer.h"
 
 namespace Redfish {
 namespace {
 
-using List = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
-
-/// What the library's failures mean here; all others are of the connection: Unreachable.
-struct FailureRow {
-  CURLcode code;
-  int error;
-  const char* text;  ///< null: the library's own
-};
-constexpr auto kFailures = std::to_array<FailureRow>({
-    {CURLE_PEER_FAILED_VERIFICATION, ErrorManager::NotTrusted, nullptr},
-    {CURLE_SSL_PINNEDPUBKEYNOTMATCH, ErrorManager::NotTrusted,
-     "its public key is not the one that --pinned-key names"},
-    {CURLE_SSL_CACERT_BADFILE, ErrorManager::NotTrusted,
-     "the file of --cacert cannot be read as certificates"},
-    {CURLE_SSL_ISSUER_ERROR, ErrorManager::NotTrusted, nullptr},
-    {CURLE_WRITE_ERROR, ErrorManager::BadAnswer, "it is larger than 64 MiB"},
-    {CURLE_FILESIZE_EXCEEDED, ErrorManager::BadAnswer, "it is larger than 64 MiB"},
-    {CURLE_BAD_CONTENT_ENCODING, ErrorManager::BadAnswer, "its compression is damaged"},
-    {CURLE_WEIRD_SERVER_REPLY, ErrorManager::BadAnswer, "it is no HTTP"},
-    {CURLE_UNSUPPORTED_PROTOCOL, ErrorManager::BadAnswer, "it is no HTTP"},
-    {CURLE_HTTP2, ErrorManager::BadAnswer, nullptr},
-    {CURLE_ABORTED_BY_CALLBACK, ErrorManager::Unreachable, "the request was given up"},
-    {CURLE_OPERATION_TIMEDOUT, ErrorManager::Unreachable, "it took too long to answer"},
-    {CURLE_GOT_NOTHING, ErrorManager::Unreachable, "it closed the connection without an answer"},
-    {CURLE_PARTIAL_FILE, ErrorManager::Unreachable,
-     "it closed the connection in the middle of an answer"},
-});
-
-std::size_t TakeBody(const char* bytes, std::size_t size, std::size_t count, void* answer) {
-  std::string& body = static_cast<HttpAnswer*>(answer)->body;
-  if (size * count > HttpClient::kLargestBody - body.size()) return 0;
-  body.append(bytes, size * count);
-  return size * count;
-}
-
-/// The headers that matter, and where each goes.
-struct HeaderRow {
-  std::string_view name;
-  std::string HttpAnswer::*member;
-};
-constexpr auto kHeaders = std::to_array<HeaderRow>({
-    {"allow", &HttpAnswer::allow},
-    {"etag", &HttpAnswer::etag},
-    {"location", &HttpAnswer::location},
-    {"retry-after", &HttpAnswer::retryAfter},
-    {"x-auth-token", &HttpAnswer::token},
-});
-
-std::size_t TakeHeader(const char* bytes, std::size_t size, std::size_t count, void* answer) {
-  const std::string_view line(bytes, size * count);
-  const std::size_t colon = std::min(line.find(':'), line.size());
-  for (const HeaderRow& row : kHeaders) {
-    if (colon != row.name.size() || strncasecmp(bytes, row.name.data(), colon) != 0) continue;
-    std::string_view value = line.substr(std::min(colon + 1, line.size()));
-    value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
-    static_cast<HttpAnswer*>(answer)->*row.member =
-        value.substr(0, value.find_last_not_of(" \t\r\n") + 1);
-  }
-  return size * count;
-}
+/// An answer that takes this long makes a handful of requests side by side worth the handshakes of
+/// their connections.
+constexpr std::chrono::milliseconds kLongWait{20};
+/// One answer says little: services keep the root ready, and take their time to check a password.
+constexpr int kFewestWaits = 2;
 
 void StartLibrary() {
   struct Library {
@@ -84,142 +28,111 @@ void StartLibrary() {
   static const Library library;
 }
 
-template <typename Value>
-void Set(CURL* curl, CURLoption option, Value value) {
-  if (const CURLcode code = curl_easy_setopt(curl, option, value); code != CURLE_OK) {
-    ErrorManager::Raise(ErrorManager::Unreachable, curl_easy_strerror(code));
+/// Raises what is no failure of one request.
+void Check(CURLMcode code) {
+  if (code != CURLM_OK) {
+    ErrorManager::Raise(ErrorManager::Unreachable, curl_multi_strerror(code));
   }
-}
-
-/// Gives a request up as soon as nobody waits for its answer any more.
-int LookForHurry(void* endpoint, curl_off_t /*toGet*/, curl_off_t /*got*/, curl_off_t /*toPut*/,
-                 curl_off_t /*put*/) {
-  return static_cast<const Endpoint*>(endpoint)->isHurried() ? 1 : 0;
-}
-
-long Milliseconds(std::chrono::milliseconds time) {
-  return static_cast<long>(time.count());
 }
 
 }  // namespace
 
-struct HttpClient::Handle {
-  std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl{nullptr, &curl_easy_cleanup};
-  std::array<char, CURL_ERROR_SIZE> error = {};
-  List headers{nullptr, &curl_slist_free_all};
-  std::string url;
+/// The connections, and what those to come can take over from the earlier ones.
+struct HttpClient::Connections {
+  std::unique_ptr<CURLSH, decltype(&curl_share_cleanup)> share{curl_share_init(),
+                                                               &curl_share_cleanup};
+  std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> runner{curl_multi_init(),
+                                                               &curl_multi_cleanup};
+
+  Connections() {
+    if (share == nullptr || runner == nullptr) {
+      ErrorManager::Raise(ErrorManager::Unreachable, "no HTTP client");
+    }
+    curl_share_setopt(share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+  }
+
+  struct Ended {
+    CURL* curl;
+    CURLcode code;
+  };
+  /// Drives the requests under way until one has ended.
+  [[nodiscard]] Ended AwaitOne() const {
+    constexpr int kTurn = 200;  // milliseconds
+    for (;;) {
+      int running = 0;
+      Check(curl_multi_perform(runner.get(), &running));
+      int left = 0;
+      if (const CURLMsg* message = curl_multi_info_read(runner.get(), &left)) {
+        return {message->easy_handle, message->data.result};
+      }
+      Check(curl_multi_poll(runner.get(), nullptr, 0, kTurn, nullptr));
+    }
+  }
 };
 
 HttpClient::HttpClient(Endpoint endpoint)
     : endpoint_(std::move(endpoint)),
       name_(endpoint_.port == 443 ? endpoint_.host
-                                  : endpoint_.host + ":" + std::to_string(endpoint_.port)),
-      handle_(std::make_unique<Handle>()) {
+                                  : endpoint_.host + ":" + std::to_string(endpoint_.port)) {
   StartLibrary();
-  CURL* curl = curl_easy_init();
-  handle_->curl.reset(curl);
-  if (curl == nullptr) ErrorManager::Raise(ErrorManager::Unreachable, "no HTTP client");
-  Set(curl, CURLOPT_ERRORBUFFER, handle_->error.data());
-  Set(curl, CURLOPT_PROTOCOLS_STR, "https");
-  Set(curl, CURLOPT_FOLLOWLOCATION, 0L);
-  Set(curl, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
-  Set(curl, CURLOPT_PROXY, "");  // a BMC is in the management network, not behind a web proxy
-  Set(curl, CURLOPT_ACCEPT_ENCODING, "gzip");
-  Set(curl, CURLOPT_USERAGENT, "saverestore");
-  Set(curl, CURLOPT_CONNECTTIMEOUT_MS, Milliseconds(endpoint_.limits.connect));
-  Set(curl, CURLOPT_TIMEOUT_MS, Milliseconds(endpoint_.limits.total));
-  Set(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
-  Set(curl, CURLOPT_LOW_SPEED_TIME, static_cast<long>(endpoint_.limits.stall.count()));
-  Set(curl, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(kLargestBody));
-  Set(curl, CURLOPT_WRITEFUNCTION, &TakeBody);
-  Set(curl, CURLOPT_HEADERFUNCTION, &TakeHeader);
-  if (endpoint_.isHurried) {
-    Set(curl, CURLOPT_XFERINFOFUNCTION, &LookForHurry);
-    Set(curl, CURLOPT_XFERINFODATA, &endpoint_);
-    Set(curl, CURLOPT_NOPROGRESS, 0L);
-  }
-  const Trust& trust = endpoint_.trust;
-  // A pinned key is a stronger statement than a certificate of an authority: it stands for it.
-  const bool verifies = !trust.insecure && (trust.pinnedKey.empty() || !trust.caFile.empty());
-  Set(curl, CURLOPT_SSL_VERIFYPEER, verifies ? 1L : 0L);
-  Set(curl, CURLOPT_SSL_VERIFYHOST, verifies ? 2L : 0L);
-  Set(curl, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-  if (!trust.caFile.empty()) {
-    Set(curl, CURLOPT_CAINFO, trust.caFile.c_str());
-    Set(curl, CURLOPT_CAPATH, static_cast<const char*>(nullptr));
-  }
-  if (!trust.pinnedKey.empty()) Set(curl, CURLOPT_PINNEDPUBLICKEY, trust.pinnedKey.c_str());
+  connections_ = std::make_unique<Connections>();
+  single_ = std::make_unique<HttpTransfer>(endpoint_, connections_->share.get());
 }
 
 HttpClient::~HttpClient() = default;
 
 void HttpClient::UseBasic(const std::string& user, const std::string& password) {
-  CURL* curl = handle_->curl.get();
-  Set(curl, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
-  Set(curl, CURLOPT_USERNAME, user.c_str());
-  Set(curl, CURLOPT_PASSWORD, password.c_str());
+  single_->UseBasic(user, password);
 }
 
 void HttpClient::Hurry(std::chrono::seconds limit) {
   const bool isHurried = endpoint_.isHurried && endpoint_.isHurried();
   const std::chrono::milliseconds shortest(500);
-  CURL* curl = handle_->curl.get();
-  Set(curl, CURLOPT_TIMEOUT_MS, isHurried ? long{shortest.count()} : Milliseconds(limit));
-  Set(curl, CURLOPT_NOPROGRESS, 1L);  // what is left to do is no longer given up
-}
-
-void HttpClient::Prepare(const HttpRequest& request) {
-  CURL* curl = handle_->curl.get();
-  handle_->url = "https://" + endpoint_.host + ":" + std::to_string(endpoint_.port) + request.path;
-  Set(curl, CURLOPT_URL, handle_->url.c_str());
-  Set(curl, CURLOPT_CUSTOMREQUEST, request.method);
-  List& headers = handle_->headers;
-  headers.reset();
-  const auto add = [&](const char* line) {
-    headers.reset(curl_slist_append(headers.release(), line));
-  };
-  add("Accept: application/json");
-  add("OData-Version: 4.0");
-  add("Expect:");
-  for (const std::string& header : request.headers) add(header.c_str());
-  if (request.body.empty()) {
-    Set(curl, CURLOPT_HTTPGET, 1L);
-    Set(curl, CURLOPT_CUSTOMREQUEST, request.method);
-  } else {
-    add("Content-Type: application/json");
-    Set(curl, CURLOPT_POST, 1L);
-    Set(curl, CURLOPT_POSTFIELDS, request.body.c_str());
-    Set(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
-    Set(curl, CURLOPT_CUSTOMREQUEST, request.method);
-  }
-  Set(curl, CURLOPT_HTTPHEADER, headers.get());
+  single_->Limit(isHurried ? shortest : std::chrono::milliseconds(limit));
 }
 
 HttpAnswer HttpClient::Exchange(const HttpRequest& request) {
-  CURL* curl = handle_->curl.get();
-  Prepare(request);
-  HttpAnswer answer;
-  Set(curl, CURLOPT_WRITEDATA, &answer);
-  Set(curl, CURLOPT_HEADERDATA, &answer);
-  handle_->error.front() = '\0';
-  const CURLcode code = curl_easy_perform(curl);
-  if (code == CURLE_OK) {
-    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &answer.status);
-    const char* peer = nullptr;
-    curl_easy_getinfo(curl, CURLINFO_PRIMARY_IP, &peer);
-    if (peer != nullptr) peer_ = peer;
-    return answer;
+  single_->Begin(connections_->runner.get(), request);
+  const CURLcode code = connections_->AwaitOne().code;
+  single_->Leave();
+  HttpAnswer answer = single_->Take(code, name_);
+  peer_ = single_->PeerAddress();
+  waited_ += single_->Waited();
+  ++waits_;
+  return answer;
+}
+
+void HttpClient::Exchange(const HttpFlow& flow) {
+  struct Lane {
+    std::unique_ptr<HttpTransfer> transfer;
+    std::string path;  ///< of what is under way; empty for nothing
+  };
+  std::array<Lane, kMostAtOnce> lanes;
+  for (;;) {
+    for (Lane& lane : lanes) {
+      if (!lane.path.empty()) continue;
+      lane.path = flow.next();
+      if (lane.path.empty()) break;
+      if (lane.transfer == nullptr) lane.transfer = single_->Another();
+      lane.transfer->Begin(connections_->runner.get(), {"GET", lane.path, "", flow.headers});
+    }
+    if (std::ranges::all_of(lanes, &std::string::empty, &Lane::path)) return;
+    const Connections::Ended ended = connections_->AwaitOne();
+    Lane& lane = *std::ranges::find_if(
+        lanes, [&](const Lane& one) { return one.transfer && one.transfer->Is(ended.curl); });
+    lane.transfer->Leave();
+    HttpOutcome outcome;
+    try {
+      outcome.answer = lane.transfer->Take(ended.code, name_);
+    } catch (const ResultStatus&) {
+      outcome.failure = std::current_exception();
+    }
+    flow.take(std::exchange(lane.path, ""), std::move(outcome));
   }
-  const auto* row = std::ranges::find(kFailures, code, &FailureRow::code);
-  const bool isKnown = row != kFailures.end();
-  std::string text = isKnown && row->text != nullptr  ? row->text
-                     : handle_->error.front() != '\0' ? handle_->error.data()
-                                                      : curl_easy_strerror(code);
-  const int error = isKnown ? row->error : int{ErrorManager::Unreachable};
-  if (error == ErrorManager::Unreachable) {
-    ErrorManager::Raise(ErrorManager::Unreachable, name_ + ": " + text);
-  }
-  ErrorManager::Raise(error, name_, text);
+}
+
+bool HttpClient::IsSlow() const {
+  return waits_ >= kFewestWaits && waited_ / waits_ >= kLongWait;
 }
 
 }  // namespace Redfish

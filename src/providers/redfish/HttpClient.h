@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
@@ -54,11 +55,30 @@ struct HttpAnswer {
   [[nodiscard]] bool IsSuccess() const { return status >= 200 && status < 300; }
 };
 
-/// Talks HTTPS to one server over one connection that it keeps. It follows no redirects, and asks
-/// for compressed answers.
+/// What has come of one of several requests: an answer, or the failure to get one.
+struct HttpOutcome {
+  HttpAnswer answer;
+  std::exception_ptr failure;
+};
+
+/// GET requests that go out side by side.
+struct HttpFlow {
+  std::vector<std::string> headers;  ///< of each, whole lines
+  /// The path of one more; empty when none is known, or none is to go out any more. It is asked
+  /// again after each outcome. May throw, which gives up those under way.
+  std::function<std::string()> next;
+  /// Takes what has come of the one with this path. May throw likewise.
+  std::function<void(const std::string& path, HttpOutcome outcome)> take;
+};
+
+class HttpTransfer;
+
+/// Talks HTTPS to one server over a connection that it keeps, and where requests go out side by
+/// side over a few more. It follows no redirects, and asks for compressed answers.
 class HttpClient {
  public:
   static constexpr std::size_t kLargestBody = std::size_t{64} << 20;  ///< bytes, decompressed
+  static constexpr std::size_t kMostAtOnce = 4;                       ///< requests side by side
 
   explicit HttpClient(Endpoint endpoint);
   HttpClient(const HttpClient&) = delete;
@@ -76,6 +96,15 @@ class HttpClient {
   /// \throws ResultStatus  Unreachable, NotTrusted, BadAnswer.
   [[nodiscard]] HttpAnswer Exchange(const HttpRequest& request);
 
+  /// Sends the requests of `flow`, up to `kMostAtOnce` at a time, until it has no more and all are
+  /// answered. A failure of one, as Exchange throws it, is its outcome. The further connections
+  /// resume the TLS session of the first, where the server lets them, and are kept as it is.
+  void Exchange(const HttpFlow& flow);
+
+  /// True when the server takes long for an answer, by the requests so far that went out by
+  /// themselves: so long that further connections are worth their handshakes.
+  [[nodiscard]] bool IsSlow() const;
+
   [[nodiscard]] const TimeLimits& Limits() const { return endpoint_.limits; }
   /// Asks whether to go on, see `Endpoint`.
   void Checkpoint() const { endpoint_.checkpoint(); }
@@ -87,14 +116,15 @@ class HttpClient {
   [[nodiscard]] const std::string& Name() const { return name_; }
 
  private:
-  struct Handle;
-
-  void Prepare(const HttpRequest& request);
+  struct Connections;
 
   Endpoint endpoint_;
   std::string name_;
   std::string peer_;
-  std::unique_ptr<Handle> handle_;
+  std::unique_ptr<Connections> connections_;
+  std::unique_ptr<HttpTransfer> single_;  ///< for one request at a time
+  std::chrono::microseconds waited_{0};
+  int waits_ = 0;
 };
 
 }  // namespace Redfish

@@ -1,6 +1,7 @@
 #include "providers/redfish/RedfishProvider.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -142,6 +143,25 @@ void RedfishProvider::Read(const std::string& path, NodeMap& results) {
     const auto node = results.find(place);
     if (node != results.end()) node->second.values = {value};
   }
+}
+
+/// What the module reads at its start is the manager's and the system's.
+void RedfishProvider::Expect(const std::vector<std::string>& trees) {
+  std::vector<Service::Walk> walks;
+  for (const std::string& tree : trees) {
+    if (tree == "BMC") std::ranges::copy(bmc_.Walks(), std::back_inserter(walks));
+    if (tree != "BIOS") continue;
+    walks.emplace_back([this] { static_cast<void>(service_.Find(service_.RegistryCollection())); });
+    walks.emplace_back([this] { static_cast<void>(service_.RegistryText()); });
+    walks.emplace_back([this] {
+      if (const std::string path = service_.BiosSettings(); !path.empty()) {
+        static_cast<void>(service_.Find(path));
+      }
+    });
+    walks.emplace_back(
+        [this] { static_cast<void>(ReadNextBootOrder(service_, ReadBootOrder(service_))); });
+  }
+  service_.Expect(std::move(walks));
 }
 
 void RedfishProvider::Refresh() {

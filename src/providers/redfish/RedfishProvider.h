@@ -30,6 +30,7 @@ class RedfishProvider final : public SDK::QueryProvider {
 
   void Read(const std::string& path, NodeMap& results) override;
   void Refresh() override;
+  void Expect(const std::vector<std::string>& trees) override;
   void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override;
   void WriteAuthorised(const SDK::SettingMap& settings, const std::string& password) override;
   void WriteGroup(const std::string& path, const SDK::SettingMap& settings) override;

@@ -69,9 +69,13 @@ Service::Service(const Endpoint& endpoint, const Credentials& credentials, std::
 }
 
 const Resource* Service::Find(const std::string& path) {
+  if (!resources_.contains(path)) LookAround(path);
   const auto known = resources_.find(path);
   if (known != resources_.end()) return known->second ? &*known->second : nullptr;
-  const HttpAnswer answer = session_.Exchange({"GET", path, "", {}});
+  return Keep(path, session_.Exchange({"GET", path, "", {}}));
+}
+
+const Resource* Service::Keep(const std::string& path, const HttpAnswer& answer) {
   std::optional<Resource>& kept = resources_[path];
   if (answer.status == 404) return nullptr;
   if (!answer.IsSuccess()) {
@@ -167,8 +171,9 @@ std::vector<std::string> Service::MembersIn(const std::string& path,
   std::string page = path;
   while (!page.empty()) {
     seen.insert(page);
-    const bool isNew = !resources_.contains(page);  // an old one has members as they were
     const json& content = Get(page).content;
+    // An old one has members as they were.
+    const bool isNew = !std::exchange(resources_.at(page)->isTaken, true);
     for (const json& member : At(content, {"Members"})) {
       std::string link = PathOfLink(TextAt(member, {kId}));
       if (link.empty()) continue;
@@ -214,14 +219,14 @@ const Resource& Service::Bios() {
 
 std::string Service::BiosSettings() {
   if (biosSettings_) return *biosSettings_;
-  biosSettings_ = LinkAt(Bios().content, {"@Redfish.Settings", "SettingsObject"});
-  if (!biosSettings_->empty()) return *biosSettings_;
+  std::string path = LinkAt(Bios().content, {"@Redfish.Settings", "SettingsObject"});
   for (const char* end : kUsualSettings) {
+    if (!path.empty()) break;
     const Resource* candidate = Find(BiosPath() + end);
     if (candidate == nullptr || !At(candidate->content, {"Attributes"}).is_object()) continue;
-    return *(biosSettings_ = BiosPath() + end);
+    path = BiosPath() + end;
   }
-  return *biosSettings_;
+  return *(biosSettings_ = path);
 }
 
 std::string Service::SystemSettings() {
@@ -283,7 +288,7 @@ std::vector<Message> Service::MessagesOf(const HttpAnswer& answer) {
 std::vector<Message> Service::WithTexts(std::vector<Message> messages) {
   for (Message& message : messages) {
     if (message.text != message.id || message.id.find('.') == std::string::npos) continue;
-    const std::string collection = LinkAt(Root().content, {"Registries"});
+    const std::string collection = RegistryCollection();
     if (collection.empty()) break;
     const std::string prefix = Lower(message.id.substr(0, message.id.find('.') + 1));
     const std::string key = message.id.substr(message.id.rfind('.') + 1);
@@ -303,7 +308,7 @@ std::vector<Message> Service::WithTexts(std::vector<Message> messages) {
 /// without one. The address mostly ends in the id, in whatever case; only where it does not, the
 /// members are fetched.
 std::string Service::RegistryFile(const std::string& id) {
-  const std::string collection = LinkAt(Root().content, {"Registries"});
+  const std::string collection = RegistryCollection();
   if (collection.empty()) return {};
   const std::string wanted = Lower(id);
   std::string byPrefix;
@@ -338,11 +343,18 @@ const Resource* Service::TextOfRegistry(const std::string& path) {
   return address.empty() ? nullptr : Find(address);
 }
 
+std::string Service::RegistryCollection() {
+  return LinkAt(Root().content, {"Registries"});
+}
+
+const Resource* Service::RegistryText() {
+  const std::string path = RegistryFile(TextAt(Bios().content, {"AttributeRegistry"}));
+  return path.empty() ? nullptr : TextOfRegistry(path);
+}
+
 json Service::Registry() {
-  const std::string id = TextAt(Bios().content, {"AttributeRegistry"});
-  missingRegistry_ = id;
-  const std::string path = RegistryFile(id);
-  const Resource* registry = path.empty() ? nullptr : TextOfRegistry(path);
+  missingRegistry_ = TextAt(Bios().content, {"AttributeRegistry"});
+  const Resource* registry = RegistryText();
   if (registry == nullptr) return {};
   missingRegistry_.clear();
   return registry->content;

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <chrono>
+#include <exception>
+#include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -21,6 +23,7 @@ struct Resource {
   std::string etag;        ///< empty without one
   std::string allow = {};  ///< the methods that the service names for it; empty when it does not
   bool isPart = false;     ///< it came with its collection, without its etag
+  bool isTaken = false;    ///< the members that came with it are known, or were
 };
 
 /// The path that the reference there names by its "@odata.id"; empty without one.
@@ -41,10 +44,21 @@ class Service {
   /// The same for a resource that must be there.
   const Resource& Get(const std::string& path);
   /// Has the resource at `path` fetched again when it is needed the next time.
-  void Forget(const std::string& path) {
-    resources_.erase(path);
-    resources_.erase(path + kExpand);
-  }
+  void Forget(const std::string& path);
+
+  // Fetching ahead: ServiceAhead.cpp. Where the service is slow, what is known to be needed is
+  // fetched side by side. It fails in nothing: what cannot be fetched fails where it is needed.
+
+  /// Reads resources by `Find` and what calls it, keeps nothing of its own, and logs nothing while
+  /// `IsLooking`.
+  using Walk = std::function<void()>;
+  /// Fetches the resources at those paths that are not yet known.
+  void FetchTogether(const std::vector<std::string>& paths);
+  /// What the walks need will be needed soon, all of it: it is fetched along with the first request
+  /// from now on. Until something is forgotten.
+  void Expect(std::vector<Walk> walks) { expected_ = std::move(walks); }
+  /// True while a walk runs to see what it needs. It ends at what is not yet there.
+  [[nodiscard]] bool IsLooking() const { return isLooking_; }
 
   /// Sends `change` to the resource at `path`, for the state of it that was fetched. Where it
   /// succeeds the resource is forgotten. A task that the service makes of it is followed to its
@@ -87,7 +101,7 @@ class Service {
   /// Has those resources fetched again that hold values, present ones and such that wait.
   void ForgetValues();
   /// Has everything fetched again when it is needed the next time.
-  void ForgetAll() { resources_.clear(); }
+  void ForgetAll();
   /// Adds to `body`, a change of the settings object at `settings` of `owner`, that it takes effect
   /// at the next restart, where the service wants to be told.
   void AddApplyTime(const json& owner, const std::string& settings, json& body);
@@ -99,6 +113,9 @@ class Service {
   std::vector<Message> WithTexts(std::vector<Message> messages);
   /// The registry of the BIOS attributes; null when the service has none.
   json Registry();
+  [[nodiscard]] std::string RegistryCollection();
+  /// The resource of that registry.
+  const Resource* RegistryText();
   /// The registry that the BIOS names and the service does not give; empty when all is well.
   [[nodiscard]] const std::string& MissingRegistry() const { return missingRegistry_; }
 
@@ -116,6 +133,10 @@ class Service {
   std::string RegistryFile(const std::string& id);
   const Resource* TextOfRegistry(const std::string& path);
   HttpAnswer FollowTask(HttpAnswer answer);
+  const Resource* Keep(const std::string& path, const HttpAnswer& answer);
+  void FetchAhead(std::vector<Walk> walks);
+  void LookAround(const std::string& path);
+  void Look(std::vector<Walk>& walks);
   std::vector<std::string> MembersIn(const std::string& path, const std::string& collection);
 
   Session session_;
@@ -124,6 +145,11 @@ class Service {
   std::string systemPath_;
   std::string missingRegistry_;
   std::optional<std::string> biosSettings_;
+
+  std::vector<Walk> expected_;
+  bool isLooking_ = false;
+  std::vector<std::string> wanted_;                     ///< by walks that were looking
+  std::map<std::string, std::exception_ptr> failures_;  ///< to fetch ahead
 };
 
 }  // namespace Redfish

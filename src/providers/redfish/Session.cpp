@@ -151,10 +151,39 @@ HttpAnswer Session::Exchange(const HttpRequest& request) {
     // Or it has not, and what is asked for is not for this user.
     if (answer.status == 401) EndSession(earlier);
   }
+  CheckUsable(answer, request.path);
+  return answer;
+}
+
+void Session::CheckUsable(const HttpAnswer& answer, const std::string& path) const {
   const bool isUsable = answer.IsSuccess() || (answer.status >= 400 && answer.status < 500 &&
                                                answer.status != 401 && answer.status != 403);
-  if (!isUsable) RaiseUnusable(answer, "access", ServerName() + request.path);
-  return answer;
+  if (!isUsable) RaiseUnusable(answer, "access", ServerName() + path);
+}
+
+void Session::Exchange(HttpFlow flow) {
+  bool isOver = false;
+  if (!token_.empty()) flow.headers.push_back("X-Auth-Token: " + token_);
+  client_.Exchange(HttpFlow{flow.headers,
+                            [&] {
+                              client_.Checkpoint();
+                              return isOver ? std::string() : flow.next();
+                            },
+                            [&](const std::string& path, HttpOutcome outcome) {
+                              if (outcome.failure) {
+                                isOver = true;
+                              } else if (outcome.answer.status == 401 || IsBusy(outcome.answer)) {
+                                isOver = true;
+                                return;
+                              } else {
+                                try {
+                                  CheckUsable(outcome.answer, path);
+                                } catch (const ResultStatus&) {
+                                  outcome.failure = std::current_exception();
+                                }
+                              }
+                              flow.take(path, std::move(outcome));
+                            }});
 }
 
 void Session::EndSession(const std::string& location) noexcept {

@@ -41,6 +41,12 @@ class Session {
   ///                       BadAnswer (it is none of 2xx and 4xx).
   [[nodiscard]] HttpAnswer Exchange(const HttpRequest& request);
 
+  /// GET requests side by side, each as Exchange sends it. What asking again would mend (the
+  /// session has ended, the service is busy) ends the flow and is not told; so does a failure of
+  /// the connection, which is. `headers` is empty.
+  void Exchange(HttpFlow flow);
+  [[nodiscard]] bool IsSlow() const { return client_.IsSlow(); }
+
   [[nodiscard]] const std::string& ServerName() const { return client_.Name(); }
   [[nodiscard]] const std::string& User() const { return credentials_.user; }
   [[nodiscard]] const std::string& PeerAddress() const { return client_.PeerAddress(); }
@@ -50,6 +56,7 @@ class Session {
  private:
   [[nodiscard]] HttpAnswer Send(HttpRequest request);
   [[nodiscard]] HttpAnswer Patiently(const HttpRequest& request);
+  void CheckUsable(const HttpAnswer& answer, const std::string& path) const;
   void BeginSession();
   void UseBasic();
   void EndSession(const std::string& location) noexcept;

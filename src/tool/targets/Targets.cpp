@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdlib>
 #include <iterator>
@@ -20,6 +21,7 @@ using Targets::TargetRow;
 constexpr std::string_view kTarget = "--target";
 constexpr std::string_view kRescue = "--rescue";
 constexpr std::string_view kBmcOver = "--bmc-over";
+constexpr auto kBmcKinds = std::to_array<const char*>({"redfish", "ipmi"});
 constexpr const char* kBmcTree = "BMC";
 constexpr const char* kUsualTarget = "SAVERESTORE_TARGET";
 constexpr std::string_view kFileValue = "FILE";
@@ -100,8 +102,8 @@ void TargetChoice::AddOptions(CLI::App& app) {
               ->type_name("FILE"));
   app.add_option(std::string(kBmcOver), bmcOver_,
                  "Which of two targets is for the BMC where both could be; default: ipmi")
-      ->option_text("KIND")
-      ->check(CLI::IsMember(std::vector<std::string>{"redfish", "ipmi"}));
+      ->option_text("redfish|ipmi")
+      ->check(CLI::IsMember(std::vector<std::string>(kBmcKinds.begin(), kBmcKinds.end())));
   app.add_option_function<unsigned>(
          "--timeout", [this](unsigned seconds) { patience_ = std::chrono::seconds(seconds); },
          "Seconds to wait for a sign of life of a server; default 10 for ipmi, 30 for redfish")
@@ -137,6 +139,7 @@ const TargetChoice::Choice& TargetChoice::Chosen() const {
   Choice choice;
   choice.bmcPassword = bmcPassword_;
   choice.patience = patience_;
+  choice.bmcOver = bmcOver_;
   std::ranges::copy_if(given_, std::back_inserter(choice.options),
                        [](const Given& given) { return !given.values.empty(); });
   std::vector<std::string> texts = names_;
@@ -181,6 +184,13 @@ void TargetChoice::TakeOption(const NamedTarget& named, const std::string& key,
     if (source.file.empty() && source.descriptor < 0) source.file = named.PathOf(value);
     return;
   }
+  if (key == kBmcOver.substr(2)) {
+    if (std::ranges::find(kBmcKinds, value) == kBmcKinds.end()) {
+      named.Refuse(key, "is one of redfish, ipmi");
+    }
+    if (choice.bmcOver.empty()) choice.bmcOver = value;
+    return;
+  }
   if (key == "timeout") {
     unsigned seconds = 0;
     const auto [stop, error] = std::from_chars(value.data(), value.data() + value.size(), seconds);
@@ -190,7 +200,7 @@ void TargetChoice::TakeOption(const NamedTarget& named, const std::string& key,
     if (!choice.patience) choice.patience = std::chrono::seconds(seconds);
     return;
   }
-  std::vector<std::string> known = {"target", "rescue", "bmc-password-file", "timeout"};
+  std::vector<std::string> known = {"target", "rescue", "bmc-password-file", "bmc-over", "timeout"};
   for (const std::string& target : named.All()) {
     kinds_.ThrowIfFaulty(KindOf(target));
     const TargetRow* row = kinds_.Find(KindOf(target));
@@ -217,7 +227,7 @@ void TargetChoice::TakeOption(const NamedTarget& named, const std::string& key,
 std::vector<std::string> TargetChoice::GivenOptions() const {
   std::vector<std::string> words;
   AddWords(words, "--bmc-password-file", Chosen().bmcPassword.file);
-  AddWords(words, "--bmc-over", bmcOver_);
+  AddWords(words, "--bmc-over", Chosen().bmcOver);
   for (const Given& given : Chosen().options) {
     for (const std::string& value : given.values) {
       words.emplace_back(given.option->name);
@@ -280,18 +290,25 @@ Planning::Mounts TargetChoice::Open(const std::string& target) const {
   return row->open(request);
 }
 
+Planning::Mounts TargetChoice::Open() const {
+  const std::string& over = Chosen().bmcOver;
+  if (!over.empty() && !Names().empty() &&
+      std::ranges::find(Names(), over, KindOf) == Names().end()) {
+    throw ToolError(ExitUsage,
+                    std::string(kBmcOver) + " " + over + " needs a --target " + over + ":...");
+  }
+  return Open(Names());
+}
+
 Planning::Mounts TargetChoice::Open(const std::vector<std::string>& targets) const {
   if (targets.empty()) throw ToolError(ExitUsage, "no --target is given. " + HowToChoose(kinds_));
-  const bool isNamed = std::ranges::any_of(
-      targets, [this](const std::string& target) { return KindOf(target) == bmcOver_; });
-  if (!bmcOver_.empty() && !isNamed) {
-    throw ToolError(ExitUsage, std::string(kBmcOver) + " " + bmcOver_ + " needs a --target " +
-                                   bmcOver_ + ":...");
-  }
+  // Another way to the server may be none of that kind.
+  const std::string& over = Chosen().bmcOver;
+  const bool isChosen = std::ranges::find(targets, over, KindOf) != targets.end();
   Planning::Mounts mounts;
   for (const std::string& target : targets) {
     for (auto& [tree, opened] : Open(target)) {
-      if (tree == kBmcTree && !bmcOver_.empty() && KindOf(target) != bmcOver_) continue;
+      if (tree == kBmcTree && isChosen && KindOf(target) != over) continue;
       Planning::Mount& mount = mounts[tree];
       if (mount.provider && opened.isStandIn) continue;
       if (mount.provider && !mount.isStandIn && mount.givesWay != opened.givesWay) {

@@ -49,7 +49,7 @@ class TargetChoice final : private Targets::Frontend {
   /// Opens them.
   /// \throws ToolError, Failure  usage: none is given, there is no such kind, two are for one tree.
   /// \throws ResultStatus        what opening them throws.
-  [[nodiscard]] Planning::Mounts Open() const { return Open(Names()); }
+  [[nodiscard]] Planning::Mounts Open() const;
   /// Opens others, in the same way.
   [[nodiscard]] Planning::Mounts Open(const std::vector<std::string>& targets) const;
 
@@ -66,6 +66,7 @@ class TargetChoice final : private Targets::Frontend {
     std::string rescue;
     std::string announcement;
     PasswordSource bmcPassword;
+    std::string bmcOver;  ///< the kind of target that is for the BMC; empty where none is chosen
     std::optional<std::chrono::seconds> patience;
     std::vector<Given> options;
   };
@@ -87,7 +88,7 @@ class TargetChoice final : private Targets::Frontend {
   Kinds& kinds_;
   std::vector<std::string> names_;
   PasswordSource bmcPassword_;
-  std::string bmcOver_;  ///< the kind of target that is for the BMC; empty where it does not matter
+  std::string bmcOver_;
   std::optional<std::chrono::seconds> patience_;
   std::deque<Given> given_;               ///< the parser keeps to their addresses
   mutable std::optional<Choice> choice_;  ///< once it has been asked for

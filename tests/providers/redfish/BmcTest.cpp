@@ -2,8 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "RedfishService.h"
+#include "providers/redfish/BmcTable.h"
 #include "providers/redfish/RedfishProvider.h"
+#include "support/Paths.h"
 
 namespace Test {
 namespace {
@@ -134,6 +138,56 @@ TEST_F(BmcTest, AChangeIsOneRequestForTheStateThatWasRead) {
             ErrorManager::WritesRefused);
   EXPECT_THAT(service->TakeLines(), Contains("PATCH " + serial));
   EXPECT_EQ(service->State("tree").at(serial).at("BitRate"), "9600");
+}
+
+// The types of the resources, by `Redfish::Holder`.
+constexpr const char* kTypes[] = {
+    "Manager",           "ComputerSystem",         "ManagerAccount",
+    "EthernetInterface", "ManagerNetworkProtocol", "SerialInterface",
+    "EventService",      "EventDestination",       "EventDestination"};
+
+/// The properties that a profile names at and below a place, with "=" behind one that is written.
+void AddNamed(const json& place, const std::string& name, std::set<std::string>& named) {
+  if (!place.contains("PropertyRequirements")) {
+    named.insert(name + (place.contains("WriteRequirement") ? "=" : ""));
+    return;
+  }
+  for (const auto& [member, below] : place["PropertyRequirements"].items()) {
+    AddNamed(below, name + "/" + member, named);
+  }
+}
+
+TEST(ProfileTest, NamesWhatTheTableReadsAndWrites) {
+  const json profile = json::parse(ReadText(SourceFolder() + "/docs/saverestore.profile.json"));
+  std::set<std::string> named;
+  for (const char* type : std::set<const char*>(std::begin(kTypes), std::end(kTypes))) {
+    AddNamed(profile["Resources"][type], type, named);
+  }
+  // What stands there beside the table: ways to other resources, and what tells which one is meant.
+  for (const char* name : {"ComputerSystem/Bios", "ComputerSystem/BiosVersion",
+                           "ComputerSystem/Boot/BootOrder=", "ComputerSystem/Boot/BootOptions",
+                           "ComputerSystem/Links/ManagedBy", "Manager/EthernetInterfaces",
+                           "Manager/NetworkProtocol", "Manager/SerialInterfaces",
+                           "ManagerAccount/Password=", "EthernetInterface/InterfaceEnabled",
+                           "EventService/Subscriptions", "EventDestination/Protocol",
+                           "EventDestination/SubscriptionType"}) {
+    EXPECT_EQ(named.erase(name), 1U) << name;
+  }
+  std::set<std::string> inTable;
+  for (const Redfish::BmcRow& row : Redfish::BmcTable()) {
+    if (row.codec == Redfish::BmcCodec::Presence) continue;  // of what other rows are members of
+    for (std::string place : {std::string(row.pointer), std::string(row.otherwise)}) {
+      if (place.empty()) continue;
+      if (const std::size_t first = place.find("/0/"); first != std::string::npos) {
+        place.erase(first, 2);
+      }
+      // The fixed address is written where the interface leaves DHCP.
+      const bool isWritten =
+          row.access == Redfish::BmcAccess::Changed || place.starts_with("/IPv4StaticAddresses");
+      inTable.insert(kTypes[static_cast<int>(row.holder)] + place + (isWritten ? "=" : ""));
+    }
+  }
+  EXPECT_EQ(named, inTable);
 }
 
 }  // namespace

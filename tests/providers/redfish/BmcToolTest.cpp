@@ -283,6 +283,15 @@ TEST_F(BmcToolTest, AnAccountIsMadeOrOpenedWithAPasswordAlone) {
   }
 }
 
+TEST_F(BmcToolTest, ASlotThatNobodyUsesIsAsGoodAsNone) {
+  SaveEdited("x.ini", {});
+  service->Knobs({"accounts=made"});
+  EXPECT_EQ(RunRemote("verify x.ini").exitCode, 0);
+  EXPECT_EQ(RunRemote("diff x.ini").exitCode, 0);
+  Change("x.ini", {{"USERS::USER5::UserName", "Five"}});
+  EXPECT_EQ(RunRemote("verify x.ini").exitCode, 1);
+}
+
 TEST_F(BmcToolTest, ASubscriptionIsMadeBeforeTheOldOneGoes) {
   const std::string post = "POST " + kSubscriptions;
   const std::string gone = "DELETE " + kSubscriptions;
@@ -366,6 +375,38 @@ TEST_F(BmcToolTest, ASaveOfBothHalvesFetchesEachResourceOnce) {
   EXPECT_EQ(ReadText(PathOf("x.ini")), ReadText(PathOf("y.ini")));
 }
 
+TEST_F(BmcToolTest, ASlowServiceIsAskedForSeveralThingsAtOnce) {
+  const std::string failures[] = {"",
+                                  "session-requests=9",
+                                  "status=500 " + kAccounts + "/3",
+                                  "status=403 " + kAccounts + "*",
+                                  "garbage=" + kManager,
+                                  "close=" + kDedicated,
+                                  "stall=" + kProtocols};
+  for (const std::string& failure : failures) {
+    SCOPED_TRACE(failure);
+    const auto save = [&](const std::string& speed) {
+      service->Renew();
+      service->Knobs({speed});
+      if (!failure.empty()) service->Knobs({failure});
+      return RunRemote("-v save --overwrite --mode all x.ini");
+    };
+    const ToolOutcome one = save("slow=0");
+    const std::string file = ReadText(PathOf("x.ini"));
+    const ToolOutcome several = save("slow=40");
+    EXPECT_EQ(several.exitCode, one.exitCode);
+    EXPECT_EQ(several.err, one.err);
+    EXPECT_EQ(ReadText(PathOf("x.ini")), file);
+    EXPECT_GE(service->State("connections"), 4);
+    EXPECT_EQ(service->State("sessions"), 0);
+    if (!failure.empty()) continue;
+    Lines lines = service->TakeLines();
+    std::ranges::sort(lines);
+    EXPECT_EQ(std::ranges::adjacent_find(lines), lines.end());
+    EXPECT_EQ(lines.size(), 36U);
+  }
+}
+
 #ifdef SAVERESTORE_SIMULATOR
 TEST_F(BmcToolTest, TheSameMachineReadsAlikeOverIpmi) {
   if (!Simulator::IsUsable()) GTEST_SKIP() << "ipmi_sim is not installed";
@@ -413,6 +454,19 @@ TEST_F(BmcToolTest, TheSameMachineReadsAlikeOverIpmi) {
                                              "ServerAddress",
                                              "PortNumber",
                                              "AuthenticationEncryptMethod"};
+  service->Knobs({"password=secret"});
+  const auto overBoth = [&](const std::string& options) {
+    EXPECT_EQ(overIpmi("--target redfish:admin@" + service->Host() + " --cacert " +
+                       service->CaCert() + options + " save --overwrite --mode bmc b.ini")
+                  .exitCode,
+              0);
+    return ReadText(PathOf("b.ini"));
+  };
+  EXPECT_EQ(overBoth(""), ReadText(PathOf("i.ini")));
+  EXPECT_EQ(overBoth(" --bmc-over ipmi"), ReadText(PathOf("i.ini")));
+  EXPECT_EQ(overBoth(" --bmc-over redfish"), ReadText(PathOf("r.ini")));
+  service->Unset("password");
+
   std::set<std::string> ofOne = onlyIpmi;
   ofOne.insert(onlyRedfish.begin(), onlyRedfish.end());
   EXPECT_EQ(KeysThatDiffer("i.ini", "r.ini"), ofOne);
@@ -422,9 +476,16 @@ TEST_F(BmcToolTest, TheSameMachineReadsAlikeOverIpmi) {
                    {"LANCHANNELS::DHCPHostName", "Rack-7"},
                    {"CHANNEL::LAN#::AlertIP0", "192.0.2.77"},
                    {"CHANNEL::LAN#::SOL::SOLEnable", "DISABLE"}});
+  const auto interval = [&] {
+    return ValuesOf(ReadText(PathOf("i.ini"))).at("CHANNEL::LAN1::SOL::SolRetryInterval");
+  };
+  const std::string before = interval();
+  EXPECT_NE(before, "0");
   EXPECT_EQ(overIpmi("restore --yes --no-backup --mode bmc r.ini").exitCode, 0);
+  EXPECT_EQ(overIpmi("verify --mode bmc r.ini").exitCode, 0);
   EXPECT_EQ(Restore("--mode bmc r.ini").exitCode, 0);
   ASSERT_EQ(overIpmi("save --overwrite --mode bmc i.ini").exitCode, 0);
+  EXPECT_EQ(interval(), before);  // the file of a server without retries does not tell it
   ASSERT_EQ(RunRemote("save --mode bmc s.ini").exitCode, 0);
   EXPECT_EQ(ReadText(PathOf("s.ini")), ReadText(PathOf("r.ini")));
   EXPECT_THAT(KeysThatDiffer("i.ini", "r.ini"), ::testing::IsSubsetOf(ofOne));

@@ -20,6 +20,7 @@ KNOBS = {
     "rename": "OLD=NEW: each address that holds OLD is NEW instead",
     "session-requests": "a session ends after this number of requests",
     "no-location": "the answer to a log-in has no header that says where the session is",
+    "password": "TEXT: the password from now on",
     "etag": "on (usual), off or required: needs If-Match",
     "settings-all": "a settings object shows all attributes, not only those that wait",
     "delete": "DELETE of a settings object forgets what waits",
@@ -145,7 +146,9 @@ class Service(Changes):
 
     def log_in(self, request):
         body = request.json()
-        right = (body.get("UserName"), body.get("Password")) == self.credentials
+        user, password = self.credentials
+        right = (body.get("UserName"), body.get("Password")) == (
+            user, self.knobs.get("password", password))
         if not right or not self.knows_user():
             raise Refused(401, self.message("NoValidSession"))
         self.made += 1

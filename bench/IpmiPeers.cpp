@@ -2,7 +2,9 @@
 // read the same users and LAN channels and to write one changed value, how many requests the BMC
 // gets with them, and how long it takes.
 //
-//   ipmi_peers [MILLISECONDS]   the time the BMC takes for an answer; 5 when nothing is said
+//   ipmi_peers [BMC [NETWORK]]  milliseconds: the time the BMC takes for an answer, one after the
+//                               other, and the time there and back of each datagram; 0 and 5 when
+//                               nothing is said
 //   ipmi_peers loss [RUNS]      how many of RUNS reads by each give all that they give without loss
 //                               when 10 and 30 % of the datagrams are lost, and how long they take
 #include <gtest/gtest.h>
@@ -38,12 +40,14 @@ struct Cost {
 
 class Peers {
  public:
-  Peers(std::string folder, const std::string& delay)
+  Peers(std::string folder, const std::string& delay, std::chrono::microseconds oneWay = {})
       : folder_(std::move(folder)),
         simulator_(folder_ + "/sim", Test::Simulator::Commands::All),
-        relay_(simulator_.Port(),
-               [this](unsigned, std::string_view) { return random_() % 100 < loss_ ? 0U : 1U; }) {
-    simulator_.Misbehave("0: delay " + delay + "\n2: delay " + delay);
+        relay_(
+            simulator_.Port(),
+            [this](unsigned, std::string_view) { return random_() % 100 < loss_ ? 0U : 1U; },
+            oneWay) {
+    if (delay != "0") simulator_.Misbehave("0: delay " + delay + "\n2: delay " + delay);
     Test::WriteText(folder_ + "/pw", "secret\n");
     const std::string port = std::to_string(relay_.Port());
     ours_ = SAVERESTORE_TOOL " --quiet --target ipmi:admin@127.0.0.1:" + port +
@@ -224,7 +228,8 @@ int main(int argc, char** argv) {
   if (argc > 1 && std::string(argv[1]) == "loss") {
     Peers(folder, "0").RunLossy(argc > 2 ? std::stoi(argv[2]) : 10);
   } else {
-    Peers(folder, argc > 1 ? argv[1] : "5").Run();
+    const int network = argc > 2 ? std::stoi(argv[2]) : argc > 1 ? 0 : 5;
+    Peers(folder, argc > 1 ? argv[1] : "0", std::chrono::microseconds(network * 500)).Run();
   }
   std::filesystem::remove_all(folder);
   return 0;

@@ -85,7 +85,8 @@ class QueryProvider {
   virtual void Refresh() {}
 
   /// All of the trees ("BMC", "BIOS", "SMBIOS") is about to be read: a provider to which each
-  /// answer takes its time may ask for several things at once. It reads nothing by itself.
+  /// answer takes its time may ask for several things at a time, now or with the reads. A hint,
+  /// which changes no answer; it throws only to stop.
   virtual void Expect(const std::vector<std::string>& /*trees*/) {}
 
   /// Applies every path-to-value pair as one batch. `isBios` and `reserved` are what the module

@@ -17,6 +17,8 @@ constexpr std::chrono::milliseconds kFirstPause{50};
 constexpr std::chrono::milliseconds kLongestPause{1000};
 /// A code that a whole wait has not ended gets only a part of it from then on.
 constexpr int kPartWhenWornOut = 15;
+/// Opening a window costs about as much as that many requests.
+constexpr std::size_t kWorthAWindow = 12;
 /// So many requests in a row for which it stays busy, and it is the BMC and not what is asked for.
 constexpr int kBusyForGood = 3;
 
@@ -48,7 +50,11 @@ Answer Bmc::SendPatiently(const Request& request) {
 
 const std::optional<Bytes>& Bmc::Ask(const Request& request) {
   if (const auto known = answers_.find(request); known != answers_.end()) return known->second.data;
-  Answer answer = SendPatiently(request);
+  if (noted_ != nullptr) return Note(request);
+  return Keep(request, SendPatiently(request));
+}
+
+const std::optional<Bytes>& Bmc::Keep(const Request& request, Answer answer) {
   Known known{std::nullopt, answer.completion};
   const Verdict verdict = Judge(answer.completion);
   if (verdict == Verdict::Done) known.data = std::move(answer.data);
@@ -58,8 +64,41 @@ const std::optional<Bytes>& Bmc::Ask(const Request& request) {
   return answers_.insert_or_assign(request, std::move(known)).first->second.data;
 }
 
+const std::optional<Bytes>& Bmc::Note(const Request& request) {
+  static const std::optional<Bytes> none;
+  if (isStuck_) return none;
+  isStuck_ = !subject_.empty();
+  if (std::ranges::find(*noted_, request) == noted_->end()) noted_->push_back(request);
+  return none;
+}
+
+std::vector<Request> Bmc::UnknownOf(const std::function<void()>& read) {
+  std::vector<Request> unknown;
+  noted_ = &unknown;
+  isStuck_ = false;
+  read();
+  noted_ = nullptr;
+  return unknown;
+}
+
+void Bmc::FetchAhead(const std::function<void()>& read) {
+  if (!busyForGood_.empty()) return;
+  std::vector<Request> unknown = UnknownOf(read);
+  if (unknown.size() < kWorthAWindow) return;
+  const std::unique_ptr<Window> window = transport_->OpenWindow();
+  for (bool isComplete = window != nullptr; isComplete && !unknown.empty();) {
+    std::vector<std::optional<Answer>> answers = window->Send(unknown);
+    for (std::size_t i = 0; i < unknown.size(); ++i) {
+      isComplete &= answers[i].has_value();
+      if (answers[i]) Keep(unknown[i], std::move(*answers[i]));
+    }
+    unknown = UnknownOf(read);
+  }
+}
+
 std::uint8_t Bmc::CompletionOf(const Request& request) const {
-  return answers_.at(request).completion;
+  const auto known = answers_.find(request);
+  return known == answers_.end() ? std::uint8_t{0xFF} : known->second.completion;
 }
 
 std::uint8_t Bmc::Tell(const Request& request) {
@@ -71,7 +110,7 @@ void Bmc::Forget(const std::function<bool(const Request&)>& isTouched) {
 }
 
 void Bmc::Warn(const Request& request, const std::string& why) {
-  if (!warned_.insert(request).second) return;
+  if (noted_ != nullptr || !warned_.insert(request).second) return;
   const std::string what = subject_.empty() ? transport_->Name() : subject_;
   LOGGER::Logger::CreateInstance()->Log(LOGGER::Warning, "src/providers/ipmi", "Bmc::Warn",
                                         __LINE__, "%s is left out: to %s, %s", what.c_str(),

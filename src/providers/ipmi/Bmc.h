@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "providers/ipmi/CompletionCode.h"
 #include "providers/ipmi/Message.h"
@@ -31,7 +32,13 @@ class Bmc {
   /// \throws ResultStatus  Unreachable, also when it is busy for good; NotPermitted.
   const std::optional<Bytes>& Ask(const Request& request);
 
-  /// The completion code of what was asked before.
+  /// Asks ahead, several requests at a time where the transport takes that, for what `read` is
+  /// going to ask for. `read` is run without a BMC, again and again: what it asks for that is not
+  /// known yet is noted and looks like absent, and it must not throw. It changes no answer;
+  /// whatever is odd is left to be asked in the ordinary way.
+  void FetchAhead(const std::function<void()>& read);
+
+  /// The completion code of what was asked before; FFh, unspecified, of anything else.
   [[nodiscard]] std::uint8_t CompletionOf(const Request& request) const;
 
   /// Changes something. \return the completion code. \throws ResultStatus  Unreachable.
@@ -46,10 +53,16 @@ class Bmc {
   /// Names the setting that is read while it exists, for warnings.
   class Subject {
    public:
-    Subject(Bmc& bmc, const std::string& path) : bmc_(bmc) { bmc_.subject_ = path; }
+    Subject(Bmc& bmc, const std::string& path) : bmc_(bmc) {
+      bmc_.subject_ = path;
+      bmc_.isStuck_ = false;
+    }
     Subject(const Subject&) = delete;
     Subject& operator=(const Subject&) = delete;
-    ~Subject() { bmc_.subject_.clear(); }
+    ~Subject() {
+      bmc_.subject_.clear();
+      bmc_.isStuck_ = false;
+    }
 
    private:
     Bmc& bmc_;
@@ -65,11 +78,16 @@ class Bmc {
   };
 
   Answer SendPatiently(const Request& request);
+  const std::optional<Bytes>& Keep(const Request& request, Answer answer);
+  const std::optional<Bytes>& Note(const Request& request);
+  [[nodiscard]] std::vector<Request> UnknownOf(const std::function<void()>& read);
 
   std::unique_ptr<Transport> transport_;
   Patience patience_;
   std::map<Request, Known> answers_;
   std::set<Request> warned_;
+  std::vector<Request>* noted_ = nullptr;  ///< what is not known, while nothing is asked
+  bool isStuck_ = false;  ///< the subject has met something unknown, which the rest may depend on
   std::string subject_;
   std::set<std::uint8_t> wornOut_;  ///< codes that a whole wait has not ended
   int busyInARow_ = 0;              ///< requests for which the BMC stayed busy

@@ -21,6 +21,7 @@ struct CommandPair {
 
 // IPMI 2.0, appendix G: command assignments.
 inline constexpr Command kGetDeviceId{0x06, 0x01};
+inline constexpr Command kGetSessionInfo{0x06, 0x3D};
 inline constexpr Command kGetChannelInfo{0x06, 0x42};
 inline constexpr CommandPair kSetUserName{{0x06, 0x46}, {0x06, 0x45}};
 inline constexpr CommandPair kSetUserAccess{{0x06, 0x44}, {0x06, 0x43}};

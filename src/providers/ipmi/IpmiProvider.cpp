@@ -35,6 +35,18 @@ void IpmiProvider::Read(const std::string& path, NodeMap& results) {
   FieldTree(bmc_).Read(path, results);
 }
 
+void IpmiProvider::Expect(const std::vector<std::string>& trees) {
+  bmc_.FetchAhead([&] {
+    for (const std::string& tree : trees) {
+      try {
+        NodeMap ignored;
+        FieldTree(bmc_).Read("/" + tree, ignored);
+      } catch (const ResultStatus&) {  // a tree of which nothing is known yet has no nodes
+      }
+    }
+  });
+}
+
 void IpmiProvider::Write(const SDK::SettingMap& settings, bool /*isBios*/, bool /*reserved*/) {
   SDK::SettingMap batch = std::exchange(queued_, {});
   for (const auto& [path, value] : settings) batch[path] = value;

@@ -23,6 +23,7 @@ class IpmiProvider final : public SDK::QueryProvider {
       : bmc_(std::move(transport), patience) {}
 
   void Read(const std::string& path, NodeMap& results) override;
+  void Expect(const std::vector<std::string>& trees) override;
   void Write(const SDK::SettingMap& settings, bool isBios, bool reserved) override;
   /// \throws ResultStatus  NoSuchForm: a BMC has no BIOS settings.
   void WriteAuthorised(const SDK::SettingMap& settings, const std::string& password) override;

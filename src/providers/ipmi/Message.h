@@ -2,6 +2,8 @@
 
 #include <compare>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,6 +33,20 @@ struct Answer {
   Bytes data;
 };
 
+/// Several requests on their way to a BMC at a time; for reads alone.
+class Window {
+ public:
+  Window() = default;
+  Window(const Window&) = delete;
+  Window& operator=(const Window&) = delete;
+  virtual ~Window() = default;
+
+  /// The answers in the order of the requests, each one that gives or denies what was asked for.
+  /// Those that are missing can be asked for one after the other, which shows what is wrong.
+  /// Throws only to stop (`Transport::Checkpoint`).
+  virtual std::vector<std::optional<Answer>> Send(const std::vector<Request>& requests) = 0;
+};
+
 /// Carries requests to one BMC and its answers back.
 class Transport {
  public:
@@ -41,6 +57,9 @@ class Transport {
 
   /// Any completion code is an answer. \throws ResultStatus  Unreachable, NotPermitted, BadAnswer.
   virtual Answer Send(const Request& request) = 0;
+  /// Nothing where it would be no gain, or has been trouble. While there is a window, requests go
+  /// through it alone.
+  [[nodiscard]] virtual std::unique_ptr<Window> OpenWindow() { return nullptr; }
   /// How messages name the BMC.
   [[nodiscard]] virtual const std::string& Name() const = 0;
   /// The user who is logged in; empty for the null user. \see IsRemote

@@ -1,7 +1,5 @@
 #include "providers/ipmi/Session.h"
 
-#include <freeipmi/freeipmi.h>
-
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -9,11 +7,17 @@
 #include "common/ErrorManager.h"
 #include "common/Wipe.h"
 #include "providers/ipmi/CompletionCode.h"
+#include "providers/ipmi/FieldTable.h"
+#include "providers/ipmi/LanContext.h"
+#include "providers/ipmi/SideSessions.h"
 
 namespace Ipmi {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+/// Ours: no session beside the first, however slow the answers are.
+constexpr const char* kOneSession = "onesession";
 
 constexpr auto kWorkarounds = std::to_array<Workaround>({
     {"authcap", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_AUTHENTICATION_CAPABILITIES},
@@ -23,6 +27,7 @@ constexpr auto kWorkarounds = std::to_array<Workaround>({
     {"opensesspriv", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_OPEN_SESSION_PRIVILEGE},
     {"integritycheckvalue", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_NON_EMPTY_INTEGRITY_CHECK_VALUE},
     {"nochecksumcheck", IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_NO_CHECKSUM_CHECK},
+    {kOneSession, 0},
 });
 
 /// IPMI 2.0, table 22-20, those with authentication, integrity and encryption: SHA-256 with AES,
@@ -73,20 +78,6 @@ FailureRow RowFor(int number, const std::string& detail) {
   ErrorManager::Raise(row.error, name, row.text);
 }
 
-struct CloseContext {
-  void operator()(ipmi_ctx_t context) const {
-    ipmi_ctx_close(context);
-    ipmi_ctx_destroy(context);
-  }
-};
-using Context = std::unique_ptr<std::remove_pointer_t<ipmi_ctx_t>, CloseContext>;
-
-Context MakeContext() {
-  Context context(ipmi_ctx_create());
-  if (!context) throw std::bad_alloc();
-  return context;
-}
-
 /// What a login that has failed means for the next try.
 enum class Login { Done, Refused, NoSuite, Silent, Doubtful, Muddled };
 
@@ -107,21 +98,6 @@ Login Judge(int number) {
     default:  // not tried again: BMCs lock accounts
       return Login::Refused;
   }
-}
-
-/// Sends over an open context. \return false when the library fails; its number says why.
-bool SendOver(ipmi_ctx_t context, const Request& request, Answer& answer) {
-  Bytes buffer = {request.command.number};
-  buffer.insert(buffer.end(), request.data.begin(), request.data.end());
-  std::array<std::uint8_t, 512> reply = {};
-  const int length = ipmi_cmd_raw(context, 0, request.command.netFn, buffer.data(),
-                                  static_cast<unsigned>(buffer.size()), reply.data(),
-                                  static_cast<unsigned>(reply.size()));
-  if (length < 0) return false;
-  // The command number comes back before the completion code.
-  answer.completion = length < 2 ? 0xFF : reply[1];
-  answer.data.assign(reply.begin() + std::min(length, 2), reply.begin() + length);
-  return true;
 }
 
 class RemoteSession final : public Transport {
@@ -151,26 +127,57 @@ class RemoteSession final : public Transport {
     return answer;
   }
 
+  [[nodiscard]] std::unique_ptr<Window> OpenWindow() override {
+    if (hasTrouble_ || !context_ || roundTrip_ < kSlow) return nullptr;
+    if (HasWorkaround(address_, kOneSession)) return nullptr;
+    const std::size_t beside = SessionsToSpare();
+    if (beside == 0) return nullptr;
+    const auto sendOwn = [this](const Request& request, Answer& answer) {
+      address_.checkpoint();
+      if (!SendOver(context_.get(), request, answer)) return false;
+      lastAnswer_ = Clock::now();
+      return true;
+    };
+    const auto patience = std::min(kBrief, way_.patience) / 3;
+    const Way way{way_.suite, patience, std::min(way_.resendAfter, patience / 2)};
+    return std::make_unique<SideSessions>(address_, way, beside, sendOwn, hasTrouble_);
+  }
+
   [[nodiscard]] const std::string& Name() const override { return address_.host; }
   [[nodiscard]] const std::string& User() const override { return address_.user; }
   [[nodiscard]] bool IsRemote() const override { return true; }
   void Checkpoint() const override { address_.checkpoint(); }
 
  private:
-  /// How a login is tried, and the session then kept.
-  struct Way {
-    std::uint8_t suite;
-    std::chrono::milliseconds patience;
-    /// A datagram without an answer is sent again after that. An answer to the first one no longer
-    /// counts then, so it must be longer than the BMC takes.
-    std::chrono::milliseconds resendAfter;
-  };
   /// How much longer than at first a datagram is waited for, the slower a BMC seems to be. A
   /// session that is lost once is no sign of that.
   static constexpr auto kSlowness = std::to_array<int>({1, 1, 2, 6});
   /// Logins in which the BMC said something are tried so often: a lost message has many faces.
   static constexpr int kMostLogins = 4;
   static constexpr std::chrono::milliseconds kBrief{3000};
+
+  /// A BMC of which several things are asked at a time, when an answer takes so long.
+  static constexpr std::chrono::milliseconds kSlow{4};
+  /// Capabilities, Open Session, RAKP 1 and 3, and the privilege.
+  static constexpr int kLoginRoundTrips = 5;
+
+  /// How many sessions can be opened and one is still left for others; also 0 when answers are
+  /// quicker than the login was, or something is odd.
+  [[nodiscard]] std::size_t SessionsToSpare() {
+    const Request request{kGetSessionInfo, {0}};
+    Answer answer;
+    const auto start = Clock::now();
+    hasTrouble_ = !SendOver(context_.get(), request, answer) ||
+                  Clock::now() - start > way_.resendAfter || answer.completion != 0 ||
+                  answer.data.size() < 3;
+    if (hasTrouble_) return 0;
+    lastAnswer_ = Clock::now();
+    // IPMI 2.0, table 22-25: handle, possible sessions, sessions in use
+    const std::size_t possible = answer.data[1] & 0x3FU;
+    const std::size_t used = answer.data[2] & 0x3FU;
+    if (lastAnswer_ - start < kSlow || possible <= used + 1) return 0;
+    return std::min(kMostBeside, possible - used - 1);
+  }
 
   [[nodiscard]] std::chrono::milliseconds ResendAfter(std::size_t slowness) const {
     return kSlowness.at(slowness) * address_.resendAfter;
@@ -227,33 +234,18 @@ class RemoteSession final : public Transport {
 
   [[nodiscard]] Login Try(const Way& way) {
     context_.reset();
-    unsigned workarounds = 0;
-    for (const Workaround& workaround : kWorkarounds) {
-      if (std::ranges::find(address_.workarounds, workaround.name) != address_.workarounds.end()) {
-        workarounds |= workaround.flag;
-      }
-    }
-    const auto textOrNone = [](const std::string& text) {
-      return text.empty() ? nullptr : text.c_str();
-    };
-    const std::string& key = address_.bmcKey;
-    // The library wants the time between two sends to be shorter than the whole.
-    const auto resendAfter = std::min(way.resendAfter, way.patience / 2);
-    Context context = MakeContext();
-    if (ipmi_ctx_open_outofband_2_0(
-            context.get(), address_.host.c_str(), textOrNone(address_.user),
-            textOrNone(address_.password),
-            key.empty() ? nullptr : reinterpret_cast<const unsigned char*>(key.data()),
-            static_cast<unsigned>(key.size()), IPMI_PRIVILEGE_LEVEL_ADMIN, way.suite,
-            static_cast<unsigned>(way.patience.count()), static_cast<unsigned>(resendAfter.count()),
-            workarounds, IPMI_FLAGS_DEFAULT) == 0) {
-      context_ = std::move(context);
+    const auto start = Clock::now();
+    Opened opened = OpenContext(address_, way);
+    if (opened.context) {
+      context_ = std::move(opened.context);
       way_ = way;
       lastAnswer_ = Clock::now();
+      roundTrip_ = std::chrono::duration_cast<std::chrono::milliseconds>(lastAnswer_ - start) /
+                   kLoginRoundTrips;
       return Login::Done;
     }
-    number_ = ipmi_ctx_errnum(context.get());
-    detail_ = ipmi_ctx_errormsg(context.get());
+    number_ = opened.number;
+    detail_ = opened.detail;
     isHeard_ |= number_ != IPMI_ERR_CONNECTION_TIMEOUT && number_ != IPMI_ERR_HOSTNAME_INVALID;
     if (number_ != 0) return Judge(number_);
     number_ = IPMI_ERR_SESSION_TIMEOUT;  // the library names no fault when it gets a message twice
@@ -277,12 +269,18 @@ class RemoteSession final : public Transport {
   int number_ = 0;            ///< of the library, for the last login that has failed
   std::string detail_;
   Clock::time_point lastAnswer_;
+  std::chrono::milliseconds roundTrip_{0};  ///< of the login, in the mean
+  bool hasTrouble_ = false;                 ///< with requests side by side
 };
 
 }  // namespace
 
 std::span<const Workaround> Workarounds() {
   return kWorkarounds;
+}
+
+bool HasWorkaround(const RemoteAddress& address, std::string_view name) {
+  return std::ranges::find(address.workarounds, name) != address.workarounds.end();
 }
 
 std::span<const std::uint8_t> CipherSuites() {

@@ -14,7 +14,8 @@
 
 namespace Ipmi {
 
-/// A departure from the protocol that some BMCs need, by the name FreeIPMI's users know.
+/// A departure from the protocol that some BMCs need, by the name FreeIPMI's users know, or from
+/// what is usual here.
 struct Workaround {
   std::string_view name;
   unsigned flag;
@@ -42,6 +43,8 @@ struct RemoteAddress {
   std::function<void()> checkpoint = [] {};  ///< called while a busy BMC is waited for; may throw
 };
 
+[[nodiscard]] bool HasWorkaround(const RemoteAddress& address, std::string_view name);
+
 /// What can be chosen, best first. All of them encrypt.
 [[nodiscard]] std::span<const std::uint8_t> CipherSuites();
 
@@ -51,6 +54,9 @@ struct RemoteAddress {
 /// A session that falls silent is opened again, three times in a row at most, and what was asked is
 /// asked again. From the second time on datagrams get more time before they are sent again: a slow
 /// BMC looks like one that loses them.
+///
+/// Where answers are slow it takes several requests at a time, over up to three more sessions
+/// (`Transport::OpenWindow`).
 /// \throws ResultStatus  Unreachable; LoginRefused (user, password, key, privilege); BadAnswer
 ///                       (it does not speak IPMI 2.0).
 [[nodiscard]] std::unique_ptr<Transport> OpenRemote(const RemoteAddress& address);

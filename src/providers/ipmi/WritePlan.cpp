@@ -44,7 +44,6 @@ bool IsAdministrator(const std::string& privilege) {
 /// Why a change ends the session's way to the BMC, or makes it too weak to go back; empty when it
 /// does neither.
 std::string HowItLocksOut(Bmc& bmc, const Change& change) {
-  const bool isOwnChannel = change.place.channel == ChannelInUse(bmc);
   const bool isPrivilege = change.path.ends_with("/PRIVILEGE");
   switch (change.stage) {
     case Stage::OwnName:
@@ -54,7 +53,8 @@ std::string HowItLocksOut(Bmc& bmc, const Change& change) {
     case Stage::OwnAddress:
       return "the session goes to this channel; the BMC may get another address with it";
     case Stage::OwnAccess:
-      if (!isOwnChannel || (isPrivilege && IsAdministrator(change.wanted))) return {};
+      if (change.place.channel != ChannelInUse(bmc)) return {};
+      if (isPrivilege && IsAdministrator(change.wanted)) return {};
       if (!isPrivilege && change.wanted != kDisable) return {};
       if (change.PageKind() == Kind::PayloadAccess) return {};
       return Query::kWeakensOwn;

@@ -10,12 +10,14 @@
 #include <map>
 #include <set>
 #include <thread>
+#include <utility>
 
 #include "Simulator.h"
 #include "common/ErrorManager.h"
 #include "common/Logger.h"
 #include "providers/ipmi/IpmiProvider.h"
 #include "providers/ipmi/Session.h"
+#include "query/XDirector.h"
 #include "support/TestEngine.h"
 
 namespace Test {
@@ -57,6 +59,13 @@ TEST_F(IpmiLocalTest, AMissingDeviceNamesTheModulesAndAForbiddenOneThePermission
   EXPECT_THAT(message, HasSubstr("root"));
 }
 
+/// Which session an Open Session Request (IPMI 2.0, table 13-9) is for, by the number that the
+/// console has chosen; empty for any other datagram.
+std::string_view OpenedBy(std::string_view datagram) {
+  const bool isOpening = datagram.size() > 28 && datagram[4] == 6 && datagram[5] == 0x10;
+  return isOpening ? datagram.substr(20, 4) : std::string_view();
+}
+
 /// A provider that is logged in to a simulated BMC with all commands.
 class IpmiProviderTest : public EngineTest {
  protected:
@@ -70,7 +79,8 @@ class IpmiProviderTest : public EngineTest {
   static std::unique_ptr<Ipmi::IpmiProvider> Login(
       std::uint16_t port, std::chrono::milliseconds patience = 10s,
       const Ipmi::Patience& slow = {600ms, 1s}, std::uint8_t suite = 0, const std::string& key = "",
-      const std::function<void()>& checkpoint = [] {}) {
+      const std::function<void()>& checkpoint = [] {},
+      const std::function<void(Ipmi::RemoteAddress&)>& adjust = [](auto&) {}) {
     Ipmi::RemoteAddress address;
     address.host = "127.0.0.1:" + std::to_string(port);
     address.user = "admin";
@@ -81,6 +91,7 @@ class IpmiProviderTest : public EngineTest {
     address.cipherSuite = suite;
     address.bmcKey = key;
     address.checkpoint = checkpoint;
+    adjust(address);
     return std::make_unique<Ipmi::IpmiProvider>(Ipmi::OpenRemote(address), slow);
   }
 
@@ -175,8 +186,9 @@ TEST_F(IpmiProviderTest, OneChangedValueIsOneWrite) {
     if (!node.options.empty()) all[path] = node.values.front();
   }
   all["/BMC/USER[3]/CHANNEL[2]/PRIVILEGE"] = "User";
+  simulator->TakeRequests();
   EXPECT_EQ(Write(all), 0);
-  EXPECT_THAT(Changes(), ElementsAre("06 43 92 03 02 "));
+  EXPECT_THAT(simulator->TakeRequests(), ElementsAre("06 43 92 03 02 ", "06 44 02 03 "));
   EXPECT_EQ(Value("/BMC/USER[3]/CHANNEL[2]/PRIVILEGE"), "USER");
   EXPECT_EQ(Value("/BMC/USER[3]/CHANNEL[1]/PRIVILEGE"), "OPERATOR");
   EXPECT_THAT(Notes(), IsEmpty());
@@ -541,8 +553,7 @@ TEST_F(IpmiProviderTest, TheLoginTriesOneSuiteAfterTheOtherAndTakesTheKeyOfTheBm
     int asked = 0;
     {
       Relay relay(simulator->Port(), [&](unsigned /*number*/, std::string_view datagram) {
-        const bool isOpening = datagram.size() > 28 && datagram[4] == 6 && datagram[5] == 0x10;
-        if (!isOpening) return 1U;
+        if (OpenedBy(datagram).empty()) return 1U;
         const char algorithm = datagram[28];
         asked += static_cast<int>(algorithm == 3);
         // What is sent again is of the same try.
@@ -554,6 +565,17 @@ TEST_F(IpmiProviderTest, TheLoginTriesOneSuiteAfterTheOtherAndTakesTheKeyOfTheBm
     EXPECT_EQ(tried, row.tried) << int{row.suite};
     EXPECT_LT(asked, 20) << "a silent suite has a part of the patience";
   }
+  std::set<std::string> tries;
+  {
+    Relay relay(simulator->Port(), [&](unsigned /*number*/, std::string_view datagram) {
+      if (!OpenedBy(datagram).empty()) tries.emplace(OpenedBy(datagram));
+      const bool isRakp3 = datagram.size() > 16 && datagram[4] == 6 && datagram[5] == 0x14;
+      return isRakp3 ? 0U : 1U;
+    });
+    EXPECT_EQ(CodeOf([&] { static_cast<void>(Login(relay.Port(), 600ms, {}, 3)); }),
+              ErrorManager::Unreachable);
+  }
+  EXPECT_THAT(tries, SizeIs(4)) << "a BMC that says something gets some tries, but not for ever";
   Simulator keyed(PathOf("keyed"), Simulator::Commands::All, "    bmc_key \"a-key-of-the-BMC\"\n");
   EXPECT_EQ(login(keyed.Port(), {}), ErrorManager::LoginRefused);
   EXPECT_EQ(login(keyed.Port(), {}, "another-key"), ErrorManager::LoginRefused);
@@ -575,6 +597,74 @@ TEST_F(IpmiProviderTest, PausesAndLostDatagramsCostTimeOnly) {
   Mount(lossy);
   EXPECT_EQ(save("lossy.ini"), direct);
   EXPECT_GT(relay.Requests(), 110U);  // some of them again
+}
+
+TEST_F(IpmiProviderTest, SlowAnswersAreAskedForSeveralAtATimeAndTroubleEndsThat) {
+  struct Row {
+    const char* rules;
+    std::size_t logins = 4;
+    unsigned lost = 0;    ///< the login of which the network loses a datagram, counted from 1
+    bool isWhole = true;  ///< all is asked ahead
+    const char* workaround = "";
+    std::size_t others = 0;  ///< sessions of others
+  };
+  std::vector<std::unique_ptr<Ipmi::IpmiProvider>> others;
+  std::string warnings;
+  const auto before = LOGGER::Logger::CreateInstance()->SetSink(
+      [&](const LOGGER::LogRecord& record) { warnings += record.text + "\n"; });
+  const auto save = [&] {
+    SDK::SaveRestore().Save(Options(PathOf("x.ini"), 1));
+    return ReadText(PathOf("x.ini")) + std::exchange(warnings, {});
+  };
+  const std::vector<std::string> all = {"BMC", "SMBIOS"};
+  for (const Row& row : {
+           Row{""},
+           Row{"06 59: answer C1"},  // absent is no trouble
+           Row{"", 1, 0, false, "onesession"},
+           Row{"0C 02 01 0B: answer FF", 4, 0, false},
+           Row{"0C 02 01 0B: answer D4", 4, 0, false},
+           Row{"0C 02 01 0B x1: answer C0", 4, 0, false},
+           Row{"04 13 x1: drop", 4, 0, false},
+           Row{"", 4, 3},
+           Row{"", 2, 0, true, "", 59},  // of 63 sessions one is left to others
+           Row{"", 1, 0, false, "", 60},
+       }) {
+    while (others.size() < row.others) {
+      others.push_back(Login(simulator->Port(), 10s, {600ms, 1s}, 3));
+    }
+    Mount(std::shared_ptr(Login(simulator->Port(), 10s, {600ms, 1s}, 3)));
+    simulator->Misbehave(row.rules);
+    const std::string direct = save();
+    std::set<std::string> logins;
+    std::string lost;
+    Relay relay(
+        simulator->Port(),
+        [&](unsigned /*number*/, std::string_view datagram) {
+          if (OpenedBy(datagram).empty()) return 1U;
+          const std::string login(OpenedBy(datagram));
+          if (logins.insert(login).second && logins.size() == row.lost) lost = login;
+          return login == lost ? 0U : 1U;
+        },
+        3ms);
+    std::shared_ptr<Ipmi::IpmiProvider> slow = Login(
+        relay.Port(), 10s, {600ms, 1s}, 3, "", [] {},
+        [&](Ipmi::RemoteAddress& address) {
+          address.workarounds.emplace_back(row.workaround);
+          address.resendAfter = 1s;  // later is trouble
+        });
+    Mount(slow);
+    simulator->Misbehave(row.rules);
+    slow->Expect(all);
+    EXPECT_THAT(warnings, IsEmpty()) << row.rules;
+    EXPECT_EQ(logins.size(), row.logins) << row.rules;
+    simulator->TakeRequests();
+    EXPECT_EQ(save(), direct) << row.rules;
+    EXPECT_EQ(simulator->TakeRequests().empty(), row.isWhole) << row.rules;
+    slow->Expect(all);
+    EXPECT_THAT(simulator->TakeRequests(), IsEmpty());
+    SDK::XDirectorImpl::CreateInstance()->UnmountAll();  // it logs out while there is a relay
+  }
+  LOGGER::Logger::CreateInstance()->SetSink(before);
 }
 
 TEST_F(IpmiProviderTest, ALostSessionFailsAtOnceAndNamesWhatWasNotSent) {

@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -25,6 +26,7 @@ namespace Test {
 namespace {
 
 namespace fs = std::filesystem;
+constexpr int kPoll = 20;  // milliseconds
 constexpr const char* kProgram = "/usr/bin/ipmi_sim";
 
 sockaddr_in Loopback(std::uint16_t port) {
@@ -169,7 +171,8 @@ std::vector<std::string> Simulator::TakeRequests(const std::string& prefix) {
   return requests;
 }
 
-Relay::Relay(std::uint16_t target, Copies copies) : copies_(std::move(copies)) {
+Relay::Relay(std::uint16_t target, Copies copies, std::chrono::microseconds oneWay)
+    : copies_(std::move(copies)), oneWay_(oneWay) {
   front_ = BoundSocket(port_);
   thread_ = std::thread([this, target] { Run(target); });
 }
@@ -189,12 +192,22 @@ void Relay::Pass(int from, const std::function<std::pair<int, std::uint16_t>(std
   if (got < 0) return;
   if (from == front_) ++requests_;
   const auto [out, port] = way(ntohs(sender.sin_port));
-  const sockaddr_in receiver = Loopback(port);
-  const std::string_view datagram(data.data(), static_cast<std::size_t>(got));
+  const std::string datagram(data.data(), static_cast<std::size_t>(got));
   for (unsigned copies = copies_ ? copies_(++datagrams_, datagram) : 1; copies > 0; --copies) {
-    sendto(out, data.data(), static_cast<std::size_t>(got), 0,
+    underway_.push_back({Clock::now() + oneWay_, out, port, datagram});
+  }
+}
+
+int Relay::Deliver() {
+  for (; !underway_.empty(); underway_.pop_front()) {
+    const Underway& next = underway_.front();
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(next.due - Clock::now());
+    if (left.count() > 0) return static_cast<int>(std::min<std::int64_t>(left.count(), kPoll));
+    const sockaddr_in receiver = Loopback(next.to);
+    sendto(next.from, next.datagram.data(), next.datagram.size(), 0,
            reinterpret_cast<const sockaddr*>(&receiver), sizeof receiver);
   }
+  return kPoll;
 }
 
 /// Each client gets a socket of its own towards the target, so that answers find their way back.
@@ -207,7 +220,7 @@ void Relay::Run(std::uint16_t target) {
       watched.push_back({descriptor.Get(), POLLIN, 0});
       ports.push_back(port);
     }
-    poll(watched.data(), watched.size(), 20);
+    poll(watched.data(), watched.size(), Deliver());
     for (std::size_t i = 0; i < watched.size(); ++i) {
       if ((watched[i].revents & POLLIN) == 0) continue;
       Pass(watched[i].fd, [&](std::uint16_t client) {

@@ -3,7 +3,9 @@
 #include <sys/types.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -52,14 +54,16 @@ class Simulator {
   int rulesGiven_ = 0;
 };
 
-/// Passes datagrams on to a port of 127.0.0.1 and back, and counts them.
+/// Passes datagrams on to a port of 127.0.0.1 and back, and counts them. Each is on its way for a
+/// time of its own, as in a network.
 class Relay {
  public:
   /// How often the datagram of this number is passed on, counted from 1 in both directions: 0 loses
   /// it, 2 doubles it.
   using Copies = std::function<unsigned(unsigned number, std::string_view datagram)>;
 
-  explicit Relay(std::uint16_t target, Copies copies = {});
+  explicit Relay(std::uint16_t target, Copies copies = {},
+                 std::chrono::microseconds oneWay = std::chrono::microseconds(0));
   Relay(const Relay&) = delete;
   Relay& operator=(const Relay&) = delete;
   ~Relay();
@@ -69,11 +73,23 @@ class Relay {
   [[nodiscard]] unsigned Requests() const { return requests_; }
 
  private:
+  using Clock = std::chrono::steady_clock;
+  struct Underway {
+    Clock::time_point due;
+    int from;  ///< socket
+    std::uint16_t to;
+    std::string datagram;
+  };
+
   void Run(std::uint16_t target);
+  /// Passes on what is due. \return how long until the next one is, in milliseconds.
+  int Deliver();
   /// Passes a datagram on; `way` knows by the port of its sender from which socket to which port.
   void Pass(int from, const std::function<std::pair<int, std::uint16_t>(std::uint16_t)>& way);
 
   Copies copies_;
+  std::chrono::microseconds oneWay_;
+  std::deque<Underway> underway_;
   int front_ = -1;
   std::uint16_t port_ = 0;
   std::atomic<unsigned> requests_ = 0;

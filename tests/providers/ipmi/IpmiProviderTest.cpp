@@ -154,8 +154,8 @@ TEST_F(IpmiProviderTest, AReadKeepsTheContractAndAsksNothingTwice) {
   EXPECT_TRUE(nodes.contains("/BMC/LAN[1]/ALERT/DESTINATION[0]/MAC"));
   for (const auto& [path, node] : nodes) EXPECT_THAT(path, StartsWith("/BMC/LAN[1]"));
   provider->Read("/BMC/PEF/FILTER", nodes);
-  EXPECT_THAT(nodes.at("/BMC/PEF/FILTER").values.Get(), SizeIs(15));
-  EXPECT_EQ(nodes.at("/BMC/LAN[1]/ALERT/DESTINATION").values.Get(),
+  EXPECT_THAT(nodes.at("/BMC/PEF/FILTER").values, SizeIs(15));
+  EXPECT_EQ(nodes.at("/BMC/LAN[1]/ALERT/DESTINATION").values,
             Children("/BMC/LAN[1]/ALERT/DESTINATION"));
   for (const char* path : {"/BMC/PEF/FILTER[13]", "/BMC/LAN[1]/ALERT/DESTINATION[2]",
                            "/BMC/SOL/CHANNEL[1]/BAUDRATESERIAL"}) {

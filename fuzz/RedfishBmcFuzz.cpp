@@ -141,9 +141,10 @@ HttpClient::~HttpClient() = default;
 void HttpClient::UseBasic(const std::string& /*user*/, const std::string& /*password*/) {}
 void HttpClient::Hurry(std::chrono::seconds /*limit*/) {}
 bool HttpClient::IsSlow() const {
-  return theResources->IsSlow();
+  return waits_ > 1 && theResources->IsSlow();
 }
 HttpAnswer HttpClient::Exchange(const HttpRequest& request) {
+  ++waits_;
   return theResources->Answer(request);
 }
 void HttpClient::Exchange(const HttpFlow& flow) {

@@ -16,6 +16,7 @@ using nlohmann::json;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 const std::string kAccounts = "/redfish/v1/AccountService/Accounts";
@@ -138,6 +139,19 @@ TEST_F(BmcTest, AChangeIsOneRequestForTheStateThatWasRead) {
             ErrorManager::WritesRefused);
   EXPECT_THAT(service->TakeLines(), Contains("PATCH " + serial));
   EXPECT_EQ(service->State("tree").at(serial).at("BitRate"), "9600");
+}
+
+TEST_F(BmcTest, ABmcKeepsItsAddresses) {
+  Open();
+  for (const char* leaf :
+       {"IP", "SUBNETMASK", "DEFAULTGATEWAYIP", "IPV6", "IPV6PREFIXLENGTH", "IPV6_GATEWAYIP"}) {
+    const std::string path = std::string("/BMC/LAN[1]/") + leaf;
+    EXPECT_EQ(CodeOf([&] { provider->Write({{path, "192.0.2.99"}}, false, false); }), 0) << path;
+    const std::vector<SDK::WriteNote> notes = provider->TakeWriteNotes();
+    ASSERT_EQ(notes.size(), 1U) << path;
+    EXPECT_EQ(notes[0].reason, "a BMC keeps its own addresses") << path;
+  }
+  EXPECT_THAT(service->TakeLines(), Not(Contains(StartsWith("PATCH "))));
 }
 
 // The types of the resources, by `Redfish::Holder`.

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "plan/Change.h"
+#include "query/BmcRules.h"
 
 namespace Planning {
 namespace {
@@ -20,13 +21,16 @@ bool IsEmptyOn(const std::string& section, const Configuration& present) {
 SettingNames AbsentOf(const Configuration& wanted, const Configuration& present,
                       const Server& server) {
   SettingNames absent;
+  SDK::SettingMap has;
+  for (const Setting& setting : present.Settings()) has.emplace(setting.path, setting.value);
   SDK::SettingMap settings;
   std::map<std::string, const Setting*> byPath;
   for (const Setting& setting : wanted.Settings()) {
     if (IsEmptyOn(setting.section, present)) absent.insert({setting.section, setting.key});
     const Setting* now = present.Find(setting.section, setting.key);
     if (now == nullptr || !now->path.starts_with("/BMC/")) continue;
-    if (!TellsNothing(now->value) || SameValue(setting, *now)) continue;
+    if (!TellsNothing(now->value) && !Query::IsIntervalOfNone(now->path, has)) continue;
+    if (SameValue(setting, *now)) continue;
     settings.emplace(now->path, setting.value);
     byPath.emplace(now->path, &setting);
   }

@@ -458,7 +458,8 @@ TEST_F(BmcToolTest, TheSameMachineReadsAlikeOverIpmi) {
   ofOne.insert(onlyRedfish.begin(), onlyRedfish.end());
   EXPECT_EQ(KeysThatDiffer("i.ini", "r.ini"), ofOne);
   // What a target has no setting for is no difference there.
-  EXPECT_EQ(RunRemote("verify --mode bmc i.ini").exitCode, 0);
+  const ToolOutcome verified = RunRemote("verify --mode bmc i.ini");
+  EXPECT_EQ(verified.exitCode, 0) << verified.out;
   EXPECT_EQ(overIpmi("verify --mode bmc r.ini").exitCode, 0);
 
   service->Knobs({"password=secret"});

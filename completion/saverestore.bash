@@ -1,4 +1,5 @@
 # Completion of saverestore for bash. What fits, the tool itself says.
+
 # Sets `words` to those of the line up to the cursor. ":" and "=" belong to a word here: KIND:PLACE,
 # SECTION::KEY=VALUE; bash makes words of their own of them. What stands together in the line is one.
 _saverestore_words() {

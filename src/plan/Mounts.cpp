@@ -1,5 +1,6 @@
 #include "plan/Mounts.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -14,6 +15,13 @@ namespace {
 constexpr const char* kBmcTree = "BMC";
 constexpr const char* kBiosTree = "BIOS";
 constexpr auto kTrees = std::to_array<const char*>({kBmcTree, kBiosTree, "SMBIOS"});
+
+/// A half of a server, and the mode that does without it.
+struct Need {
+  const char* tree;
+  Mode without;
+};
+constexpr auto kNeeds = std::to_array<Need>({{kBiosTree, ModeBmc}, {kBmcTree, ModeBios}});
 
 /// True when a target is there for `tree`; a stand-in is not worth one.
 bool Covers(const Mounts& mounts, const char* tree) {
@@ -99,12 +107,13 @@ Mode ModeOf(const Mounts& mounts) {
   return hasBios ? ModeBios : ModeBmc;
 }
 
+bool NeedsTree(Mode mode, std::string_view tree) {
+  return std::ranges::none_of(
+      kNeeds, [&](const Need& need) { return need.tree == tree && need.without == mode; });
+}
+
 void CheckMode(const Mounts& mounts, Mode mode) {
-  struct Need {
-    const char* tree;
-    Mode without;  ///< the mode that does without it
-  };
-  for (const Need& need : std::to_array<Need>({{kBiosTree, ModeBmc}, {kBmcTree, ModeBios}})) {
+  for (const Need& need : kNeeds) {
     if (mode == need.without) continue;
     if (Covers(mounts, need.tree)) {
       if (const auto& refusal = mounts.at(need.tree).refusal) throw ResultStatus(*refusal);

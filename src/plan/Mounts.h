@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "common/ResultStatus.h"
@@ -59,6 +60,9 @@ class AheadView {
 
 /// The mode that covers what is mounted; a stand-in is not worth one.
 [[nodiscard]] Mode ModeOf(const Mounts& mounts);
+
+/// True when a save or restore of `mode` needs `tree` ("BIOS", "BMC", "SMBIOS").
+[[nodiscard]] bool NeedsTree(Mode mode, std::string_view tree);
 
 /// A part that nothing is mounted for would be saved as empty, or restored to nobody.
 /// \throws Failure  usage: `mode` asks for such a part. \throws ResultStatus  for one that may not

@@ -45,10 +45,9 @@ void Server::Refresh() const {
 }
 
 void Server::Expect(Mode mode) const {
-  const std::string without = mode == ModeBios ? "BMC" : mode == ModeBmc ? "BIOS" : "";
   std::map<SDK::QueryProvider*, std::vector<std::string>> trees;  // one may be for several
   for (const auto& [tree, mount] : mounts_) {
-    if (tree != without) trees[mount.provider.get()].push_back(tree);
+    if (NeedsTree(mode, tree)) trees[mount.provider.get()].push_back(tree);
   }
   for (const auto& [provider, all] : trees) provider->Expect(all);
 }

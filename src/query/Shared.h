@@ -147,11 +147,10 @@ class Texts {
 class Text : public SharedContainer<std::string> {
  public:
   using SharedContainer::SharedContainer;
-  Text(const char* text)
-      : SharedContainer(std::string(text)) {}  // NOLINT(google-explicit-constructor): it is one
-  operator std::string_view() const {
-    return Get();
-  }  // NOLINT(google-explicit-constructor): it is one
+  // NOLINTNEXTLINE(google-explicit-constructor): it is one
+  Text(const char* text) : SharedContainer(std::string(text)) {}
+  // NOLINTNEXTLINE(google-explicit-constructor): it is one
+  operator std::string_view() const { return Get(); }
 };
 
 /// An ordered map of texts.

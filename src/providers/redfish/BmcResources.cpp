@@ -86,6 +86,12 @@ std::vector<std::string> BmcResources::MembersOf(const std::string& collection) 
   }
 }
 
+std::vector<std::string> BmcResources::FetchedMembersOf(const std::string& collection) {
+  std::vector<std::string> members = MembersOf(collection);
+  service_.FetchTogether(members);
+  return members;
+}
+
 std::string BmcResources::ManagerPath() {
   for (const json& link : At(service_.System().content, {"Links", "ManagedBy"})) {
     if (std::string path = PathOfLink(TextAt(link, {"@odata.id"})); !path.empty()) return path;
@@ -107,9 +113,7 @@ std::vector<BmcResources::Numbered> BmcResources::Accounts() {
     std::string path;
   };
   std::vector<Known> accounts;
-  std::vector<std::string> members = MembersOf(AccountCollection());
-  service_.FetchTogether(members);
-  for (std::string& path : members) {
+  for (std::string& path : FetchedMembersOf(AccountCollection())) {
     const json& content = ContentOf(path);
     if (content.is_null()) continue;
     std::string id = IdOf(content, path);
@@ -150,9 +154,7 @@ bool BmcResources::CanMake(std::uint8_t user) {
 
 std::vector<std::string> BmcResources::Interfaces() {
   std::vector<std::string> enabled;
-  std::vector<std::string> members = MembersOf(LinkOf(ManagerPath(), "EthernetInterfaces"));
-  service_.FetchTogether(members);
-  for (std::string& path : members) {
+  for (std::string& path : FetchedMembersOf(LinkOf(ManagerPath(), "EthernetInterfaces"))) {
     const json& content = ContentOf(path);
     if (!content.is_null() && IsEnabled(content)) enabled.push_back(std::move(path));
   }
@@ -167,9 +169,7 @@ std::string BmcResources::SubscriptionCollection() {
 
 std::vector<std::string> BmcResources::Subscriptions(Holder holder) {
   std::vector<std::string> wanted;
-  std::vector<std::string> members = MembersOf(SubscriptionCollection());
-  service_.FetchTogether(members);
-  for (std::string& path : members) {
+  for (std::string& path : FetchedMembersOf(SubscriptionCollection())) {
     if (Sends(ContentOf(path), holder)) wanted.push_back(std::move(path));
   }
   return wanted;

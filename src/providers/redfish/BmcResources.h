@@ -57,6 +57,8 @@ class BmcResources {
 
   [[nodiscard]] std::vector<Numbered> Accounts();
   [[nodiscard]] std::vector<std::string> MembersOf(const std::string& collection);
+  /// The same for members that are all going to be looked into.
+  [[nodiscard]] std::vector<std::string> FetchedMembersOf(const std::string& collection);
   [[nodiscard]] std::string FirstSerial();
   [[nodiscard]] std::string LinkOf(const std::string& path, const char* name);
   const json& ContentOf(const std::string& path);

@@ -179,6 +179,7 @@ void HttpTransfer::Prepare(const HttpRequest& request) {
 }
 
 void HttpTransfer::Begin(CURLM* runner, const HttpRequest& request) {
+  Leave();  // of a runner that failed
   Prepare(request);
   answer_ = {};
   error_.front() = '\0';

@@ -33,6 +33,17 @@ bool IsAtOrBelow(const std::string& path, const std::string& root) {
   return path == root || Query::IsBelow(path, root);
 }
 
+/// What finds the resources of the BIOS half.
+std::vector<Service::Walk> BiosWalks(Service& service) {
+  return {[&service] { static_cast<void>(service.Find(service.RegistryCollection())); },
+          [&service] { static_cast<void>(service.RegistryText()); },
+          [&service] {
+            const std::string path = service.BiosSettings();
+            if (!path.empty()) static_cast<void>(service.Find(path));
+          },
+          [&service] { static_cast<void>(ReadNextBootOrder(service, ReadBootOrder(service))); }};
+}
+
 }  // namespace
 
 const RedfishProvider::Part RedfishProvider::kParts[] = {
@@ -150,16 +161,7 @@ void RedfishProvider::Expect(const std::vector<std::string>& trees) {
   std::vector<Service::Walk> walks;
   for (const std::string& tree : trees) {
     if (tree == "BMC") std::ranges::copy(bmc_.Walks(), std::back_inserter(walks));
-    if (tree != "BIOS") continue;
-    walks.emplace_back([this] { static_cast<void>(service_.Find(service_.RegistryCollection())); });
-    walks.emplace_back([this] { static_cast<void>(service_.RegistryText()); });
-    walks.emplace_back([this] {
-      if (const std::string path = service_.BiosSettings(); !path.empty()) {
-        static_cast<void>(service_.Find(path));
-      }
-    });
-    walks.emplace_back(
-        [this] { static_cast<void>(ReadNextBootOrder(service_, ReadBootOrder(service_))); });
+    if (tree == "BIOS") std::ranges::copy(BiosWalks(service_), std::back_inserter(walks));
   }
   service_.Expect(std::move(walks));
 }

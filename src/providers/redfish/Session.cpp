@@ -161,29 +161,31 @@ void Session::CheckUsable(const HttpAnswer& answer, const std::string& path) con
   if (!isUsable) RaiseUnusable(answer, "access", ServerName() + path);
 }
 
+std::exception_ptr Session::WhyUnusable(const HttpAnswer& answer, const std::string& path) const {
+  try {
+    CheckUsable(answer, path);
+  } catch (const ResultStatus&) {
+    return std::current_exception();
+  }
+  return nullptr;
+}
+
 void Session::Exchange(HttpFlow flow) {
   bool isOver = false;
   if (!token_.empty()) flow.headers.push_back("X-Auth-Token: " + token_);
-  client_.Exchange(HttpFlow{flow.headers,
-                            [&] {
-                              client_.Checkpoint();
-                              return isOver ? std::string() : flow.next();
-                            },
-                            [&](const std::string& path, HttpOutcome outcome) {
-                              if (outcome.failure) {
-                                isOver = true;
-                              } else if (outcome.answer.status == 401 || IsBusy(outcome.answer)) {
-                                isOver = true;
-                                return;
-                              } else {
-                                try {
-                                  CheckUsable(outcome.answer, path);
-                                } catch (const ResultStatus&) {
-                                  outcome.failure = std::current_exception();
-                                }
-                              }
-                              flow.take(path, std::move(outcome));
-                            }});
+  const auto next = [&] {
+    client_.Checkpoint();
+    return isOver ? std::string() : flow.next();
+  };
+  const auto take = [&](const std::string& path, HttpOutcome outcome) {
+    const bool isAnswer = outcome.failure == nullptr;
+    const bool isMended = isAnswer && (outcome.answer.status == 401 || IsBusy(outcome.answer));
+    isOver = isOver || isMended || !isAnswer;
+    if (isMended) return;  // by asking again
+    if (isAnswer) outcome.failure = WhyUnusable(outcome.answer, path);
+    flow.take(path, std::move(outcome));
+  };
+  client_.Exchange(HttpFlow{flow.headers, next, take});
 }
 
 void Session::EndSession(const std::string& location) noexcept {

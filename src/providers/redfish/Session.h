@@ -57,6 +57,9 @@ class Session {
   [[nodiscard]] HttpAnswer Send(HttpRequest request);
   [[nodiscard]] HttpAnswer Patiently(const HttpRequest& request);
   void CheckUsable(const HttpAnswer& answer, const std::string& path) const;
+  /// What CheckUsable throws; null for nothing.
+  [[nodiscard]] std::exception_ptr WhyUnusable(const HttpAnswer& answer,
+                                               const std::string& path) const;
   void BeginSession();
   void UseBasic();
   void EndSession(const std::string& location) noexcept;

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "common/ErrorManager.h"
+
 namespace Planning {
 
 ObservedProvider::ObservedProvider(std::shared_ptr<SDK::QueryProvider> inner,
@@ -20,7 +22,20 @@ void ObservedProvider::Observe(const std::string& path, Call call) {
 }
 
 void ObservedProvider::Read(const std::string& path, NodeMap& results) {
-  Observe(path, [&] { ForwardingProvider::Read(path, results); });
+  Observe(path, [&] {
+    if (silence_) throw ResultStatus(*silence_);
+    try {
+      ForwardingProvider::Read(path, results);
+    } catch (const ResultStatus& failure) {
+      if (failure.getval() == ErrorManager::Unreachable) silence_ = failure;
+      throw;
+    }
+  });
+}
+
+void ObservedProvider::Refresh() {
+  silence_.reset();
+  ForwardingProvider::Refresh();
 }
 
 void ObservedProvider::Write(const SDK::SettingMap& settings, bool isBios, bool reserved) {

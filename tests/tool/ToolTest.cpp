@@ -282,12 +282,14 @@ TEST_F(ToolTest, ATargetThatFallsSilentIsNeverSavedAsEmpty) {
       Tool::SaveRequest request;
       request.file = PathOf("x.ini");
       request.mode = Planning::ModeBmc;
-      request.openTarget = [&] {
-        return Planning::AllTrees(std::make_shared<FailingProvider>(
-            std::make_shared<Machine::MachineProvider>(machine), failAt, code));
-      };
+      const auto target = std::make_shared<FailingProvider>(
+          std::make_shared<Machine::MachineProvider>(machine), failAt, code);
+      request.openTarget = [&] { return Planning::AllTrees(target); };
       ASSERT_EQ(CodeOf([&] { RunSave(request, Tool::Messages(Tool::Verbosity::Quiet)); }), code)
           << failAt;
+      // Each further question to one that is silent may have to be waited out.
+      const bool isSilent = code == ErrorManager::Unreachable;
+      ASSERT_EQ(isSilent ? target->Calls() : failAt, failAt);
       ASSERT_THAT(Files(), IsEmpty()) << failAt;
     }
   }

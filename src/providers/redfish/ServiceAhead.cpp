@@ -45,8 +45,10 @@ void Service::LookAround(const std::string& path) {
 
 void Service::FetchTogether(const std::vector<std::string>& paths) {
   std::vector<std::string> missing;
-  std::ranges::copy_if(paths, std::back_inserter(missing),
-                       [this](const std::string& path) { return !resources_.contains(path); });
+  // What has failed already is not waited for twice.
+  std::ranges::copy_if(paths, std::back_inserter(missing), [this](const std::string& path) {
+    return !resources_.contains(path) && !failures_.contains(path);
+  });
   if (missing.empty()) return;
   if (isLooking_) {
     std::ranges::copy(missing, std::back_inserter(wanted_));

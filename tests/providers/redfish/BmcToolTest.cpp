@@ -382,7 +382,8 @@ TEST_F(BmcToolTest, ASlowServiceIsAskedForSeveralThingsAtOnce) {
                                   "status=403 " + kAccounts + "*",
                                   "garbage=" + kManager,
                                   "close=" + kDedicated,
-                                  "stall=" + kProtocols};
+                                  "stall=" + kProtocols,
+                                  "stall=" + kAccounts + "/*"};
   for (const std::string& failure : failures) {
     SCOPED_TRACE(failure);
     const auto save = [&](const std::string& speed) {
@@ -399,11 +400,12 @@ TEST_F(BmcToolTest, ASlowServiceIsAskedForSeveralThingsAtOnce) {
     EXPECT_EQ(ReadText(PathOf("x.ini")), file);
     EXPECT_GE(service->State("connections"), 4);
     EXPECT_EQ(service->State("sessions"), 0);
-    if (!failure.empty()) continue;
+    // What does not answer is waited for once.
+    if (!failure.empty() && !failure.starts_with("stall")) continue;
     Lines lines = service->TakeLines();
     std::ranges::sort(lines);
     EXPECT_EQ(std::ranges::adjacent_find(lines), lines.end());
-    EXPECT_EQ(lines.size(), 36U);
+    EXPECT_TRUE(!failure.empty() || lines.size() == 36) << lines.size();
   }
 }
 

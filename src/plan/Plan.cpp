@@ -184,6 +184,7 @@ Request RequestOfFile(const std::string& path, std::optional<Mode> mode, const s
 
 Plan MakePlan(const Request& request, const Server& server) {
   CheckMode(server.Providers(), request.mode);
+  if (!request.present) server.Expect(request.mode);
   Rehearsal rehearsal = Rehearse(request, server.Providers());
   for (const ResultStatus& failure : rehearsal.failures) {
     if (failure.getval() == ErrorManager::BadFileName) throw ResultStatus(failure);

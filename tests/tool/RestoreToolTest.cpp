@@ -524,6 +524,8 @@ TEST_F(RestoreToolTest, ANameThatNothingHasStopsARestoreUntilItIsToPassOverIt) {
 class StubbornProvider final : public FakeProvider {
  public:
   std::vector<SDK::WriteNote> notes;
+  std::vector<std::string> expected;  ///< what it was told that is about to be read
+  void Expect(const std::vector<std::string>& trees) override { expected = trees; }
   void Write(const SDK::SettingMap& settings, bool /*isBios*/, bool /*reserved*/) override {
     for (const auto& [path, value] : settings) {
       if (path.ends_with("/NAME")) {
@@ -565,6 +567,7 @@ TEST_F(RestoreToolTest, EverySettingHasItsOutcome) {
   EXPECT_EQ(RunRestore(request, Tool::Messages(Tool::Verbosity::Normal)), 1);
   const json report = json::parse(::testing::internal::GetCapturedStdout());
   EXPECT_EQ(report["schema"], "saverestore-restore/1");
+  EXPECT_EQ(server->expected, (std::vector<std::string>{"BIOS", "BMC", "SMBIOS"}));
   std::map<std::string, std::string> outcomes;
   for (const json& row : report["settings"]) {
     if (row["outcome"] == "unchanged") continue;

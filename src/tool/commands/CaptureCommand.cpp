@@ -215,6 +215,7 @@ void RunCapture(const CaptureRequest& request, const Messages& messages) {
     }
     progress.Begin("reading the target");
     image.platform = SDK::XDirectorImpl::CreateInstance()->PlatformName();
+    server.Expect(Planning::ModeAll);
     saved = Planning::ConfigurationOfTarget(Planning::ModeAll);
     progress.Begin("reading everything else");
     ReadEverything(server.Providers(), answers.nodes);

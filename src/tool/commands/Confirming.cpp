@@ -13,6 +13,7 @@
 
 #include "common/ErrorManager.h"
 #include "plan/Failure.h"
+#include "plan/State.h"
 #include "tool/ExitCodes.h"
 #include "tool/terminal/Interrupt.h"
 #include "tool/terminal/Terminal.h"
@@ -125,9 +126,7 @@ void CheckRescue(const ConfirmOptions& options, const Planning::Plan& plan, cons
   try {
     const MountedAgain again{server};
     const Server rescue(options.openRescue(), Watching(messages));
-    CheckMode(rescue.Providers(), plan.request.mode);
-    const Configuration there = Planning::ConfigurationOfTarget(plan.request.mode);
-    rescue.ThrowIfSilent();
+    const Configuration there = PresentOf(rescue, plan.request.mode);
     difference = Planning::WhatTellsApart(plan.present, there);
   } catch (const ResultStatus& failure) {
     throw ToolError(ExitCodeOf(failure),
@@ -163,8 +162,7 @@ std::string WhatIsWrong(const Planning::Plan& plan, const Planning::Report& repo
   if (report.silence) return "the target does not answer: " + report.silence->message();
   try {
     const Server anew(openTarget(), Watching(messages));
-    const Configuration now = Planning::ConfigurationOfTarget(plan.request.mode);
-    anew.ThrowIfSilent();
+    const Configuration now = PresentOf(anew, plan.request.mode);
     const std::string turned = Planning::WhatHasTurned(plan.changes, report.present, now);
     return turned.empty() ? "" : "the target, opened anew, answers otherwise: " + turned;
   } catch (const Interrupted&) {

@@ -20,6 +20,7 @@ struct PendingRequest {
 
 /// What waits for the next boot, with the names of a file.
 std::vector<Planning::Waiting> WaitingOf(const Planning::Server& server) {
+  server.Expect(Planning::ModeBios);
   const Planning::Configuration present = Planning::ConfigurationOfTarget(Planning::ModeBios);
   server.ThrowIfSilent();
   std::vector<Planning::Waiting> waiting;

@@ -114,7 +114,7 @@ void AddFiles(const Place& place, const std::string& before, const Endings& endi
   }
 }
 
-void AddTargets(const Place& place, const Kinds& kinds, std::vector<Candidate>& found) {
+void AddTargetForms(const Place& place, const Kinds& kinds, std::vector<Candidate>& found) {
   constexpr const char* kMachine = "machine:";
   if (place.typed.starts_with(kMachine)) return AddFiles(place, kMachine, {".json"}, found);
   for (const std::string& name : kinds.Names()) {
@@ -148,7 +148,7 @@ void AddChoices(const std::string& form, std::vector<Candidate>& found) {
 void AddValues(const Place& place, const Kinds& kinds, std::vector<Candidate>& found) {
   const std::string& name = place.option->get_lnames().empty() ? place.option->get_name()
                                                                : place.option->get_lnames().front();
-  if (name == "target" || name == "rescue") return AddTargets(place, kinds, found);
+  if (name == "target" || name == "rescue") return AddTargetForms(place, kinds, found);
   const auto* names = std::ranges::find(kNameRows, name, &NameRow::option);
   if (names != kNameRows.end()) return AddNames(place, names->end, found);
   for (const Targets::TargetRow* row : kinds.Rows()) {

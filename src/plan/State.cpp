@@ -16,6 +16,10 @@ std::vector<Setting> State::Waiting() const {
 
 Configuration PresentOf(const Server& server, Mode mode) {
   CheckMode(server.Providers(), mode);
+  return PresentOfWhatIsThere(server, mode);
+}
+
+Configuration PresentOfWhatIsThere(const Server& server, Mode mode) {
   server.Expect(mode);
   Configuration present = ConfigurationOfTarget(mode);
   server.ThrowIfSilent();

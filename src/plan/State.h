@@ -21,6 +21,10 @@ struct State {
 /// \throws ResultStatus  it cannot be read.
 [[nodiscard]] Configuration PresentOf(const Server& server, Mode mode);
 
+/// The same of a server that may lack a part: it has no settings then.
+/// \throws ResultStatus  it cannot be read.
+[[nodiscard]] Configuration PresentOfWhatIsThere(const Server& server, Mode mode);
+
 /// All of the mounted server. \throws ResultStatus  it cannot be read.
 [[nodiscard]] State StateOf(const Server& server);
 

@@ -288,8 +288,9 @@ TEST_F(ToolTest, ATargetThatFallsSilentIsNeverSavedAsEmpty) {
       ASSERT_EQ(CodeOf([&] { RunSave(request, Tool::Messages(Tool::Verbosity::Quiet)); }), code)
           << failAt;
       // Each further question to one that is silent may have to be waited out.
-      const bool isSilent = code == ErrorManager::Unreachable;
-      ASSERT_EQ(isSilent ? target->Calls() : failAt, failAt);
+      if (code == ErrorManager::Unreachable) {
+        ASSERT_EQ(target->Calls(), failAt);
+      }
       ASSERT_THAT(Files(), IsEmpty()) << failAt;
     }
   }

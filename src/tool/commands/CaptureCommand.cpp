@@ -15,6 +15,7 @@
 #include "modules/save/SectionCatalogue.h"
 #include "plan/Configuration.h"
 #include "plan/ForwardingProvider.h"
+#include "plan/State.h"
 #include "providers/machine/MachineFile.h"
 #include "providers/machine/MachineProvider.h"
 #include "query/NodeTree.h"
@@ -215,8 +216,7 @@ void RunCapture(const CaptureRequest& request, const Messages& messages) {
     }
     progress.Begin("reading the target");
     image.platform = SDK::XDirectorImpl::CreateInstance()->PlatformName();
-    server.Expect(Planning::ModeAll);
-    saved = Planning::ConfigurationOfTarget(Planning::ModeAll);
+    saved = PresentOfWhatIsThere(server, Planning::ModeAll);
     progress.Begin("reading everything else");
     ReadEverything(server.Providers(), answers.nodes);
     server.ThrowIfSilent();

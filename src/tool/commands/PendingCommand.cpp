@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "plan/Document.h"
+#include "plan/State.h"
 #include "tool/ExitCodes.h"
 #include "tool/commands/Commands.h"
 #include "tool/commands/Writing.h"
@@ -20,9 +21,7 @@ struct PendingRequest {
 
 /// What waits for the next boot, with the names of a file.
 std::vector<Planning::Waiting> WaitingOf(const Planning::Server& server) {
-  server.Expect(Planning::ModeBios);
-  const Planning::Configuration present = Planning::ConfigurationOfTarget(Planning::ModeBios);
-  server.ThrowIfSilent();
+  const Planning::Configuration present = PresentOfWhatIsThere(server, Planning::ModeBios);
   std::vector<Planning::Waiting> waiting;
   for (const SDK::BootMessage& message : server.BootMessages()) {
     if (message.isWaiting) waiting.push_back({present.NameOf(message.path), message.value});
